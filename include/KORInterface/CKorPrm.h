@@ -1,0 +1,176 @@
+// Parameter set of one sensor.
+#ifndef KORINTERFACE_CKORPRM_H
+#define KORINTERFACE_CKORPRM_H
+
+#include <cstdint>
+
+#include "KORInterface/Export.h"
+#include "KORInterface/Records.h"
+
+/// The calibration and model parameters of one sensor, read from its parameter file.
+///
+/// Results: 0 success; 20 a required pointer is null or a count is out of range; 550 the file cannot be opened;
+/// 551 nothing has been loaded yet; 553 the file's format is wrong. Every accessor but SetVector and
+/// TgUpdateThermal returns 551, and writes nothing, until a read has succeeded.
+///
+/// Notes  1  No lock: use one object from one thread at a time.
+///        2  The set operations change the object only, never the file.
+///        3  Copies share the six tables with their source; the last object that refers to a table releases it.
+///        4  No operation throws.
+class KORINTERFACE_API CKorPrm {
+public:
+    CKorPrm();
+    CKorPrm(const CKorPrm& other);
+    CKorPrm& operator=(const CKorPrm& other);
+    ~CKorPrm();
+
+    /// Releases the six tables; harmless when called again.
+    void Destroy();
+
+    /// Reads a sensor's parameter file, DIRECTORY\TgID.prm (DIRECTORY/TgID.prm where paths use '/').
+    /// Given     directory  shorter than 255 characters; empty means the current directory
+    ///           id         sensor ID; its low 32 bits, signed, name the file and must match the file's own
+    /// Returned  result     0, 20 (null directory), 550 (cannot be opened, or the directory is too long), 553
+    /// Notes  1  A failed read keeps what the blocks before the failure have replaced, and whether the object
+    ///           counts as loaded.
+    int ReadCalibrationFile(const wchar_t* directory, unsigned long id);
+
+    /// Loads the message of a format failure, 601 to 624, and shows nothing.
+    void DisplayErrMsg(unsigned int id);
+
+    /// Azimuth calibration table.
+    /// Returned  count  rows; written even when table is null (the result is then 20)
+    ///           table  2 x count floats: reading and correction of each row, degrees
+    int getAzimuthComp(unsigned int& count, float* table) const;
+
+    /// Elevation calibration table, as getAzimuthComp.
+    int getElevationComp(unsigned int& count, float* table) const;
+
+    /// First and last reading of the azimuth table, degrees.
+    int getAzimuthCompRollover(float& first, float& last);
+
+    /// First and last reading of the elevation table, degrees.
+    int getElevationCompRollover(float& first, float& last);
+
+    /// Compensation table of level X.
+    /// Returned  count   rows; written even when a pointer is null (the result is then 20)
+    ///           table   count + 3 floats: knots, then the three extra values
+    ///           coeffs  4 x count doubles: spline coefficients c0..c3 of each interval
+    int getLevelXComp(unsigned int& count, float* table, double* coeffs) const;
+
+    /// Compensation table of level Y, as getLevelXComp. A file without the table gives count 0.
+    int getLevelYComp(unsigned int& count, float* table, double* coeffs) const;
+
+    /// Calibration of the first level: count 7. A null pointer leaves count alone, here and below.
+    int getLevel1Parameters(float* values, unsigned int& count) const;
+
+    /// Calibration of the second level: count 7.
+    int getLevel2Parameters(float* values, unsigned int& count) const;
+
+    /// QVC parameters: count 6.
+    int getQVCParameters(float* values, unsigned int& count) const;
+
+    /// Scale factors of the orientation model: count 8.
+    int getScaleFactors(float* values, unsigned int& count) const;
+
+    /// Replaces the first count scale factors, 1 to 8.
+    int setScaleFactors(const float* values, unsigned int count);
+
+    /// Seven dynamic parameters.
+    int getDynamicKORParameters(float* values) const;
+
+    /// Detector coefficients, three each.
+    int getPSDParameters(float* x, float* y) const;
+
+    /// Encoder offsets of azimuth (x) and elevation (y), radians.
+    int getEncoderOffset(F_VECTOR2& offset) const;
+    int setEncoderOffset(const F_VECTOR2& offset);
+
+    /// Encoder limits, degrees: azimuth low, high, elevation low, high (offset -+ half range).
+    int getEncoderLimit(F_VECTOR4& limit) const;
+
+    /// Transform vector, three doubles.
+    int getKnownVector(double* vector) const;
+    int setKnownVector(const double* vector);
+
+    /// Writes the vector's first component into all three elements of the known vector.
+    void SetVector(D_VECTOR3 vector);
+
+    /// Local coordinate transform.
+    /// Given     n  3; with a larger n the values behind the matrix in the object follow, never beyond the object
+    /// Returned  m  n x n, row-major
+    int getLocalMatrix(double* m, int n) const;
+    int setLocalMatrix(const double* m, int n);
+
+    /// Machine coordinate transform: the inverse of the matrix in the file. n as for getLocalMatrix.
+    int getMachineMatrix(double* m, int n);
+    int setMachineMatrix(double* m, int n);
+
+    /// Thermal compensation factors: X gain, X offset, Y gain, Y offset.
+    int getThermalFactor(F_VECTOR4& factor) const;
+    int setThermalFactor(const F_VECTOR4& factor);
+
+    /// Tilt offsets of level X and level Y.
+    int getTiltOffset(F_VECTOR2& offset) const;
+    int setTiltOffset(const F_VECTOR2& offset);
+
+    /// Mount mode of the sensor.
+    int getMountMode(int& mode) const;
+
+    /// Offset of the distance meter.
+    int getADMOffset(float& offset) const;
+
+    /// Tilt limits: X low, X high, Y low, Y high.
+    int GetKORLevelLimits(F_VECTOR4& limits);
+    int SetKORLevelLimits(F_VECTOR4 limits);
+
+    /// One step of the thermal drift, in place: with m the mean of three temperatures and p = m gain,
+    /// offset = (p + offset) factor - p.
+    /// Given     which  0: gain and offset of level X, otherwise those of level Y
+    void TgUpdateThermal(float factor, float* temps, int which);
+
+private:
+    bool prmLoaded;   ///< a read has succeeded
+    bool prmModified; ///< a set operation has changed a group
+
+public:
+    /// Directory of the last file read. A host that rewrites a file places its full path here.
+    wchar_t prmDirectory[255];
+
+private:
+    friend struct CKorPrmAccess;
+
+    double encoderOffsetAz;      ///< radians
+    double encoderOffsetEl;      ///< radians
+    double knownVector[3];       ///<
+    double localMatrix[9];       ///< as in the file
+    double machineMatrix[9];     ///< inverse of the file's
+    float tiltOffset[2];         ///< x, y
+    float thermalFactor[4];      ///< X gain, X offset, Y gain, Y offset
+    std::int32_t mountMode;      ///<
+    float admOffset;             ///<
+    std::uint32_t levelXCount;   ///< rows of the tilt X table
+    float* levelXTable;          ///< knots and three extra values, shared by copies
+    double* levelXCoeffs;        ///< four per row, shared by copies
+    std::uint32_t levelYCount;   ///< rows of the tilt Y table
+    float* levelYTable;          ///< as levelXTable
+    double* levelYCoeffs;        ///< as levelXCoeffs
+    std::uint32_t azCompCount;   ///< rows of the azimuth table
+    std::uint32_t elCompCount;   ///< rows of the elevation table
+    float* azCompTable;          ///< pairs, shared by copies
+    float* elCompTable;          ///< pairs, shared by copies
+    float scaleFactors[8];       ///<
+    float azRollover[2];         ///< first and last reading of the azimuth table, degrees
+    float elRollover[2];         ///< first and last reading of the elevation table, degrees
+    float qvcParameters[6];      ///<
+    float level1Parameters[7];   ///<
+    float level2Parameters[7];   ///<
+    float encoderHalfRangeAz;    ///< radians after a read, 180.0 before
+    float encoderHalfRangeEl;    ///< radians after a read, 60.0 before
+    F_VECTOR4 levelLimits;       ///< X low, X high, Y low, Y high
+    float psdX[3];               ///<
+    float psdY[3];               ///<
+    float dynamicParameters[7];  ///<
+};
+
+#endif

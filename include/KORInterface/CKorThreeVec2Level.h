@@ -1,0 +1,101 @@
+// Three-vector two-level model, first version.
+#ifndef KORINTERFACE_CKORTHREEVEC2LEVEL_H
+#define KORINTERFACE_CKORTHREEVEC2LEVEL_H
+
+#include <cstdint>
+
+#include "KORInterface/CKorModel.h"
+
+/// Orientation from the line of sight and two levels that are freed of the sensor's own acceleration.
+///
+/// Each usable level gives a rotation; two rotations are blended by the mean of their Euler angles. No mount mode
+/// selects this class; it is the base of the second version and open to hosts that drive a model themselves.
+///
+/// Notes  1  Some smoothing state belongs to the process: all objects of this class share it, so two objects
+///           fed in turn disturb each other.
+///        2  Copies share the two moving-average buffers of their source. The buffers are never released.
+///        3  The counters are 32-bit: larger values are reduced modulo 2^32.
+class KORINTERFACE_API CKorThreeVec2Level : public CKorModel {
+public:
+    CKorThreeVec2Level();
+    CKorThreeVec2Level(const CKorThreeVec2Level& other);
+    CKorThreeVec2Level& operator=(const CKorThreeVec2Level& other);
+    ~CKorThreeVec2Level() override;
+
+    void UpdateSFactors(float* values, int count) override;
+    bool CalTranxMatrix(double* const io, double azRefRad, double elRefRad, int stride) override;
+    void UpdateQVCParameters(float* values, int count) override;
+    void UpdateLevel1Parameters(float* values, int count) override;
+    void UpdateLevel2Parameters(float* values, int count) override;
+    void GetQVCMatrix(float* out, int count) override;
+    void SetLevelLimits(bool level1Excluded, bool level2Excluded) override;
+    void SetCounter(unsigned long counterL1, unsigned long counterL2) override;
+    void SetTimeInterval(double timeL1, double timeL2) override;
+    void GetLevelValues(float& level1, float& level2) override;
+
+    /// Rotation of the azimuth stage that one level and the line of sight give.
+    /// Given     levelPrm   seven level parameters; [3], [4] tilt of the axis, [5] offset, [6] gain
+    ///           levelDeg   level reading, degrees
+    ///           dir        line of sight in the stage, unit vector
+    ///           horizDeg   horizontal angle of the measured position, degrees
+    ///           vertDeg    its vertical angle, degrees
+    ///           stride     row stride of the matrices, 3
+    /// Returned  out        3 x 3, row-major
+    ///           result     always true
+    virtual bool GetF1(const float* levelPrm, double levelDeg, double* dir, double horizDeg, double vertDeg, int stride,
+                       double* out);
+
+    /// Takes the effect of an acceleration out of a level reading.
+    /// Given     levelDeg  reading, degrees
+    ///           acc       acceleration along the level's axis, mm/s^2
+    /// Returned  levelDeg  asin(sin(level) + acc/9800); unchanged when the sum is beyond one
+    virtual void GetLevelAfterAccComp(double& levelDeg, double acc);
+
+    /// Acceleration along the axis of level 1 by two straight-line fits over 51 samples.
+    /// Given     pos       position of the rotation centre, tracker frame, mm
+    ///           axis      the level's axis, tracker frame, unit vector
+    ///           counter   samples of the current run, modulo 2^32
+    ///           time      time of the sample, seconds
+    /// Returned  accAlong  mm/s^2; zero while the histories fill
+    ///           result    true from counter 102 on
+    virtual bool GetAccLx(const double* pos, const double* axis, unsigned long counter, double time, double& accAlong);
+
+    /// The same for level 2, on histories of its own.
+    virtual bool GetAccLy(const double* pos, const double* axis, unsigned long counter, double time, double& accAlong);
+
+    /// Moving average of level 1 over 80 samples, in place; while the buffer fills, the mean of the samples before
+    /// this one. Returns 0.
+    virtual int MovingFilter(double& value);
+
+    /// The same for level 2.
+    virtual int MovingFilterLevelY(double& value);
+
+protected:
+    double m_posHistL1[3][102];     ///< rotation-centre history of level 1 per axis: 51 (time, value) pairs
+    double m_velHistL1[3][102];     ///< velocity history, same layout
+    double m_accL1[3];              ///< last acceleration, mm/s^2
+    double m_accAlongL1;            ///< its component along the level's axis
+    double m_level1Filtered;        ///< level 1 after the moving average, degrees
+    double m_posHistL2[3][102];     ///< the same five for level 2
+    double m_velHistL2[3][102];     ///<
+    double m_accL2[3];              ///<
+    double m_accAlongL2;            ///<
+    double m_level2Filtered;        ///<
+    std::uint32_t m_counterL1;      ///< samples of level 1's current run
+    std::uint32_t m_counterL2;      ///< samples of level 2's current run
+    bool m_level1Excluded;          ///< level 1 must not be used
+    bool m_level2Excluded;          ///< level 2 must not be used
+    double m_timeL1;                ///< time of the sample on level 1's clock, seconds
+    double m_timeL2;                ///< time of the sample on level 2's clock, seconds
+    std::int32_t m_filterLength;    ///< length of both moving averages, 80
+    std::uint32_t m_filterCountL1;  ///< samples fed into the moving average of level 1
+    double m_filterReserve;         ///< not used
+    double* m_filterBufL1;          ///< ring of the moving average of level 1, shared by copies
+    double* m_filterBufL2;          ///< ring of the moving average of level 2, shared by copies
+    std::uint32_t m_filterCountL2;  ///< samples fed into the moving average of level 2
+    double m_lastLevel2Output;      ///< last output of the moving average of level 2
+    double m_driftA;                ///< accumulated drift input A
+    double m_driftB;                ///< accumulated drift input B, added to both levels
+};
+
+#endif
