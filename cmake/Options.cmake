@@ -1,0 +1,33 @@
+# Options, compiler flags and build types.
+
+option(BUILD_SHARED_LIBS "Build KORInterface as a shared library" ON)
+option(KORINTERFACE_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
+option(KORINTERFACE_BUILD_TOOLS "Build the kor tool" ${PROJECT_IS_TOP_LEVEL})
+option(KORINTERFACE_WERROR "Treat warnings as errors" ${PROJECT_IS_TOP_LEVEL})
+set(KORINTERFACE_SANITIZE "" CACHE STRING "Sanitizers of the whole build, for example address,undefined")
+
+set(KOR_ABI_VERSION 0)
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release CACHE STRING "Build type" FORCE)
+endif()
+
+# Flags of everything that is compiled here. Contracting a*b+c into one rounding would change results, and so
+# would fast-math; neither may be switched on from outside.
+add_library(kor_build_flags INTERFACE)
+if(MSVC)
+  target_compile_options(kor_build_flags INTERFACE /W4 /fp:precise /utf-8)
+  if(KORINTERFACE_WERROR)
+    target_compile_options(kor_build_flags INTERFACE /WX)
+  endif()
+else()
+  target_compile_options(kor_build_flags INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -ffp-contract=off)
+  if(KORINTERFACE_WERROR)
+    target_compile_options(kor_build_flags INTERFACE -Werror)
+  endif()
+endif()
+
+if(KORINTERFACE_SANITIZE)
+  add_compile_options(-fsanitize=${KORINTERFACE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${KORINTERFACE_SANITIZE})
+endif()
