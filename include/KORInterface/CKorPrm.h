@@ -140,37 +140,37 @@ public:
 private:
     friend struct CKorPrmAccess;
 
-    double encoderOffsetAz;      ///< radians
-    double encoderOffsetEl;      ///< radians
-    double knownVector[3];       ///<
-    double localMatrix[9];       ///< as in the file
-    double machineMatrix[9];     ///< inverse of the file's
-    float tiltOffset[2];         ///< x, y
-    float thermalFactor[4];      ///< X gain, X offset, Y gain, Y offset
-    std::int32_t mountMode;      ///<
-    float admOffset;             ///<
-    std::uint32_t levelXCount;   ///< rows of the tilt X table
-    float* levelXTable;          ///< knots and three extra values, shared by copies
-    double* levelXCoeffs;        ///< four per row, shared by copies
-    std::uint32_t levelYCount;   ///< rows of the tilt Y table
-    float* levelYTable;          ///< as levelXTable
-    double* levelYCoeffs;        ///< as levelXCoeffs
-    std::uint32_t azCompCount;   ///< rows of the azimuth table
-    std::uint32_t elCompCount;   ///< rows of the elevation table
-    float* azCompTable;          ///< pairs, shared by copies
-    float* elCompTable;          ///< pairs, shared by copies
-    float scaleFactors[8];       ///<
-    float azRollover[2];         ///< first and last reading of the azimuth table, degrees
-    float elRollover[2];         ///< first and last reading of the elevation table, degrees
-    float qvcParameters[6];      ///<
-    float level1Parameters[7];   ///<
-    float level2Parameters[7];   ///<
-    float encoderHalfRangeAz;    ///< radians after a read, 180.0 before
-    float encoderHalfRangeEl;    ///< radians after a read, 60.0 before
-    F_VECTOR4 levelLimits;       ///< X low, X high, Y low, Y high
-    float psdX[3];               ///<
-    float psdY[3];               ///<
-    float dynamicParameters[7];  ///<
+    double encoderOffsetAz;     ///< radians
+    double encoderOffsetEl;     ///< radians
+    double knownVector[3];      ///<
+    double localMatrix[9];      ///< as in the file
+    double machineMatrix[9];    ///< inverse of the file's
+    float tiltOffset[2];        ///< x, y
+    float thermalFactor[4];     ///< X gain, X offset, Y gain, Y offset
+    std::int32_t mountMode;     ///<
+    float admOffset;            ///<
+    std::uint32_t levelXCount;  ///< rows of the tilt X table
+    float* levelXTable;         ///< knots and three extra values, shared by copies
+    double* levelXCoeffs;       ///< four per row, shared by copies
+    std::uint32_t levelYCount;  ///< rows of the tilt Y table
+    float* levelYTable;         ///< as levelXTable
+    double* levelYCoeffs;       ///< as levelXCoeffs
+    std::uint32_t azCompCount;  ///< rows of the azimuth table
+    std::uint32_t elCompCount;  ///< rows of the elevation table
+    float* azCompTable;         ///< pairs, shared by copies
+    float* elCompTable;         ///< pairs, shared by copies
+    float scaleFactors[8];      ///<
+    float azRollover[2];        ///< first and last reading of the azimuth table, degrees
+    float elRollover[2];        ///< first and last reading of the elevation table, degrees
+    float qvcParameters[6];     ///<
+    float level1Parameters[7];  ///<
+    float level2Parameters[7];  ///<
+    float encoderHalfRangeAz;   ///< radians after a read, 180.0 before
+    float encoderHalfRangeEl;   ///< radians after a read, 60.0 before
+    F_VECTOR4 levelLimits;      ///< X low, X high, Y low, Y high
+    float psdX[3];              ///<
+    float psdY[3];              ///<
+    float dynamicParameters[7]; ///<
 };
 
 #endif

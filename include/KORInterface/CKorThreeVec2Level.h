@@ -71,31 +71,31 @@ public:
     virtual int MovingFilterLevelY(double& value);
 
 protected:
-    double m_posHistL1[3][102];     ///< rotation-centre history of level 1 per axis: 51 (time, value) pairs
-    double m_velHistL1[3][102];     ///< velocity history, same layout
-    double m_accL1[3];              ///< last acceleration, mm/s^2
-    double m_accAlongL1;            ///< its component along the level's axis
-    double m_level1Filtered;        ///< level 1 after the moving average, degrees
-    double m_posHistL2[3][102];     ///< the same five for level 2
-    double m_velHistL2[3][102];     ///<
-    double m_accL2[3];              ///<
-    double m_accAlongL2;            ///<
-    double m_level2Filtered;        ///<
-    std::uint32_t m_counterL1;      ///< samples of level 1's current run
-    std::uint32_t m_counterL2;      ///< samples of level 2's current run
-    bool m_level1Excluded;          ///< level 1 must not be used
-    bool m_level2Excluded;          ///< level 2 must not be used
-    double m_timeL1;                ///< time of the sample on level 1's clock, seconds
-    double m_timeL2;                ///< time of the sample on level 2's clock, seconds
-    std::int32_t m_filterLength;    ///< length of both moving averages, 80
-    std::uint32_t m_filterCountL1;  ///< samples fed into the moving average of level 1
-    double m_filterReserve;         ///< not used
-    double* m_filterBufL1;          ///< ring of the moving average of level 1, shared by copies
-    double* m_filterBufL2;          ///< ring of the moving average of level 2, shared by copies
-    std::uint32_t m_filterCountL2;  ///< samples fed into the moving average of level 2
-    double m_lastLevel2Output;      ///< last output of the moving average of level 2
-    double m_driftA;                ///< accumulated drift input A
-    double m_driftB;                ///< accumulated drift input B, added to both levels
+    double m_posHistL1[3][102];    ///< rotation-centre history of level 1 per axis: 51 (time, value) pairs
+    double m_velHistL1[3][102];    ///< velocity history, same layout
+    double m_accL1[3];             ///< last acceleration, mm/s^2
+    double m_accAlongL1;           ///< its component along the level's axis
+    double m_level1Filtered;       ///< level 1 after the moving average, degrees
+    double m_posHistL2[3][102];    ///< the same five for level 2
+    double m_velHistL2[3][102];    ///<
+    double m_accL2[3];             ///<
+    double m_accAlongL2;           ///<
+    double m_level2Filtered;       ///<
+    std::uint32_t m_counterL1;     ///< samples of level 1's current run
+    std::uint32_t m_counterL2;     ///< samples of level 2's current run
+    bool m_level1Excluded;         ///< level 1 must not be used
+    bool m_level2Excluded;         ///< level 2 must not be used
+    double m_timeL1;               ///< time of the sample on level 1's clock, seconds
+    double m_timeL2;               ///< time of the sample on level 2's clock, seconds
+    std::int32_t m_filterLength;   ///< length of both moving averages, 80
+    std::uint32_t m_filterCountL1; ///< samples fed into the moving average of level 1
+    double m_filterReserve;        ///< not used
+    double* m_filterBufL1;         ///< ring of the moving average of level 1, shared by copies
+    double* m_filterBufL2;         ///< ring of the moving average of level 2, shared by copies
+    std::uint32_t m_filterCountL2; ///< samples fed into the moving average of level 2
+    double m_lastLevel2Output;     ///< last output of the moving average of level 2
+    double m_driftA;               ///< accumulated drift input A
+    double m_driftB;               ///< accumulated drift input B, added to both levels
 };
 
 #endif

@@ -63,27 +63,27 @@ public:
     virtual int PsdMovingFilter(double ring[][2], double* pair);
 
 protected:
-    std::int32_t m_ringIndex;         ///< current row of every ring, 0..50
-    double m_rawRing[51][9];          ///< input channels as received
-    double m_filteredRing[51][9];     ///< input channels after MovingFilter
-    double m_psdRing[51][2];          ///< detector channels as received
-    double m_psdFilteredRing[51][2];  ///< detector channels after PsdMovingFilter
-    double m_axisZRing[51][2];        ///< vertical component of the two level axes
-    double m_accAlongL1v2;            ///< acceleration along level 1's axis, mm/s^2
-    double m_level1Value;             ///< interpolated level 1, degrees
-    double m_accVectorV2[3];          ///< last acceleration, tracker frame, mm/s^2
-    double m_accAlongL2v2;            ///< acceleration along level 2's axis, mm/s^2
-    double m_level2Value;             ///< interpolated level 2, degrees
-    std::uint32_t m_counterL1v2;      ///< samples of level 1's current run
-    std::uint32_t m_counterL2v2;      ///< samples of level 2's current run
-    bool m_level1ExcludedV2;          ///< level 1 must not be used; set until the engine clears it
-    bool m_level2ExcludedV2;          ///< level 2 must not be used; set until the engine clears it
-    double m_timeL1v2;                ///< time of the sample on level 1's clock, seconds
-    double m_timeL2v2;                ///< time of the sample on level 2's clock, seconds
-    std::int32_t m_shortLength;       ///< length of the short filters, 5
-    std::ofstream m_logStream;        ///< never opened
-    float m_dynamicParams[7];         ///< [0] level interpolation, [1], [2] gains of the two drift inputs,
-                                      ///< [3] level smoothing, [4], [5], [6] lags in samples
+    std::int32_t m_ringIndex;        ///< current row of every ring, 0..50
+    double m_rawRing[51][9];         ///< input channels as received
+    double m_filteredRing[51][9];    ///< input channels after MovingFilter
+    double m_psdRing[51][2];         ///< detector channels as received
+    double m_psdFilteredRing[51][2]; ///< detector channels after PsdMovingFilter
+    double m_axisZRing[51][2];       ///< vertical component of the two level axes
+    double m_accAlongL1v2;           ///< acceleration along level 1's axis, mm/s^2
+    double m_level1Value;            ///< interpolated level 1, degrees
+    double m_accVectorV2[3];         ///< last acceleration, tracker frame, mm/s^2
+    double m_accAlongL2v2;           ///< acceleration along level 2's axis, mm/s^2
+    double m_level2Value;            ///< interpolated level 2, degrees
+    std::uint32_t m_counterL1v2;     ///< samples of level 1's current run
+    std::uint32_t m_counterL2v2;     ///< samples of level 2's current run
+    bool m_level1ExcludedV2;         ///< level 1 must not be used; set until the engine clears it
+    bool m_level2ExcludedV2;         ///< level 2 must not be used; set until the engine clears it
+    double m_timeL1v2;               ///< time of the sample on level 1's clock, seconds
+    double m_timeL2v2;               ///< time of the sample on level 2's clock, seconds
+    std::int32_t m_shortLength;      ///< length of the short filters, 5
+    std::ofstream m_logStream;       ///< never opened
+    float m_dynamicParams[7];        ///< [0] level interpolation, [1], [2] gains of the two drift inputs,
+                                     ///< [3] level smoothing, [4], [5], [6] lags in samples
 };
 
 #endif

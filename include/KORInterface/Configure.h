@@ -39,8 +39,7 @@ inline int copyEncoderTable(const CKorPrm& prm, CKor& engine, int (CKorPrm::*get
     return code == 0 ? (engine.*set)(static_cast<int>(count), table.data()) : code;
 }
 
-inline int copyLevelTable(const CKorPrm& prm, CKor& engine,
-                          int (CKorPrm::*get)(unsigned int&, float*, double*) const,
+inline int copyLevelTable(const CKorPrm& prm, CKor& engine, int (CKorPrm::*get)(unsigned int&, float*, double*) const,
                           int (CKor::*set)(int, const float*, const double*))
 {
     unsigned int count = 0;
@@ -80,8 +79,7 @@ inline int ConfigureEngine(CKor& engine, CKorPrm& prm)
     configure_detail::FirstFailure step;
     const bool done =
         step.ok(configure_detail::copyEncoderTable(prm, engine, &CKorPrm::getAzimuthComp, &CKor::setAzimuthComp)) &&
-        step.ok(configure_detail::copyEncoderTable(prm, engine, &CKorPrm::getElevationComp,
-                                                   &CKor::setElevationComp)) &&
+        step.ok(configure_detail::copyEncoderTable(prm, engine, &CKorPrm::getElevationComp, &CKor::setElevationComp)) &&
         step.ok(prm.getEncoderOffset(pair)) && step.ok(engine.setEncoderOffset(pair)) &&
         step.ok(prm.getKnownVector(matrix)) && step.ok(engine.setKnownVector(matrix)) &&
         step.ok(prm.getLocalMatrix(matrix, 3)) && step.ok(engine.setLocalMatrix(matrix, 3)) &&
@@ -95,10 +93,9 @@ inline int ConfigureEngine(CKor& engine, CKorPrm& prm)
         step.ok(prm.getQVCParameters(values, count)) &&
         step.ok(engine.setQVCParameters(values, static_cast<int>(count))) &&
         step.ok(prm.getScaleFactors(values, count)) &&
-        step.ok(engine.setScaleFactors(values, static_cast<int>(count))) &&
-        step.ok(prm.getThermalFactor(four)) && step.ok(engine.setThermalFactor(four)) &&
-        step.ok(prm.getTiltOffset(pair)) && step.ok(engine.setTiltOffset(pair)) &&
-        step.ok(prm.getMountMode(mode)) && step.ok(engine.setMountMode(mode));
+        step.ok(engine.setScaleFactors(values, static_cast<int>(count))) && step.ok(prm.getThermalFactor(four)) &&
+        step.ok(engine.setThermalFactor(four)) && step.ok(prm.getTiltOffset(pair)) &&
+        step.ok(engine.setTiltOffset(pair)) && step.ok(prm.getMountMode(mode)) && step.ok(engine.setMountMode(mode));
     return done ? 0 : step.code();
 }
 

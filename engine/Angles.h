@@ -1,0 +1,31 @@
+// Orientation angles from a composed orientation matrix.
+#pragma once
+
+namespace kor {
+
+/// Angles of one orientation, radians, in single precision: about x, z and y in this order.
+struct OrientationAngles {
+    float first;
+    float second;
+    float third;
+};
+
+/// Arctangent over the full circle with dead zones of 1e-12 about both axes, narrowed to float.
+/// Given     y, x    any numbers; a NaN outside the dead zones gives NaN
+/// Returned  result  radians in (-pi, pi]; 0 at the origin
+/// Notes  1  The quarter and half turns are the shortened literals.
+float safeAtan2(double y, double x);
+
+/// As safeAtan2, without the dead zone about the x axis: y = 0 with a negative x gives 0.
+float safeAtan2AnyY(double y, double x);
+
+/// Angles of a three-vector orientation M = Rx(first) Ry(third) Rz(second), first forced into [-pi/2, pi/2].
+OrientationAngles threeVectorAngles(const double* m);
+
+/// Angles of a matrix in machine coordinates, M = Rx(first) Ry(third) Rz(second).
+OrientationAngles machineAngles(const double* m);
+
+/// Angles of a matrix in local coordinates, M = Rz(second) Ry(third) Rx(first).
+OrientationAngles localAngles(const double* m);
+
+} // namespace kor

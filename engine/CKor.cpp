@@ -1,0 +1,83 @@
+// Construction, copying and release of the engine; matrix read-out.
+#include "KORInterface/CKor.h"
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+#include <mutex>
+
+#include "engine/State.h"
+
+namespace {
+
+using Guard = std::lock_guard<kor::platform::RecursiveLock>;
+
+} // namespace
+
+CKor::CKor() : m_state(nullptr)
+{
+    auto state = std::make_unique<State>();
+    state->parameterStore = std::make_shared<kor::ParameterStore>();
+    m_state = state.release();
+}
+
+// Kept: tables, model and parameter store are shared between a copy and its source, as hosts expect of a plain
+// copy. Counted references make it harmless to destroy both.
+CKor::CKor(const CKor& other) : m_state(nullptr)
+{
+    const Guard guard(other.m_state->lock);
+    m_state = new State(static_cast<const kor::EngineFields&>(*other.m_state));
+}
+
+CKor& CKor::operator=(const CKor& other)
+{
+    if (this == &other) {
+        return *this;
+    }
+    kor::EngineFields fields;
+    {
+        const Guard guard(other.m_state->lock);
+        fields = *other.m_state;
+    }
+    const Guard guard(m_state->lock);
+    static_cast<kor::EngineFields&>(*m_state) = fields;
+    return *this;
+}
+
+CKor::~CKor()
+{
+    CKor::Destroy();
+    delete m_state;
+}
+
+void CKor::Destroy()
+{
+    State& s = *m_state;
+    const Guard guard(s.lock);
+    s.model.reset();
+    s.levelX.knots = {};
+    s.levelX.coefficients = {};
+    s.levelY.knots = {};
+    s.levelY.coefficients = {};
+    s.elevationTable = {};
+    s.azimuthTable = {};
+    // The encoders only refer to the tables.
+    s.elevationEncoder.setCalTable(nullptr, 0);
+    s.azimuthEncoder.setCalTable(nullptr, 0);
+    s.parameterStore.reset();
+}
+
+int CKor::Initialization()
+{
+    return 0;
+}
+
+int CKor::ReadMatrix(double* matrix)
+{
+    if (matrix == nullptr) {
+        return 20;
+    }
+    const Guard guard(m_state->lock);
+    std::copy(std::begin(m_state->resultMatrix), std::end(m_state->resultMatrix), matrix);
+    return m_state->matrixValid ? 0 : 554;
+}

@@ -1,0 +1,273 @@
+// The host's set operations and the choice of the orientation model.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <memory>
+#include <mutex>
+#include <new>
+
+#include "KORInterface/CKorDualLevel.h"
+#include "KORInterface/CKorPendulum.h"
+#include "KORInterface/CKorPolarizer.h"
+#include "KORInterface/CKorThreeVec.h"
+#include "KORInterface/CKorThreeVec2Levelv2.h"
+#include "engine/State.h"
+#include "mek/Matrix.h"
+
+namespace {
+
+using Guard = std::lock_guard<kor::platform::RecursiveLock>;
+
+std::size_t natural(int count)
+{
+    return count > 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+// Kept: no parameter group checks the count it is given. Values beyond the group have nowhere to go and are left out.
+template <std::size_t N>
+int copyGroup(const float* values, int count, float (&group)[N], kor::platform::RecursiveLock& lock)
+{
+    if (values == nullptr) {
+        return 20;
+    }
+    const Guard guard(lock);
+    std::copy_n(values, std::min(natural(count), N), group);
+    return 0;
+}
+
+// n x n as a product of 32-bit integers, kept within one 3 x 3 matrix.
+std::size_t matrixElements(int n)
+{
+    const auto side = static_cast<std::uint32_t>(n);
+    return std::min<std::size_t>(natural(static_cast<std::int32_t>(side * side)), 9);
+}
+
+// Kept: a table is allocated by the first call that finds it absent and never again. A later call that does not
+// fit is refused.
+template <typename Value>
+bool makeRoom(kor::Table<Value>& table, std::size_t size)
+{
+    if (table.values == nullptr) {
+        try {
+            table.values = std::shared_ptr<Value[]>(new Value[size]());
+            table.capacity = size;
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+    }
+    return size <= table.capacity;
+}
+
+int setLevelComp(kor::LevelCompensation& level, int count, const float* knots, const double* coefficients,
+                 kor::platform::RecursiveLock& lock)
+{
+    if (knots == nullptr || coefficients == nullptr || count < 1) {
+        return 20;
+    }
+    const Guard guard(lock);
+    const std::size_t rows = natural(count);
+    kor::LevelCompensation next = level;
+    if (!makeRoom(next.knots, rows + 3) || !makeRoom(next.coefficients, 4 * rows)) {
+        return 20;
+    }
+    next.count = count;
+    std::copy_n(knots, rows + 3, next.knots.values.get());
+    std::copy_n(coefficients, 4 * rows, next.coefficients.values.get());
+    level = std::move(next);
+    return 0;
+}
+
+int setEncoderComp(kor::Table<float>& table, std::int32_t& storedCount, mek::CEncoder& encoder, int count,
+                   const float* values, kor::platform::RecursiveLock& lock)
+{
+    if (values == nullptr) {
+        return 20;
+    }
+    const Guard guard(lock);
+    const std::size_t size = 2 * natural(count);
+    if (!makeRoom(table, size)) {
+        return 20;
+    }
+    storedCount = count;
+    std::copy_n(values, size, table.values.get());
+    encoder.setCalTable(table.values.get(), count);
+    return 0;
+}
+
+std::shared_ptr<CKorModel> makeModel(int mode)
+{
+    switch (mode) {
+    case 1:
+    case 2:
+        return std::make_shared<CKorDualLevel>();
+    case 5:
+    case 6:
+        return std::make_shared<CKorPolarizer>();
+    case 7:
+    case 8:
+        return std::make_shared<CKorThreeVec>();
+    case 9:
+    case 10:
+        return std::make_shared<CKorThreeVec2Levelv2>();
+    default:
+        return std::make_shared<CKorPendulum>();
+    }
+}
+
+} // namespace
+
+int CKor::setScaleFactors(const float* values, int count)
+{
+    return copyGroup(values, count, m_state->scaleFactors, m_state->lock);
+}
+
+int CKor::setQVCParameters(const float* values, int count)
+{
+    return copyGroup(values, count, m_state->qvcParameters, m_state->lock);
+}
+
+int CKor::setLevel1Parameters(const float* values, int count)
+{
+    return copyGroup(values, count, m_state->level1Parameters, m_state->lock);
+}
+
+int CKor::setLevel2Parameters(const float* values, int count)
+{
+    return copyGroup(values, count, m_state->level2Parameters, m_state->lock);
+}
+
+int CKor::setLevelXComp(int count, const float* knots, const double* coefficients)
+{
+    return setLevelComp(m_state->levelX, count, knots, coefficients, m_state->lock);
+}
+
+int CKor::setLevelYComp(int count, const float* knots, const double* coefficients)
+{
+    return setLevelComp(m_state->levelY, count, knots, coefficients, m_state->lock);
+}
+
+int CKor::setAzimuthComp(int count, const float* table)
+{
+    State& s = *m_state;
+    return setEncoderComp(s.azimuthTable, s.azimuthCompCount, s.azimuthEncoder, count, table, s.lock);
+}
+
+int CKor::setElevationComp(int count, const float* table)
+{
+    State& s = *m_state;
+    return setEncoderComp(s.elevationTable, s.elevationCompCount, s.elevationEncoder, count, table, s.lock);
+}
+
+int CKor::setEncoderOffset(const F_VECTOR2& offset)
+{
+    const Guard guard(m_state->lock);
+    m_state->encoderOffset[0] = static_cast<double>(offset.x);
+    m_state->encoderOffset[1] = static_cast<double>(offset.y);
+    return 0;
+}
+
+int CKor::setTiltOffset(const F_VECTOR2& offset)
+{
+    const Guard guard(m_state->lock);
+    m_state->tiltOffset[0] = offset.x;
+    m_state->tiltOffset[1] = offset.y;
+    return 0;
+}
+
+// Kept: the thermal factor is stored without the lock; the host calls this only while no sample is processed.
+int CKor::setThermalFactor(const F_VECTOR4& factor)
+{
+    m_state->thermalFactor[0] = factor.x;
+    m_state->thermalFactor[1] = factor.y;
+    m_state->thermalFactor[2] = factor.z;
+    m_state->thermalFactor[3] = factor.w;
+    return 0;
+}
+
+int CKor::setKnownVector(const double* vector)
+{
+    if (vector == nullptr) {
+        return 20;
+    }
+    const Guard guard(m_state->lock);
+    std::copy_n(vector, 3, m_state->knownVector);
+    return 0;
+}
+
+// The inverse stands beside the matrix; a singular matrix leaves a plain copy there.
+int CKor::setLocalMatrix(const double* matrix, int n)
+{
+    if (matrix == nullptr) {
+        return 20;
+    }
+    State& s = *m_state;
+    const Guard guard(s.lock);
+    const std::size_t size = matrixElements(n);
+    std::copy_n(matrix, size, s.localMatrix);
+    std::copy_n(matrix, size, s.localMatrixInverse);
+    mek::MatrixInverse(s.localMatrixInverse, std::min(n, 3));
+    return 0;
+}
+
+int CKor::setMachineMatrix(double* matrix, int n)
+{
+    if (matrix == nullptr) {
+        return 20;
+    }
+    const Guard guard(m_state->lock);
+    std::copy_n(matrix, matrixElements(n), m_state->machineMatrix);
+    return 0;
+}
+
+int CKor::setMcsFlag(bool flag)
+{
+    const Guard guard(m_state->lock);
+    m_state->mcsFlag = flag;
+    return 0;
+}
+
+int CKor::setPSDParameters(int first, int second, int divisor)
+{
+    const Guard guard(m_state->lock);
+    m_state->psdFirst = first;
+    m_state->psdSecond = second;
+    m_state->psdDivisor = divisor;
+    return 0;
+}
+
+// Kept: runs without the lock, and a model once made is kept whatever later modes ask for; the stored mode steers
+// the per-sample steps all the same.
+int CKor::setMountMode(int mode)
+{
+    State& s = *m_state;
+    s.mountMode = mode;
+    if (s.model == nullptr) {
+        try {
+            s.model = makeModel(mode);
+        } catch (const std::bad_alloc&) {
+            return 0; // without a model every sample is refused
+        }
+        // A negative odd mode asks with -1 and so leaves the parity zero.
+        s.model->set_iMMode(mode % 2);
+    }
+    s.model->UpdateSFactors(s.scaleFactors, 8);
+    s.model->UpdateQVCParameters(s.qvcParameters, 6);
+    s.model->UpdateLevel1Parameters(s.level1Parameters, 7);
+    s.model->UpdateLevel2Parameters(s.level2Parameters, 7);
+    float dynamicParameters[7];
+    if (s.parameterStore != nullptr && s.parameterStore->fetchDynamicParameters(dynamicParameters) == 0) {
+        s.model->SetDynamicParameters(dynamicParameters);
+    }
+    return 0;
+}
+
+float CKor::getInverseAzCalib(float value)
+{
+    return m_state->azimuthEncoder.inverseEncCalibration(value);
+}
+
+float CKor::getInverseElCalib(float value)
+{
+    return m_state->elevationEncoder.inverseEncCalibration(value);
+}

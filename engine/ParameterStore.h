@@ -1,0 +1,26 @@
+// The engine's store of dynamic parameters.
+#pragma once
+
+namespace kor {
+
+/// Dynamic model parameters and detector coefficients; empty until a host fills it.
+/// Notes  1  Both fetches return 551 while the store is empty, 20 for a null pointer, else 0.
+class ParameterStore {
+public:
+    /// Seven dynamic parameters of the orientation model.
+    int fetchDynamicParameters(float* out) const;
+
+    /// Coefficients A and B of the detector correction, three each.
+    int fetchCoefficients(float* a, float* b) const;
+
+    /// Fills the store: seven dynamic parameters, three coefficients A and three B.
+    void fill(const float* dynamicParameters, const float* a, const float* b);
+
+private:
+    bool m_loaded = false;
+    float m_dynamicParameters[7] = {};
+    float m_a[3] = {};
+    float m_b[3] = {};
+};
+
+} // namespace kor

@@ -1,0 +1,92 @@
+// What an engine knows.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "KORInterface/CKor.h"
+#include "KORInterface/CKorModel.h"
+#include "engine/ParameterStore.h"
+#include "mek/CEncoder.h"
+#include "platform/Lock.h"
+
+namespace kor {
+
+/// A table that the first call allocates, that keeps its size from then on, and that copies of the engine share.
+template <typename Value>
+struct Table {
+    std::shared_ptr<Value[]> values;
+    std::size_t capacity = 0;
+};
+
+/// Spline of one level: count knots (and three extra values), four coefficients per interval.
+struct LevelCompensation {
+    std::int32_t count = 0;
+    Table<float> knots;
+    Table<double> coefficients;
+};
+
+/// One level's current run of samples inside its table.
+struct LevelRun {
+    std::uint32_t startMs = 0;
+    std::uint32_t samples = 0;
+    bool started = false;
+    double elapsedSeconds = 0.0;
+};
+
+/// The fields that a copy of an engine takes over, in declaration order.
+struct EngineFields {
+    mek::CEncoder elevationEncoder;
+    mek::CEncoder azimuthEncoder;
+    double referenceInverse[9] = {};
+    double localMatrixInverse[9] = {};
+    double encoderOffset[2] = {};
+    double knownVector[3] = {};
+    double localMatrix[9] = {};
+    double machineMatrix[9] = {};
+    float tiltOffset[2] = {};
+    float thermalFactor[4] = {};
+    std::int32_t mountMode = 0;
+    LevelCompensation levelX;
+    LevelCompensation levelY;
+    std::int32_t azimuthCompCount = 0;
+    std::int32_t elevationCompCount = 0;
+    Table<float> azimuthTable;
+    Table<float> elevationTable;
+    float scaleFactors[8] = {};
+    bool referenceCaptured = false;
+    double modelBuffer[9] = {};
+    double resultMatrix[9] = {};
+    bool mcsFlag = true;
+    std::shared_ptr<CKorModel> model;
+    bool matrixValid = false;
+    float qvcParameters[6] = {};
+    float adjustedQvcParameters[6] = {};
+    float modelQvcValues[6] = {};
+    float level1Parameters[7] = {};
+    float level2Parameters[7] = {};
+    float coefficientsA[3] = {};
+    float coefficientsB[3] = {};
+    std::int32_t psdFirst = 0;
+    std::int32_t psdSecond = 0;
+    std::int32_t psdDivisor = 0;
+    LevelRun levelXRun;
+    LevelRun levelYRun;
+    std::shared_ptr<ParameterStore> parameterStore;
+};
+
+} // namespace kor
+
+struct CKor::State : kor::EngineFields {
+    State() = default;
+    explicit State(const kor::EngineFields& fields) : kor::EngineFields(fields) {}
+
+    kor::platform::RecursiveLock lock;
+};
+
+/// Way in for the operations that stand beside the engine's own interface.
+struct CKorAccess {
+    using State = CKor::State;
+    static State& state(CKor& engine) { return *engine.m_state; }
+};

@@ -1,0 +1,205 @@
+// One sample: corrections, calibration, orientation model, composition, angles.
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <iterator>
+#include <mutex>
+
+#include "engine/Angles.h"
+#include "engine/State.h"
+#include "mek/Literals.h"
+#include "mek/Matrix.h"
+#include "mek/Spline.h"
+
+namespace {
+
+constexpr std::int32_t kValidStatus = 2;
+constexpr std::int32_t kFirstThreeVectorMode = 7;
+constexpr float kReferenceGate = 0.4F;
+constexpr float kLeastRatioDenominator = 2000.0F;
+constexpr float kTemperatureCountsPerUnit = 41920.0F;
+
+bool readsLevelXAsRatio(std::int32_t mode)
+{
+    return mode == 5 || mode == 6;
+}
+
+float levelXInput(std::int32_t mode, const KOR_RAWINFO& raw)
+{
+    if (!readsLevelXAsRatio(mode)) {
+        return raw.levelXRaw;
+    }
+    return std::fabs(raw.levelYRaw) > kLeastRatioDenominator ? raw.levelXRaw / raw.levelYRaw : 0.0F;
+}
+
+// Level reading through its spline, less the tilt offset, times the thermal factor.
+float correctedLevel(const kor::LevelCompensation& level, float reading, float tiltOffset, float thermalGain,
+                     float thermalOffset, float temperature, bool* outOfRange)
+{
+    float value = mek::CalcSpline(true, level.knots.values.get(), level.coefficients.values.get(), level.count - 1,
+                                  reading, outOfRange);
+    value -= tiltOffset;
+    value *= thermalGain * temperature + thermalOffset;
+    return value;
+}
+
+float calibrated(mek::CEncoder& encoder, float reading)
+{
+    encoder.setRawReading(reading);
+    return encoder.encCalibration(reading);
+}
+
+// 24-bit two's complement. Kept: the sign starts above 2^23, not at it.
+float temperature(std::int32_t count)
+{
+    constexpr double kHalfRange = 8388608.0;
+    constexpr double kFullRange = 16777216.0;
+    double value = static_cast<double>(count);
+    if (value > kHalfRange) {
+        value -= kFullRange;
+    }
+    return static_cast<float>(value) / kTemperatureCountsPerUnit;
+}
+
+// Kept: a level that leaves its table loses its count, but the elapsed time of its last run stays.
+void countSample(kor::LevelRun& run, bool outOfRange, std::uint32_t timeStampMs)
+{
+    if (outOfRange) {
+        run.samples = 0;
+        run.started = false;
+        return;
+    }
+    if (!run.started) {
+        run.startMs = timeStampMs;
+        run.started = true;
+    }
+    ++run.samples;
+    run.elapsedSeconds = static_cast<double>(timeStampMs - run.startMs) / 1000.0;
+}
+
+void restart(kor::LevelRun& run)
+{
+    run.samples = 0;
+    run.started = false;
+}
+
+// The detector reading moves the two tilts of the line of sight.
+void adjustQvc(kor::EngineFields& s)
+{
+    float a = 0.0F;
+    float b = 0.0F;
+    if (s.psdDivisor != 0) {
+        a = static_cast<float>(s.psdFirst) / static_cast<float>(s.psdDivisor);
+        b = static_cast<float>(s.psdSecond) / static_cast<float>(s.psdDivisor);
+    }
+    const float* ca = s.coefficientsA;
+    const float* cb = s.coefficientsB;
+    std::copy(std::begin(s.qvcParameters), std::end(s.qvcParameters), s.adjustedQvcParameters);
+    s.adjustedQvcParameters[3] = ((ca[1] * ca[2]) * b + (ca[1] * a + ca[0])) + s.qvcParameters[3];
+    s.adjustedQvcParameters[4] = s.qvcParameters[4] - ((cb[1] * cb[2]) * a + (cb[1] * b + cb[0]));
+}
+
+// Kept: local and machine matrix, MCS flag and reference take effect in modes below 7 only.
+kor::OrientationAngles compose(kor::EngineFields& s, const double* rotation)
+{
+    if (s.mountMode >= kFirstThreeVectorMode) {
+        std::copy_n(rotation, 9, s.resultMatrix);
+        return kor::threeVectorAngles(s.resultMatrix);
+    }
+    if (s.mcsFlag) {
+        mek::MatrixMultiply(s.machineMatrix, rotation, 3, 3, 3, s.resultMatrix);
+        return kor::machineAngles(s.resultMatrix);
+    }
+    double toReference[9];
+    double relative[9];
+    mek::MatrixMultiply(s.referenceInverse, s.localMatrixInverse, 3, 3, 3, toReference);
+    mek::MatrixMultiply(rotation, toReference, 3, 3, 3, relative);
+    mek::MatrixMultiply(s.localMatrix, relative, 3, 3, 3, s.resultMatrix);
+    return kor::localAngles(s.resultMatrix);
+}
+
+float degrees(float radians)
+{
+    return static_cast<float>(static_cast<double>(radians) * mek::kDegPerRad);
+}
+
+} // namespace
+
+void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
+{
+    info = KOR_INFO{};
+
+    State& s = *m_state;
+    const std::lock_guard<kor::platform::RecursiveLock> guard(s.lock);
+    s.matrixValid = false;
+    if (s.model == nullptr) {
+        return;
+    }
+    CKorModel& model = *s.model;
+
+    // Levels.
+    bool outOfRangeX = false;
+    bool outOfRangeY = false;
+    info.levelX = correctedLevel(s.levelX, levelXInput(s.mountMode, raw), s.tiltOffset[0], s.thermalFactor[0],
+                                 s.thermalFactor[1], raw.levelTemperature, &outOfRangeX);
+    info.levelY = correctedLevel(s.levelY, raw.levelYRaw, s.tiltOffset[1], s.thermalFactor[2], s.thermalFactor[3],
+                                 raw.levelTemperature, &outOfRangeY);
+    model.SetLevelLimits(outOfRangeX, outOfRangeY);
+
+    // Encoders and temperatures.
+    info.elevation = calibrated(s.elevationEncoder, raw.elevationRaw);
+    info.azimuth = calibrated(s.azimuthEncoder, raw.azimuthRaw);
+    std::transform(std::begin(raw.temperatureCount), std::end(raw.temperatureCount), info.temperature, temperature);
+
+    mek::EyeMatrix(s.resultMatrix, 3);
+    if (raw.status != kValidStatus) {
+        restart(s.levelXRun);
+        restart(s.levelYRun);
+        return;
+    }
+
+    // Runs of usable samples.
+    countSample(s.levelXRun, outOfRangeX, raw.timeStampMs);
+    countSample(s.levelYRun, outOfRangeY, raw.timeStampMs);
+    model.SetCounter(s.levelXRun.samples, s.levelYRun.samples);
+    model.SetTimeInterval(s.levelXRun.elapsedSeconds, s.levelYRun.elapsedSeconds);
+    // Kept: a valid status is enough; the flag stays set when the model gives no matrix below.
+    s.matrixValid = true;
+
+    // The model's nine inputs. Kept: the second temperature is not one of them.
+    const float inputs[9] = {raw.sensorVector[0], raw.sensorVector[1], raw.sensorVector[2],
+                             info.levelX,         info.levelY,         info.azimuth,
+                             info.elevation,      info.temperature[0], info.temperature[2]};
+    std::copy(std::begin(inputs), std::end(inputs), s.modelBuffer);
+
+    const bool threeVector = s.mountMode >= kFirstThreeVectorMode;
+    if (threeVector && s.parameterStore != nullptr &&
+        s.parameterStore->fetchCoefficients(s.coefficientsA, s.coefficientsB) == 0) {
+        adjustQvc(s);
+        model.UpdateQVCParameters(s.adjustedQvcParameters, 6);
+    }
+
+    if (!model.CalTranxMatrix(s.modelBuffer, s.encoderOffset[0], s.encoderOffset[1], 3)) {
+        return;
+    }
+
+    if (threeVector) {
+        model.GetQVCMatrix(s.modelQvcValues, 6);
+        std::copy_n(s.modelQvcValues, 3, info.sensorOut);
+        model.GetLevelValues(info.levelX, info.levelY);
+    } else {
+        std::copy(std::begin(raw.sensorVector), std::end(raw.sensorVector), info.sensorOut);
+    }
+
+    if (s.referenceCaptured) {
+        const kor::OrientationAngles angles = compose(s, s.modelBuffer);
+        info.orientationAngles[0] = degrees(angles.first);
+        info.orientationAngles[1] = degrees(angles.second);
+        info.orientationAngles[2] = degrees(angles.third);
+    } else if (raw.referenceGate <= kReferenceGate && raw.referenceHold == 0) {
+        // The first good sample becomes the reference; nothing clears it again.
+        std::copy(std::begin(s.modelBuffer), std::end(s.modelBuffer), s.referenceInverse);
+        mek::MatrixInverse(s.referenceInverse, 3);
+        s.referenceCaptured = true;
+    }
+}
