@@ -1,0 +1,28 @@
+# Installation: library, public headers, CMake package, pkg-config file.
+
+include(CMakePackageConfigHelpers)
+
+install(TARGETS KORInterface EXPORT KORInterfaceTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY include/KORInterface DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+
+set(kor_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KORInterface)
+install(EXPORT KORInterfaceTargets NAMESPACE KORInterface:: DESTINATION ${kor_package_dir})
+configure_package_config_file(cmake/KORInterfaceConfig.cmake.in ${PROJECT_BINARY_DIR}/KORInterfaceConfig.cmake
+                              INSTALL_DESTINATION ${kor_package_dir})
+# Before version 1 a minor release may change the interface.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KORInterfaceConfigVersion.cmake COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/KORInterfaceConfig.cmake ${PROJECT_BINARY_DIR}/KORInterfaceConfigVersion.cmake
+        DESTINATION ${kor_package_dir})
+
+# The pkg-config file finds its prefix from its own place, so an installed tree can be moved.
+file(RELATIVE_PATH kor_pc_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+if(kor_type STREQUAL "STATIC_LIBRARY")
+  set(kor_pc_cflags "-DKORINTERFACE_STATIC")
+  set(kor_pc_libs "-lstdc++ -lpthread")
+endif()
+configure_file(cmake/KORInterface.pc.in ${PROJECT_BINARY_DIR}/KORInterface.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/KORInterface.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
