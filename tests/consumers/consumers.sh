@@ -1,0 +1,72 @@
+#!/usr/bin/env bash
+# Checks of the public headers and of an installed tree. Usage: consumers.sh CHECK COMPILER|BUILD_FOLDER
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+root=$(cd "$here/../.." && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fail() { echo "$*" >&2; exit 1; }
+
+installed() { cmake --install "$1" --prefix "$2" >"$work/install.log" || { cat "$work/install.log"; exit 1; }; }
+
+case $1 in
+headers)
+    for header in "$root"/include/KORInterface/*.h; do
+        name=KORInterface/$(basename "$header")
+        printf '#include <%s>\n#include <%s>\nint main() { return 0; }\n' "$name" "$name" >"$work/alone.cpp"
+        "$2" -std=c++11 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I "$root/include" "$work/alone.cpp" ||
+            fail "$name does not compile on its own"
+    done
+    ;;
+find_package)
+    installed "$2" "$work/prefix"
+    cmake -S "$here/find_package" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/prefix" >"$work/log" 2>&1 &&
+        cmake --build "$work/build" >>"$work/log" 2>&1 || { cat "$work/log"; fail "the consumer does not build"; }
+    "$work/build/consumer"
+    ;;
+pkg_config | moved_tree)
+    installed "$2" "$work/prefix"
+    if [ "$1" = moved_tree ]; then
+        mv "$work/prefix" "$work/elsewhere"
+        ln -s elsewhere "$work/gone" # nothing may still point to the first place
+        prefix=$work/elsewhere
+    else
+        prefix=$work/prefix
+    fi
+    pc=$(find "$prefix" -name KORInterface.pc)
+    [ -n "$pc" ] || fail "no pkg-config file is installed"
+    flags=$(PKG_CONFIG_PATH=$(dirname "$pc") pkg-config --cflags --libs KORInterface)
+    # shellcheck disable=SC2086
+    g++ -std=c++11 "$here/find_package/consumer.cpp" $flags -o "$work/consumer"
+    libdir=$(PKG_CONFIG_PATH=$(dirname "$pc") pkg-config --variable=libdir KORInterface)
+    LD_LIBRARY_PATH=$libdir "$work/consumer"
+    ;;
+exports)
+    library=$(find "$2" -maxdepth 1 -name 'libKORInterface.so' | head -n 1)
+    [ -n "$library" ] || fail "no shared library in $2"
+    readelf -d "$library" | grep -q 'SONAME.*libKORInterface\.so\.[0-9]' || fail "the library has no soname"
+    # Everything that is exported belongs to a public class or is the store's loader.
+    nm -DC --defined-only "$library" | cut -c20- | sort -u >"$work/exported"
+    strangers=$(grep -vE '^(vtable for |typeinfo for |typeinfo name for |non-virtual thunk to )?(CKor|LoadParameterStore\(|CStyloPRM|CBBManager|CLevel|CPhotoSensor|JSplineBLandform|CADMModule)' \
+        "$work/exported" | grep -vE '^(void |bool |int )?std::|^(typeinfo|vtable) (name )?for std::' || true)
+    [ -z "$strangers" ] || { printf '%s\n' "$strangers"; fail "these symbols should be hidden"; }
+    for symbol in 'CKor::updateKORData(' 'CKorPrm::ReadCalibrationFile(' 'CKorPolarizer::CalTranxMatrix('; do
+        grep -qF "$symbol" "$work/exported" || fail "$symbol is not exported"
+    done
+    ;;
+readme)
+    awk '/^```cpp$/ { inside = 1; next } /^```$/ { if (inside) exit } inside' "$root/README.md" >"$work/readme.cpp"
+    diff -u "$root/examples/host.cpp" "$work/readme.cpp" || fail "README and examples/host.cpp differ"
+    installed "$2" "$work/prefix"
+    library=$(dirname "$(find "$work/prefix" -name libKORInterface.so)")
+    g++ -std=c++11 -Wall -Wextra -Wpedantic -Werror -I "$work/prefix/include" "$work/readme.cpp" -L "$library" \
+        -lKORInterface -o "$work/host"
+    LD_LIBRARY_PATH=$library "$work/host" "$root/data/polarizer" 1005 "$root/data/polarizer/polarizer.korraw" >"$work/out"
+    valid=$(grep -c ': ' "$work/out")
+    [ "$valid" -ge 2000 ] || fail "the program printed $valid orientations"
+    ! grep -qi nan "$work/out" || fail "an orientation is not a number"
+    ;;
+*)
+    fail "unknown check $1"
+    ;;
+esac
