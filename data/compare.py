@@ -1,0 +1,64 @@
+#!/usr/bin/env python3
+"""Holds replayed results against the truth beside a recording.
+
+    compare.py RESULTS.csv TRUTH.csv [--limit DEGREES]
+
+Prints how many samples were compared and the median and largest angle of the rotation between the matrix in the
+results and the true one, over the samples that the truth marks as valid. With --limit the exit status is 1 when the
+largest angle is above it, or when nothing was compared.
+"""
+import argparse
+import csv
+import math
+import sys
+
+
+def rotation_angle(a, b):
+    """Angle in degrees of the rotation that takes one nearly orthonormal matrix (nine numbers) to the other.
+
+    Through the distance of the matrices, |A - B| = 2 sqrt(2) sin(angle / 2), which stays exact for small angles.
+    """
+    distance = math.sqrt(sum((x - y) ** 2 for x, y in zip(a, b)))
+    return math.degrees(2 * math.asin(min(1.0, distance / (2 * math.sqrt(2)))))
+
+
+def angles(results_path, truth_path):
+    """Angles of all valid samples; an orientation that is not a number counts as 180 degrees."""
+    found = []
+    with open(results_path, newline="") as results_file, open(truth_path, newline="") as truth_file:
+        results, truths = csv.DictReader(results_file), csv.DictReader(truth_file)
+        for line, truth in enumerate(truths, start=2):
+            result = next(results, None)
+            if result is None:
+                raise SystemExit(f"{results_path}: ends before line {line} of {truth_path}")
+            if result["timeStampMs"] != truth["timeStampMs"]:
+                raise SystemExit(f"{results_path}:{line}: time stamp {result['timeStampMs']}, "
+                                 f"expected {truth['timeStampMs']} as in {truth_path}")
+            if truth["valid"] != "1":
+                continue
+            matrix = [float(result[f"m{r}{c}"]) for r in range(3) for c in range(3)]
+            wanted = [float(truth[f"result_{r}{c}"]) for r in range(3) for c in range(3)]
+            found.append(rotation_angle(matrix, wanted) if all(map(math.isfinite, matrix)) else 180.0)
+        if next(results, None) is not None:
+            raise SystemExit(f"{results_path}: goes on after the last line of {truth_path}")
+    return found
+
+
+def main():
+    parser = argparse.ArgumentParser(description="Holds replayed results against the truth beside a recording.")
+    parser.add_argument("results")
+    parser.add_argument("truth")
+    parser.add_argument("--limit", type=float, help="largest angle that is accepted, degrees")
+    arguments = parser.parse_args()
+
+    found = sorted(angles(arguments.results, arguments.truth))
+    if not found:
+        print("no sample could be compared")
+        return 1
+    median = found[len(found) // 2]
+    print(f"{len(found)} samples compared with the truth: median angle {median:.2e} deg, largest {found[-1]:.2e} deg")
+    return 1 if arguments.limit is not None and found[-1] > arguments.limit else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
