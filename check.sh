@@ -1,0 +1,41 @@
+#!/usr/bin/env bash
+# Builds and runs all the tests. Installs what it needs (Debian 12; root or sudo).
+set -euo pipefail
+cd "$(dirname "$0")"
+. scripts/packages.sh
+need "${build_packages[@]}" "${test_packages[@]}"
+
+step() { printf '\n== %s\n' "$*"; }
+# Runs a command with its output in a log that is shown only if the command fails.
+quietly() {
+    local log
+    log=$(mktemp)
+    if ! "$@" >"$log" 2>&1 </dev/null; then
+        tail -n 200 "$log"
+        rm -f "$log"
+        echo "failed: $*" >&2
+        return 1
+    fi
+    rm -f "$log"
+}
+built() {
+    quietly cmake --preset "$1" "${@:2}"
+    quietly cmake --build --preset "$1"
+}
+jobs=$(nproc)
+
+step "source format"
+git ls-files -z -- '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
+
+step "clang: build and unit tests"
+built clang -DKORINTERFACE_BUILD_TOOLS=OFF
+quietly ctest --preset clang -j "$jobs" -L unit
+grep -a 'tests passed' build/clang/Testing/Temporary/LastTestsPassed.log 2>/dev/null || true
+
+step "AddressSanitizer and UndefinedBehaviorSanitizer: build and unit tests"
+built asan -DKORINTERFACE_BUILD_TOOLS=OFF
+quietly ctest --preset asan -j "$jobs" -L unit
+
+step "g++: build and all tests"
+built dev
+ctest --preset dev -j "$jobs"

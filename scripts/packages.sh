@@ -1,0 +1,31 @@
+# Sourced: `need PACKAGE...` installs the Debian packages that are missing; silent and quick when all are there.
+
+need() {
+    missing=()
+    for package in "$@"; do
+        dpkg-query -W -f='${db:Status-Abbrev}' "$package" 2>/dev/null | grep -q '^ii' || missing+=("$package")
+    done
+    [ "${#missing[@]}" -eq 0 ] && return 0
+
+    as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || { echo "please install as root: ${missing[*]}" >&2; return 1; }
+        as_root=(sudo)
+    fi
+    echo "installing ${missing[*]}" >&2
+    local log
+    log=$(mktemp)
+    if ! { "${as_root[@]}" apt-get update -qq &&
+           "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"; } \
+            >"$log" 2>&1 </dev/null; then
+        cat "$log" >&2
+        rm -f "$log"
+        return 1
+    fi
+    rm -f "$log"
+}
+
+# What building the library and the tool takes, and what the tests take beyond that.
+build_packages=(g++ cmake ninja-build libcli11-dev libfmt-dev python3)
+test_packages=(clang clang-format libgtest-dev librapidcheck-dev libeigen3-dev libgsl-dev pkg-config locales python3-numpy
+               git)
