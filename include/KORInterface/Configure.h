@@ -59,20 +59,21 @@ inline int copyLevelTable(const CKorPrm& prm, CKor& engine, int (CKorPrm::*get)(
 
 } // namespace configure_detail
 
-/// Copies every parameter group of a loaded set into an engine and chooses the file's mount mode.
+/// Copies every parameter group of a loaded set into an engine and chooses a mount mode.
 ///
-/// Given     engine  a fresh engine; setMcsFlag and setPSDParameters stay the host's business, and so does
-///                   LoadParameterStore, which must come before this call
-///           prm     a parameter set that a read has filled
-/// Returned  result  0, or the code of the first call that failed (551 when the set is not loaded); the groups
-///                   before it have been copied
+/// Given     engine     a fresh engine; setMcsFlag and setPSDParameters stay the host's business, and so does
+///                      LoadParameterStore, which must come before this call
+///           prm        a parameter set that a read has filled
+///           mountMode  the mode to choose in place of the file's. Choosing the file's first and another one
+///                      afterwards is not the same: the first choice fixes the kind of the model
+/// Returned  result     0, or the code of the first call that failed (551 when the set is not loaded); the groups
+///                      before it have been copied
 /// Notes  1  Throws only std::bad_alloc, from the buffers it copies the tables through.
-inline int ConfigureEngine(CKor& engine, CKorPrm& prm)
+inline int ConfigureEngine(CKor& engine, CKorPrm& prm, int mountMode)
 {
     float values[8] = {0, 0, 0, 0, 0, 0, 0, 0};
     double matrix[9] = {0, 0, 0, 0, 0, 0, 0, 0, 0};
     unsigned int count = 0;
-    int mode = 0;
     F_VECTOR2 pair = {0, 0};
     F_VECTOR4 four = {0, 0, 0, 0};
 
@@ -95,8 +96,16 @@ inline int ConfigureEngine(CKor& engine, CKorPrm& prm)
         step.ok(prm.getScaleFactors(values, count)) &&
         step.ok(engine.setScaleFactors(values, static_cast<int>(count))) && step.ok(prm.getThermalFactor(four)) &&
         step.ok(engine.setThermalFactor(four)) && step.ok(prm.getTiltOffset(pair)) &&
-        step.ok(engine.setTiltOffset(pair)) && step.ok(prm.getMountMode(mode)) && step.ok(engine.setMountMode(mode));
+        step.ok(engine.setTiltOffset(pair)) && step.ok(engine.setMountMode(mountMode));
     return done ? 0 : step.code();
+}
+
+/// The same with the mount mode of the file.
+inline int ConfigureEngine(CKor& engine, CKorPrm& prm)
+{
+    int mode = 0;
+    const int code = prm.getMountMode(mode);
+    return code == 0 ? ConfigureEngine(engine, prm, mode) : code;
 }
 
 } // namespace kor
