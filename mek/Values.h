@@ -5,6 +5,7 @@
 // order of every sum and product is as written here and is part of the contract.
 #pragma once
 
+#include "mek/Arithmetic.h"
 #include "mek/Literals.h"
 
 #include <cmath>
