@@ -27,10 +27,10 @@ import sys
 DEG = 0.01745329251994
 
 SAMPLE_MS = 10
-BAD_SAMPLES = {57: 0, 437: 1, 660: 3, 661: 0, 662: 1, 871: 3, 1500: 1, 1501: 0, 2222: 3}
+BAD_SAMPLES = {57: 0, 437: 1, 660: 3, 661: 0, 662: 1, 771: 3, 1500: 1, 1501: 0, 2222: 3}
 HOLD_UNTIL = 80          # referenceHold is set before this sample
-WARM_UP = 20             # samples that the second two-level version needs before its filters are full
-POSE_HOLD, POSE_MOVE = 140, 60
+POSE_HOLD, POSE_MOVE = 170, 130    # samples that a pose is held, samples on the way to the next one
+POSE_STEP = 1.0                  # seconds of the underlying motion from pose to pose
 SETTLE = 14              # samples of a new pose until filters, delays and the acceleration window have left the old one
 
 
@@ -389,9 +389,10 @@ def three_vector(s, R, P):
     return x, level_reading(s.level1, H, vertical), (f1 + s.a1) / DEG, (f2 + s.a2) / DEG
 
 
-def two_level(s, R, P):
+def two_level(s, R, P, acceleration):
+    """The levels of these modes feel the target's acceleration (mm/s2) as well; the model takes it out again."""
     f1, f2, H = vector_axes(s, R, P)
-    down = (0.0, 0.0, -1.0)
+    down = tuple(n - a / 9800.0 for n, a in zip((0.0, 0.0, -1.0), acceleration))
     return (level_reading(s.level1, H, down), level_reading(s.level2, H, down),
             (f1 + s.a1) / DEG, (f2 + s.a2) / DEG)
 
@@ -410,9 +411,12 @@ class Motion:
         self.tilt_x = Wave(rng, tilt_x[0], (tilt_x[1], 0.071), (0.3 * tilt_x[1], 0.23), (0.04 * tilt_x[1], 0.71))
         self.tilt_y = Wave(rng, tilt_y[0], (tilt_y[1], 0.059), (0.3 * tilt_y[1], 0.19), (0.04 * tilt_y[1], 0.67))
 
-    def pose(self, t):
+    def place(self, t):
         bearing, distance = self.bearing(t) * DEG, self.distance(t)
-        P = tuple(f32(v) for v in (distance * math.cos(bearing), distance * math.sin(bearing), self.height(t)))
+        return distance * math.cos(bearing), distance * math.sin(bearing), self.height(t)
+
+    def pose(self, t):
+        P = tuple(f32(v) for v in self.place(t))
         sight = math.atan2(P[1], P[0])
         tilt = product(turn_x(self.tilt_x(t) * DEG), turn_y(self.tilt_y(t) * DEG))
         azimuth = self.azimuth(t) * DEG
@@ -422,12 +426,18 @@ class Motion:
         return product(turn_z(sight - azimuth - self.line_of_sight * DEG), tilt), P
 
 
-def stepped(motion, index):
-    """The same motion as a row of poses: held still, then smoothly on to the next one."""
-    cycle, phase = divmod(index, POSE_HOLD + POSE_MOVE)
+def stepped(index):
+    """Time in the same motion when it is cut into poses: held still, then smoothly on to the next one."""
+    cycle, phase = divmod(max(index, 0.0), POSE_HOLD + POSE_MOVE)
     part = max(0.0, (phase - POSE_HOLD + 1) / (POSE_MOVE + 1.0))
-    part = part * part * part * (10.0 - 15.0 * part + 6.0 * part * part)
-    return motion.pose(3.7 * (cycle + part))
+    return POSE_STEP * (cycle + part * part * part * (10.0 - 15.0 * part + 6.0 * part * part))
+
+
+def stepped_acceleration(motion, index):
+    """Second difference of the place over half samples, mm/s2; exactly zero while a pose is held."""
+    before, now, after = (motion.place(stepped(index + shift)) for shift in (-0.5, 0.0, 0.5))
+    interval = 0.5 * SAMPLE_MS / 1000.0
+    return tuple((a - 2.0 * n + b) / (interval * interval) for b, n, a in zip(before, now, after))
 
 
 # -------------------------------------------------------------------------------------------------------- recordings
@@ -438,10 +448,40 @@ class Plan:
         self.factors, self.motion, self.binary, self.parameters = factors, motion, binary, parameters
 
 
-# Of each model the plain name is its odd mount mode, the other one its even.
+# The plain name of a model is its odd mount mode, the other one its even.
 PLANS = {
+    'dual_level': Plan(1, 20001, 1200, dual_level, (0.4,) + (0.0,) * 7,
+                       dict(line_of_sight=0.0, tilt_x=(6.0, 4.0), tilt_y=(1.0, 4.0))),
+    # The other way round: target below the tracker, elevation axis dipping; again mostly on the exact side.
+    'dual_level_even': Plan(2, 20002, 1200, dual_level, (-0.3,) + (0.0,) * 7,
+                            dict(line_of_sight=0.0, tilt_x=(-7.0, 4.0), tilt_y=(-1.0, 4.0), height=-700.0)),
+    'pendulum': Plan(3, 20003, 1200, pendulum, (0.3, 0.1, 0.0, 0.0, 1.0003, 0.9996, 1.001, 0.0),
+                     dict(line_of_sight=0.0, tilt_x=(1.0, 5.0), tilt_y=(-1.0, 5.0))),
+    # A pendulum that is not square to the axes: its search ends within a thousandth of a degree, not sooner.
+    'pendulum_even': Plan(4, 20004, 1200, pendulum, (-0.25, -0.15, 0.8, -1.2, 0.9998, 1.0004, 0.999, 0.0),
+                          dict(line_of_sight=0.0, tilt_x=(-1.0, 5.0), tilt_y=(1.0, 5.0))),
     'polarizer': Plan(5, 20005, 2400, polarizer, (0.35, -0.12, 0.0, 0.0, 1.0002, 0.9997, 1.0015, 0.0),
                       dict(line_of_sight=90.0, tilt_x=(1.0, 7.0), tilt_y=(-1.0, 12.0)), binary=True),
+    'polarizer_even': Plan(6, 20006, 1200, polarizer, (-0.45, 0.2, 0.0, 0.0, 0.9997, 1.0003, 0.9985, 0.0),
+                           dict(line_of_sight=90.0, tilt_x=(-1.0, 7.0), tilt_y=(2.0, 12.0))),
+    # Odd parity is exact only while the line of sight is square to the level axis: no skew angles here.
+    'three_vector': Plan(7, 20007, 1200, three_vector, (0.0,) * 4 + (1.0,) * 3 + (0.0,),
+                         dict(line_of_sight=90.0, tilt_x=(1.0, 5.0), tilt_y=(-1.0, 6.0)),
+                         qvc=(1.2, -0.8, 35.0, 0.0, 0.25, 0.0), level1=(0.0,) * 5 + (0.12, 1.003),
+                         level2=(0.0,) * 6 + (1.0,)),
+    'three_vector_even': Plan(8, 20008, 1200, three_vector, (0.0,) * 4 + (1.0,) * 3 + (0.0,),
+                              dict(line_of_sight=90.0, tilt_x=(-1.0, 5.0), tilt_y=(1.0, 6.0)),
+                              qvc=(-0.9, 1.1, 34.5, 0.3, -0.2, 0.4), level1=(0.0,) * 3 + (0.35, -0.25, -0.1, 0.998),
+                              level2=(0.0,) * 6 + (1.0,)),
+    # Base upside down, and a tilt that keeps level X away from zero: a zero there switches the model off.
+    'two_level': Plan(9, 20092, 1200, two_level, (0.0,) * 4 + (1.0,) * 3 + (0.0,),
+                      dict(line_of_sight=90.0, tilt_x=(-2.0, 3.0), tilt_y=(8.0, 2.5), upside_down=True),
+                      qvc=(0.7, 1.4, 33.0, -0.25, 0.3, 0.2), level1=(0.0,) * 3 + (0.3, -0.2, 0.1, 1.002),
+                      level2=(0.0,) * 3 + (45.0, 0.4, -0.08, 0.9985)),
+    'two_level_even': Plan(10, 20180, 1200, two_level, (0.0,) * 4 + (1.0,) * 3 + (0.0,),
+                           dict(line_of_sight=90.0, tilt_x=(2.0, 3.0), tilt_y=(-8.0, 2.5)),
+                           qvc=(-0.6, 0.9, 36.0, 0.2, -0.35, -0.3), level1=(0.0,) * 3 + (-0.4, 0.3, -0.07, 0.9975),
+                           level2=(0.0,) * 3 + (-40.0, 0.5, 0.09, 1.0015)),
 }
 
 HEADER = ('status', 'sensorVector_x', 'sensorVector_y', 'sensorVector_z', 'azimuthRaw', 'elevationRaw', 'levelXRaw',
@@ -462,7 +502,7 @@ def range_limit(values, outside):
     return 0.5 * (sizes[-outside - 1] + sizes[-outside])
 
 
-def pole_distance_limit(values):
+def held_limit(values):
     """For poses that are held: the one with the largest magnitude lies outside, all others inside."""
     sizes = sorted(set(abs(v) for v in values))
     held = [size for size in sizes if sum(1 for v in values if abs(v) == size) > POSE_HOLD // 2]
@@ -485,8 +525,9 @@ def simulate(plan):
         t = i * SAMPLE_MS / 1000.0
         s = Sample()
         s.index = i
-        s.R, s.P = stepped(motion, i) if held else motion.pose(t)
-        s.x, s.y, s.az, s.el = plan.equations(sensor, s.R, s.P)
+        s.R, s.P = motion.pose(stepped(i) if held else t)
+        felt = (stepped_acceleration(motion, i),) if held else ()
+        s.x, s.y, s.az, s.el = plan.equations(sensor, s.R, s.P, *felt)
         if previous is not None:    # the azimuth counts on over a full turn
             s.az -= 360.0 * round((s.az - previous) / 360.0)
         previous = s.az
@@ -515,7 +556,7 @@ def simulate(plan):
             # Level X must stay usable here; level Y loses one whole pose. The thermal factor spreads the
             # readings of a held pose, so the poses are told apart by the corrected values.
             x_limit = 1.2 * max(abs(v) for v in xs)
-            y_limit = pole_distance_limit([s.y for s in samples])
+            y_limit = held_limit([s.y for s in samples])
         else:
             x_limit = range_limit(xs, 7)
         sensor.level_x = Spline(*level_table(rng, 20.0, x_limit))
@@ -550,7 +591,7 @@ def note(plan, s, captured):
         return 'reference'
     if plan.mode in (9, 10):
         cycle, phase = divmod(s.index, POSE_HOLD + POSE_MOVE)
-        if s.index < WARM_UP or phase >= POSE_HOLD or (cycle > 0 and phase < SETTLE):
+        if phase >= POSE_HOLD or (cycle > 0 and phase < SETTLE):
             return 'moving'
     if plan.mode in (1, 2) and (s.P[2] * s.y < 0.0 or min(abs(s.x), abs(s.y)) < 0.001):
         return 'side'
@@ -579,6 +620,11 @@ def table(header, rows):
     return ('\n'.join([','.join(header)] + [','.join(row) for row in rows]) + '\n').encode('ascii')
 
 
+def binary_record(s):
+    return struct.pack('<ii3f6f4xB3x3iI', 0, s.status, *s.P, s.az_raw, s.el_raw, s.x_raw, s.y_raw,
+                       s.level_temperature, s.gate, s.hold, *s.counts, s.stamp)
+
+
 def emit(name, plan, sensor, samples, out):
     folder = os.path.join(out, name)
     os.makedirs(folder, exist_ok=True)
@@ -586,12 +632,19 @@ def emit(name, plan, sensor, samples, out):
     write(os.path.join(folder, name + '.csv'), table(HEADER, map(raw_fields, samples)))
     write(os.path.join(folder, name + '_truth.csv'), table(TRUTH_HEADER, map(truth_fields, samples)))
     if plan.binary:
-        write(os.path.join(folder, name + '.korraw'), b''.join(
-            struct.pack('<ii3f6f4xB3x3iI', 0, s.status, *s.P, s.az_raw, s.el_raw, s.x_raw, s.y_raw,
-                        s.level_temperature, s.gate, s.hold, *s.counts, s.stamp) for s in samples))
+        write(os.path.join(folder, name + '.korraw'), b''.join(map(binary_record, samples)))
 
 
 # ------------------------------------------------------------------------------------------------------ verification
+
+def binary_fields(record):
+    """The line of the text recording that says the same as a 68-byte record, fields taken by their offsets."""
+    def at(kind, offset):
+        return struct.unpack_from('<' + kind, record, offset)[0]
+
+    return ([str(at('i', 4))] + [shortest(at('f', offset)) for offset in range(8, 44, 4)] + [str(at('B', 48))]
+            + [str(at('i', offset)) for offset in (52, 56, 60)] + [str(at('I', 64))])
+
 
 class ParameterText:
     """A parameter file read back on its own: titles located by their text, numbers by position."""
@@ -610,7 +663,7 @@ class ParameterText:
         return [[f32(float(word)) for word in line.split()] for line in self.lines[at + 1:at + 1 + count]]
 
 
-def verify(name, sensor, samples, out):
+def verify(name, plan, sensor, samples, out):
     """Runs the engine's corrections forward on the emitted numbers; True when all differences are as expected."""
     folder = os.path.join(out, name)
     text = ParameterText(os.path.join(folder, 'Tg%d.prm' % sensor.id))
@@ -628,6 +681,11 @@ def verify(name, sensor, samples, out):
 
     with open(os.path.join(folder, name + '.csv'), encoding='ascii') as source:
         records = [line.split(',') for line in source.read().split()[1:]]
+    same = True
+    if plan.binary:
+        with open(os.path.join(folder, name + '.korraw'), 'rb') as source:
+            data = source.read()
+        same = [binary_fields(data[at:at + 68]) for at in range(0, len(data), 68)] == records
     worst = dict.fromkeys(('levelX', 'levelY', 'azimuth', 'elevation'), 0.0)
     errors = []
     for record, s in zip(records, samples):
@@ -654,7 +712,7 @@ def verify(name, sensor, samples, out):
     if errors:
         print('    orientation, degrees: median %.2g  worst %.2g' % (sorted(errors)[len(errors) // 2], max(errors)))
     # One float rounding of an angle below 32 or 256 degrees, twice; levels pass five roundings.
-    return (len(records) == len(samples) and worst['azimuth'] < 3.1e-5 and worst['elevation'] < 4e-6
+    return (same and len(records) == len(samples) and worst['azimuth'] < 3.1e-5 and worst['elevation'] < 4e-6
             and worst['levelX'] < 1e-5 and worst['levelY'] < 1e-5 and (not errors or max(errors) < 3e-5))
 
 
@@ -669,7 +727,7 @@ def main():
         if arguments.only in (None, name):
             sensor, samples = simulate(plan)
             emit(name, plan, sensor, samples, arguments.out)
-            if arguments.verify and not verify(name, sensor, samples, arguments.out):
+            if arguments.verify and not verify(name, plan, sensor, samples, arguments.out):
                 sound = False
                 print('    NOT as expected')
     return 0 if sound else 1
