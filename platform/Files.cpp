@@ -1,0 +1,328 @@
+#include "platform/Files.h"
+
+#include <cerrno>
+
+#if defined(_WIN32)
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#include <io.h>
+#include <windows.h>
+#else
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
+
+namespace kor::platform {
+
+namespace {
+
+constexpr std::uint32_t kLastCodePoint = 0x10FFFF;
+
+constexpr bool isHighSurrogate(std::uint32_t unit)
+{
+    return unit >= 0xD800 && unit <= 0xDBFF;
+}
+
+constexpr bool isLowSurrogate(std::uint32_t unit)
+{
+    return unit >= 0xDC00 && unit <= 0xDFFF;
+}
+
+// wchar_t is signed on some systems; a negative one must not become a valid code point.
+constexpr std::uint32_t unitOf(wchar_t character)
+{
+    if constexpr (sizeof(wchar_t) == 2) {
+        return static_cast<std::uint16_t>(character);
+    } else {
+        return static_cast<std::uint32_t>(character);
+    }
+}
+
+constexpr char byteOf(std::uint32_t value)
+{
+    return static_cast<char>(static_cast<unsigned char>(value));
+}
+
+void appendUtf8(std::string& out, std::uint32_t point)
+{
+    if (point < 0x80) {
+        out += byteOf(point);
+        return;
+    }
+    if (point < 0x800) {
+        out += byteOf(0xC0U | (point >> 6U));
+    } else {
+        if (point < 0x10000) {
+            out += byteOf(0xE0U | (point >> 12U));
+        } else {
+            out += byteOf(0xF0U | (point >> 18U));
+            out += byteOf(0x80U | ((point >> 12U) & 0x3FU));
+        }
+        out += byteOf(0x80U | ((point >> 6U) & 0x3FU));
+    }
+    out += byteOf(0x80U | (point & 0x3FU));
+}
+
+void appendWide(std::wstring& out, std::uint32_t point)
+{
+    if constexpr (sizeof(wchar_t) == 2) {
+        if (point >= 0x10000) {
+            out += static_cast<wchar_t>(0xD800U + ((point - 0x10000U) >> 10U));
+            out += static_cast<wchar_t>(0xDC00U + ((point - 0x10000U) & 0x3FFU));
+            return;
+        }
+    }
+    out += static_cast<wchar_t>(point);
+}
+
+bool hasNul(std::wstring_view text)
+{
+    return text.find(L'\0') != std::wstring_view::npos;
+}
+
+} // namespace
+
+std::optional<std::string> toUtf8(std::wstring_view text)
+{
+    std::string out;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        std::uint32_t point = unitOf(text[i]);
+        if constexpr (sizeof(wchar_t) == 2) {
+            if (isHighSurrogate(point) && i + 1 < text.size() && isLowSurrogate(unitOf(text[i + 1]))) {
+                point = 0x10000U + ((point - 0xD800U) << 10U) + (unitOf(text[++i]) - 0xDC00U);
+            }
+        }
+        if (isHighSurrogate(point) || isLowSurrogate(point) || point > kLastCodePoint) {
+            return std::nullopt;
+        }
+        appendUtf8(out, point);
+    }
+    return out;
+}
+
+std::optional<std::wstring> fromUtf8(std::string_view text)
+{
+    std::wstring out;
+    for (std::size_t i = 0; i < text.size();) {
+        const std::uint32_t lead = static_cast<unsigned char>(text[i++]);
+        // Bytes that follow the lead byte; no sequence begins with 0x80 to 0xC1 or above 0xF4.
+        if ((lead >= 0x80 && lead < 0xC2) || lead > 0xF4) {
+            return std::nullopt;
+        }
+        const unsigned following = lead < 0x80 ? 0U : lead < 0xE0 ? 1U : lead < 0xF0 ? 2U : 3U;
+        if (following > text.size() - i) {
+            return std::nullopt;
+        }
+        std::uint32_t point = following == 0 ? lead : lead & (0x3FU >> following);
+        for (unsigned k = 0; k < following; ++k) {
+            const std::uint32_t byte = static_cast<unsigned char>(text[i++]);
+            if ((byte & 0xC0U) != 0x80U) {
+                return std::nullopt;
+            }
+            point = (point << 6U) | (byte & 0x3FU);
+        }
+        constexpr std::uint32_t kSmallest[] = {0, 0x80, 0x800, 0x10000};
+        if (point < kSmallest[following] || point > kLastCodePoint || isHighSurrogate(point) || isLowSurrogate(point)) {
+            return std::nullopt;
+        }
+        appendWide(out, point);
+    }
+    return out;
+}
+
+#if defined(_WIN32)
+
+File openFile(const std::wstring& path, OpenMode mode)
+{
+    if (!toUtf8(path) || hasNul(path)) {
+        return nullptr;
+    }
+    const FileStatus status = fileStatus(path);
+    if (status.exists && !status.isRegular) {
+        return nullptr;
+    }
+    File file(_wfopen(path.c_str(), mode == OpenMode::read ? L"rb" : L"wb"));
+    // A name such as CON leads to a device without having a status of its own.
+    if (file && GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file.get())))) != FILE_TYPE_DISK) {
+        return nullptr;
+    }
+    return file;
+}
+
+std::uint64_t fileSize(std::FILE* file) noexcept
+{
+    const __int64 size = _filelengthi64(_fileno(file));
+    return size < 0 ? 0 : static_cast<std::uint64_t>(size);
+}
+
+FileStatus fileStatus(const std::wstring& path)
+{
+    FileStatus status;
+    WIN32_FILE_ATTRIBUTE_DATA data{};
+    if (hasNul(path) || GetFileAttributesExW(path.c_str(), GetFileExInfoStandard, &data) == 0) {
+        return status;
+    }
+    status.exists = true;
+    status.isDirectory = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    status.isRegular = (data.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0;
+    status.readOnly = (data.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0;
+    status.size = (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32U) | data.nFileSizeLow;
+    return status;
+}
+
+bool setReadOnly(const std::wstring& path, bool readOnly)
+{
+    if (hasNul(path)) {
+        return false;
+    }
+    const DWORD old = GetFileAttributesW(path.c_str());
+    if (old == INVALID_FILE_ATTRIBUTES) {
+        return false;
+    }
+    const DWORD bit = FILE_ATTRIBUTE_READONLY;
+    return SetFileAttributesW(path.c_str(), readOnly ? (old | bit) : (old & ~bit)) != 0;
+}
+
+std::optional<std::wstring> currentDirectory()
+{
+    // The directory may grow between the question for its length and the question for its name.
+    std::wstring name(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length = GetCurrentDirectoryW(static_cast<DWORD>(name.size()), name.data());
+        if (length == 0) {
+            return std::nullopt;
+        }
+        const bool fits = length < name.size();
+        name.resize(length);
+        if (fits) {
+            return name;
+        }
+    }
+}
+
+std::wstring joinPath(std::wstring_view directory, std::wstring_view name)
+{
+    std::wstring path(directory);
+    path += L'\\';
+    path += name;
+    return path;
+}
+
+#else
+
+namespace {
+
+// The path's bytes; nothing when the system could not tell it from another path.
+std::optional<std::string> bytesOf(const std::wstring& path)
+{
+    return hasNul(path) ? std::nullopt : toUtf8(path);
+}
+
+constexpr mode_t kEverybodyWrites = S_IWUSR | S_IWGRP | S_IWOTH;
+
+} // namespace
+
+File openFile(const std::wstring& path, OpenMode mode)
+{
+    const std::optional<std::string> name = bytesOf(path);
+    if (!name) {
+        return nullptr;
+    }
+    // Opening a device or a pipe can act on it already, so the status is asked first; it is asked again of the open
+    // file, because the path may lead elsewhere by then, and O_NONBLOCK keeps the opening from waiting meanwhile.
+    struct stat status {};
+    if (::stat(name->c_str(), &status) == 0) {
+        if (!S_ISREG(status.st_mode)) {
+            return nullptr;
+        }
+    } else if (mode == OpenMode::read || errno != ENOENT) {
+        return nullptr;
+    }
+    const int flags = mode == OpenMode::read ? O_RDONLY : O_WRONLY | O_CREAT;
+    int descriptor = -1;
+    do {
+        descriptor = ::open(name->c_str(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
+    } while (descriptor < 0 && errno == EINTR);
+    if (descriptor < 0) {
+        return nullptr;
+    }
+    // Emptied only now that it is known to be a regular file.
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode) ||
+        (mode == OpenMode::write && ::ftruncate(descriptor, 0) != 0)) {
+        ::close(descriptor);
+        return nullptr;
+    }
+    File file(::fdopen(descriptor, mode == OpenMode::read ? "rb" : "wb"));
+    if (!file) {
+        ::close(descriptor);
+    }
+    return file;
+}
+
+std::uint64_t fileSize(std::FILE* file) noexcept
+{
+    struct stat status {};
+    if (::fstat(::fileno(file), &status) != 0 || status.st_size < 0) {
+        return 0;
+    }
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
+FileStatus fileStatus(const std::wstring& path)
+{
+    FileStatus result;
+    const std::optional<std::string> name = bytesOf(path);
+    struct stat status {};
+    if (!name || ::stat(name->c_str(), &status) != 0) {
+        return result;
+    }
+    result.exists = true;
+    result.isDirectory = S_ISDIR(status.st_mode);
+    result.isRegular = S_ISREG(status.st_mode);
+    result.readOnly = (status.st_mode & kEverybodyWrites) == 0;
+    result.size = status.st_size < 0 ? 0 : static_cast<std::uint64_t>(status.st_size);
+    return result;
+}
+
+bool setReadOnly(const std::wstring& path, bool readOnly)
+{
+    const std::optional<std::string> name = bytesOf(path);
+    struct stat status {};
+    if (!name || ::stat(name->c_str(), &status) != 0) {
+        return false;
+    }
+    const mode_t old = status.st_mode & 07777U;
+    const mode_t wanted = readOnly ? (old & ~kEverybodyWrites) : (old | S_IWUSR);
+    return ::chmod(name->c_str(), wanted) == 0;
+}
+
+std::optional<std::wstring> currentDirectory()
+{
+    constexpr std::size_t kLongestName = std::size_t{1} << 20U;
+    for (std::string name(256, '\0'); name.size() <= kLongestName; name.resize(2 * name.size())) {
+        if (::getcwd(name.data(), name.size()) != nullptr) {
+            return fromUtf8(name.c_str());
+        }
+        if (errno != ERANGE) {
+            break;
+        }
+    }
+    return std::nullopt;
+}
+
+std::wstring joinPath(std::wstring_view directory, std::wstring_view name)
+{
+    std::wstring path(directory);
+    path += L'/';
+    path += name;
+    return path;
+}
+
+#endif
+
+} // namespace kor::platform

@@ -1,0 +1,62 @@
+// Files by wide path.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace kor::platform {
+
+struct CloseFile {
+    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+};
+
+/// An open file that closes itself.
+using File = std::unique_ptr<std::FILE, CloseFile>;
+
+enum class OpenMode { read, write };
+
+/// Opens a regular file, bytes as they are (no translation of line ends).
+/// Given     path  wide path; text that the system cannot express (a lone surrogate, an embedded NUL) names nothing
+///           mode  read an existing file, or write a file that is emptied or made
+/// Returned  file  null when it cannot be opened
+/// Notes  1  Directories, pipes and devices are refused, without waiting for a peer at the other end of a pipe.
+///        2  Throws only std::bad_alloc, as does everything here that takes or gives a string.
+File openFile(const std::wstring& path, OpenMode mode);
+
+/// Length of an open file in bytes; 0 when it cannot be told.
+std::uint64_t fileSize(std::FILE* file) noexcept;
+
+/// What the system says of a path.
+struct FileStatus {
+    bool exists = false;
+    bool isDirectory = false;
+    bool isRegular = false;
+    bool readOnly = false; ///< POSIX: nobody has write permission
+    std::uint64_t size = 0;
+};
+
+/// Status of what a path leads to; `exists` is false when there is nothing or it cannot be told.
+FileStatus fileStatus(const std::wstring& path);
+
+/// Sets or clears the read-only bit. POSIX: takes write permission from everybody, or gives it to the owner.
+/// Returned  result  false when the system refuses
+bool setReadOnly(const std::wstring& path, bool readOnly);
+
+/// The current directory; nothing when the system does not tell or its name is not valid text.
+std::optional<std::wstring> currentDirectory();
+
+/// Directory, the system's separator, file name. On POSIX systems '/' alone separates: a backslash or a percent
+/// sign is a character like any other.
+std::wstring joinPath(std::wstring_view directory, std::wstring_view name);
+
+/// Wide text as UTF-8, whatever the locale; nothing when it holds a lone surrogate or no valid code point.
+std::optional<std::string> toUtf8(std::wstring_view text);
+
+/// UTF-8 as wide text, whatever the locale; nothing when it is not valid UTF-8.
+std::optional<std::wstring> fromUtf8(std::string_view text);
+
+} // namespace kor::platform
