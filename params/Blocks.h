@@ -1,0 +1,113 @@
+// The parameter file's format: one table of its blocks, which everything that handles such files walks.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace kor::params {
+
+/// How a block's values follow its title. Each line of a description is one formatted call: a call whose value does
+/// not parse ends there and leaves its further values unread.
+enum class Layout : std::uint8_t {
+    fileId,       ///< "%d\n"
+    integer,      ///< "%d\n"
+    word,         ///< "%s\n"
+    rows,         ///< `rows` times `columns` floats: "%f\t ... %f\n" each
+    separate,     ///< `columns` floats, one call each: "%f\t"
+    encoderTable, ///< "%d\n" count; count times `columns` floats "%f\t%f\n"
+    tiltTable,    ///< "%d\n" count; count times `columns` floats "%f\t%f\n"; "%f\t%f\t%f\n"; "%s\n"
+};
+
+/// What becomes of a block's values.
+enum class Target : std::uint8_t {
+    nothing,
+    fileId,
+    encoderOffset,
+    knownVector,
+    localMatrix,
+    machineMatrix,
+    thermalFactor,
+    tiltOffset,
+    admOffset,
+    azimuthTable,
+    elevationTable,
+    levelXTable,
+    levelYTable,
+    scaleFactors,
+    mountMode,
+    qvcParameters,
+    level1Parameters,
+    level2Parameters,
+    encoderHalfRange,
+    psdX,
+    psdY,
+    dynamicParameters,
+};
+
+/// What happens when the file has ended where a block's title is due.
+enum class AtEnd : std::uint8_t {
+    fail,     ///< the read fails
+    skip,     ///< the block is absent, its fields keep their values
+    defaults, ///< the block's fields take defaults
+};
+
+struct Block {
+    const char* title;        ///< what the joined words of the title line must contain
+    std::uint8_t words;       ///< words of the title line
+    Layout layout;            ///<
+    std::uint8_t rows;        ///< rows of Layout::rows
+    std::uint8_t columns;     ///< floats of a row, or of Layout::separate
+    Target target;            ///<
+    AtEnd atEnd;              ///<
+    std::uint16_t message;    ///< failure of this block, its title missing or due at the end of the file; 0: silent
+    bool modeSevenUp = false; ///< only with mount mode 7 or more
+};
+
+/// From this mount mode on the file goes on after its "Mounting Mode" block.
+inline constexpr std::int32_t kFirstLongMode = 7;
+
+/// Extra values behind the rows of a tilt table: the two limits and a third value.
+inline constexpr std::size_t kTiltExtras = 3;
+
+/// Scale factors of a file that ends before their block.
+inline constexpr std::array<float, 8> kDefaultScaleFactors = {0.0F, 0.0F, 0.0F, 0.0F, 1.0F, 1.0F, 1.0F, 0.0F};
+
+/// The blocks in the only order accepted.
+///
+/// Kept: the titles are misspelt ("Tranform") in every file there is. "Mounting Mode" shares 619 with the tilt Y
+/// table and "Half Angle" shares 609 with "Angle Offset"; the last three blocks fail without a message.
+inline constexpr std::array<Block, 27> kBlocks = {{
+    {"Serial Number", 2, Layout::fileId, 0, 0, Target::fileId, AtEnd::fail, 601},
+    {"Device Owner", 2, Layout::word, 0, 0, Target::nothing, AtEnd::fail, 603},
+    {"AZ Position Gain", 3, Layout::rows, 1, 6, Target::nothing, AtEnd::fail, 604},
+    {"EL Position Gain", 3, Layout::rows, 1, 6, Target::nothing, AtEnd::fail, 605},
+    {"AZ Tracking Gain", 3, Layout::rows, 1, 6, Target::nothing, AtEnd::fail, 606},
+    {"EL Tracking Gain", 3, Layout::rows, 1, 6, Target::nothing, AtEnd::fail, 607},
+    {"Digital Damping", 2, Layout::rows, 1, 4, Target::nothing, AtEnd::fail, 608},
+    {"Angle Offset", 2, Layout::rows, 1, 2, Target::encoderOffset, AtEnd::fail, 609},
+    {"Transform Vector", 2, Layout::rows, 1, 3, Target::knownVector, AtEnd::fail, 610},
+    {"Local Coordinate Tranform Matrix", 4, Layout::rows, 3, 3, Target::localMatrix, AtEnd::fail, 611},
+    {"Machine Coordinate Tranform Matrix", 4, Layout::rows, 3, 3, Target::machineMatrix, AtEnd::fail, 612},
+    {"Thermal Compensation Factor", 3, Layout::rows, 1, 4, Target::thermalFactor, AtEnd::fail, 613},
+    {"Tilt Sensor Offset", 3, Layout::rows, 1, 2, Target::tiltOffset, AtEnd::fail, 614},
+    {"ADM Offset", 2, Layout::rows, 1, 1, Target::admOffset, AtEnd::fail, 615},
+    {"AZ Calibration Table", 3, Layout::encoderTable, 0, 2, Target::azimuthTable, AtEnd::fail, 616},
+    {"EL Calibration Table", 3, Layout::encoderTable, 0, 2, Target::elevationTable, AtEnd::fail, 617},
+    {"Tilt X Calibration Table", 4, Layout::tiltTable, 0, 2, Target::levelXTable, AtEnd::fail, 618},
+    {"Tilt Y Calibration Table", 4, Layout::tiltTable, 0, 2, Target::levelYTable, AtEnd::skip, 619},
+    {"Scale Factor", 2, Layout::separate, 0, 8, Target::scaleFactors, AtEnd::defaults, 621},
+    {"Mounting Mode", 2, Layout::integer, 0, 0, Target::mountMode, AtEnd::defaults, 619},
+    {"QVC", 1, Layout::separate, 0, 6, Target::qvcParameters, AtEnd::defaults, 622, true},
+    {"Level_X", 1, Layout::separate, 0, 7, Target::level1Parameters, AtEnd::defaults, 623, true},
+    {"Level_Y", 1, Layout::separate, 0, 7, Target::level2Parameters, AtEnd::defaults, 624, true},
+    {"Half Angle", 2, Layout::rows, 1, 2, Target::encoderHalfRange, AtEnd::fail, 609, true},
+    {"PSDX", 1, Layout::rows, 1, 3, Target::psdX, AtEnd::fail, 0, true},
+    {"PSDY", 1, Layout::rows, 1, 3, Target::psdY, AtEnd::fail, 0, true},
+    {"DynamicParameters", 1, Layout::rows, 1, 7, Target::dynamicParameters, AtEnd::fail, 0, true},
+}};
+
+/// The longest row or run of separate values.
+inline constexpr std::size_t kMostColumns = 8;
+
+} // namespace kor::params
