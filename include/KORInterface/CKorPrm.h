@@ -25,6 +25,7 @@ public:
     ~CKorPrm();
 
     /// Releases the six tables; harmless when called again.
+    /// Notes  1  Counts and the loaded state stay; the table getters then give the count and the result 551.
     void Destroy();
 
     /// Reads a sensor's parameter file, DIRECTORY\TgID.prm (DIRECTORY/TgID.prm where paths use '/').
@@ -33,14 +34,19 @@ public:
     /// Returned  result     0, 20 (null directory), 550 (cannot be opened, or the directory is too long), 553
     /// Notes  1  A failed read keeps what the blocks before the failure have replaced, and whether the object
     ///           counts as loaded.
+    ///        2  A file that ends where the title of a required block is due stays open until the process ends.
+    ///        3  The azimuth table of the first read is used again by later ones, and so shows in the copies that
+    ///           share it; a file with more rows than it holds is refused with 553.
+    ///        4  A table whose row count is negative or larger than the bytes left in the file is refused with 553.
     int ReadCalibrationFile(const wchar_t* directory, unsigned long id);
 
     /// Loads the message of a format failure, 601 to 624, and shows nothing.
     void DisplayErrMsg(unsigned int id);
 
     /// Azimuth calibration table.
-    /// Returned  count  rows; written even when table is null (the result is then 20)
-    ///           table  2 x count floats: reading and correction of each row, degrees
+    /// Returned  count   rows; written even when table is null (the result is then 20)
+    ///           table   2 x count floats: reading and correction of each row, degrees
+    ///           result  551 also when the table is gone, after Destroy or a failed read
     int getAzimuthComp(unsigned int& count, float* table) const;
 
     /// Elevation calibration table, as getAzimuthComp.
