@@ -1,4 +1,4 @@
-// Reads a sensor's parameter file and turns samples into orientations.
+// Orientations of a recording: host DIRECTORY ID RECORDING.korraw
 #include <KORInterface/KORInterface.h>
 
 #include <cstdio>
@@ -9,33 +9,24 @@
 int main(int argc, char** argv)
 {
     if (argc != 4) {
-        std::fprintf(stderr, "usage: host DIRECTORY ID RECORDING.korraw\n");
-        return 2;
+        return std::puts("usage: host DIRECTORY ID RECORDING.korraw"), 2;
     }
-    const std::string directory = argv[1]; // plain ASCII here; wide characters are UTF-8 on disk
-
+    const std::string directory = argv[1]; // ASCII here; the library takes wide characters
     CKorPrm prm;
     CKor engine;
-    int code = prm.ReadCalibrationFile(std::wstring(directory.begin(), directory.end()).c_str(),
-                                       std::strtoul(argv[2], nullptr, 10));
-    if (code == 0) {
-        code = kor::ConfigureEngine(engine, prm);
+    int code = prm.ReadCalibrationFile(std::wstring(directory.begin(), directory.end()).c_str(), std::atol(argv[2]));
+    if (code != 0 || (code = kor::ConfigureEngine(engine, prm)) != 0) {
+        return std::printf("no usable parameter file: code %d\n", code), 1;
     }
-    if (code != 0) {
-        std::fprintf(stderr, "cannot configure the engine: code %d\n", code);
-        return 1;
-    }
-
     std::ifstream recording(argv[3], std::ios::binary);
     KOR_RAWINFO raw;
     KOR_INFO info;
-    double m[9];
+    double m[9]; // the orientation matrix, row by row
     while (recording.read(reinterpret_cast<char*>(&raw), sizeof raw)) {
         engine.updateKORData(raw, info);
+        const float* angle = info.orientationAngles;
         if (engine.ReadMatrix(m) == 0) {
-            std::printf("%lu: %.6f %.6f %.6f\n", static_cast<unsigned long>(raw.timeStampMs),
-                        info.orientationAngles[0], info.orientationAngles[1], info.orientationAngles[2]);
+            std::printf("%u ms: x %.4f, z %.4f, y %.4f deg\n", raw.timeStampMs, angle[0], angle[1], angle[2]);
         }
     }
-    return 0;
 }

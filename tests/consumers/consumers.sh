@@ -62,7 +62,7 @@ readme)
     g++ -std=c++11 -Wall -Wextra -Wpedantic -Werror -I "$work/prefix/include" "$work/readme.cpp" -L "$library" \
         -lKORInterface -o "$work/host"
     LD_LIBRARY_PATH=$library "$work/host" "$root/data/polarizer" 1005 "$root/data/polarizer/polarizer.korraw" >"$work/out"
-    valid=$(grep -c ': ' "$work/out")
+    valid=$(grep -c 'ms: x ' "$work/out")
     [ "$valid" -ge 2000 ] || fail "the program printed $valid orientations"
     ! grep -qi nan "$work/out" || fail "an orientation is not a number"
     ;;
