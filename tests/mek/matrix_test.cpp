@@ -431,6 +431,33 @@ TEST(MatrixInverse, InfinityAnywhereMeansSingular)
     }
 }
 
+TEST(MatrixInverse, LargeMatricesFollowTheSameRules)
+{
+    Random random(26);
+    for (const int n : {16, 17, 40}) {
+        const Matrix identity = diagonal(std::vector<double>(size(n), 1.0));
+        Matrix m = identity;
+        EXPECT_TRUE(mek::MatrixInverse(m.data(), n));
+        EXPECT_TRUE(identicalStorage(m, identity));
+
+        const Matrix dense = randomMatrix(random, n, n);
+        m = dense;
+        ASSERT_TRUE(mek::MatrixInverse(m.data(), n));
+        EXPECT_EQ(m, eliminated<double>(dense, n));
+
+        std::vector<double> pivots(size(n), 1.0);
+        pivots.back() = n * 0x1p-52;
+        expectSingular(diagonal(pivots), n);
+        pivots.back() = std::nextafter(pivots.back(), 1);
+        m = diagonal(pivots);
+        EXPECT_TRUE(mek::MatrixInverse(m.data(), n));
+
+        m = dense;
+        m[size(n + 1)] = kNaN;
+        expectSingular(m, n);
+    }
+}
+
 TEST(MatrixInverse, SizeBelowOneIsRefused)
 {
     for (const int n : {0, -1, -3, INT_MIN}) {

@@ -349,6 +349,52 @@ TEST(Polyfit, XValuesThatCannotCarryTheOrderGiveTheMeanAndCodeOne)
     EXPECT_EQ(fit({1, 1, 1, 3, 2, 5, 3, 7}, 2).code, 0); // three places carry a parabola
 }
 
+TEST(Polyfit, ManyPointsAtTooFewPlacesAreRefusedAndAtEnoughPlacesAreNot)
+{
+    Random random(75);
+    for (int round = 0; round < 300; ++round) {
+        const int order = 2 + random.upTo(3);
+        const double origin = round % 2 == 0 ? 0.0 : random.between(-1000, 1000);
+        std::vector<double> places;
+        for (int i = 0; i <= order; ++i) {
+            places.push_back(origin + i + random.between(0, 0.9));
+        }
+        const int count = 50 + random.upTo(400);
+        Pairs few;
+        Pairs enough;
+        for (int i = 0; i < count; ++i) {
+            few.push_back(places[static_cast<std::size_t>(i % order)]);
+            few.push_back(1 + i % 2);
+            enough.push_back(places[static_cast<std::size_t>(i % (order + 1))]);
+            enough.push_back(1 + i % 2);
+        }
+        double mean = 0;
+        for (std::size_t i = 1; i < few.size(); i += 2) {
+            mean += few[i]; // small integers: exact
+        }
+        expectRefused(fit(few, order), mean / count);
+        EXPECT_EQ(fit(enough, order).code, 0);
+    }
+}
+
+TEST(Polyfit, HighOrdersFollowASmoothFunction)
+{
+    for (const int order : {12, 16, 17, 20}) {
+        Pairs xy;
+        for (int i = 0; i <= 60; ++i) {
+            const double x = -1 + i / 30.0;
+            xy.push_back(x);
+            xy.push_back(std::exp(x));
+        }
+        const Fit got = fit(xy, order);
+        EXPECT_EQ(got.code, 0);
+        for (std::size_t i = 0; i < xy.size(); i += 2) {
+            // exp leaves a remainder below 1e-13 at order 12; the powers' condition hardly shows in the values.
+            EXPECT_TRUE(within(evaluate(got.coeffs, xy[i]), xy[i + 1], 1e-12));
+        }
+    }
+}
+
 TEST(Polyfit, NaNInHigherOrdersNeverPassesForAFit)
 {
     for (const Pairs& xy : {Pairs{0, 1, 1, kNaN, 2, 3, 3, 5}, Pairs{0, 1, kNaN, 2, 2, 3, 3, 5}}) {

@@ -179,6 +179,22 @@ TEST(CubicSplines, MeetsThePointsWithTwoContinuousDerivativesAndNaturalEnds)
     }
 }
 
+TEST(CubicSplines, LongTablesFollowTheSameRules)
+{
+    Random random(87);
+    for (const bool descending : {false, true}) {
+        const Table t = randomTable(random, 2000, descending);
+        const Doubles got = splines(t.x, t.y);
+        const Reals wanted = exactCoefficients(t.x, t.y);
+        for (std::size_t i = 0; i < got.size(); ++i) {
+            ASSERT_TRUE(within(got[i], static_cast<double>(wanted[i]), 1e-12)) << "coefficient " << i;
+        }
+        for (std::size_t i = 0; i < t.x.size() - 1; ++i) {
+            ASSERT_TRUE(sameBits(calc(t.x, got, t.x[i]).value, t.y[i])) << "knot " << i;
+        }
+    }
+}
+
 TEST(CubicSplines, PointsOnALineGiveTheLine)
 {
     const Doubles c = splines({-2, -1, 0.5F, 3, 7}, {-5, -3, 0, 5, 13});
