@@ -198,10 +198,6 @@ int CKorPrm::ReadCalibrationFile(const wchar_t* directory, unsigned long id)
             if (report.messageId != 0) {
                 DisplayErrMsg(report.messageId);
             }
-            if (report.endedAtTitle) {
-                // Kept: a file that ends where a required title is due stays open; every other way out closes it.
-                static_cast<void>(file.release());
-            }
             return report.status;
         }
         prmLoaded = true;

@@ -34,10 +34,9 @@ public:
     /// Returned  result     0, 20 (null directory), 550 (cannot be opened, or the directory is too long), 553
     /// Notes  1  A failed read keeps what the blocks before the failure have replaced, and whether the object
     ///           counts as loaded.
-    ///        2  A file that ends where the title of a required block is due stays open until the process ends.
-    ///        3  The azimuth table of the first read is used again by later ones, and so shows in the copies that
+    ///        2  The azimuth table of the first read is used again by later ones, and so shows in the copies that
     ///           share it; a file with more rows than it holds is refused with 553.
-    ///        4  A table whose row count is negative or larger than the bytes left in the file is refused with 553.
+    ///        3  A table whose row count is negative or larger than the bytes left in the file is refused with 553.
     int ReadCalibrationFile(const wchar_t* directory, unsigned long id);
 
     /// Loads the message of a format failure, 601 to 624, and shows nothing.
