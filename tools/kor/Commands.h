@@ -1,0 +1,25 @@
+// The subcommands: each lives in a source file of its own and declares itself to the command line.
+#pragma once
+
+#include <functional>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace kor::tool {
+
+struct Command {
+    CLI::App* app;            // where the command line says whether it was chosen
+    std::function<int()> run; // returns the exit status, or throws Failure
+};
+
+Command declareReplay(CLI::App& root);
+
+// One line or several on standard error, the tool's name in front. Never fails.
+void complain(const std::string& text);
+void warn(const std::string& text);
+void tell(const std::string& text); // as it is, without the name
+
+} // namespace kor::tool

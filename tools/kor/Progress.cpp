@@ -1,0 +1,99 @@
+#include "Progress.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "os.h"
+
+namespace kor::tool {
+
+namespace {
+
+constexpr auto kFirst = std::chrono::milliseconds(200); // short runs show nothing
+constexpr auto kEvery = std::chrono::milliseconds(100);
+
+std::string clockText(double seconds)
+{
+    const auto whole = static_cast<std::uint64_t>(std::min(seconds + 0.5, 1e9));
+    const auto two = [](std::uint64_t n) { return (n < 10 ? "0" : "") + std::to_string(n); };
+    const std::string tail = two(whole / 60 % 60) + ":" + two(whole % 60);
+    return whole < 3600 ? tail : std::to_string(whole / 3600) + ":" + tail;
+}
+
+} // namespace
+
+std::string grouped(std::uint64_t number)
+{
+    std::string text = std::to_string(number);
+    for (std::size_t at = text.size(); at > 3; at -= 3) {
+        text.insert(at - 3, 1, ' ');
+    }
+    return text;
+}
+
+std::string progressLine(const std::string& title, std::uint64_t done, std::uint64_t total, std::uint64_t counted,
+                         const std::string& unit, double seconds, int width)
+{
+    const double rate = seconds > 0 ? static_cast<double>(counted) / seconds : 0;
+    const std::string pace = rate < 10 ? "" : grouped(static_cast<std::uint64_t>(rate)) + " " + unit + "/s";
+    std::string line;
+    if (total == 0) {
+        line = title + "  " + grouped(counted) + " " + unit + (pace.empty() ? "" : "  " + pace);
+    } else {
+        const double share = std::min(1.0, static_cast<double>(done) / static_cast<double>(total));
+        const std::string percent = std::to_string(static_cast<int>(share * 100));
+        std::string tail = " " + std::string(3 - std::min<std::size_t>(3, percent.size()), ' ') + percent + "%";
+        tail += pace.empty() ? "  " + grouped(counted) + " " + unit : "  " + pace;
+        if (share > 0) {
+            tail += "  " + clockText(seconds / share - seconds) + " left";
+        }
+        const int spare = width - static_cast<int>(title.size() + tail.size()) - 4;
+        const auto cells = static_cast<std::size_t>(std::clamp(spare, 10, 40));
+        const auto full = static_cast<std::size_t>(share * static_cast<double>(cells));
+        line = title + "  [" + std::string(full, '#') + std::string(cells - full, '.') + "]" + tail;
+    }
+    if (line.size() > static_cast<std::size_t>(std::max(width, 1))) {
+        line.resize(static_cast<std::size_t>(std::max(width, 1)));
+    }
+    return line;
+}
+
+Progress::Progress(ShowProgress show, std::string title, std::uint64_t total, std::string unit)
+    : m_title(std::move(title)), m_total(total), m_unit(std::move(unit)),
+      m_on(show == ShowProgress::always || (show == ShowProgress::automatic && os::isTerminal(os::kStandardError))),
+      m_next(show == ShowProgress::always ? m_start : m_start + kFirst)
+{
+    constexpr std::size_t kLongestTitle = 32;
+    if (m_title.size() > kLongestTitle) {
+        m_title = "..." + m_title.substr(m_title.size() - kLongestTitle + 3);
+    }
+}
+
+void Progress::update(std::uint64_t done, std::uint64_t counted)
+{
+    if (!m_on) {
+        return;
+    }
+    const Clock::time_point now = Clock::now();
+    if (now < m_next) {
+        return;
+    }
+    m_next = now + kEvery;
+    const double seconds = std::chrono::duration<double>(now - m_start).count();
+    const int width = os::terminalWidth(os::kStandardError) - 1; // the last column would wrap the line
+    const std::string line = "\r" + progressLine(m_title, done, m_total, counted, m_unit, seconds, width) + "\x1b[K";
+    os::writeAll(os::kStandardError, line.data(), line.size());
+    m_drawn = true;
+}
+
+void Progress::clear()
+{
+    if (m_drawn) {
+        constexpr std::string_view kErase = "\r\x1b[K";
+        os::writeAll(os::kStandardError, kErase.data(), kErase.size());
+        m_drawn = false;
+        m_next = Clock::time_point();
+    }
+}
+
+} // namespace kor::tool

@@ -1,0 +1,47 @@
+// What the tool asks of the operating system. Nothing else in it knows which one that is.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace kor::tool::os {
+
+constexpr int kStandardInput = 0;
+constexpr int kStandardOutput = 1;
+constexpr int kStandardError = 2;
+
+// Once, first thing in main: a closed pipe becomes a write error, standard streams carry bytes untranslated, and
+// a standard stream that the caller closed keeps its number, so that no file can take its place.
+void prepareProcess();
+
+// File descriptors. Failures give -1 or false and leave the reason for lastError.
+int openForReading(const std::string& path);
+int openForWriting(const std::string& path); // an existing device, FIFO or the like; truncates nothing
+int createNew(const std::string& path);      // fails when the name is taken
+std::ptrdiff_t readSome(int file, char* into, std::size_t room); // 0 at the end, -1 on failure
+bool writeAll(int file, const char* bytes, std::size_t count);
+bool closeFile(int file);
+bool isDirectory(int file);
+bool replaceFile(const std::string& from, const std::string& to);
+void removeFile(const std::string& path);
+std::string lastError();
+
+// The file to remove when a signal ends the process; empty for none.
+void removeWhenKilled(const std::string& path);
+
+unsigned processId();
+bool isTerminal(int file);
+int terminalWidth(int file); // columns; 80 when unknown
+
+struct ChildResult {
+    bool started = false;
+    int status = 0;     // exit status; 128 + the number when a signal ended it
+    std::string errors; // all of its standard error, or why it could not be started
+};
+
+// Runs this very program with other arguments and waits for its end. Safe to call from several threads.
+ChildResult runSelf(const std::vector<std::string>& arguments);
+
+} // namespace kor::tool::os

@@ -1,0 +1,436 @@
+// kor replay: recordings through an engine.
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <filesystem>
+#include <limits>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "KORInterface/CKor.h"
+#include "KORInterface/CKorPrm.h"
+#include "KORInterface/Configure.h"
+#include "KORInterface/ParameterStore.h"
+
+#include "Commands.h"
+#include "Exit.h"
+#include "Output.h"
+#include "ParameterFile.h"
+#include "Progress.h"
+#include "Recording.h"
+#include "Results.h"
+#include "Tally.h"
+#include "Text.h"
+#include "os.h"
+
+namespace kor::tool {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The command line as it was given; empty where it was not.
+struct Request {
+    std::vector<std::string> recordings;
+    std::string output;
+    std::string prm;
+    std::string id;
+    std::string mode;
+    std::string mcs = "on";
+    std::string psd;
+    bool store = false;
+    std::string input;
+    std::string format;
+    std::string from;
+    std::string to;
+    bool skipBad = false;
+    std::string progress = "auto";
+    std::string jobs;
+};
+
+// The same, understood.
+struct Plan {
+    ParameterSource prm;
+    std::optional<std::int32_t> mode;
+    bool mcs = true;
+    std::optional<std::array<std::int32_t, 3>> psd;
+    bool store = false;
+    std::optional<Format> input;
+    std::optional<Format> format;
+    Window window;
+    bool skipBad = false;
+    ShowProgress progress = ShowProgress::automatic;
+    unsigned jobs = 1;
+};
+
+[[noreturn]] void misused(const std::string& text)
+{
+    throw Failure(kExitUsage, text + "\nSee kor replay --help.");
+}
+
+template <typename Integer>
+Integer integerOption(const char* option, std::string_view text, Integer least = std::numeric_limits<Integer>::min())
+{
+    const std::optional<Integer> value = strictInteger<Integer>(text);
+    if (!value || *value < least) {
+        misused(fmt::format("{}: found {}, expected a whole number from {} to {}", option, inQuotes(text), least,
+                            std::numeric_limits<Integer>::max()));
+    }
+    return *value;
+}
+
+template <typename Value>
+Value choiceOption(const char* option, const std::string& text,
+                   const std::vector<std::pair<std::string, Value>>& choices)
+{
+    std::string names;
+    for (const auto& [name, value] : choices) {
+        if (name == text) {
+            return value;
+        }
+        names += (names.empty() ? "" : " or ") + name;
+    }
+    misused(fmt::format("{}: found {}, expected {}", option, inQuotes(text), names));
+}
+
+Plan understood(const Request& request)
+{
+    Plan plan;
+    plan.prm.directory = request.prm;
+    plan.prm.id = integerOption<std::int32_t>("--id", request.id);
+    if (!request.mode.empty()) {
+        plan.mode = integerOption<std::int32_t>("--mode", request.mode);
+    }
+    plan.mcs = choiceOption<bool>("--mcs", request.mcs, {{"on", true}, {"off", false}});
+    if (!request.psd.empty()) {
+        const std::vector<std::string_view> parts = split(request.psd, ',');
+        if (parts.size() != 3) {
+            misused(fmt::format("--psd: found {}, expected FIRST,SECOND,DIVISOR", inQuotes(request.psd)));
+        }
+        plan.psd.emplace();
+        for (std::size_t i = 0; i < 3; ++i) {
+            (*plan.psd)[i] = integerOption<std::int32_t>("--psd", parts[i]);
+        }
+    }
+    plan.store = request.store;
+    const std::vector<std::pair<std::string, Format>> formats = {{"csv", Format::csv}, {"bin", Format::binary}};
+    if (!request.input.empty()) {
+        plan.input = choiceOption("--input", request.input, formats);
+    }
+    if (!request.format.empty()) {
+        plan.format = choiceOption("--format", request.format, formats);
+    }
+    if (!request.from.empty()) {
+        plan.window.from(integerOption<std::uint32_t>("--from", request.from));
+    }
+    if (!request.to.empty()) {
+        plan.window.to(integerOption<std::uint32_t>("--to", request.to));
+    }
+    plan.skipBad = request.skipBad;
+    plan.progress = choiceOption<ShowProgress>(
+        "--progress", request.progress,
+        {{"auto", ShowProgress::automatic}, {"always", ShowProgress::always}, {"never", ShowProgress::never}});
+    plan.jobs = request.jobs.empty() ? std::max(1u, std::thread::hardware_concurrency())
+                                     : integerOption<unsigned>("--jobs", request.jobs, 1);
+    return plan;
+}
+
+Format resultFormat(const Plan& plan, const std::string& output)
+{
+    return plan.format ? *plan.format : output.ends_with(".korinfo") ? Format::binary : Format::csv;
+}
+
+bool sameFile(const std::string& a, const std::string& b)
+{
+    std::error_code error;
+    return fs::equivalent(pathFrom(a), pathFrom(b), error) && fs::is_regular_file(pathFrom(a), error);
+}
+
+// Results in the place of something that is read would be the end of it.
+void refuseToOverwrite(const std::string& output, const std::vector<std::string>& recordings,
+                       const ParameterSource& prm)
+{
+    for (const std::string& recording : recordings) {
+        if (sameFile(output, recording)) {
+            misused("-o: " + shown(output) + " is the recording itself");
+        }
+    }
+    if (sameFile(output, prm.path())) {
+        misused("-o: " + shown(output) + " is the parameter file");
+    }
+}
+
+void configure(const Plan& plan, CKorPrm& prm, CKor& engine, int& mode)
+{
+    int code = plan.store ? LoadParameterStore(engine, prm) : 0;
+    if (code == 0) {
+        code = plan.mode ? ConfigureEngine(engine, prm, *plan.mode) : ConfigureEngine(engine, prm);
+    }
+    if (code == 0) {
+        code = engine.setMcsFlag(plan.mcs);
+    }
+    if (code == 0 && plan.psd) {
+        code = engine.setPSDParameters((*plan.psd)[0], (*plan.psd)[1], (*plan.psd)[2]);
+    }
+    if (code == 0) {
+        code = prm.getMountMode(mode);
+        mode = plan.mode.value_or(mode);
+    }
+    if (code != 0) {
+        throw Failure(kExitDataError, fmt::format("the parameter file {} cannot be used: the engine refuses it with "
+                                                  "code {}",
+                                                  shown(plan.prm.path()), code));
+    }
+}
+
+std::uint64_t sizeOf(const std::string& path)
+{
+    std::error_code error;
+    const fs::path file = pathFrom(path);
+    const std::uintmax_t size = path != "-" && fs::is_regular_file(file, error) ? fs::file_size(file, error) : 0;
+    return error ? 0 : size;
+}
+
+int replayOne(Plan plan, const std::string& recording, const std::string& output)
+{
+    constexpr std::uint64_t kBadRowsShown = 5;   // of those left out
+    constexpr std::uint64_t kProgressMask = 255; // samples between two looks at the clock, less one
+
+    CKorPrm prm;
+    readParameterFile(plan.prm, prm);
+    CKor engine;
+    int mode = 0;
+    configure(plan, prm, engine, mode);
+
+    Input input(recording);
+    const auto reader = openRecording(input, plan.input ? *plan.input : recordingFormat(recording, input), warn);
+    Output results(output);
+    ResultWriter writer(results, resultFormat(plan, output));
+
+    Tally tally;
+    Judge judge(mode);
+    Progress progress(plan.progress, input.title(), sizeOf(recording), "samples");
+    const auto start = std::chrono::steady_clock::now();
+    int status = kExitOk;
+    std::uint64_t steps = 0;
+    KOR_RAWINFO raw;
+    for (RecordingReader::Step step; (step = reader->next(raw)) != RecordingReader::Step::end;) {
+        if ((steps++ & kProgressMask) == 0) {
+            progress.update(input.consumed(), tally.samples);
+        }
+        if (step == RecordingReader::Step::bad) {
+            ++tally.bad;
+            if (!plan.skipBad) {
+                progress.clear();
+                complain(reader->problem());
+                status = kExitDataError;
+                break;
+            }
+            if (tally.bad <= kBadRowsShown) {
+                progress.clear();
+                warn(reader->problem() + ": left out");
+            }
+            continue;
+        }
+        if (!plan.window.contains(raw.timeStampMs)) {
+            ++tally.outside;
+            continue;
+        }
+        Result result;
+        result.timeStampMs = raw.timeStampMs;
+        engine.updateKORData(raw, result.info);
+        result.matrixCode = engine.ReadMatrix(result.matrix);
+        writer.write(result);
+        tally.count(raw.timeStampMs, judge.judge(raw, result));
+    }
+    results.close();
+    tally.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    progress.clear();
+    tell(tally.summary(input.title(), plan.window.limited(), plan.skipBad));
+    return status;
+}
+
+struct Job {
+    std::string recording;
+    std::string output;
+};
+
+// Two models keep process-wide values, so that no two recordings may share a process.
+std::vector<std::string> childArguments(const Request& request, const Job& job)
+{
+    std::vector<std::string> arguments = {"replay", "--progress=never", "--prm=" + request.prm, "--id=" + request.id,
+                                          "--mcs=" + request.mcs};
+    const auto add = [&arguments](const char* option, const std::string& value) {
+        if (!value.empty()) {
+            arguments.push_back(option + ("=" + value));
+        }
+    };
+    add("--mode", request.mode);
+    add("--psd", request.psd);
+    add("--input", request.input);
+    add("--format", request.format);
+    add("--from", request.from);
+    add("--to", request.to);
+    if (request.store) {
+        arguments.emplace_back("--store");
+    }
+    if (request.skipBad) {
+        arguments.emplace_back("--skip-bad");
+    }
+    arguments.insert(arguments.end(), {"--output=" + job.output, "--", job.recording});
+    return arguments;
+}
+
+std::vector<Job> jobsOf(const Plan& plan, const std::vector<std::string>& recordings, const std::string& directory)
+{
+    const char* const extension = resultFormat(plan, {}) == Format::binary ? ".korinfo" : ".csv";
+    std::vector<Job> jobs;
+    std::map<std::string, std::string> stems;
+    for (const std::string& recording : recordings) {
+        if (recording == "-") {
+            misused("standard input can only be replayed alone");
+        }
+        const std::string stem = textOf(pathFrom(recording).stem());
+        const auto [first, added] = stems.emplace(stem, recording);
+        if (!added) {
+            misused(fmt::format("{} and {} would both give {}{}", shown(first->second), shown(recording), shown(stem),
+                                extension));
+        }
+        jobs.push_back({recording, textOf(pathFrom(directory) / pathFrom(stem + extension))});
+        refuseToOverwrite(jobs.back().output, recordings, plan.prm);
+    }
+    return jobs;
+}
+
+int replaySeveral(const Plan& plan, const Request& request)
+{
+    if (request.output.empty() || request.output == "-") {
+        misused("several recordings need -o DIR, the directory of their results");
+    }
+    const std::vector<Job> jobs = jobsOf(plan, request.recordings, request.output);
+    CKorPrm prm;
+    readParameterFile(plan.prm, prm); // one message instead of one per recording
+    std::error_code error;
+    fs::create_directories(pathFrom(request.output), error);
+    if (error || !fs::is_directory(pathFrom(request.output), error)) {
+        throw Failure(kExitCannotCreate, "cannot create the directory " + shown(request.output) +
+                                             (error ? ": " + error.message() : ": it is something else already"));
+    }
+
+    std::mutex lock;
+    std::condition_variable finished;
+    std::vector<std::optional<os::ChildResult>> ends(jobs.size());
+    std::atomic<std::size_t> next{0};
+    std::vector<std::thread> workers;
+    for (std::size_t i = 0; i < std::min<std::size_t>(plan.jobs, jobs.size()); ++i) {
+        workers.emplace_back([&] {
+            for (std::size_t mine = 0; (mine = next++) < jobs.size();) {
+                os::ChildResult end = os::runSelf(childArguments(request, jobs[mine]));
+                const std::lock_guard<std::mutex> guard(lock);
+                ends[mine] = std::move(end);
+                finished.notify_one();
+            }
+        });
+    }
+
+    Progress progress(plan.progress, "replay", jobs.size(), "recordings");
+    int status = kExitOk;
+    {
+        std::unique_lock<std::mutex> guard(lock);
+        for (std::size_t i = 0; i < jobs.size(); ++i) {
+            const auto done = [&ends] {
+                return static_cast<std::uint64_t>(
+                    std::count_if(ends.begin(), ends.end(), [](const auto& end) { return end.has_value(); }));
+            };
+            while (!ends[i]) {
+                progress.update(done(), done());
+                finished.wait_for(guard, std::chrono::milliseconds(100));
+            }
+            progress.clear();
+            if (ends[i]->started) {
+                tell(ends[i]->errors);
+            } else {
+                complain(shown(jobs[i].recording) + ": " + ends[i]->errors);
+                ends[i]->status = kExitSoftware;
+            }
+            if (ends[i]->status > 128) {
+                complain(fmt::format("{}: ended by signal {}", shown(jobs[i].recording), ends[i]->status - 128));
+            }
+            status = status == kExitOk ? ends[i]->status : status;
+        }
+    }
+    for (std::thread& worker : workers) {
+        worker.join();
+    }
+    return status;
+}
+
+int replay(const Request& request)
+{
+    const Plan plan = understood(request);
+    if (request.recordings.size() > 1) {
+        return replaySeveral(plan, request);
+    }
+    const std::string output = request.output.empty() ? "-" : request.output;
+    refuseToOverwrite(output, request.recordings, plan.prm);
+    return replayOne(plan, request.recordings.front(), output);
+}
+
+} // namespace
+
+Command declareReplay(CLI::App& root)
+{
+    const auto request = std::make_shared<Request>();
+    CLI::App* const app = root.add_subcommand("replay", "Feed recordings to an engine and write its results");
+    app->get_help_ptr()->description("Print this help and exit");
+    app->add_option("RECORDING", request->recordings,
+                    "Recordings, CSV or binary (.korraw); - is standard input. Several run in parallel, each in a "
+                    "process of its own")
+        ->required()
+        ->type_name("");
+    app->add_option("--prm", request->prm, "Directory of the parameter file")->required()->type_name("DIR");
+    app->add_option("--id", request->id, "Sensor ID: the parameter file is DIR/TgN.prm")->required()->type_name("N");
+    app->add_option("-o,--output", request->output,
+                    "Results of one recording (default -, standard output), or the directory of several")
+        ->type_name("RESULTS");
+    app->add_option("--format", request->format,
+                    "Format of the results: csv or bin (default: bin when RESULTS ends in .korinfo, otherwise csv)")
+        ->type_name("FORMAT");
+    app->add_option("--input", request->input,
+                    "Format of the recordings: csv or bin (default: by .csv or .korraw, otherwise by content)")
+        ->type_name("FORMAT");
+    app->add_option("--from", request->from, "Leave out samples before this time stamp")->type_name("MS");
+    app->add_option("--to", request->to,
+                    "Leave out samples after this time stamp; a window from a larger to a smaller stamp lies across "
+                    "the wrap of the stamps")
+        ->type_name("MS");
+    app->add_option("--mode", request->mode, "Mount mode in place of the parameter file's")->type_name("N");
+    app->add_option("--mcs", request->mcs, "Machine (on) or local (off) coordinates in mount modes below 7")
+        ->capture_default_str()
+        ->type_name("on|off");
+    app->add_option("--psd", request->psd, "Reading of the position-sensitive detector")
+        ->type_name("FIRST,SECOND,DIVISOR");
+    app->add_flag("--store", request->store,
+                  "Load the parameter store: dynamic parameters, and the detector's coefficients");
+    app->add_flag("--skip-bad", request->skipBad, "Leave out bad rows and records and count them");
+    app->add_option("--progress", request->progress, "Show progress on standard error; auto: when it is a terminal")
+        ->capture_default_str()
+        ->type_name("auto|always|never");
+    app->add_option("--jobs", request->jobs, "Processes at a time (default: one per core)")->type_name("N");
+    return {app, [request] { return replay(*request); }};
+}
+
+} // namespace kor::tool
