@@ -3,6 +3,9 @@
 
     compare.py WANTED GOT                           two files
     compare.py --suffix .ref .got DIRECTORY         every pair of files in a directory
+    compare.py --driver PROGRAM DIRECTORY           runs PROGRAM SCENARIO for every .scn file, each
+                                                    in a process of its own, keeps its output as
+                                                    .got and compares it with .ref
 
 Numbers are equal when their bits are: signed zeros count, all NaNs are one. What depends on the
 library's single precision sine and cosine is granted two units in the last place: the orientation
@@ -13,6 +16,7 @@ file; the exit status is 1 when there is any.
 import argparse
 import pathlib
 import struct
+import subprocess
 import sys
 
 INFO_FIELDS = (
@@ -115,12 +119,29 @@ def compare_files(wanted, got, ulp, limit=6):
     return different
 
 
+def run_driver(program, directory):
+    """Every scenario through the program; the number of runs that ended badly."""
+    bad = 0
+    for scenario in sorted(directory.glob("*.scn")):
+        with scenario.with_suffix(".got").open("w") as out:
+            result = subprocess.run([program, scenario], stdout=out, check=False)
+        if result.returncode != 0:
+            bad += 1
+            print(f"{scenario.name}: exit status {result.returncode}")
+    return bad
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("paths", nargs="+", type=pathlib.Path)
     parser.add_argument("--suffix", nargs=2, metavar=("WANTED", "GOT"))
+    parser.add_argument("--driver", type=pathlib.Path)
     parser.add_argument("--ulp", type=int, default=0)
     options = parser.parse_args()
+    crashed = 0
+    if options.driver:
+        options.suffix = (".ref", ".got")
+        crashed = run_driver(options.driver.resolve(), options.paths[0])
     if options.suffix:
         if len(options.paths) != 1:
             parser.error("--suffix goes with one directory")
@@ -138,7 +159,7 @@ def main():
     bad = sum(1 for a, b in pairs if compare_files(a, b, options.ulp))
     lines = sum(len(a.read_text().splitlines()) for a, _ in pairs)
     print(f"{len(pairs)} files, {lines} lines, {bad} files differ")
-    return 1 if bad else 0
+    return 1 if bad or crashed else 0
 
 
 if __name__ == "__main__":
