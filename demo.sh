@@ -13,15 +13,27 @@ if ! { cmake --preset release -DKORINTERFACE_BUILD_TESTS=OFF && cmake --build --
     exit 1
 fi
 
-results=build/release/demo/polarizer.csv
-mkdir -p "$(dirname "$results")"
+results=build/release/demo
+mkdir -p "$results"
+replay() { # NAME: one recording with its parameter file
+    local id
+    id=$(basename "data/$1"/Tg*.prm .prm)
+    build/release/tools/kor replay --prm "data/$1" --id "${id#Tg}" "data/$1/$1.csv" -o "$results/$1.csv"
+}
+
 echo "== kor replay --prm data/polarizer --id 1005 data/polarizer/polarizer.csv"
-build/release/tools/kor/kor replay --prm data/polarizer --id 1005 data/polarizer/polarizer.csv -o "$results"
+replay polarizer 2>&1
 echo
-echo "== First rows of the results: time, azimuth, elevation, then the orientation angles"
-cut -d, -f1-8 "$results" | sed -n '1p;151,155p'
+echo "== First rows of the results after the reference: time, calibrated angles, levels, orientation angles"
+cut -d, -f1-8 "$results/polarizer.csv" | sed -n '1p;151,155p'
 echo
 echo "== Against the truth"
-python3 data/compare.py "$results" data/polarizer/polarizer_truth.csv --limit 5e-5
+python3 data/compare.py "$results/polarizer.csv" data/polarizer/polarizer_truth.csv --limit 2e-5
+echo
+echo "== Every mount mode against its truth"
+for folder in data/*/; do
+    replay "$(basename "$folder")" 2>"$log" || { cat "$log" >&2; exit 1; }
+done
+python3 data/compare.py --table "$results"
 echo
 echo "All results: $results"

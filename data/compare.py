@@ -2,15 +2,23 @@
 """Holds replayed results against the truth beside a recording.
 
     compare.py RESULTS.csv TRUTH.csv [--limit DEGREES]
+    compare.py --table FOLDER
 
 Prints how many samples were compared and the median and largest angle of the rotation between the matrix in the
 results and the true one, over the samples that the truth marks as valid. With --limit the exit status is 1 when the
 largest angle is above it, or when nothing was compared.
+
+With --table, FOLDER holds NAME.csv, replayed from the recording of that name, for every recording beside this program;
+prints one line a recording, in the order of the mount modes.
 """
 import argparse
 import csv
 import math
+import pathlib
 import sys
+
+MODELS = {1: "dual level", 2: "dual level", 3: "pendulum", 4: "pendulum", 5: "polarizer", 6: "polarizer",
+          7: "three vectors", 8: "three vectors", 9: "two levels", 10: "two levels"}
 
 
 def rotation_angle(a, b):
@@ -44,12 +52,37 @@ def angles(results_path, truth_path):
     return found
 
 
+def mount_mode(parameter_file):
+    """Mount mode that a parameter file names: the number on the line after its title."""
+    lines = iter(parameter_file.read_text().splitlines())
+    for line in lines:
+        if line.strip() == "Mounting Mode":
+            return int(next(lines))
+    raise SystemExit(f"{parameter_file}: no mount mode")
+
+
+def table(results_folder):
+    """One line a recording: mode, model, samples compared, median and largest angle."""
+    data = pathlib.Path(__file__).resolve().parent
+    rows = sorted((mount_mode(prm), prm.parent.name) for prm in data.glob("*/Tg*.prm"))
+    print(f"{'mode':>4}  {'model':<14}{'samples':>8}{'median, deg':>14}{'largest, deg':>14}")
+    for mode, name in rows:
+        found = sorted(angles(pathlib.Path(results_folder) / f"{name}.csv", data / name / f"{name}_truth.csv"))
+        print(f"{mode:>4}  {MODELS[mode]:<14}{len(found):>8}{found[len(found) // 2]:>14.1e}{found[-1]:>14.1e}")
+
+
 def main():
     parser = argparse.ArgumentParser(description="Holds replayed results against the truth beside a recording.")
-    parser.add_argument("results")
-    parser.add_argument("truth")
+    parser.add_argument("results", nargs="?")
+    parser.add_argument("truth", nargs="?")
     parser.add_argument("--limit", type=float, help="largest angle that is accepted, degrees")
+    parser.add_argument("--table", metavar="FOLDER", help="compare every shipped recording's results in a folder")
     arguments = parser.parse_args()
+    if arguments.table is not None:
+        table(arguments.table)
+        return 0
+    if arguments.truth is None:
+        parser.error("RESULTS.csv and TRUTH.csv, or --table FOLDER")
 
     found = sorted(angles(arguments.results, arguments.truth))
     if not found:
