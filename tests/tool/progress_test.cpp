@@ -1,0 +1,57 @@
+// The text of a progress line.
+#include "kor/Progress.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using kor::tool::grouped;
+using kor::tool::progressLine;
+
+TEST(ProgressLine, ShowsBarShareRateAndTimeLeft)
+{
+    EXPECT_EQ(progressLine("a.csv", 250, 1000, 500000, "samples", 2.0, 100),
+              "a.csv  [##########..............................]  25%  250 000 samples/s  00:06 left");
+}
+
+TEST(ProgressLine, StartAndEnd)
+{
+    EXPECT_EQ(progressLine("a", 0, 1000, 0, "samples", 0.0, 80),
+              "a  [........................................]   0%  0 samples");
+    EXPECT_EQ(progressLine("a", 1000, 1000, 900, "samples", 3.0, 80),
+              "a  [########################################] 100%  300 samples/s  00:00 left");
+}
+
+TEST(ProgressLine, WithoutATotalThereIsNoBar)
+{
+    EXPECT_EQ(progressLine("standard input", 0, 0, 1234567, "samples", 2.0, 80),
+              "standard input  1 234 567 samples  617 283 samples/s");
+}
+
+TEST(ProgressLine, AFileThatGrowsStaysAtItsEnd)
+{
+    EXPECT_NE(progressLine("a", 2000, 1000, 900, "samples", 3.0, 80).find("100%"), std::string::npos);
+}
+
+TEST(ProgressLine, FitsAnyWidth)
+{
+    for (int width = 1; width < 140; ++width) {
+        EXPECT_LE(progressLine("recording.korraw", 5, 1000, 900000, "samples", 3.0, width).size(),
+                  static_cast<std::size_t>(width));
+    }
+}
+
+TEST(ProgressLine, HoursWhenItTakesThatLong)
+{
+    EXPECT_NE(progressLine("a", 1, 3701, 10, "samples", 1.0, 120).find("  1:01:40 left"), std::string::npos);
+}
+
+TEST(Grouped, ByThousands)
+{
+    EXPECT_EQ(grouped(0), "0");
+    EXPECT_EQ(grouped(999), "999");
+    EXPECT_EQ(grouped(1000), "1 000");
+    EXPECT_EQ(grouped(1234567890), "1 234 567 890");
+}
+
+} // namespace

@@ -1,0 +1,208 @@
+// Readers of recordings: what the end-to-end tests cannot see from outside.
+#include "kor/Recording.h"
+
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <rapidcheck.h>
+#include <rapidcheck/gtest.h>
+#include <unistd.h>
+
+#include "kor/Exit.h"
+#include "support/Float.h"
+
+namespace {
+
+using kor::tool::Failure;
+using kor::tool::Format;
+using kor::tool::Input;
+using kor::tool::RecordingReader;
+using kor_test::sameBits;
+
+const std::string kHeader = "status,sensorVector_x,sensorVector_y,sensorVector_z,azimuthRaw,elevationRaw,levelXRaw,"
+                            "levelYRaw,levelTemperature,referenceGate,referenceHold,temperatureCount_0,"
+                            "temperatureCount_1,temperatureCount_2,timeStampMs\n";
+
+class TemporaryFile {
+public:
+    explicit TemporaryFile(const std::string& content)
+        : m_path(testing::TempDir() + "kor-recording-" + std::to_string(getpid()))
+    {
+        std::ofstream(m_path, std::ios::binary) << content;
+    }
+    ~TemporaryFile() { unlink(m_path.c_str()); }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    const std::string& path() const { return m_path; }
+
+private:
+    std::string m_path;
+};
+
+struct Read {
+    std::vector<KOR_RAWINFO> samples;
+    std::vector<std::string> problems;
+    std::vector<std::string> warnings;
+};
+
+Read read(const std::string& content, Format format)
+{
+    const TemporaryFile file(content);
+    Input input(file.path());
+    Read all;
+    const auto reader = openRecording(input, format, [&all](const std::string& text) { all.warnings.push_back(text); });
+    KOR_RAWINFO raw;
+    for (RecordingReader::Step step; (step = reader->next(raw)) != RecordingReader::Step::end;) {
+        if (step == RecordingReader::Step::sample) {
+            all.samples.push_back(raw);
+        } else {
+            all.problems.push_back(reader->problem().substr(file.path().size()));
+        }
+    }
+    return all;
+}
+
+TEST(Recording, EveryColumnReachesItsField)
+{
+    const Read all = read(kHeader + "-2,1.5,2.5,3.5,4.5,5.5,6.5,7.5,8.5,9.5,200,-11,12,-13,4294967295\n", Format::csv);
+    ASSERT_EQ(all.samples.size(), 1u);
+    const KOR_RAWINFO& raw = all.samples[0];
+    EXPECT_EQ(raw.status, -2);
+    EXPECT_EQ(raw.sensorVector[0], 1.5f);
+    EXPECT_EQ(raw.sensorVector[1], 2.5f);
+    EXPECT_EQ(raw.sensorVector[2], 3.5f);
+    EXPECT_EQ(raw.azimuthRaw, 4.5f);
+    EXPECT_EQ(raw.elevationRaw, 5.5f);
+    EXPECT_EQ(raw.levelXRaw, 6.5f);
+    EXPECT_EQ(raw.levelYRaw, 7.5f);
+    EXPECT_EQ(raw.levelTemperature, 8.5f);
+    EXPECT_EQ(raw.referenceGate, 9.5f);
+    EXPECT_EQ(raw.referenceHold, 200);
+    EXPECT_EQ(raw.temperatureCount[0], -11);
+    EXPECT_EQ(raw.temperatureCount[1], 12);
+    EXPECT_EQ(raw.temperatureCount[2], -13);
+    EXPECT_EQ(raw.timeStampMs, 4294967295u);
+    EXPECT_EQ(raw.reserved0, 0);
+    EXPECT_EQ(raw.reserved44, 0);
+}
+
+TEST(Recording, DecimalTextGoesStraightToSinglePrecision)
+{
+    // Just above the middle between 1 and the next float, by less than a double can hold: through a double it would
+    // round to even, to 1.
+    const Read all = read(kHeader + "2,1.000000059604644775390625000001,0,0,0,0,0,0,0,0,0,0,0,0,0\n", Format::csv);
+    ASSERT_EQ(all.samples.size(), 1u);
+    EXPECT_TRUE(sameBits(all.samples[0].sensorVector[0], std::nextafter(1.0f, 2.0f)));
+}
+
+TEST(Recording, SignedZeroAndSubnormalsAreKept)
+{
+    const Read all = read(kHeader + "2,-0,1e-45,-1.1754942e-38,0,0,0,0,0,0,0,0,0,0,0\n", Format::csv);
+    ASSERT_EQ(all.samples.size(), 1u);
+    EXPECT_TRUE(sameBits(all.samples[0].sensorVector[0], -0.0f));
+    EXPECT_TRUE(sameBits(all.samples[0].sensorVector[1], std::numeric_limits<float>::denorm_min()));
+    EXPECT_TRUE(sameBits(all.samples[0].sensorVector[2], -1.1754942e-38f));
+}
+
+TEST(Recording, RowsOfAllLengthsAroundTheBufferAreWhole)
+{
+    // An ignored column of growing width moves the rows over every position of the buffer's ends.
+    std::string content = "pad," + kHeader;
+    std::size_t rows = 0;
+    for (std::size_t pad = 0; content.size() < 3 * Input::kRoom; pad = (pad + 37) % 5000) {
+        content += std::string(pad, 'p') + ",2,1,2,3,4,5,6,7,8,9,0,1,2,3," + std::to_string(rows++) + "\n";
+    }
+    const Read all = read(content, Format::csv);
+    EXPECT_TRUE(all.problems.empty());
+    ASSERT_EQ(all.samples.size(), rows);
+    for (std::size_t i = 0; i < rows; ++i) {
+        ASSERT_EQ(all.samples[i].timeStampMs, i);
+    }
+}
+
+TEST(Recording, BadRowsAreNamedOneByOneAndTheRestIsRead)
+{
+    const std::string good = "2,0,0,0,0,0,0,0,0,0,0,0,0,0,7\n";
+    const Read all = read(kHeader + good + "2,0\n" + good + "2,0,0,0,0,0,zero,0,0,0,0,0,0,0,7\n" + good, Format::csv);
+    EXPECT_EQ(all.samples.size(), 3u);
+    ASSERT_EQ(all.problems.size(), 2u);
+    EXPECT_EQ(all.problems[0], ": line 3: found 2 fields, expected 15");
+    EXPECT_EQ(all.problems[1], ": line 5, column levelXRaw: found \"zero\", expected a number within single precision");
+}
+
+TEST(Recording, AnEmptyFieldIsNoNumberInAnyColumn)
+{
+    for (int column = 0; column < 15; ++column) {
+        std::string row;
+        for (int i = 0; i < 15; ++i) {
+            row += (i == 0 ? "" : ",") + std::string(i == column ? "" : "1");
+        }
+        const Read all = read(kHeader + row + "\n", Format::csv);
+        EXPECT_TRUE(all.samples.empty()) << column;
+        ASSERT_EQ(all.problems.size(), 1u) << column;
+        EXPECT_NE(all.problems[0].find("found \"\""), std::string::npos) << all.problems[0];
+    }
+}
+
+TEST(Recording, LongLinesAreCountedAndLeftOutWhereverTheyEnd)
+{
+    for (const std::size_t length :
+         {kor::tool::kLongestLine + 1, Input::kRoom - 1, Input::kRoom, Input::kRoom + 1, 5 * Input::kRoom + 17}) {
+        const std::string good = "2,0,0,0,0,0,0,0,0,0,0,0,0,0,7\n";
+        const Read all =
+            read(kHeader + std::string(length, 'z') + "\n" + good + "x\n" + std::string(length, 'z'), Format::csv);
+        EXPECT_EQ(all.samples.size(), 1u) << length;
+        ASSERT_EQ(all.problems.size(), 3u) << length;
+        EXPECT_TRUE(all.problems[0].starts_with(": line 2: found a line of more than"));
+        EXPECT_TRUE(all.problems[1].starts_with(": line 4: found 1 field,"));
+        EXPECT_TRUE(all.problems[2].starts_with(": line 5: found a line of more than"));
+    }
+}
+
+TEST(Recording, BinaryRecordsAreTakenByteForByte)
+{
+    std::string content(3 * sizeof(KOR_RAWINFO), '\0');
+    for (std::size_t i = 0; i < content.size(); ++i) {
+        content[i] = static_cast<char>(i * 7 + 1);
+    }
+    const Read all = read(content, Format::binary);
+    ASSERT_EQ(all.samples.size(), 3u);
+    EXPECT_EQ(std::memcmp(all.samples.data(), content.data(), content.size()), 0);
+}
+
+TEST(Recording, ATruncatedRecordIsNamedWithItsNumberAndByte)
+{
+    const Read all = read(std::string(2 * sizeof(KOR_RAWINFO) + 1, '\0'), Format::binary);
+    EXPECT_EQ(all.samples.size(), 2u);
+    ASSERT_EQ(all.problems.size(), 1u);
+    EXPECT_EQ(all.problems[0], ": record 3 (byte 136): found 1 byte before the end, expected 68");
+}
+
+RC_GTEST_PROP(Recording, AnyBytesBehindTheHeaderGiveSamplesOrProblemsAndEnd, (const std::string& bytes))
+{
+    const Read all = read(kHeader + bytes, Format::csv);
+    RC_ASSERT(all.samples.size() + all.problems.size() <= bytes.size());
+    for (const std::string& problem : all.problems) {
+        RC_ASSERT(problem.size() < 400u);
+        for (const char c : problem) {
+            RC_ASSERT(c >= ' ' && c < '\x7f');
+        }
+    }
+}
+
+RC_GTEST_PROP(Recording, AnyHeaderIsTakenOrRefused, (const std::string& bytes))
+{
+    try {
+        read(bytes, Format::csv);
+        RC_FAIL("no random header names fifteen columns");
+    } catch (const Failure& failure) {
+        RC_ASSERT(failure.status() == kor::tool::kExitDataError);
+    }
+}
+
+} // namespace

@@ -1,0 +1,1091 @@
+#!/usr/bin/env python3
+"""End-to-end tests of `kor replay`.
+
+    replay_test.py KOR [-v] [Class[.test] ...]
+
+Everything is made here: parameter files, recordings, and what is expected of the results. Standard library only.
+"""
+import math
+import os
+import pty
+import random
+import re
+import resource
+import select
+import shutil
+import signal
+import struct
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+KOR = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else "kor"
+
+COLUMNS = ("status,sensorVector_x,sensorVector_y,sensorVector_z,azimuthRaw,elevationRaw,levelXRaw,levelYRaw,"
+           "levelTemperature,referenceGate,referenceHold,temperatureCount_0,temperatureCount_1,temperatureCount_2,"
+           "timeStampMs").split(",")
+RAW = struct.Struct("<4xi8f f4xB3x3iI".replace(" ", ""))
+INFO = struct.Struct("<15f")
+RESULT_HEADER = ("timeStampMs,azimuth_deg,elevation_deg,levelX_deg,levelY_deg,orientationX_deg,orientationZ_deg,"
+                 "orientationY_deg,sensorOutX_mm,sensorOutY_mm,sensorOutZ_mm,temperature_0,temperature_1,"
+                 "temperature_2,m00,m01,m02,m10,m11,m12,m20,m21,m22,matrixCode")
+RESULT_COLUMNS = RESULT_HEADER.split(",")
+INFO_COLUMNS = RESULT_COLUMNS[1:14]
+USAGE, DATA, NO_INPUT, CANNOT_CREATE, IO_ERROR = 64, 65, 66, 73, 74
+
+
+def f32(value):
+    return struct.unpack("<f", struct.pack("<f", value))[0]
+
+
+def bits(value):
+    """A float's 32 bits; every NaN is the same."""
+    return "nan" if math.isnan(value) else struct.pack("<f", value)
+
+
+def parameter_text(number, mode, angle_offset="10.0\t5.0"):
+    """A whole parameter file with gentle but visible corrections everywhere."""
+    def level_table(gain):
+        rows = "".join(f"{x}\t{gain * x}\n" for x in (-20.0, -10.0, 0.0, 10.0, 20.0))
+        return "5\n" + rows + "-20.0\t20.0\t1.0\nend\n"
+
+    identity = "1.0\t0.0\t0.0\n0.0\t1.0\t0.0\n0.0\t0.0\t1.0\n"
+    quarter_turn = "0.0\t-1.0\t0.0\n1.0\t0.0\t0.0\n0.0\t0.0\t1.0\n"
+    axis_table = "4\n" + "".join(f"{a}\t{c}\n" for a, c in ((-180, 0.01), (-60, 0.02), (60, -0.01), (180, 0.01)))
+    gains = "1.0\t1.0\t1.0\t1.0\t1.0\t1.0\n"
+    text = f"Serial Number\n{number}\nDevice Owner\nnobody\n"
+    for title in ("AZ Position Gain", "EL Position Gain", "AZ Tracking Gain", "EL Tracking Gain"):
+        text += title + "\n" + gains
+    text += "Digital Damping\n1.0\t1.0\t1.0\t1.0\n"
+    text += f"Angle Offset\n{angle_offset}\n"
+    text += "Transform Vector\n0.0\t0.0\t0.0\n"
+    text += "Local Coordinate Tranform Matrix\n" + quarter_turn
+    text += "Machine Coordinate Tranform Matrix\n" + identity
+    text += "Thermal Compensation Factor\n0.001\t1.0\t0.001\t1.0\n"
+    text += "Tilt Sensor Offset\n0.05\t-0.05\nADM Offset\n0.0\n"
+    text += "AZ Calibration Table\n" + axis_table + "EL Calibration Table\n" + axis_table
+    text += "Tilt X Calibration Table\n" + level_table(1.0) + "Tilt Y Calibration Table\n" + level_table(1.01)
+    text += "Scale Factor\n0.1\t0.2\t0.0\t0.0\t1.0\t1.0\t1.0\t0.0\n"
+    text += f"Mounting Mode\n{mode}\n"
+    if mode >= 7:
+        text += "QVC\n3.0\t4.0\t5.0\t0.1\t0.2\t0.05\n"
+        text += "Level_X\n0.0\t0.0\t0.0\t0.1\t0.1\t0.0\t1.0\nLevel_Y\n0.0\t0.0\t0.0\t40.0\t0.1\t0.0\t1.0\n"
+        text += "Half Angle\n180.0\t60.0\nPSDX\n0.1\t0.2\t0.3\nPSDY\n0.1\t0.2\t0.3\n"
+        text += "DynamicParameters\n0.5\t0.0\t0.0\t0.0\t0.0\t0.0\t0.0\n"
+    return text
+
+
+def samples(count, seed=1, first=1000, step=10, **fixed):
+    """Plausible raw samples, one dictionary each. The first five hold the reference back."""
+    chance = random.Random(seed)
+    made = []
+    for i in range(count):
+        sample = {
+            "status": 2,
+            "sensorVector_x": f32(3000 + chance.uniform(-500, 500)),
+            "sensorVector_y": f32(2000 + chance.uniform(-500, 500)),
+            "sensorVector_z": f32(700 + chance.uniform(-500, 500)),
+            "azimuthRaw": f32(chance.uniform(-90, 90)),
+            "elevationRaw": f32(chance.uniform(-30, 30)),
+            "levelXRaw": f32(chance.uniform(-5, 5)),
+            "levelYRaw": f32(chance.uniform(-5, 5)),
+            "levelTemperature": f32(chance.uniform(18, 22)),
+            "referenceGate": f32(0.1),
+            "referenceHold": 1 if i < 5 else 0,
+            "temperatureCount_0": chance.randrange(800000, 900000),
+            "temperatureCount_1": chance.randrange(800000, 900000),
+            "temperatureCount_2": chance.randrange(800000, 900000),
+            "timeStampMs": (first + step * i) % 2**32,
+        }
+        sample.update(fixed)
+        made.append(sample)
+    return made
+
+
+def number_text(value):
+    """Python's shortest text of the double reads back to the same single-precision number."""
+    return repr(value) if isinstance(value, float) else str(value)
+
+
+def csv_text(rows, columns=COLUMNS, newline="\n"):
+    lines = [",".join(columns)] + [",".join(number_text(row[c]) for c in columns) for row in rows]
+    return "".join(line + newline for line in lines)
+
+
+def binary(rows):
+    return b"".join(RAW.pack(*(row[c] for c in COLUMNS)) for row in rows)
+
+
+class Case(unittest.TestCase):
+    def setUp(self):
+        self.dir = tempfile.mkdtemp(prefix="kor-replay-")
+        self.addCleanup(shutil.rmtree, self.dir)
+        for number, mode in ((5, 5), (8, 8), (10, 10)):
+            self.put(f"Tg{number}.prm", parameter_text(number, mode))
+
+    def path(self, *names):
+        return os.path.join(self.dir, *names)
+
+    def put(self, name, content):
+        with open(self.path(name), "wb") as file:
+            file.write(content if isinstance(content, bytes) else content.encode())
+        return self.path(name)
+
+    def get(self, name):
+        with open(self.path(name), "rb") as file:
+            return file.read()
+
+    def kor(self, *arguments, status=0, stdin=b"", **options):
+        """Runs the tool and holds its exit status against the wanted one; (stdout, stderr) as bytes and text."""
+        done = subprocess.run([KOR, *arguments], input=stdin, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              cwd=self.dir, timeout=120, **options)
+        errors = done.stderr.decode()
+        self.assertEqual(done.returncode, status, errors)
+        return done.stdout, errors
+
+    def replay(self, *arguments, number=5, **options):
+        return self.kor("replay", "--prm", self.dir, "--id", str(number), *arguments, **options)
+
+    def rows(self, text):
+        """The rows of a result CSV as dictionaries, after a look at its form."""
+        lines = text.decode().split("\n")
+        self.assertEqual(lines[0], RESULT_HEADER)
+        self.assertEqual(lines[-1], "", "the last line is whole")
+        fields = [line.split(",") for line in lines[1:-1]]
+        for row in fields:
+            self.assertEqual(len(row), len(RESULT_COLUMNS))
+        return [dict(zip(RESULT_COLUMNS, row)) for row in fields]
+
+    def results(self, *arguments, **options):
+        return self.rows(self.replay(*arguments, **options)[0])
+
+    def summary(self, errors):
+        """The figures of the last summary."""
+        return {name: value for name, value in re.findall(r"^  ([a-z, ]+): +(.*)$", errors, re.M)}
+
+    def assert_no_leftovers(self, *wanted):
+        found = {n for n in os.listdir(self.dir) if not n.endswith(".prm")}
+        self.assertEqual(found, set(wanted))
+
+
+class Help(Case):
+    def test_version(self):
+        out, errors = self.kor("--version")
+        self.assertRegex(out.decode(), r"^kor \d+\.\d+\.\d+\n$")
+        self.assertEqual(errors, "")
+
+    def test_help_names_the_subcommand_and_the_exit_statuses(self):
+        out, _ = self.kor("--help")
+        self.assertIn("replay", out.decode())
+        self.assertIn("65", out.decode())
+
+    def test_help_of_replay_names_every_option(self):
+        out, _ = self.kor("replay", "--help")
+        for option in ("--prm", "--id", "--output", "--format", "--input", "--from", "--to", "--mode", "--mcs", "--psd",
+                       "--store", "--skip-bad", "--progress", "--jobs", "RECORDING"):
+            self.assertIn(option, out.decode())
+
+    def test_help_to_a_full_device_is_a_write_error(self):
+        with open("/dev/full", "wb") as full:
+            done = subprocess.run([KOR, "--help"], stdout=full, stderr=subprocess.PIPE)
+        self.assertEqual(done.returncode, IO_ERROR)
+        self.assertIn(b"No space left", done.stderr)
+
+
+class Usage(Case):
+    def refused(self, *arguments, says=""):
+        self.put("a.csv", csv_text(samples(1)))
+        out, errors = self.kor(*arguments, status=USAGE)
+        self.assertEqual(out, b"")
+        self.assertTrue(errors.startswith("kor: "), errors)
+        self.assertIn(says, errors)
+
+    def test_no_subcommand(self):
+        self.refused(says="subcommand")
+
+    def test_unknown_subcommand(self):
+        self.refused("reply", says="reply")
+
+    def test_unknown_option(self):
+        self.refused("replay", "--prm", ".", "--id", "5", "--fast", "a.csv", says="--fast")
+
+    def test_prm_is_required(self):
+        self.refused("replay", "--id", "5", "a.csv", says="--prm")
+
+    def test_id_is_required(self):
+        self.refused("replay", "--prm", ".", "a.csv", says="--id")
+
+    def test_a_recording_is_required(self):
+        self.refused("replay", "--prm", ".", "--id", "5", says="RECORDING")
+
+    def test_numbers_are_strict(self):
+        for option, text in (("--mode", "5x"), ("--mode", "0x5"), ("--mode", " 5"), ("--mode", "+5"), ("--mode", "5.0"),
+                             ("--mode", "2147483648"), ("--jobs", "0"), ("--jobs", "-1"), ("--jobs", "many"),
+                             ("--from", "-1"), ("--from", "4294967296"), ("--to", "1e3"), ("--to", "1000 "),
+                             ("--psd", "1,2"), ("--psd", "1,2,3,4"), ("--psd", "1,2,x"), ("--psd", "1,,3")):
+            with self.subTest(option=option, text=text):
+                self.refused("replay", "--prm", ".", "--id", "5", f"{option}={text}", "a.csv", says=option)
+
+    def test_the_id_is_strict(self):
+        for text in ("five", "5.", "0x5", "2147483648"):
+            with self.subTest(text=text):
+                self.refused("replay", "--prm", ".", f"--id={text}", "a.csv", says="--id")
+
+    def test_choices_are_strict(self):
+        for option in ("--mcs", "--format", "--input", "--progress"):
+            with self.subTest(option=option):
+                self.refused("replay", "--prm", ".", "--id", "5", f"{option}=yes", "a.csv", says=option)
+
+    def test_an_option_given_twice(self):
+        self.refused("replay", "--prm", ".", "--id", "5", "--id", "6", "a.csv", says="--id")
+
+    def test_directory_not_utf8(self):
+        self.refused("replay", "--prm", b"\xff\xfe", "--id", "5", "a.csv", says="UTF-8")
+
+    def test_directory_too_long(self):
+        self.refused("replay", "--prm", "d" * 255, "--id", "5", "a.csv", says="254")
+
+
+class ParameterFile(Case):
+    def test_missing(self):
+        self.put("a.csv", csv_text(samples(1)))
+        _, errors = self.replay("a.csv", number=77, status=NO_INPUT)
+        self.assertIn("Tg77.prm", errors)
+        self.assertIn("No such file", errors)
+
+    def test_a_bad_block_is_named_with_message_and_line(self):
+        text = parameter_text(5, 5).replace("Angle Offset", "Angel Offset")
+        self.put("Tg5.prm", text)
+        self.put("a.csv", csv_text(samples(1)))
+        _, errors = self.replay("a.csv", "-o", "out.csv", status=DATA)
+        line = 1 + text.split("\n").index("Angel Offset")
+        self.assertIn(f"Tg5.prm: line {line}: Block title \"Angle Offset\" is not found.", errors)
+        self.assertIn("\"Angel Offset\"", errors)
+        self.assert_no_leftovers("a.csv")
+
+    def test_a_bad_value_is_named_beside_the_title_it_hides(self):
+        text = parameter_text(5, 5, angle_offset="10.0\tfive")
+        self.put("Tg5.prm", text)
+        self.put("a.csv", csv_text(samples(1)))
+        _, errors = self.replay("a.csv", status=DATA)
+        line = 1 + text.split("\n").index("10.0\tfive")
+        self.assertIn("\"Transform Vector\" is not found", errors)
+        self.assertIn(f"in line {line}, block \"Angle Offset\"", errors)
+
+    def test_another_sensors_file(self):
+        shutil.copy(self.path("Tg5.prm"), self.path("Tg6.prm"))
+        self.put("a.csv", csv_text(samples(1)))
+        _, errors = self.replay("a.csv", number=6, status=DATA)
+        self.assertIn("line 2: File ID doesn't match KOR ID.", errors)
+
+    def test_a_block_without_a_message_is_named_all_the_same(self):
+        self.put("Tg8.prm", parameter_text(8, 8).replace("PSDY", "PSDZ"))
+        self.put("a.csv", csv_text(samples(1)))
+        _, errors = self.replay("a.csv", number=8, status=DATA)
+        self.assertIn("PSDY", errors)
+        self.assertRegex(errors, r"line \d+")
+
+    def test_directory_and_recording_with_names_beyond_ascii(self):
+        directory = self.path("Prüfstand 測定")
+        os.mkdir(directory)
+        shutil.copy(self.path("Tg5.prm"), directory)
+        self.put("µ-Lauf.csv", csv_text(samples(3)))
+        out, errors = self.kor("replay", "--prm", directory, "--id", "5", "µ-Lauf.csv")
+        self.assertEqual(len(self.rows(out)), 3)
+        self.assertIn("µ-Lauf.csv\n", errors)
+
+    def test_negative_id(self):
+        self.put("Tg-3.prm", parameter_text(-3, 5))
+        self.put("a.csv", csv_text(samples(2)))
+        self.assertEqual(len(self.results("a.csv", number=-3)), 2)
+
+
+class Recordings(Case):
+    """What is accepted and what is refused, and where the message says it is."""
+
+    def setUp(self):
+        super().setUp()
+        self.samples = samples(20)
+        self.wanted = self.replay(self.put("plain.csv", csv_text(self.samples)))[0]
+
+    def same_as_plain(self, name, content, *arguments):
+        out, errors = self.replay(self.put(name, content), *arguments)
+        self.assertEqual(out, self.wanted)
+        return errors
+
+    def refused(self, content, *says, name="bad.csv"):
+        out, errors = self.replay(self.put(name, content), "-o", "out.csv", status=DATA)
+        for text in says:
+            self.assertIn(text, errors)
+        self.assertLess(len(max(errors.split("\n"), key=len)), 700, "what was found is bounded")
+        self.assertTrue(all(c.isprintable() or c == "\n" for c in errors), repr(errors))
+        return errors
+
+    def with_value(self, column, text, row=2):
+        lines = csv_text(self.samples).split("\n")
+        fields = lines[1 + row].split(",")
+        fields[COLUMNS.index(column)] = text
+        lines[1 + row] = ",".join(fields)
+        return "\n".join(lines)
+
+    def test_columns_in_any_order(self):
+        shuffled = list(COLUMNS)
+        random.Random(7).shuffle(shuffled)
+        self.same_as_plain("a.csv", csv_text(self.samples, shuffled))
+
+    def test_crlf(self):
+        self.same_as_plain("a.csv", csv_text(self.samples, newline="\r\n"))
+
+    def test_byte_order_mark(self):
+        self.same_as_plain("a.csv", b"\xef\xbb\xbf" + csv_text(self.samples).encode())
+
+    def test_blank_lines_are_ignored(self):
+        self.same_as_plain("a.csv", "\n \n" + csv_text(self.samples).replace("\n", "\n\r\n\n \t\n"))
+
+    def test_no_newline_at_the_end(self):
+        self.same_as_plain("a.csv", csv_text(self.samples).rstrip("\n"))
+
+    def test_blanks_around_values(self):
+        self.same_as_plain("a.csv", csv_text(self.samples).replace(",", " ,\t"))
+
+    def test_unknown_columns_are_left_out_with_one_warning_each(self):
+        rows = [dict(s, note="x y", extra=1) for s in self.samples]
+        errors = self.same_as_plain("a.csv", csv_text(rows, ["note", *COLUMNS[:7], "extra", *COLUMNS[7:]]))
+        warnings = [line for line in errors.split("\n") if "warning" in line]
+        self.assertEqual(len(warnings), 2, errors)
+        self.assertIn("\"note\"", warnings[0])
+        self.assertIn("\"extra\"", warnings[1])
+
+    def test_missing_columns_are_all_named(self):
+        columns = [c for c in COLUMNS if c not in ("azimuthRaw", "timeStampMs")]
+        self.refused(csv_text(self.samples, columns), "bad.csv: line 1", "azimuthRaw, timeStampMs")
+        self.assertNotIn("out.csv", os.listdir(self.dir))
+
+    def test_duplicate_column(self):
+        self.refused(csv_text(self.samples, COLUMNS + ["status"]), "bad.csv: line 1", "status", "twice")
+
+    def test_no_header(self):
+        self.refused("", "bad.csv: found no header line")
+        self.refused("\n\n", "bad.csv: found no header line")
+
+    def test_quoted_fields_are_refused(self):
+        self.refused(self.with_value("azimuthRaw", '"1.5"'), "line 4", "azimuthRaw", "without quotation marks")
+        self.refused('"status",' + ",".join(COLUMNS[1:]) + "\n", "line 1", "without quotation marks")
+
+    def test_a_bad_number_is_named_with_line_and_column(self):
+        for text in ("abc", "", "1.5x", "1,5"[:1] + ";5", "0x10", "+1", "1e99", "--1", "1.5\x00", "\x1b[31m", "1e"):
+            with self.subTest(text=text):
+                self.refused(self.with_value("azimuthRaw", text), "bad.csv: line 4, column azimuthRaw: found \"",
+                             "expected a number")
+
+    def test_what_was_found_is_bounded_and_printable(self):
+        errors = self.refused(self.with_value("levelXRaw", "\x07" + "z" * 5000), "\"\\x07zzz", "...")
+        self.assertNotIn("\x07", errors)
+
+    def test_integers_are_range_checked(self):
+        for column, texts in (("status", ("2147483648", "-2147483649", "2.0", "nan")),
+                              ("temperatureCount_1", ("99999999999", "1.5")),
+                              ("referenceHold", ("256", "-1")),
+                              ("timeStampMs", ("4294967296", "-1", "1e3"))):
+            for text in texts:
+                with self.subTest(column=column, text=text):
+                    self.refused(self.with_value(column, text), f"line 4, column {column}: found \"{text}\"",
+                                 "expected a whole number from")
+
+    def test_integers_at_the_ends_of_their_ranges(self):
+        limits = {"status": (-2**31, 2**31 - 1), "temperatureCount_0": (-2**31, 2**31 - 1), "referenceHold": (0, 255),
+                  "timeStampMs": (0, 2**32 - 1)}
+        for column, values in limits.items():
+            for value in values:
+                with self.subTest(column=column, value=value):
+                    row = dict(self.samples[0], **{column: value})
+                    self.put("a.csv", csv_text([row]))
+                    self.put("a.korraw", binary([row]))
+                    self.assertEqual(self.replay("a.csv")[0], self.replay("a.korraw")[0])
+
+    def test_nan_and_infinity(self):
+        for text in ("nan", "NaN", "-nan", "inf", "-inf", "Infinity"):
+            with self.subTest(text=text):
+                self.put("a.csv", self.with_value("sensorVector_x", text))
+                row = self.results("a.csv")[2]
+                self.assertEqual(row["sensorOutX_mm"], "nan" if "a" in text.lower() else
+                                 "-inf" if text.startswith("-") else "inf")
+
+    def test_too_few_and_too_many_fields(self):
+        lines = csv_text(self.samples).split("\n")
+        few = lines[:3] + [lines[3].rsplit(",", 1)[0]] + lines[4:]
+        self.refused("\n".join(few), "line 4", "found 14 fields, expected 15")
+        many = lines[:3] + [lines[3] + ",0"] + lines[4:]
+        self.refused("\n".join(many), "line 4", "found 16 fields, expected 15")
+
+    def test_line_numbers_count_blank_lines(self):
+        self.refused("\n\n" + self.with_value("status", "x"), "line 6, column status")
+
+    def test_results_before_a_bad_row_are_kept_in_whole_lines(self):
+        self.refused(self.with_value("status", "x", row=7), "line 9, column status")
+        self.assertEqual(self.get("out.csv"), b"".join(self.wanted.splitlines(True)[:8]))
+        self.assert_no_leftovers("plain.csv", "bad.csv", "out.csv")
+
+    def test_the_summary_of_a_broken_recording_covers_what_was_fed(self):
+        errors = self.refused(self.with_value("status", "x", row=7))
+        self.assertEqual(self.summary(errors)["samples"], "7")
+
+    def test_skip_bad_leaves_out_and_counts(self):
+        lines = csv_text(self.samples).split("\n")
+        lines[3:3] = ["garbage", ",".join(["x"] * 15), "z" * 100000]
+        errors = self.same_as_plain("a.csv", "\n".join(lines), "--skip-bad")
+        self.assertEqual(self.summary(errors)["bad, left out"], "3")
+        self.assertEqual(self.summary(errors)["samples"], "20")
+        for line in (4, 5, 6):
+            self.assertIn(f"line {line}", errors)
+
+    def test_skip_bad_does_not_repeat_itself_for_ever(self):
+        errors = self.same_as_plain("a.csv", csv_text(self.samples) + "bad\n" * 1000, "--skip-bad")
+        self.assertEqual(self.summary(errors)["bad, left out"], "1000")
+        self.assertLess(errors.count("warning"), 10)
+
+    def test_skip_bad_does_not_help_a_bad_header(self):
+        self.replay(self.put("a.csv", "a,b\n1,2\n"), "--skip-bad", status=DATA)
+
+    def test_a_line_up_to_64_kib_is_read_and_a_longer_one_refused(self):
+        text = csv_text([dict(s, note="") for s in self.samples], COLUMNS + ["note"]).split("\n")
+        text[3] += "n" * (65536 - len(text[3]))
+        self.same_as_plain("a.csv", "\n".join(text))
+        text[3] += "n"
+        self.refused("\n".join(text), "line 4: found a line of more than 65536 bytes")
+
+    def test_the_line_after_a_long_one_keeps_its_number(self):
+        lines = csv_text(self.samples).split("\n")
+        lines[3:3] = ["z" * 500000]
+        lines[6] = "x"
+        self.put("a.csv", "\n".join(lines))
+        _, errors = self.replay("a.csv", "--skip-bad")
+        self.assertIn("line 4: found a line of more than", errors)
+        self.assertIn("line 7: found 1 field,", errors)
+
+    def test_a_hundred_megabytes_without_newline_in_little_memory(self):
+        with open(self.path("a.csv"), "wb") as file:
+            file.write(csv_text(self.samples).encode())
+            for _ in range(100):
+                file.write(b"7" * 2**20)
+        limit = 64 * 2**20  # a plain run of the tool maps some 10 MB
+        def bounded():
+            resource.setrlimit(resource.RLIMIT_DATA, (limit, limit))
+        out, errors = self.replay("a.csv", status=DATA, preexec_fn=bounded)
+        self.assertEqual(out, self.wanted)
+        self.assertIn("line 22", errors)
+        _, errors = self.replay("a.csv", "--skip-bad", preexec_fn=bounded)
+        self.assertEqual(self.summary(errors)["bad, left out"], "1")
+
+    def test_header_line_too_long(self):
+        self.refused("z" * 70000 + "\n" + csv_text(self.samples), "line 1", "65536")
+
+    def test_header_only_is_an_empty_recording(self):
+        out, errors = self.replay(self.put("a.csv", csv_text([])))
+        self.assertEqual(out.decode(), RESULT_HEADER + "\n")
+        figures = self.summary(errors)
+        for name in ("samples", "valid", "rejected by status", "without matrix", "samples per second"):
+            self.assertEqual(figures[name], "0")
+        self.assertEqual(figures["first time stamp"], "none")
+
+    def test_missing_recording(self):
+        _, errors = self.replay("none.csv", "-o", "out.csv", status=NO_INPUT)
+        self.assertIn("none.csv", errors)
+        self.assert_no_leftovers("plain.csv")
+
+    def test_a_directory_is_no_recording(self):
+        os.mkdir(self.path("d.csv"))
+        _, errors = self.replay("d.csv", status=NO_INPUT)
+        self.assertIn("directory", errors)
+
+    def test_a_recording_whose_name_looks_like_an_option(self):
+        self.put("-x.csv", csv_text(self.samples))
+        self.assertEqual(self.replay("--", "-x.csv")[0], self.wanted)
+
+    def test_standard_input(self):
+        self.assertEqual(self.replay("-", stdin=csv_text(self.samples).encode())[0], self.wanted)
+        self.assertEqual(self.replay("-", "-o", "-", stdin=binary(self.samples))[0], self.wanted)
+
+    def test_input_in_small_pieces(self):
+        child = subprocess.Popen([KOR, "replay", "--prm", self.dir, "--id", "5", "-"], stdin=subprocess.PIPE,
+                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        content = csv_text(self.samples).encode()
+        for i in range(0, len(content), 97):
+            child.stdin.write(content[i:i + 97])
+            child.stdin.flush()
+            time.sleep(0.001)
+        out, _ = child.communicate()
+        self.assertEqual(out, self.wanted)
+
+
+class BinaryRecordings(Case):
+    def setUp(self):
+        super().setUp()
+        self.samples = samples(300)
+        self.put("a.csv", csv_text(self.samples))
+        self.put("a.korraw", binary(self.samples))
+
+    def test_csv_and_binary_agree(self):
+        self.assertEqual(self.replay("a.csv")[0], self.replay("a.korraw")[0])
+
+    def test_by_content_and_forced(self):
+        wanted = self.replay("a.csv")[0]
+        shutil.copy(self.path("a.korraw"), self.path("b"))
+        shutil.copy(self.path("a.csv"), self.path("c"))
+        shutil.copy(self.path("a.korraw"), self.path("d.csv"))
+        shutil.copy(self.path("a.csv"), self.path("e.korraw"))
+        self.assertEqual(self.replay("b")[0], wanted)
+        self.assertEqual(self.replay("c")[0], wanted)
+        self.assertEqual(self.replay("--input=bin", "d.csv")[0], wanted)
+        self.assertEqual(self.replay("--input=csv", "e.korraw")[0], wanted)
+        self.replay("d.csv", status=DATA)
+
+    def test_truncated_record(self):
+        whole = self.replay("a.korraw")[0]
+        self.put("t.korraw", binary(self.samples)[:-1])
+        out, errors = self.replay("t.korraw", status=DATA)
+        self.assertEqual(out, b"".join(whole.splitlines(True)[:-1]))
+        self.assertIn(f"t.korraw: record 300 (byte {299 * 68}): found 67 bytes before the end, expected 68", errors)
+        _, errors = self.replay("t.korraw", "--skip-bad")
+        self.assertEqual(self.summary(errors)["bad, left out"], "1")
+
+    def test_empty(self):
+        self.put("e.korraw", b"")
+        out, errors = self.replay("e.korraw")
+        self.assertEqual(out.decode(), RESULT_HEADER + "\n")
+        self.assertEqual(self.summary(errors)["samples"], "0")
+
+    def test_unused_words_have_no_influence(self):
+        noisy = bytearray(binary(self.samples))
+        for record in range(0, len(noisy), 68):
+            for at in (*range(0, 4), *range(44, 48), 49, 50, 51):
+                noisy[record + at] = 0xA5
+        self.put("n.korraw", bytes(noisy))
+        self.assertEqual(self.replay("n.korraw")[0], self.replay("a.korraw")[0])
+
+
+class Results(Case):
+    def setUp(self):
+        super().setUp()
+        self.samples = samples(200)
+        for i in (20, 21, 150):
+            self.samples[i]["status"] = i % 3
+        self.samples[20]["status"] = 0
+        self.put("a.csv", csv_text(self.samples))
+        self.table = self.results("a.csv")
+
+    def test_one_row_per_sample_with_its_stamp(self):
+        self.assertEqual([int(r["timeStampMs"]) for r in self.table], [s["timeStampMs"] for s in self.samples])
+
+    def test_values_are_the_engines(self):
+        for sample, row in zip(self.samples, self.table):
+            valid = sample["status"] == 2
+            for axis in "xyz":
+                wanted = sample["sensorVector_" + axis] if valid else 0.0
+                self.assertEqual(bits(float(row[f"sensorOut{axis.upper()}_mm"])), bits(wanted))
+            for i in range(3):
+                wanted = f32(f32(sample[f"temperatureCount_{i}"]) / 41920.0)
+                self.assertEqual(bits(float(row[f"temperature_{i}"])), bits(wanted))
+            self.assertEqual(row["matrixCode"], "0" if valid else "554")
+
+    def test_the_matrix_is_a_rotation_once_there_is_a_reference(self):
+        identity = ["1", "0", "0", "0", "1", "0", "0", "0", "1"]
+        names = RESULT_COLUMNS[14:23]
+        for i, (sample, row) in enumerate(zip(self.samples, self.table)):
+            matrix = [row[n] for n in names]
+            if i <= 5 or sample["status"] != 2:
+                self.assertEqual(matrix, identity)
+                continue
+            m = [float(t) for t in matrix]
+            for a in range(3):
+                for b in range(3):
+                    product = sum(m[3 * a + k] * m[3 * b + k] for k in range(3))
+                    self.assertAlmostEqual(product, float(a == b), delta=1e-12)  # a few roundings of products below 1
+
+    def test_angles_rebuild_the_matrix(self):
+        # Rx(a0) Ry(a2) Rz(a1), angle 0 about x, 1 about z, 2 about y: the order that the header names.
+        row = self.table[100]
+        a, c, b = (math.radians(float(row[n])) for n in ("orientationX_deg", "orientationZ_deg", "orientationY_deg"))
+        self.assertAlmostEqual(float(row["m02"]), math.sin(b), delta=1e-6)  # the angles are single precision
+        self.assertAlmostEqual(float(row["m00"]), math.cos(b) * math.cos(c), delta=1e-6)
+        self.assertAlmostEqual(float(row["m12"]), -math.sin(a) * math.cos(b), delta=1e-6)
+
+    def test_binary_agrees_with_csv_to_the_bit(self):
+        self.replay("a.csv", "-o", "r.korinfo")
+        content = self.get("r.korinfo")
+        self.assertEqual(len(content), 60 * len(self.samples))
+        for record, row in zip(INFO.iter_unpack(content), self.table):
+            self.assertEqual((record[0], record[8]), (0.0, 0.0))
+            values = record[1:8] + record[9:]
+            self.assertEqual([bits(v) for v in values], [bits(float(row[n])) for n in INFO_COLUMNS])
+
+    def test_the_text_of_a_number_is_the_shortest_that_reads_back(self):
+        for row in self.table:
+            for name in RESULT_COLUMNS[14:23]:
+                self.assertEqual(len(row[name].lstrip("-")), len(self.shortest(float(row[name]))), row[name])
+
+    @staticmethod
+    def shortest(value):
+        """Python's shortest digits in the shorter of plain and exponent notation."""
+        text = repr(abs(value))
+        mantissa, _, exponent = text.partition("e")
+        digits = mantissa.replace(".", "").lstrip("0").rstrip("0") if value else "0"
+        if value == 0 or value == int(value):
+            return text.removesuffix(".0")
+        plain = f"{abs(value):.20f}".rstrip("0") if not exponent else text
+        power = int(exponent) if exponent else -(len(plain.split(".")[1]) - len(plain.split(".")[1].lstrip("0"))) - 1 \
+            if plain.startswith("0.") else None
+        if power is None:
+            return text
+        scientific = digits[0] + ("." + digits[1:] if len(digits) > 1 else "") + f"e-{-power:02d}"
+        fixed = "0." + "0" * (-power - 1) + digits
+        return min(fixed, scientific, key=len)
+
+    def test_format_by_option_goes_before_the_extension(self):
+        self.replay("a.csv", "-o", "r.korinfo", "--format=csv")
+        self.assertEqual(self.rows(self.get("r.korinfo")), self.table)
+        self.replay("a.csv", "-o", "r.csv", "--format=bin")
+        self.assertEqual(len(self.get("r.csv")), 60 * 200)
+        out, _ = self.replay("a.csv", "--format=bin")
+        self.assertEqual(out, self.get("r.csv"))
+
+    def test_file_and_standard_output_agree(self):
+        self.replay("a.csv", "-o", "r.csv")
+        self.assertEqual(self.rows(self.get("r.csv")), self.table)
+        self.assertEqual(self.rows(self.replay("a.csv", "-o", "-")[0]), self.table)
+
+    def test_an_older_result_is_replaced(self):
+        self.put("r.csv", "old\n" * 100000)
+        self.replay("a.csv", "-o", "r.csv")
+        self.assertEqual(self.rows(self.get("r.csv")), self.table)
+        self.assert_no_leftovers("a.csv", "r.csv")
+
+    def test_a_link_stays_a_link(self):
+        os.mkdir(self.path("deep"))
+        self.put("deep/real.csv", "old\n")
+        os.symlink(os.path.join("deep", "real.csv"), self.path("link.csv"))
+        self.replay("a.csv", "-o", "link.csv")
+        self.assertTrue(os.path.islink(self.path("link.csv")))
+        self.assertEqual(self.rows(self.get("deep/real.csv")), self.table)
+
+    def test_summary(self):
+        _, errors = self.replay("a.csv")
+        figures = self.summary(errors)
+        self.assertEqual(figures["samples"], "200")
+        rejected = sum(s["status"] != 2 for s in self.samples)
+        self.assertEqual(figures["rejected by status"], str(rejected))
+        self.assertEqual(figures["valid"], str(200 - rejected))
+        self.assertEqual(figures["without matrix"], "0")
+        self.assertEqual(figures["first time stamp"], "1000 ms")
+        self.assertEqual(figures["last time stamp"], "2990 ms")
+        self.assertGreater(int(figures["samples per second"]), 0)
+        self.assertTrue(errors.startswith("a.csv\n"), errors)
+
+
+class Failures(Case):
+    """Output that cannot be created or written."""
+
+    def setUp(self):
+        super().setUp()
+        self.put("a.csv", csv_text(samples(5000)))
+
+    def test_cannot_create(self):
+        _, errors = self.replay("a.csv", "-o", "none/r.csv", status=CANNOT_CREATE)
+        self.assertIn("none/r.csv", errors)
+        os.mkdir(self.path("d"))
+        _, errors = self.replay("a.csv", "-o", "d", status=CANNOT_CREATE)
+        self.assertIn("directory", errors)
+
+    def test_full_device(self):
+        _, errors = self.replay("a.csv", "-o", "/dev/full", status=IO_ERROR)
+        self.assertIn("/dev/full: No space left on device", errors)
+        self.assertTrue(os.path.exists("/dev/full"))
+        self.assertEqual(self.summary(errors), {}, "no summary of what was lost")
+
+    def test_full_device_behind_standard_output(self):
+        for recording in ("a.csv", self.put("e.csv", csv_text([]))):
+            with open("/dev/full", "wb") as full:
+                done = subprocess.run([KOR, "replay", "--prm", self.dir, "--id", "5", recording], stdout=full,
+                                      stderr=subprocess.PIPE, cwd=self.dir)
+            self.assertEqual(done.returncode, IO_ERROR)
+            self.assertIn(b"standard output: No space left", done.stderr)
+
+    def test_closed_pipe(self):
+        self.put("big.csv", csv_text(samples(5000) * 4))
+        done = subprocess.run(f"{KOR} replay --prm . --id 5 big.csv | head -1; exit ${{PIPESTATUS[0]}}", shell=True,
+                              executable="/bin/bash", cwd=self.dir, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.assertEqual(done.returncode, IO_ERROR)
+        self.assertEqual(done.stdout.decode(), RESULT_HEADER + "\n")
+        self.assertIn(b"standard output: Broken pipe", done.stderr)
+
+    def test_closed_standard_output(self):
+        done = subprocess.run(f"{KOR} replay --prm . --id 5 a.csv >&-", shell=True, cwd=self.dir,
+                              stderr=subprocess.PIPE)
+        self.assertEqual(done.returncode, IO_ERROR)
+
+    def test_no_standard_stream_takes_the_messages_into_the_results(self):
+        wanted = self.replay("a.csv")[0]
+        done = subprocess.run(f"{KOR} replay --prm . --id 5 a.csv -o r.csv <&- >&- 2>&-", shell=True, cwd=self.dir)
+        self.assertEqual(done.returncode, 0)
+        self.assertEqual(self.get("r.csv"), wanted)
+
+    def test_a_file_that_may_not_grow_is_a_write_error_and_leaves_the_old_result(self):
+        self.put("r.csv", "old\n")
+        def bounded():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (100000, 100000))
+        _, errors = self.replay("a.csv", "-o", "r.csv", status=IO_ERROR, preexec_fn=bounded)
+        self.assertIn("r.csv: File too large", errors)
+        self.assertEqual(self.get("r.csv"), b"old\n")
+        self.assert_no_leftovers("a.csv", "r.csv")
+
+    def test_fifo_is_written_directly(self):
+        self.put("a.csv", csv_text(samples(20)))
+        os.mkfifo(self.path("pipe"))
+        with subprocess.Popen(["cat", self.path("pipe")], stdout=subprocess.PIPE) as cat:
+            self.replay("a.csv", "-o", "pipe")
+            content = cat.communicate()[0]
+        self.assertEqual(content, self.replay("a.csv")[0])
+        self.assert_no_leftovers("a.csv", "pipe")
+
+    def test_results_over_the_recording_are_refused(self):
+        before = self.get("a.csv")
+        os.link(self.path("a.csv"), self.path("hard.csv"))
+        os.symlink("a.csv", self.path("soft.csv"))
+        for name in ("a.csv", "./a.csv", "hard.csv", "soft.csv"):
+            with self.subTest(name=name):
+                _, errors = self.replay("a.csv", "-o", name, status=USAGE)
+                self.assertIn("is the recording itself", errors)
+                self.assertEqual(self.get("a.csv"), before)
+
+    def test_results_over_the_parameter_file_are_refused(self):
+        before = self.get("Tg5.prm")
+        self.replay("a.csv", "-o", "Tg5.prm", status=USAGE)
+        self.assertEqual(self.get("Tg5.prm"), before)
+
+    def test_an_interrupt_leaves_no_temporary_file(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            child = subprocess.Popen([KOR, "replay", "--prm", ".", "--id", "5", "-", "-o", "r.csv"], cwd=self.dir,
+                                     stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
+            child.stdin.write(csv_text(samples(3)).encode())
+            child.stdin.flush()
+            deadline = time.monotonic() + 20
+            while not any(n.startswith(".r.csv") for n in os.listdir(self.dir)) and time.monotonic() < deadline:
+                time.sleep(0.01)
+            self.assertTrue(any(n.startswith(".r.csv") for n in os.listdir(self.dir)), "it was there")
+            child.send_signal(number)
+            child.wait(timeout=20)
+            child.stdin.close()
+            self.assertEqual(child.returncode, -number)
+            self.assert_no_leftovers("a.csv")
+
+
+class Options(Case):
+    def setUp(self):
+        super().setUp()
+        self.samples = samples(60)
+        self.put("a.csv", csv_text(self.samples))
+
+    def stamps(self, *arguments, recording="a.csv"):
+        out, errors = self.replay(*arguments, recording)
+        return [int(r["timeStampMs"]) for r in self.rows(out)], self.summary(errors)
+
+    def test_window_is_inclusive(self):
+        stamps, figures = self.stamps("--from=1100", "--to=1200")
+        self.assertEqual(stamps, list(range(1100, 1201, 10)))
+        self.assertEqual(figures["samples"], "11")
+        self.assertEqual(figures["outside the window"], "49")
+        self.assertEqual((figures["first time stamp"], figures["last time stamp"]), ("1100 ms", "1200 ms"))
+
+    def test_one_bound(self):
+        self.assertEqual(self.stamps("--from=1500")[0], list(range(1500, 1591, 10)))
+        self.assertEqual(self.stamps("--to=1050")[0], list(range(1000, 1051, 10)))
+        self.assertEqual(len(self.stamps("--from=0")[0]), 60)
+        self.assertEqual(len(self.stamps("--to=4294967295")[0]), 60)
+        self.assertEqual(self.stamps("--to=999")[0], [])
+        self.assertEqual(self.stamps("--from=1591")[0], [])
+
+    def test_both_bounds_around_everything(self):
+        self.assertEqual(len(self.stamps("--from=0", "--to=4294967295")[0]), 60)
+
+    def test_window_across_the_wrap(self):
+        rows = samples(60, first=2**32 - 300)
+        self.put("w.csv", csv_text(rows))
+        every = [r["timeStampMs"] for r in rows]
+        self.assertEqual(self.stamps("--from=4294967276", "--to=14", recording="w.csv")[0], every[28:32])
+        self.assertEqual(self.stamps("--from=4", recording="w.csv")[0], [s for s in every if 4 <= s < 1000])
+        self.assertEqual(self.stamps("--to=14", recording="w.csv")[0], every[:32])
+
+    def test_samples_outside_are_not_fed(self):
+        # The first sample fed becomes the reference, so its angles are zero and those of the whole run are not.
+        rows = self.results("--from=1300", "a.csv")
+        self.assertEqual(rows[0]["orientationX_deg"], "0")
+        whole = {r["timeStampMs"]: r for r in self.results("a.csv")}
+        self.assertNotEqual(whole["1300"]["orientationX_deg"], "0")
+
+    def test_mode_replaces_the_files(self):
+        self.put("Tg6.prm", parameter_text(6, 3))
+        self.assertEqual([r["m00"] for r in self.results("--mode=5", "a.csv", number=6)],
+                         [r["m00"] for r in self.results("a.csv")])
+        self.assertNotEqual([r["m00"] for r in self.results("a.csv", number=6)],
+                            [r["m00"] for r in self.results("a.csv")])
+
+    def test_mode_chooses_the_model_too(self):
+        # With the file's mode set first the pendulum would stay, whatever came later.
+        self.put("Tg6.prm", parameter_text(6, 8))
+        as_file = self.results("a.csv", number=6)
+        overridden = self.results("--mode=8", "a.csv", number=10)
+        self.assertEqual([r["m00"] for r in overridden], [r["m00"] for r in as_file])
+        self.assertNotEqual([r["m00"] for r in self.results("a.csv", number=10)], [r["m00"] for r in as_file])
+
+    def test_mcs(self):
+        standard = self.replay("a.csv")[0]
+        self.assertEqual(self.replay("--mcs=on", "a.csv")[0], standard)
+        self.assertNotEqual(self.replay("--mcs=off", "a.csv")[0], standard)
+
+    def test_store_and_psd_move_the_line_of_sight(self):
+        plain = self.replay("a.csv", number=8)[0]
+        self.assertEqual(self.replay("--psd=3,-4,5", "a.csv", number=8)[0], plain, "no store, no effect")
+        stored = self.replay("--store", "a.csv", number=8)[0]
+        self.assertNotEqual(stored, plain)
+        self.assertNotEqual(self.replay("--store", "--psd=3,-4,5", "a.csv", number=8)[0], stored)
+
+    def test_negative_psd_reading(self):
+        self.assertEqual(self.replay("--store", "--psd", "-3,4,5", "a.csv", number=8)[0],
+                         self.replay("--store", "--psd=-3,4,5", "a.csv", number=8)[0])
+
+    def test_a_model_without_matrix_is_counted(self):
+        rows = samples(60)
+        self.put("a.csv", csv_text(rows))
+        _, errors = self.replay("a.csv", number=10)
+        figures = self.summary(errors)
+        # Call 1 hands out a zero matrix, calls 2 to 5 fill the filters.
+        self.assertEqual(figures["without matrix"], "5")
+        self.assertEqual(figures["valid"], "55")
+
+    def test_comma_locale_changes_nothing(self):
+        locales = self.path("locales")
+        os.mkdir(locales)
+        made = subprocess.run(["localedef", "-i", "de_DE", "-f", "UTF-8", os.path.join(locales, "de_DE.UTF-8")],
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        self.assertEqual(made.returncode, 0, made.stdout.decode())
+        environment = dict(os.environ, LOCPATH=locales, LC_ALL="de_DE.UTF-8")
+        point = subprocess.run(["/usr/bin/python3", "-c", "import locale as l; l.setlocale(l.LC_ALL, ''); "
+                                "print(l.localeconv()['decimal_point'])"], env=environment, stdout=subprocess.PIPE)
+        self.assertEqual(point.stdout, b",\n", "the locale is in force")
+        self.assertEqual(self.replay("a.csv", env=environment)[0], self.replay("a.csv")[0])
+
+
+class Several(Case):
+    def setUp(self):
+        super().setUp()
+        self.names = ["c.csv", "a.csv", "b.korraw"]
+        self.content = {name: samples(2000 if name == "c.csv" else 50, seed=i) for i, name in enumerate(self.names)}
+        for name, rows in self.content.items():
+            self.put(name, binary(rows) if name.endswith("raw") else csv_text(rows))
+
+    def test_each_gives_its_own_result(self):
+        out, errors = self.replay(*self.names, "-o", "new/out")
+        self.assertEqual(out, b"")
+        self.assertEqual(sorted(os.listdir(self.path("new/out"))), ["a.csv", "b.csv", "c.csv"])
+        for name in self.names:
+            alone = self.replay(name)[0]
+            self.assertEqual(self.get(f"new/out/{name.split('.')[0]}.csv"), alone)
+
+    def test_summaries_are_whole_and_in_order(self):
+        _, errors = self.replay(*self.names, "-o", "out", "--jobs=3")
+        titles = re.findall(r"^(\S+)\n(?:  .*: .*\n){7}", errors, re.M)
+        self.assertEqual(titles, self.names)
+        self.assertEqual(re.sub(r"^\S+\n(?:  .*: .*\n){7}", "", errors, flags=re.M), "")
+
+    def test_models_with_process_wide_values_do_not_disturb_each_other(self):
+        self.replay(*self.names, "-o", "out", number=10)
+        for name in self.names:
+            self.assertEqual(self.get(f"out/{name.split('.')[0]}.csv"), self.replay(name, number=10)[0])
+
+    def test_options_reach_every_recording(self):
+        options = ["--mode=8", "--mcs=off", "--psd=3,4,5", "--store", "--format=bin", "--from=1010", "--to=1300",
+                   "--skip-bad"]
+        self.put("a.csv", csv_text(self.content["a.csv"]) + "bad\n")
+        _, errors = self.replay(*options, *self.names, "-o", "out", number=8)
+        self.assertEqual(sorted(os.listdir(self.path("out"))), ["a.korinfo", "b.korinfo", "c.korinfo"])
+        for name in self.names:
+            alone = self.replay(*options, name, number=8)[0]
+            self.assertEqual(self.get(f"out/{name.split('.')[0]}.korinfo"), alone)
+        self.assertRegex(errors, r"(?m)^a\.csv\n(  .*\n)*  bad, left out: +1$")
+
+    def test_input_format_reaches_every_recording(self):
+        os.rename(self.path("a.csv"), self.path("a.korraw"))
+        self.replay("--input=csv", "a.korraw", "c.csv", "-o", "out")
+        self.assertEqual(self.get("out/a.csv"), self.replay("--input=csv", "a.korraw")[0])
+
+    def test_same_stem_is_refused_before_anything_starts(self):
+        os.mkdir(self.path("sub"))
+        shutil.copy(self.path("a.csv"), self.path("sub"))
+        for twin in ("sub/a.csv", "a.csv", "a.korraw"):
+            with self.subTest(twin=twin):
+                _, errors = self.replay("c.csv", "a.csv", twin, "-o", "out", status=USAGE)
+                self.assertIn("would both give a.csv", errors)
+                self.assertFalse(os.path.exists(self.path("out")))
+
+    def test_no_directory_given(self):
+        self.replay(*self.names, status=USAGE)
+        self.replay(*self.names, "-o", "-", status=USAGE)
+
+    def test_standard_input_among_several(self):
+        _, errors = self.replay("a.csv", "-", "-o", "out", status=USAGE)
+        self.assertIn("standard input", errors)
+
+    def test_results_over_a_recording_are_refused(self):
+        before = self.get("a.csv")
+        self.replay(*self.names, "-o", ".", status=USAGE)
+        self.assertEqual(self.get("a.csv"), before)
+
+    def test_directory_that_cannot_be_created(self):
+        self.put("file", "x")
+        for directory in ("file", "file/out"):
+            with self.subTest(directory=directory):
+                self.replay(*self.names, "-o", directory, status=CANNOT_CREATE)
+
+    def test_missing_parameter_file_is_told_once(self):
+        _, errors = self.replay(*self.names, "-o", "out", number=99, status=NO_INPUT)
+        self.assertEqual(errors.count("Tg99.prm"), 1)
+        self.assertFalse(os.path.exists(self.path("out")))
+
+    def test_the_first_failure_in_order_is_the_exit_status(self):
+        self.put("bad.csv", csv_text(self.content["a.csv"]) + "bad\n")
+        _, errors = self.replay("a.csv", "bad.csv", "none.csv", "c.csv", "-o", "out", status=DATA)
+        self.assertEqual(sorted(os.listdir(self.path("out"))), ["a.csv", "bad.csv", "c.csv"])
+        self.assertLess(errors.index("bad.csv: line 52"), errors.index("none.csv"))
+        self.replay("none.csv", "bad.csv", "-o", "out", status=NO_INPUT)
+
+    def test_jobs_limit_the_processes_at_a_time(self):
+        # Recordings that are FIFOs: each process waits for its writer, so those that run can be counted.
+        names = [f"f{i}.csv" for i in range(4)]
+        for name in names:
+            os.mkfifo(self.path(name))
+        for jobs in (1, 2):
+            with self.subTest(jobs=jobs):
+                child = subprocess.Popen([KOR, "replay", "--prm", ".", "--id", "5", *names, "-o", "out",
+                                          f"--jobs={jobs}"], cwd=self.dir, stderr=subprocess.PIPE)
+                for first in range(0, 4, jobs):
+                    waiting = self.children(child.pid, jobs)
+                    time.sleep(0.1)
+                    self.assertEqual(len(self.children(child.pid, jobs)), jobs, waiting)
+                    for name in names[first:first + jobs]:
+                        with open(self.path(name), "w") as pipe:
+                            pipe.write(csv_text(self.content["a.csv"]))
+                errors = child.communicate(timeout=60)[1].decode()
+                self.assertEqual(child.returncode, 0, errors)
+
+    @staticmethod
+    def children(pid, wanted):
+        """The running children of a process, when there are as many as wanted or time is up."""
+        found = []
+        deadline = time.monotonic() + 20
+        while len(found) != wanted and time.monotonic() < deadline:
+            time.sleep(0.02)
+            try:
+                found = []
+                for task in os.listdir(f"/proc/{pid}/task"):
+                    with open(f"/proc/{pid}/task/{task}/children") as file:
+                        found += file.read().split()
+            except OSError:
+                found = []
+        return found
+
+    def test_a_termination_takes_the_children_along(self):
+        os.mkfifo(self.path("f.csv"))
+        os.mkfifo(self.path("g.csv"))
+        child = subprocess.Popen([KOR, "replay", "--prm", ".", "--id", "5", "f.csv", "g.csv", "-o", "out", "--jobs=2"],
+                                 cwd=self.dir, stderr=subprocess.PIPE)
+        grandchildren = self.children(child.pid, 2)
+        self.assertEqual(len(grandchildren), 2)
+        child.terminate()
+        child.communicate(timeout=20)
+        self.assertEqual(child.returncode, -signal.SIGTERM)
+        deadline = time.monotonic() + 20
+        while any(os.path.exists(f"/proc/{c}") for c in grandchildren) and time.monotonic() < deadline:
+            time.sleep(0.02)
+        # A process that nobody has waited for yet is a zombie: it has ended all the same.
+        for c in grandchildren:
+            try:
+                with open(f"/proc/{c}/stat") as file:
+                    state = file.read().rsplit(")", 1)[1].split()[0]
+            except OSError:
+                continue
+            self.assertEqual(state, "Z")
+
+
+class ProgressLine(Case):
+    def on_terminal(self, *arguments):
+        """Standard error of a run whose standard error is a terminal, 100 columns wide."""
+        ours, theirs = pty.openpty()
+        import fcntl
+        import termios
+        fcntl.ioctl(theirs, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 100, 0, 0))
+        child = subprocess.Popen([KOR, "replay", "--prm", self.dir, "--id", "5", *arguments], cwd=self.dir,
+                                 stdout=subprocess.DEVNULL, stderr=theirs)
+        os.close(theirs)
+        seen = b""
+        while select.select([ours], [], [], 60)[0]:
+            try:
+                piece = os.read(ours, 65536)
+            except OSError:
+                break
+            if not piece:
+                break
+            seen += piece
+        os.close(ours)
+        self.assertEqual(child.wait(), 0, seen)
+        return seen.decode()
+
+    def test_never_on_a_file_by_itself(self):
+        self.put("a.csv", csv_text(samples(2000)))
+        _, errors = self.replay("a.csv")
+        self.assertNotIn("\r", errors)
+
+    def test_always(self):
+        self.put("a.csv", csv_text(samples(2000)))
+        _, errors = self.replay("--progress=always", "a.csv")
+        self.assertRegex(errors, r"\ra\.csv  \[[#.]+\]")
+        self.assertTrue(errors.split("\r")[-1].startswith("\x1b[Ka.csv\n"), "erased in front of the summary")
+
+    def test_on_a_terminal_a_long_run_shows_bar_rate_and_time_left(self):
+        self.put("a.korraw", binary(samples(5000)) * 300)
+        seen = self.on_terminal("a.korraw")
+        lines = [part for part in seen.split("\r") if "[" in part and "%" in part]
+        self.assertGreater(len(lines), 1, seen[:2000])
+        self.assertRegex(lines[0], r"a\.korraw  \[#*\.+\] +\d+%  [\d ]+ samples/s  \d\d:\d\d left")
+        for line in lines:
+            self.assertLess(len(line.replace("\x1b[K", "")), 100)
+        shares = [int(re.search(r"(\d+)%", line).group(1)) for line in lines]
+        self.assertEqual(shares, sorted(shares))
+
+    def test_never_on_a_terminal_when_told_so(self):
+        self.put("a.korraw", binary(samples(5000)) * 100)
+        self.assertNotIn("[", self.on_terminal("--progress=never", "a.korraw"))
+
+    def test_several_recordings_count_themselves(self):
+        for i in range(3):
+            self.put(f"r{i}.korraw", binary(samples(500)))
+        _, errors = self.replay("--progress=always", "r0.korraw", "r1.korraw", "r2.korraw", "-o", "out")
+        self.assertIn("replay  [", errors)
+
+
+class Memory(Case):
+    def test_memory_does_not_grow_with_the_recording(self):
+        # A run of this size fits into the limit whatever the recording's length; the records alone would not.
+        self.put("a.korraw", binary(samples(5000)) * 100)
+        limit = 16 * 2**20
+        def bounded():
+            resource.setrlimit(resource.RLIMIT_DATA, (limit, limit))
+        _, errors = self.replay("a.korraw", "-o", "/dev/null", preexec_fn=bounded)
+        self.assertEqual(self.summary(errors)["samples"], "500000")
+        self.assertGreater(os.path.getsize(self.path("a.korraw")), limit)
+
+
+if __name__ == "__main__":
+    unittest.main()
