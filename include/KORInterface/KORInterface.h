@@ -14,5 +14,6 @@
 #include "KORInterface/Configure.h"
 #include "KORInterface/ParameterStore.h"
 #include "KORInterface/Records.h"
+#include "KORInterface/SharedRecords.h"
 
 #endif
