@@ -238,6 +238,15 @@ class Usage(Case):
             with self.subTest(option=option):
                 self.refused("replay", "--prm", ".", "--id", "5", f"{option}=yes", "a.csv", says=option)
 
+    def test_an_empty_value_is_not_the_same_as_none(self):
+        for option in ("--prm", "--id", "--output", "--mode", "--mcs", "--psd", "--input", "--format", "--from", "--to",
+                       "--progress", "--jobs"):
+            given = {"--prm": ".", "--id": "5"}
+            given[option] = ""
+            with self.subTest(option=option):
+                self.refused("replay", *(part for pair in given.items() for part in pair), "a.csv",
+                             says="-o" if option == "--output" else option)
+
     def test_an_option_given_twice(self):
         self.refused("replay", "--prm", ".", "--id", "5", "--id", "6", "a.csv", says="--id")
 

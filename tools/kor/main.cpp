@@ -56,7 +56,7 @@ int run(int argc, char** argv)
         return print(std::string(version.what()) + "\n");
     } catch (const CLI::CallForHelp&) {
         const auto chosen = root.get_subcommands();
-        return print(chosen.empty() ? root.help() : chosen.front()->help());
+        return print(chosen.empty() ? root.help() : chosen.front()->help(root.get_name()));
     } catch (const CLI::CallForAllHelp&) {
         return print(root.help("", CLI::AppFormatMode::All));
     } catch (const CLI::ParseError& error) {

@@ -42,23 +42,24 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The command line as it was given; empty where it was not.
+// The command line as it was given.
 struct Request {
+    using Option = std::optional<std::string>;
     std::vector<std::string> recordings;
-    std::string output;
     std::string prm;
     std::string id;
-    std::string mode;
-    std::string mcs = "on";
-    std::string psd;
+    Option output;
+    Option mode;
+    Option mcs;
+    Option psd;
     bool store = false;
-    std::string input;
-    std::string format;
-    std::string from;
-    std::string to;
+    Option input;
+    Option format;
+    Option from;
+    Option to;
     bool skipBad = false;
-    std::string progress = "auto";
-    std::string jobs;
+    Option progress;
+    Option jobs;
 };
 
 // The same, understood.
@@ -111,14 +112,14 @@ Plan understood(const Request& request)
     Plan plan;
     plan.prm.directory = request.prm;
     plan.prm.id = integerOption<std::int32_t>("--id", request.id);
-    if (!request.mode.empty()) {
-        plan.mode = integerOption<std::int32_t>("--mode", request.mode);
+    if (request.mode) {
+        plan.mode = integerOption<std::int32_t>("--mode", *request.mode);
     }
-    plan.mcs = choiceOption<bool>("--mcs", request.mcs, {{"on", true}, {"off", false}});
-    if (!request.psd.empty()) {
-        const std::vector<std::string_view> parts = split(request.psd, ',');
+    plan.mcs = choiceOption<bool>("--mcs", request.mcs.value_or("on"), {{"on", true}, {"off", false}});
+    if (request.psd) {
+        const std::vector<std::string_view> parts = split(*request.psd, ',');
         if (parts.size() != 3) {
-            misused(fmt::format("--psd: found {}, expected FIRST,SECOND,DIVISOR", inQuotes(request.psd)));
+            misused(fmt::format("--psd: found {}, expected FIRST,SECOND,DIVISOR", inQuotes(*request.psd)));
         }
         plan.psd.emplace();
         for (std::size_t i = 0; i < 3; ++i) {
@@ -127,24 +128,24 @@ Plan understood(const Request& request)
     }
     plan.store = request.store;
     const std::vector<std::pair<std::string, Format>> formats = {{"csv", Format::csv}, {"bin", Format::binary}};
-    if (!request.input.empty()) {
-        plan.input = choiceOption("--input", request.input, formats);
+    if (request.input) {
+        plan.input = choiceOption("--input", *request.input, formats);
     }
-    if (!request.format.empty()) {
-        plan.format = choiceOption("--format", request.format, formats);
+    if (request.format) {
+        plan.format = choiceOption("--format", *request.format, formats);
     }
-    if (!request.from.empty()) {
-        plan.window.from(integerOption<std::uint32_t>("--from", request.from));
+    if (request.from) {
+        plan.window.from(integerOption<std::uint32_t>("--from", *request.from));
     }
-    if (!request.to.empty()) {
-        plan.window.to(integerOption<std::uint32_t>("--to", request.to));
+    if (request.to) {
+        plan.window.to(integerOption<std::uint32_t>("--to", *request.to));
     }
     plan.skipBad = request.skipBad;
     plan.progress = choiceOption<ShowProgress>(
-        "--progress", request.progress,
+        "--progress", request.progress.value_or("auto"),
         {{"auto", ShowProgress::automatic}, {"always", ShowProgress::always}, {"never", ShowProgress::never}});
-    plan.jobs = request.jobs.empty() ? std::max(1u, std::thread::hardware_concurrency())
-                                     : integerOption<unsigned>("--jobs", request.jobs, 1);
+    plan.jobs = !request.jobs ? std::max(1u, std::thread::hardware_concurrency())
+                              : integerOption<unsigned>("--jobs", *request.jobs, 1);
     return plan;
 }
 
@@ -271,14 +272,14 @@ struct Job {
 // Two models keep process-wide values, so that no two recordings may share a process.
 std::vector<std::string> childArguments(const Request& request, const Job& job)
 {
-    std::vector<std::string> arguments = {"replay", "--progress=never", "--prm=" + request.prm, "--id=" + request.id,
-                                          "--mcs=" + request.mcs};
-    const auto add = [&arguments](const char* option, const std::string& value) {
-        if (!value.empty()) {
-            arguments.push_back(option + ("=" + value));
+    std::vector<std::string> arguments = {"replay", "--progress=never", "--prm=" + request.prm, "--id=" + request.id};
+    const auto add = [&arguments](const char* option, const Request::Option& value) {
+        if (value) {
+            arguments.push_back(option + ("=" + *value));
         }
     };
     add("--mode", request.mode);
+    add("--mcs", request.mcs);
     add("--psd", request.psd);
     add("--input", request.input);
     add("--format", request.format);
@@ -317,16 +318,17 @@ std::vector<Job> jobsOf(const Plan& plan, const std::vector<std::string>& record
 
 int replaySeveral(const Plan& plan, const Request& request)
 {
-    if (request.output.empty() || request.output == "-") {
+    const std::string directory = request.output.value_or("-");
+    if (directory == "-") {
         misused("several recordings need -o DIR, the directory of their results");
     }
-    const std::vector<Job> jobs = jobsOf(plan, request.recordings, request.output);
+    const std::vector<Job> jobs = jobsOf(plan, request.recordings, directory);
     CKorPrm prm;
     readParameterFile(plan.prm, prm); // one message instead of one per recording
     std::error_code error;
-    fs::create_directories(pathFrom(request.output), error);
-    if (error || !fs::is_directory(pathFrom(request.output), error)) {
-        throw Failure(kExitCannotCreate, "cannot create the directory " + shown(request.output) +
+    fs::create_directories(pathFrom(directory), error);
+    if (error || !fs::is_directory(pathFrom(directory), error)) {
+        throw Failure(kExitCannotCreate, "cannot create the directory " + shown(directory) +
                                              (error ? ": " + error.message() : ": it is something else already"));
     }
 
@@ -381,10 +383,13 @@ int replaySeveral(const Plan& plan, const Request& request)
 int replay(const Request& request)
 {
     const Plan plan = understood(request);
+    if (request.output && request.output->empty()) {
+        misused("-o: found \"\", expected a file or directory");
+    }
     if (request.recordings.size() > 1) {
         return replaySeveral(plan, request);
     }
-    const std::string output = request.output.empty() ? "-" : request.output;
+    const std::string output = request.output.value_or("-");
     refuseToOverwrite(output, request.recordings, plan.prm);
     return replayOne(plan, request.recordings.front(), output);
 }
@@ -397,39 +402,48 @@ Command declareReplay(CLI::App& root)
     CLI::App* const app = root.add_subcommand("replay", "Feed recordings to an engine and write its results");
     app->get_help_ptr()->description("Print this help and exit");
     app->add_option("RECORDING", request->recordings,
-                    "Recordings, CSV or binary (.korraw); - is standard input. Several run in parallel, each in a "
-                    "process of its own")
+                    "CSV or binary (.korraw); - is standard input.\n"
+                    "Several run side by side, each in a process of its own")
         ->required()
         ->type_name("");
     app->add_option("--prm", request->prm, "Directory of the parameter file")->required()->type_name("DIR");
     app->add_option("--id", request->id, "Sensor ID: the parameter file is DIR/TgN.prm")->required()->type_name("N");
     app->add_option("-o,--output", request->output,
-                    "Results of one recording (default -, standard output), or the directory of several")
+                    "Where the results go (default: standard output);\n"
+                    "for several recordings the directory to put them in")
         ->type_name("RESULTS");
     app->add_option("--format", request->format,
-                    "Format of the results: csv or bin (default: bin when RESULTS ends in .korinfo, otherwise csv)")
+                    "Format of the results: csv or bin (default: bin when\n"
+                    "RESULTS ends in .korinfo, otherwise csv)")
         ->type_name("FORMAT");
     app->add_option("--input", request->input,
-                    "Format of the recordings: csv or bin (default: by .csv or .korraw, otherwise by content)")
+                    "Format of the recordings: csv or bin (default: by\n"
+                    ".csv or .korraw, otherwise by content)")
         ->type_name("FORMAT");
     app->add_option("--from", request->from, "Leave out samples before this time stamp")->type_name("MS");
     app->add_option("--to", request->to,
-                    "Leave out samples after this time stamp; a window from a larger to a smaller stamp lies across "
-                    "the wrap of the stamps")
+                    "Leave out samples after this time stamp; with --from\n"
+                    "the larger one, the window lies across the wrap")
         ->type_name("MS");
     app->add_option("--mode", request->mode, "Mount mode in place of the parameter file's")->type_name("N");
-    app->add_option("--mcs", request->mcs, "Machine (on) or local (off) coordinates in mount modes below 7")
-        ->capture_default_str()
+    app->add_option("--mcs", request->mcs,
+                    "Machine (on, the default) or local (off) coordinates\n"
+                    "in mount modes below 7")
         ->type_name("on|off");
-    app->add_option("--psd", request->psd, "Reading of the position-sensitive detector")
-        ->type_name("FIRST,SECOND,DIVISOR");
+    app->add_option("--psd", request->psd, "Reading of the position-sensitive detector:\nFIRST,SECOND,DIVISOR")
+        ->type_name("A,B,D");
     app->add_flag("--store", request->store,
-                  "Load the parameter store: dynamic parameters, and the detector's coefficients");
+                  "Load the parameter store: dynamic parameters and the\n"
+                  "detector's coefficients");
     app->add_flag("--skip-bad", request->skipBad, "Leave out bad rows and records and count them");
-    app->add_option("--progress", request->progress, "Show progress on standard error; auto: when it is a terminal")
-        ->capture_default_str()
-        ->type_name("auto|always|never");
+    app->add_option("--progress", request->progress,
+                    "auto (the default: when standard error is a\n"
+                    "terminal), always or never")
+        ->type_name("WHEN");
     app->add_option("--jobs", request->jobs, "Processes at a time (default: one per core)")->type_name("N");
+    app->footer("Example:\n"
+                "  kor replay --prm calibration --id 1005 run.csv -o run_results.csv\n\n"
+                "A summary goes to standard error. Results appear under their name when they are complete.");
     return {app, [request] { return replay(*request); }};
 }
 
