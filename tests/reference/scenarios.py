@@ -1352,6 +1352,20 @@ def support(rng):
     yield "mek_fits", s
 
     s = Script()
+    for order in (0, 2, 3, 4):
+        for count in (1, 3, 5, 12, 51):
+            xy = []
+            for n in range(count):
+                xy += [rng.uniform(-1, 1), rng.gauss(0, 10)]
+            s.op("mek.JPolyfit", count, order, xy)
+        s.op("mek.JPolyfit", 9, order, [2.5, 1.0, 3.5, -1.0, 2.5, 4.0] * 3)
+    for n in range(0, 9):
+        for turn in (1, -1):
+            x = singles(*(turn * (i + rng.uniform(-0.3, 0.3)) for i in range(n + 1)))
+            s.op("mek.CubicSplines", n, x, singles(*(rng.gauss(0, 1) for _ in x)))
+    yield "mek_free_form", s
+
+    s = Script()
     for _ in range(300):
         table = encoder_table(rng, rng.randint(1, 12), 3.0)
         value = f32(rng.uniform(-1000, 1000))
