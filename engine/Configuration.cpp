@@ -36,11 +36,11 @@ int copyGroup(const float* values, int count, float (&group)[N], kor::platform::
     return 0;
 }
 
-// n x n as a product of 32-bit integers, kept within one 3 x 3 matrix.
+// Elements of an n x n matrix that a 3 x 3 field holds.
 std::size_t matrixElements(int n)
 {
-    const auto side = static_cast<std::uint32_t>(n);
-    return std::min<std::size_t>(natural(static_cast<std::int32_t>(side * side)), 9);
+    const std::int64_t elements = static_cast<std::int64_t>(n) * n;
+    return static_cast<std::size_t>(std::min<std::int64_t>(elements, 9));
 }
 
 // Kept: a table is allocated by the first call that finds it absent and never again. A later call that does not
