@@ -1,9 +1,12 @@
 // The parameter file's format: one table of its blocks, which everything that handles such files walks.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
+#include <string_view>
 
 namespace kor::params {
 
@@ -52,6 +55,15 @@ enum class AtEnd : std::uint8_t {
     defaults, ///< the block's fields take defaults
 };
 
+/// Where a copy of the file departs from what a read makes of the block.
+struct CopyRules {
+    const char* testedTitle = nullptr; ///< what the title line must contain instead of the title
+    std::uint16_t message = 0;         ///< failure of this block, instead of the read's
+    std::uint8_t defaults = 0;         ///< default values written, when not as many as the block has
+    bool ownLines = false;             ///< each of the separate values on a line of its own
+    bool omitted = false;              ///< read, but not written
+};
+
 struct Block {
     const char* title;        ///< what the joined words of the title line must contain
     std::uint8_t words;       ///< words of the title line
@@ -62,6 +74,7 @@ struct Block {
     AtEnd atEnd;              ///<
     std::uint16_t message;    ///< failure of this block, its title missing or due at the end of the file; 0: silent
     bool modeSevenUp = false; ///< only with mount mode 7 or more
+    CopyRules copy = {};      ///< where a copy differs
 };
 
 /// From this mount mode on the file goes on after its "Mounting Mode" block.
@@ -72,6 +85,17 @@ inline constexpr std::size_t kTiltExtras = 3;
 
 /// Scale factors of a file that ends before their block.
 inline constexpr std::array<float, 8> kDefaultScaleFactors = {0.0F, 0.0F, 0.0F, 0.0F, 1.0F, 1.0F, 1.0F, 0.0F};
+
+inline constexpr const char* kTiltYTitle = "Tilt Y Calibration Table";
+
+/// Where a copy differs.
+///
+/// Kept: it fails with 619 at a missing "Scale Factor" and writes seven default factors, not eight. It looks for the
+/// tilt Y title where "Mounting Mode" stands, which two words never contain, so only a file that ends before that
+/// block is copied to its end. It leaves out the last block.
+inline constexpr CopyRules kScaleFactorCopy = {.message = 619, .defaults = 7, .ownLines = true};
+inline constexpr CopyRules kMountingModeCopy = {.testedTitle = kTiltYTitle};
+inline constexpr CopyRules kDynamicCopy = {.omitted = true};
 
 /// The blocks in the only order accepted.
 ///
@@ -95,19 +119,41 @@ inline constexpr std::array<Block, 27> kBlocks = {{
     {"AZ Calibration Table", 3, Layout::encoderTable, 0, 2, Target::azimuthTable, AtEnd::fail, 616},
     {"EL Calibration Table", 3, Layout::encoderTable, 0, 2, Target::elevationTable, AtEnd::fail, 617},
     {"Tilt X Calibration Table", 4, Layout::tiltTable, 0, 2, Target::levelXTable, AtEnd::fail, 618},
-    {"Tilt Y Calibration Table", 4, Layout::tiltTable, 0, 2, Target::levelYTable, AtEnd::skip, 619},
-    {"Scale Factor", 2, Layout::separate, 0, 8, Target::scaleFactors, AtEnd::defaults, 621},
-    {"Mounting Mode", 2, Layout::integer, 0, 0, Target::mountMode, AtEnd::defaults, 619},
+    {kTiltYTitle, 4, Layout::tiltTable, 0, 2, Target::levelYTable, AtEnd::skip, 619},
+    {"Scale Factor", 2, Layout::separate, 0, 8, Target::scaleFactors, AtEnd::defaults, 621, false, kScaleFactorCopy},
+    {"Mounting Mode", 2, Layout::integer, 0, 0, Target::mountMode, AtEnd::defaults, 619, false, kMountingModeCopy},
     {"QVC", 1, Layout::separate, 0, 6, Target::qvcParameters, AtEnd::defaults, 622, true},
     {"Level_X", 1, Layout::separate, 0, 7, Target::level1Parameters, AtEnd::defaults, 623, true},
     {"Level_Y", 1, Layout::separate, 0, 7, Target::level2Parameters, AtEnd::defaults, 624, true},
     {"Half Angle", 2, Layout::rows, 1, 2, Target::encoderHalfRange, AtEnd::fail, 609, true},
     {"PSDX", 1, Layout::rows, 1, 3, Target::psdX, AtEnd::fail, 0, true},
     {"PSDY", 1, Layout::rows, 1, 3, Target::psdY, AtEnd::fail, 0, true},
-    {"DynamicParameters", 1, Layout::rows, 1, 7, Target::dynamicParameters, AtEnd::fail, 0, true},
+    {"DynamicParameters", 1, Layout::rows, 1, 7, Target::dynamicParameters, AtEnd::fail, 0, true, kDynamicCopy},
 }};
 
 /// The longest row or run of separate values.
 inline constexpr std::size_t kMostColumns = 8;
+
+/// Whether the joined words of a title line hold a title.
+///
+/// Kept: more text around the title within its words is tolerated, "Scale Factors" being the usual case. What follows
+/// a NUL byte is not looked at.
+constexpr bool holdsTitle(std::string_view words, std::string_view title)
+{
+    return words.substr(0, words.find('\0')).find(title) != std::string_view::npos;
+}
+
+/// An integer of the file as the 32-bit one that is stored or written.
+constexpr std::int32_t saturated(std::int64_t value)
+{
+    using Limits = std::numeric_limits<std::int32_t>;
+    return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, Limits::min(), Limits::max()));
+}
+
+/// Whether the bytes left in a file have room for a count of rows.
+constexpr bool hasRoomFor(std::int64_t rows, std::uint64_t bytesLeft)
+{
+    return rows >= 0 && static_cast<std::uint64_t>(rows) <= bytesLeft && rows == saturated(rows);
+}
 
 } // namespace kor::params

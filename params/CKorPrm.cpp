@@ -12,7 +12,9 @@
 #include "params/Messages.h"
 #include "params/Reader.h"
 #include "params/SharedArray.h"
+#include "params/Writer.h"
 #include "platform/Files.h"
+#include "platform/Wait.h"
 
 namespace {
 
@@ -20,7 +22,7 @@ constexpr int kNullPointer = 20;
 constexpr int kCannotOpen = 550;
 constexpr int kFormatError = 553;
 
-// The directory, null-terminated; nothing when it is longer than `longest` characters.
+// A null-terminated text; nothing when it is longer than `longest` characters.
 std::optional<std::wstring> boundedText(const wchar_t* text, std::size_t longest)
 {
     const wchar_t* const last = text + longest;
@@ -202,6 +204,24 @@ int CKorPrm::ReadCalibrationFile(const wchar_t* directory, unsigned long id)
         }
         prmLoaded = true;
         return 0;
+    } catch (const std::exception&) {
+        return kFormatError; // no memory
+    }
+}
+
+int CKorPrm::PrmFileCopy()
+{
+    try {
+        const std::optional<std::wstring> path = boundedText(prmDirectory, std::size(prmDirectory) - 1);
+        if (!path) {
+            return 0; // no end, so no path of any file
+        }
+        const kor::params::RewriteReport report =
+            kor::params::rewriteFile(*path, mountMode, dynamicParameters, kor::platform::sleepMs);
+        if (report.messageId != 0) {
+            DisplayErrMsg(report.messageId);
+        }
+        return report.status;
     } catch (const std::exception&) {
         return kFormatError; // no memory
     }

@@ -38,12 +38,6 @@ std::string excerptOf(std::string_view text)
     return text.size() > kLongest ? out + "..." : out;
 }
 
-std::int32_t saturated(std::int64_t value)
-{
-    using Limits = std::numeric_limits<std::int32_t>;
-    return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, Limits::min(), Limits::max()));
-}
-
 template <class T>
 void renewArray(T*& array, std::size_t length)
 {
@@ -104,10 +98,7 @@ private:
         m_in.skipSpace();
         const std::size_t line = m_in.line();
         const bool any = m_in.words(block.words, m_text) > 0;
-        // Kept: more text around the title within its words is tolerated, "Scale Factors" being the usual case. What
-        // follows a NUL byte is not looked at.
-        const std::string_view text = std::string_view(m_text).substr(0, m_text.find('\0'));
-        if (text.find(block.title) != std::string_view::npos) {
+        if (holdsTitle(m_text, block.title)) {
             return true;
         }
         return fail(block.message, line, block.title, any ? std::string_view(m_text) : "end of file");
@@ -287,7 +278,7 @@ private:
         const std::size_t line = m_in.itemLine();
         count = static_cast<std::uint32_t>(saturated(*value));
         const std::uint64_t rest = m_size - std::min(m_size, m_in.consumed());
-        if (*value < 0 || static_cast<std::uint64_t>(*value) > rest || *value != saturated(*value)) {
+        if (!hasRoomFor(*value, rest)) {
             return fail(block.message, line, "a row count that the file has room for", std::to_string(*value));
         }
         return true;

@@ -1,5 +1,6 @@
 #include "platform/Files.h"
 
+#include <array>
 #include <cerrno>
 
 #if defined(_WIN32)
@@ -9,7 +10,10 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
+#include <fcntl.h>
 #include <io.h>
+#include <share.h>
+#include <sys/stat.h>
 #include <windows.h>
 #else
 #include <fcntl.h>
@@ -85,7 +89,79 @@ bool hasNul(std::wstring_view text)
     return text.find(L'\0') != std::wstring_view::npos;
 }
 
+enum class Renamed { yes, no, otherFileSystem };
+
+Renamed renameFile(const std::wstring& from, const std::wstring& to);
+bool forceToDisk(std::FILE* file) noexcept;
+
+#if defined(_WIN32)
+constexpr const wchar_t* kDirectoryEnds = L"\\/:";
+#else
+constexpr const wchar_t* kDirectoryEnds = L"/";
+#endif
+
+bool copyBytes(std::FILE* from, std::FILE* to) noexcept
+{
+    std::array<char, 16384> buffer;
+    std::size_t length = 0;
+    while ((length = std::fread(buffer.data(), 1, buffer.size(), from)) > 0) {
+        if (std::fwrite(buffer.data(), 1, length, to) != length) {
+            return false;
+        }
+    }
+    return std::ferror(from) == 0;
+}
+
+// A new file in the directory of a path.
+File createBeside(const std::wstring& path, std::wstring& name)
+{
+    const std::size_t end = path.find_last_of(kDirectoryEnds);
+    const std::wstring directory = path.substr(0, end == std::wstring::npos ? 0 : end + 1);
+    constexpr int kMostNames = 1000;
+    File file;
+    for (int n = 1; !file && n <= kMostNames; ++n) {
+        name = directory + L"$tmp" + std::to_wstring(n) + L".prm";
+        file = openFile(name, OpenMode::create);
+    }
+    return file;
+}
+
+// By a copy beside the target, because only within a file system can a file be replaced in one step.
+bool moveAcross(const std::wstring& from, const std::wstring& to)
+{
+    File source = openFile(from, OpenMode::read);
+    std::wstring beside;
+    File copy = source ? createBeside(to, beside) : nullptr;
+    if (!copy) {
+        return false;
+    }
+    copyPermissions(source.get(), copy.get());
+    const bool copied = copyBytes(source.get(), copy.get());
+    const bool finished = finishFile(copy);
+    if (!copied || !finished || renameFile(beside, to) != Renamed::yes) {
+        removeFile(beside);
+        return false;
+    }
+    source.reset();
+    removeFile(from);
+    return true;
+}
+
 } // namespace
+
+bool finishFile(File& file) noexcept
+{
+    bool good = std::ferror(file.get()) == 0;
+    good = std::fflush(file.get()) == 0 && good;
+    good = forceToDisk(file.get()) && good;
+    return std::fclose(file.release()) == 0 && good;
+}
+
+bool moveFile(const std::wstring& from, const std::wstring& to)
+{
+    const Renamed renamed = renameFile(from, to);
+    return renamed == Renamed::yes || (renamed == Renamed::otherFileSystem && moveAcross(from, to));
+}
 
 std::optional<std::string> toUtf8(std::wstring_view text)
 {
@@ -146,7 +222,21 @@ File openFile(const std::wstring& path, OpenMode mode)
     if (status.exists && !status.isRegular) {
         return nullptr;
     }
-    File file(_wfopen(path.c_str(), mode == OpenMode::read ? L"rb" : L"wb"));
+    if (mode == OpenMode::write && (GetFileAttributesW(path.c_str()) & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+        status.exists) {
+        return nullptr;
+    }
+    const int flags = mode == OpenMode::read    ? _O_RDONLY
+                      : mode == OpenMode::write ? _O_WRONLY | _O_CREAT | _O_TRUNC
+                                                : _O_WRONLY | _O_CREAT | _O_EXCL;
+    const int descriptor = _wsopen(path.c_str(), flags | _O_BINARY | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE);
+    if (descriptor < 0) {
+        return nullptr;
+    }
+    File file(_fdopen(descriptor, mode == OpenMode::read ? "rb" : "wb"));
+    if (!file) {
+        _close(descriptor);
+    }
     // A name such as CON leads to a device without having a status of its own.
     if (file && GetFileType(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file.get())))) != FILE_TYPE_DISK) {
         return nullptr;
@@ -188,6 +278,53 @@ bool setReadOnly(const std::wstring& path, bool readOnly)
     return SetFileAttributesW(path.c_str(), readOnly ? (old | bit) : (old & ~bit)) != 0;
 }
 
+namespace {
+
+Renamed renameFile(const std::wstring& from, const std::wstring& to)
+{
+    if (hasNul(from) || hasNul(to)) {
+        return Renamed::no;
+    }
+    if (MoveFileExW(from.c_str(), to.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0) {
+        return Renamed::yes;
+    }
+    return GetLastError() == ERROR_NOT_SAME_DEVICE ? Renamed::otherFileSystem : Renamed::no;
+}
+
+bool forceToDisk(std::FILE* file) noexcept
+{
+    return _commit(_fileno(file)) == 0;
+}
+
+} // namespace
+
+bool isSameFile(std::FILE* file, const std::wstring& path)
+{
+    if (hasNul(path)) {
+        return false;
+    }
+    const HANDLE other = CreateFileW(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                     OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (other == INVALID_HANDLE_VALUE) {
+        return false;
+    }
+    BY_HANDLE_FILE_INFORMATION a{};
+    BY_HANDLE_FILE_INFORMATION b{};
+    const bool told = GetFileInformationByHandle(reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file))), &a) != 0 &&
+                      GetFileInformationByHandle(other, &b) != 0;
+    CloseHandle(other);
+    return told && a.dwVolumeSerialNumber == b.dwVolumeSerialNumber && a.nFileIndexHigh == b.nFileIndexHigh &&
+           a.nFileIndexLow == b.nFileIndexLow;
+}
+
+// A new file has the rights that its directory hands down.
+void copyPermissions(std::FILE*, std::FILE*) noexcept {}
+
+bool removeFile(const std::wstring& path)
+{
+    return !hasNul(path) && DeleteFileW(path.c_str()) != 0;
+}
+
 std::optional<std::wstring> currentDirectory()
 {
     // The directory may grow between the question for its length and the question for its name.
@@ -224,6 +361,30 @@ std::optional<std::string> bytesOf(const std::wstring& path)
 }
 
 constexpr mode_t kEverybodyWrites = S_IWUSR | S_IWGRP | S_IWOTH;
+constexpr mode_t kAllAccess = S_IRWXU | S_IRWXG | S_IRWXO;
+
+Renamed renameFile(const std::wstring& from, const std::wstring& to)
+{
+    const std::optional<std::string> oldName = bytesOf(from);
+    const std::optional<std::string> newName = bytesOf(to);
+    if (!oldName || !newName) {
+        return Renamed::no;
+    }
+    if (::rename(oldName->c_str(), newName->c_str()) == 0) {
+        return Renamed::yes;
+    }
+    return errno == EXDEV ? Renamed::otherFileSystem : Renamed::no;
+}
+
+// A file system that cannot do it says so with EINVAL; the file is as safe there as it gets.
+bool forceToDisk(std::FILE* file) noexcept
+{
+    int result = -1;
+    do {
+        result = ::fsync(::fileno(file));
+    } while (result != 0 && errno == EINTR);
+    return result == 0 || errno == EINVAL || errno == ENOTSUP;
+}
 
 } // namespace
 
@@ -236,14 +397,16 @@ File openFile(const std::wstring& path, OpenMode mode)
     // Opening a device or a pipe can act on it already, so the status is asked first; it is asked again of the open
     // file, because the path may lead elsewhere by then, and O_NONBLOCK keeps the opening from waiting meanwhile.
     struct stat status {};
-    if (::stat(name->c_str(), &status) == 0) {
+    if ((mode == OpenMode::read ? ::stat(name->c_str(), &status) : ::lstat(name->c_str(), &status)) == 0) {
         if (!S_ISREG(status.st_mode)) {
             return nullptr;
         }
     } else if (mode == OpenMode::read || errno != ENOENT) {
         return nullptr;
     }
-    const int flags = mode == OpenMode::read ? O_RDONLY : O_WRONLY | O_CREAT;
+    const int flags = mode == OpenMode::read    ? O_RDONLY
+                      : mode == OpenMode::write ? O_WRONLY | O_CREAT | O_NOFOLLOW
+                                                : O_WRONLY | O_CREAT | O_EXCL;
     int descriptor = -1;
     do {
         descriptor = ::open(name->c_str(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY, 0666);
@@ -271,6 +434,29 @@ std::uint64_t fileSize(std::FILE* file) noexcept
         return 0;
     }
     return static_cast<std::uint64_t>(status.st_size);
+}
+
+bool isSameFile(std::FILE* file, const std::wstring& path)
+{
+    const std::optional<std::string> name = bytesOf(path);
+    struct stat a {};
+    struct stat b {};
+    return name && ::fstat(::fileno(file), &a) == 0 && ::stat(name->c_str(), &b) == 0 && a.st_dev == b.st_dev &&
+           a.st_ino == b.st_ino;
+}
+
+void copyPermissions(std::FILE* from, std::FILE* to) noexcept
+{
+    struct stat status {};
+    if (::fstat(::fileno(from), &status) == 0) {
+        [[maybe_unused]] const int result = ::fchmod(::fileno(to), (status.st_mode & kAllAccess) | S_IWUSR);
+    }
+}
+
+bool removeFile(const std::wstring& path)
+{
+    const std::optional<std::string> name = bytesOf(path);
+    return name && ::unlink(name->c_str()) == 0;
 }
 
 FileStatus fileStatus(const std::wstring& path)

@@ -39,6 +39,25 @@ public:
     ///        3  A table whose row count is negative or larger than the bytes left in the file is refused with 553.
     int ReadCalibrationFile(const wchar_t* directory, unsigned long id);
 
+    /// Rewrites the parameter file at prmDirectory, which the host has set to the file's full path: copies it block
+    /// by block in its canonical layout to "$tmp.prm" in the current directory, waits half a second twice, and puts
+    /// the copy in the file's place. Numbers get six decimals; lines end in "\n" on every system.
+    /// Given     prmDirectory  the path; a read leaves its directory there
+    ///           mount mode    the object's, decides whether the blocks behind "Mounting Mode" are copied
+    /// Returned  result        0 (also when there is no such file), 550 (file or copy cannot be opened, or the copy
+    ///                         cannot be written), 553 (format)
+    ///           dynamicParameters  those of the file, as far as the copying got
+    /// Notes  1  What is written was read from the file; changes made through the set operations are not saved.
+    ///        2  A file that holds a "Mounting Mode" block fails with 553, and so does every file when the object's
+    ///           mount mode is 7 or more. Only a file that ends before that block is rewritten, and then holds one.
+    ///        3  After 553 and 550 the file is as it was, but no longer read-only; "$tmp.prm" holds the blocks copied
+    ///           so far.
+    ///        4  A file is replaced in one step and only by a complete copy. When that is refused the result is 0, the
+    ///           file is as it was and the copy stays in "$tmp.prm".
+    ///        5  A symbolic link at the path is replaced, not followed. "$tmp.prm" itself cannot be rewritten (550).
+    ///        6  Two calls at a time in one current directory would share "$tmp.prm".
+    int PrmFileCopy();
+
     /// Loads the message of a format failure, 601 to 624, and shows nothing.
     void DisplayErrMsg(unsigned int id);
 
