@@ -595,11 +595,13 @@ private:
 
 class AgainstFormattedInput : public Posix {
 protected:
-    // Forms on which C libraries disagree among themselves: an exponent or a hexadecimal prefix without digits,
-    // a NaN with a tag, integers beyond 32 bits, words with zero bytes.
+    // Forms on which C libraries disagree among themselves: an exponent or a hexadecimal prefix without digits, part
+    // of the word for an infinity or a NaN, a NaN with a tag, integers beyond 32 bits, words with zero bytes.
     static bool settled(const std::string& text)
     {
-        static const std::regex kUnsettled(R"([0-9.][eE](?![+-]?[0-9])|0[xX]|[nN][aA][nN]\(|[0-9]{10})");
+        static const std::regex kUnsettled(
+            R"([0-9.]e(?![+-]?[0-9])|0x|nan\(|[0-9]{10}|(^|[\s0-9.+-])(i(?!nf)|infi|n(?!an|umber)))",
+            std::regex::icase);
         return text.find('\0') == std::string::npos && !std::regex_search(text, kUnsettled);
     }
 

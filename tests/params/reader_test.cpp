@@ -599,6 +599,19 @@ TEST_F(Reader, SevenScaleFactorsLeaveTheEighthUnchanged)
     EXPECT_EQ(snapshot(prm).at("scale factors"), (std::vector{0.0, 0.0, 0.0, 0.0, 1.0, 1.0, 1.0, -8.0}));
 }
 
+// What could have become a number is used up with the first character that shows it does not, but for that one.
+TEST_F(Reader, ThePartOfAnInfinityIsUsedUp)
+{
+    CKorPrm prm;
+    ASSERT_EQ(read(prm, PrmFile(firstSensor(9)).text()), kSuccess);
+    PrmFile file(firstSensor(9));
+    file[23].body = "1\t2\t3\tIn0\t4\t5\t\n";
+    ASSERT_EQ(read(prm, file.text()), kSuccess);
+    PrmValues wanted = firstSensor(9);
+    wanted.level2 = {1.0F, 2.0F, 3.0F, 34.0F, 0.0F, 4.0F, 5.0F};
+    expectSame(snapshot(prm), expected(wanted));
+}
+
 // ---- tables ------------------------------------------------------------------------------------------------
 
 TEST_F(Reader, TablesWithoutRowsLoadAndKeepTheRollover)
