@@ -27,32 +27,27 @@ constexpr double kUntouched = -77.0;
 
 class Tokens {
 public:
-    explicit Tokens(std::istringstream& line) : m_line(line) {}
+    explicit Tokens(std::istringstream& line)
+    {
+        for (std::string text; line >> text;) {
+            m_words.push_back(text);
+        }
+    }
 
     std::string word()
     {
-        std::string text;
-        if (!(m_line >> text)) {
+        if (done()) {
             throw std::runtime_error("too few values");
         }
-        return text;
+        return m_words[m_next++];
     }
     bool null()
     {
-        const auto here = m_line.tellg();
-        std::string text;
-        if (m_line >> text && text == "null") {
-            return true;
-        }
-        m_line.clear();
-        m_line.seekg(here);
-        return false;
+        const bool found = !done() && m_words[m_next] == "null";
+        m_next += found ? 1 : 0;
+        return found;
     }
-    bool done()
-    {
-        m_line >> std::ws;
-        return m_line.eof();
-    }
+    bool done() const { return m_next == m_words.size(); }
     int integer() { return std::stoi(word()); }
     unsigned long counter() { return std::stoul(word()); }
     bool flag() { return integer() != 0; }
@@ -61,6 +56,7 @@ public:
     std::vector<double> numbers(int count)
     {
         std::vector<double> values;
+        values.reserve(1); // no values are an empty array, not a null pointer
         for (int i = 0; i < count; ++i) {
             values.push_back(number());
         }
@@ -69,6 +65,7 @@ public:
     std::vector<float> singles(int count)
     {
         std::vector<float> values;
+        values.reserve(1);
         for (int i = 0; i < count; ++i) {
             values.push_back(single());
         }
@@ -76,7 +73,8 @@ public:
     }
 
 private:
-    std::istringstream& m_line;
+    std::vector<std::string> m_words;
+    std::size_t m_next = 0;
 };
 
 void show(int value)
@@ -220,8 +218,7 @@ private:
                 return;
             }
             const int count = t.integer();
-            std::vector<float> table = t.singles(2 * count);
-            table.reserve(1);
+            const std::vector<float> table = t.singles(2 * count);
             show((m_engine->*set)(count, table.data()));
         };
     }

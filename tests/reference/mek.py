@@ -353,5 +353,7 @@ class Encoder:
         rise = ends[i + 1] - ends[i]
         if rise == 0.0:
             return f32(rows[i][0] + 360.0 * turns)
-        r = rows[i][0] + (x - ends[i]) * ((rows[i + 1][0] - rows[i][0]) / rise)
-        return f32(r + 360.0 * turns)
+        # The correction is as linear in the calibrated angle as in the reading. Taking it off the angle as it came in
+        # keeps angles near zero, which a sum with whole turns would lose.
+        c0, c1 = rows[i][1], rows[i + 1][1]
+        return f32(angle - (c0 + (c1 - c0) * ((x - ends[i]) / rise)))
