@@ -1,0 +1,15 @@
+# Lets the cross compiler see one header-only package of the host and nothing else of /usr/include: the C library's
+# headers there would replace those of the target.
+function(kor_host_headers package folder target)
+  set(include_dir ${PROJECT_BINARY_DIR}/host-headers)
+  if(NOT EXISTS /usr/include/${folder})
+    message(FATAL_ERROR "${package}: /usr/include/${folder} is missing")
+  endif()
+  file(MAKE_DIRECTORY ${include_dir})
+  file(CREATE_LINK /usr/include/${folder} ${include_dir}/${folder} SYMBOLIC)
+  if(NOT TARGET ${target})
+    add_library(${target} INTERFACE IMPORTED GLOBAL)
+    target_include_directories(${target} INTERFACE ${include_dir})
+  endif()
+  set(${package}_FOUND TRUE PARENT_SCOPE)
+endfunction()

@@ -1,0 +1,46 @@
+#!/usr/bin/env bash
+# Runs a Windows program under Wine with a prefix of its own, without a display.
+#   run.sh PREFIX PROGRAM [ARGUMENT...]         the program; its exit status
+#   run.sh PREFIX --each PROGRAM [ARGUMENT...]  each test of a GoogleTest program in a process of its own
+#   run.sh PREFIX --start                       makes the prefix and keeps its server ready for a while
+#   run.sh PREFIX --stop
+set -euo pipefail
+export WINEPREFIX=$1 WINEDEBUG=-all WINEARCH=win64 WINEDLLOVERRIDES='mscoree,mshtml=' LC_ALL=C.UTF-8
+unset DISPLAY
+shift
+
+case $1 in
+--start)
+    # Silent and away from our output: the server outlives this script, and whoever waits for the output's end.
+    mkdir -p "$WINEPREFIX"
+    wineserver -p120 </dev/null >/dev/null 2>&1 || true # fails when it is running already
+    if [ ! -e "$WINEPREFIX/ready" ]; then
+        wineboot --init </dev/null >/dev/null 2>&1
+        touch "$WINEPREFIX/ready"
+    fi
+    ;;
+--stop)
+    wineserver -k </dev/null >/dev/null 2>&1 || true
+    ;;
+--each)
+    program=$2
+    shift 2
+    # The list shows a suite's name, then its tests indented; a comment may follow either.
+    mapfile -t tests < <(wine "$program" --gtest_list_tests | tr -d '\r' |
+        awk '/^[^ ]/ { suite = $1 } /^  / { print suite $1 }')
+    [ "${#tests[@]}" -gt 0 ] || { echo "$program lists no tests" >&2; exit 1; }
+    failed=()
+    for test in "${tests[@]}"; do
+        if ! output=$(wine "$program" --gtest_filter="$test" --gtest_color=no "$@" 2>&1 </dev/null) ||
+            ! grep -q '\[  PASSED  \] 1 test' <<<"$output"; then
+            printf '%s\n' "$output"
+            failed+=("$test")
+        fi
+    done
+    echo "${#tests[@]} tests, each in a process of its own, ${#failed[@]} failed"
+    [ "${#failed[@]}" -eq 0 ] || { printf 'failed: %s\n' "${failed[@]}"; exit 1; }
+    ;;
+*)
+    exec wine "$@"
+    ;;
+esac
