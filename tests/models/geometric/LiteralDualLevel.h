@@ -14,7 +14,8 @@ struct DualLevelBranches {
     int gamma = -1;       // 0..4 in the order of the cases
 };
 
-inline Outcome literalDualLevel(const Parameters& parameters, const Sample& sample, DualLevelBranches* branches = nullptr)
+inline Outcome literalDualLevel(const Parameters& parameters, const Sample& sample,
+                                DualLevelBranches* branches = nullptr)
 {
     DualLevelBranches taken;
     const std::array<double, 9>& m = sample.slots;

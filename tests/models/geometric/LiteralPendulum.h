@@ -10,9 +10,9 @@ namespace kor_test {
 struct PendulumSearch {
     int iterations = 0;
     double target = 0.0;
-    double rho = 0.0;                // of the last iteration
-    double error = 0.0;              // of the last iteration
-    std::array<int, 5> cases{};      // how often each case of the arm's foot was taken
+    double rho = 0.0;           // of the last iteration
+    double error = 0.0;         // of the last iteration
+    std::array<int, 5> cases{}; // how often each case of the arm's foot was taken
 };
 
 inline Outcome literalPendulum(const Parameters& parameters, const Sample& sample, PendulumSearch* search = nullptr,

@@ -141,9 +141,9 @@ std::vector<Float> awkwardNumbers()
 {
     using Limits = std::numeric_limits<Float>;
     std::vector<Float> numbers = {Limits::quiet_NaN()};
-    for (const Float magnitude :
-         {Float(0), Limits::denorm_min(), Limits::min() / 2, Limits::min(), Float(1e-30), Float(1e-12), Limits::epsilon(),
-          Float(1), Float(45), Float(90), Float(180), Float(1e20), Limits::max(), Limits::infinity()}) {
+    for (const Float magnitude : {Float(0), Limits::denorm_min(), Limits::min() / 2, Limits::min(), Float(1e-30),
+                                  Float(1e-12), Limits::epsilon(), Float(1), Float(45), Float(90), Float(180),
+                                  Float(1e20), Limits::max(), Limits::infinity()}) {
         numbers.push_back(magnitude);
         numbers.push_back(-magnitude);
     }
@@ -173,10 +173,7 @@ struct Inputs {
     static constexpr std::size_t kDoubles = 11;
     static constexpr std::size_t kFloats = 28;
 
-    double& doubleAt(std::size_t i)
-    {
-        return i < 9 ? sample.slots[i] : (i == 9 ? sample.offset1 : sample.offset2);
-    }
+    double& doubleAt(std::size_t i) { return i < 9 ? sample.slots[i] : (i == 9 ? sample.offset1 : sample.offset2); }
     float& floatAt(std::size_t i)
     {
         if (i < 8)

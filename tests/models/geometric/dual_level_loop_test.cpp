@@ -95,9 +95,9 @@ TEST(DualLevelLoop, ErrsToSecondOrderWhereRiseAndSecondLevelDiffer)
         EXPECT_GT(errors.worst(), row.worst / 1.5);
         EXPECT_LT(errors.worst(), row.worst * 1.5);
         EXPECT_NEAR(ratios.median(), 1.0, row.loop.maxTilt < 10 ? 2e-3 : 2e-2);
-        if (row.loop.maxTilt <= 1) {
-            EXPECT_GT(ratios.quantile(0.01), 0.95);
-            EXPECT_LT(ratios.quantile(0.99), 1.05);
+        if (row.loop.maxTilt <= 1) { // the next order is tilt times elevation: some per cent
+            EXPECT_GT(ratios.quantile(0.01), 0.85);
+            EXPECT_LT(ratios.quantile(0.99), 1.2);
         }
     }
 }
@@ -176,8 +176,7 @@ TEST(DualLevelLoop, LevelFrameOffsetIsNeverExact)
             const Reading reading = readDualLevel(pose, parameters, 0.5, -0.5);
             const std::array<double, 9>& slots = reading.sample.slots;
             const Outcome outcome = run<CKorDualLevel>(parameters, reading.sample);
-            const bool flips =
-                std::abs(slots[4]) < std::tan(radians(static_cast<double>(offset))) * std::abs(slots[3]);
+            const bool flips = std::abs(slots[4]) < std::tan(radians(static_cast<double>(offset))) * std::abs(slots[3]);
             if (pose.position[2] * slots[4] >= 0 && flips == jumped && !anyNan(outcome.matrix))
                 errors.add(angleBetween(outcome.matrix, pose.base));
         }

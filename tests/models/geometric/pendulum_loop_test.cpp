@@ -266,13 +266,15 @@ TEST(PendulumLoop, LosesDigitsWithTheRise)
     int nans = 0;
     const Errors tenth = worstAt(0.1, &nans);
     const Errors thousandth = worstAt(0.001, &nans);
-    EXPECT_GT(tenth.worst(), 1e-9);
-    EXPECT_LT(tenth.worst(), 1e-5);
-    EXPECT_GT(thousandth.worst(), 1e-5);
-    EXPECT_GT(thousandth.worst(), 10 * tenth.worst());
-    nans = 0;
-    worstAt(1e-6, &nans);
-    EXPECT_GT(nans, 300);
+    EXPECT_EQ(nans, 0);
+    EXPECT_GT(tenth.worst(), 1e-8); // measured 1.5e-7
+    EXPECT_LT(tenth.worst(), 2e-6);
+    EXPECT_GT(thousandth.worst(), 1e-4); // measured 1e-3
+    EXPECT_LT(thousandth.worst(), 1e-2);
+    // A millionth of a millimetre: the foot vanishes, and the frame is arbitrary or no number.
+    const Errors millionth = worstAt(1e-6, &nans);
+    EXPECT_GT(nans, 10);
+    EXPECT_GT(millionth.median(), 10.0);
 }
 
 TEST(PendulumLoop, SearchLengthGrowsWithTheSkewOfThePendulum)

@@ -68,7 +68,8 @@ PendulumSearch searchOf(const Inputs& inputs)
     const ::testing::AssertionResult same =
         sameOutcome(pendulum(inputs), literalPendulum(inputs.parameters, inputs.sample));
     return same ? same
-                : ::testing::AssertionFailure() << same.message() << "\n" << describe(inputs.parameters, inputs.sample);
+                : ::testing::AssertionFailure() << same.message() << "\n"
+                                                << describe(inputs.parameters, inputs.sample);
 }
 
 std::vector<double> thresholds()
@@ -112,8 +113,8 @@ TEST(Pendulum, MatchesTheReferenceToTheBitWhenTheTiltIsInsideTheDeadBand)
     for (int i = 0; i < 5000; ++i) {
         Inputs inputs = randomInputs(random);
         const double sum = random.uniform(-1.5, 1.5) * kDeadBand / kDegree;
-        inputs.sample.slots[4] = sum / static_cast<double>(inputs.parameters.factors[6]) -
-                                 static_cast<double>(inputs.parameters.factors[1]);
+        inputs.sample.slots[4] =
+            sum / static_cast<double>(inputs.parameters.factors[6]) - static_cast<double>(inputs.parameters.factors[1]);
         ASSERT_TRUE(agrees(inputs));
     }
 }
@@ -146,12 +147,14 @@ TEST(Pendulum, DeadBandOfTheTiltEndsJustBelowItsVeryValue)
             tried.push_back(inputs);
         }
     }
-    // Twice the offset instead of the slot reaches the doubles in between.
-    for (const double target : aroundBothSigns(kDeadBand, 2)) {
-        Inputs inputs = plain();
-        inputs.parameters.factors[6] = std::ldexp(1.0F, -20);
-        inputs.sample.slots[4] = target / kDegree * std::ldexp(1.0, 20);
-        tried.push_back(inputs);
+    // Some gain brings the product onto the very value.
+    for (const float gain : {2.0F, 3.0F, 5.0F, 7.0F, 11.0F, 13.0F}) {
+        for (const double tilt : aroundBothSigns(kDeadBand / kDegree / static_cast<double>(gain), 4)) {
+            Inputs inputs = plain();
+            inputs.parameters.factors[6] = gain;
+            inputs.sample.slots[4] = tilt;
+            tried.push_back(inputs);
+        }
     }
     for (const Inputs& inputs : tried) {
         const PendulumSearch search = searchOf(inputs);
@@ -161,8 +164,7 @@ TEST(Pendulum, DeadBandOfTheTiltEndsJustBelowItsVeryValue)
         ASSERT_TRUE(agrees(inputs));
         EXPECT_EQ(search.cases[0] > 0, std::abs(search.target) < kDeadBand);
     }
-    EXPECT_TRUE(below && above);
-    RecordProperty("reached_the_value_itself", at ? 1 : 0);
+    EXPECT_TRUE(below && at && above);
 }
 
 TEST(Pendulum, AzimuthDeadBandHoldsUpToItsVeryValueOnBothComponents)
@@ -227,6 +229,44 @@ TEST(Pendulum, TiltThatMeetsTheToleranceAtOnceRunsExactlyOneIteration)
         ASSERT_TRUE(sameOutcome(pendulum(inputs), literalPendulum(inputs.parameters, inputs.sample, nullptr, 1)));
     }
     EXPECT_EQ(single, 500);
+}
+
+// A pendulum a little above the horizontal, seen level: the rise scales its elevation finely enough to put the error
+// of the first iteration on the tolerance itself.
+TEST(Pendulum, AnErrorOfExactlyTheToleranceGoesOnSearching)
+{
+    int seen[3] = {};
+    for (int step = 1; step <= 40; ++step) {
+        Inputs inputs = plain();
+        inputs.sample.slots[4] = 0.0;
+        inputs.parameters.factors[2] = static_cast<float>(kDeadBand / kDegree * (1 + 0.002 * step));
+        const auto errorAt = [&inputs](double z) {
+            inputs.sample.slots[2] = z;
+            PendulumSearch search;
+            literalPendulum(inputs.parameters, inputs.sample, &search, 1);
+            return search.error;
+        };
+        double low = 1.0;
+        double high = 3000.0;
+        for (int i = 0; i < 80; ++i) {
+            const double middle = 0.5 * (low + high);
+            (errorAt(middle) > kDeadBand ? low : high) = middle;
+        }
+        double z = low;
+        for (int i = 0; i < 6; ++i)
+            z = std::nextafter(z, 0.0);
+        for (int i = 0; i < 12; ++i) {
+            z = std::nextafter(z, 4000.0);
+            const double error = errorAt(z);
+            const int iterations = searchOf(inputs).iterations;
+            ++seen[error < kDeadBand ? 0 : (error == kDeadBand ? 1 : 2)];
+            EXPECT_EQ(iterations == 1, error < kDeadBand);
+            ASSERT_TRUE(agrees(inputs));
+        }
+    }
+    EXPECT_GT(seen[0], 0);
+    EXPECT_GT(seen[1], 0);
+    EXPECT_GT(seen[2], 0);
 }
 
 TEST(Pendulum, RunsFiveHundredIterationsAndNoMoreWhenThePendulumPointsAway)
@@ -345,9 +385,7 @@ TEST(Pendulum, AxisAnglesTurnTheResultAboutTheAxes)
     // Pendulum along the elevation axis: the frame does not depend on the axis angles, so they show by themselves.
     Inputs inputs = plain();
     const Matrix frame = pendulum(inputs).matrix;
-    const auto left = [&frame](const Inputs& changed) {
-        return multiply(transposed(frame), pendulum(changed).matrix);
-    };
+    const auto left = [&frame](const Inputs& changed) { return multiply(transposed(frame), pendulum(changed).matrix); };
     Inputs changed = inputs;
     changed.sample.slots[5] = 30;
     EXPECT_TRUE(closeTo(left(changed), rotationZ(-30 * kDegree), 1e-14));
@@ -419,7 +457,8 @@ TEST(Pendulum, FlatDirectionWithATiltHasNoSoundFrameAndStillSucceeds)
         const Outcome outcome = pendulum(inputs);
         EXPECT_TRUE(outcome.ok);
         ASSERT_TRUE(agrees(inputs));
-        unsound += anyNan(outcome.matrix) || std::abs(std::asin(outcome.matrix[7]) - inputs.sample.slots[4] * kDegree) > 1e-6;
+        unsound +=
+            anyNan(outcome.matrix) || std::abs(std::asin(outcome.matrix[7]) - inputs.sample.slots[4] * kDegree) > 1e-6;
     }
     EXPECT_EQ(unsound, 200);
 }

@@ -22,12 +22,13 @@ Parameters aligned(int parity)
     return parameters;
 }
 
-Parameters skewed(PoseSource& random, int parity)
+// Every skew angle of 0.2 to 0.5 degrees, of either sign or all of the same.
+Parameters skewed(PoseSource& random, int parity, bool eitherSign = true)
 {
     Parameters parameters = aligned(parity);
-    const auto either = [&random] {
+    const auto either = [&random, eitherSign] {
         const double size = random.uniform(0.2, 0.5);
-        return static_cast<float>(random.uniform(-1, 1) < 0 ? -size : size);
+        return static_cast<float>(eitherSign && random.uniform(-1, 1) < 0 ? -size : size);
     };
     for (const std::size_t i : {3U, 4U, 5U}) {
         parameters.qvc[i] = either();
@@ -63,8 +64,7 @@ TEST(ThreeVecLoop, EvenParityIsExact)
         while (errors.count() < kPoses) {
             const Pose pose = random.tilted(0, row.tilt, row.elevation);
             const Parameters parameters = skewed(random, 0);
-            const Reading reading =
-                readThreeVec(pose, parameters, random.uniform(-3, 3), random.uniform(-3, 3), kDown);
+            const Reading reading = readThreeVec(pose, parameters, random.uniform(-3, 3), random.uniform(-3, 3), kDown);
             if (!reading.reachable || !rightSide(reading, 0, kDown))
                 continue;
             const Outcome outcome = run<CKorThreeVec>(parameters, reading.sample);
@@ -99,7 +99,7 @@ TEST(ThreeVecLoop, OddParityErrsByTheElevationTimesTheSkewOfTheLevelAxis)
     Errors ratios;
     while (errors.count() < kPoses) {
         const Pose pose = random.tilted(0, 5, 30);
-        const Parameters parameters = skewed(random, 1);
+        const Parameters parameters = skewed(random, 1, false);
         const Reading reading = readThreeVec(pose, parameters, random.uniform(-3, 3), random.uniform(-3, 3), kUp);
         const double error = angleBetween(run<CKorThreeVec>(parameters, reading.sample).matrix, pose.base);
         errors.add(error);
@@ -200,7 +200,7 @@ TEST(ThreeVecLoop, DigitsGoOnlyCloseToNinetyDegreesOfRoll)
     };
     EXPECT_LT(worstAt(80), 1e-9); // measured 2.3e-10
     EXPECT_LT(worstAt(89), 0.4);
-    EXPECT_GT(worstAt(95) + worstAt(0), 0.0);
+    EXPECT_GT(worstAt(89), worstAt(80));
 }
 
 TEST(ThreeVecLoop, LargeTiltPutsSomePosesOnTheWrongSide)
@@ -246,7 +246,7 @@ TEST(ThreeVecLoop, QvcVectorIsTheOffsetInTheTrackerFrame)
         const Parameters parameters = skewed(random, 0);
         const Reading reading = readThreeVec(pose, parameters, 0.5, -0.5, kDown);
         const Outcome outcome = run<CKorThreeVec>(parameters, reading.sample);
-        const Vector p = multiply(reading.stage, {40.0, -25.0, 15.0}); // parameters (40, 15, -25)
+        const Vector p = multiply(reading.stage, Vector{40.0, -25.0, 15.0}); // parameters (40, 15, -25)
         // Single precision at up to 50 long.
         ASSERT_NEAR(static_cast<double>(outcome.qvc[0]), p[0], 4e-6);
         ASSERT_NEAR(static_cast<double>(outcome.qvc[1]), p[2], 4e-6);

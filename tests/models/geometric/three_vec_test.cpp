@@ -68,7 +68,8 @@ ThreeVecSolution solutionOf(const Inputs& inputs)
     const ::testing::AssertionResult same =
         sameOutcome(threeVec(inputs), literalThreeVec(inputs.parameters, inputs.sample));
     return same ? same
-                : ::testing::AssertionFailure() << same.message() << "\n" << describe(inputs.parameters, inputs.sample);
+                : ::testing::AssertionFailure() << same.message() << "\n"
+                                                << describe(inputs.parameters, inputs.sample);
 }
 
 // No offsets, gains of one: line of sight y, level axis x, elevation axis x.
@@ -316,8 +317,9 @@ TEST(ThreeVec, QvcVectorIsTheStageTimesTheSwappedParameters)
             continue;
         const double f1 = inputs.sample.slots[5] * kDegree - inputs.sample.offset1;
         const std::array<float, 6>& Q = inputs.parameters.qvc;
-        const Vector p = multiply(multiply(outcome.matrix, rotationZ(f1)),
-                                  {static_cast<double>(Q[0]), static_cast<double>(Q[2]), static_cast<double>(Q[1])});
+        const Vector p =
+            multiply(multiply(outcome.matrix, rotationZ(f1)),
+                     Vector{static_cast<double>(Q[0]), static_cast<double>(Q[2]), static_cast<double>(Q[1])});
         // Up to 87 long, single precision: half an ulp is 4e-6.
         EXPECT_NEAR(static_cast<double>(outcome.qvc[0]), p[0], 5e-6);
         EXPECT_NEAR(static_cast<double>(outcome.qvc[1]), p[2], 5e-6);
