@@ -1,6 +1,7 @@
 // The level filters of the first two-level model: moving averages, acceleration estimate, compensation, setters.
 #include "models/two_level/two_level.h"
 
+#include <ostream>
 #include <random>
 
 namespace kor_test {
@@ -173,6 +174,11 @@ struct Estimator {
     const char* name;
 };
 
+void PrintTo(const Estimator& estimator, std::ostream* out)
+{
+    *out << estimator.name;
+}
+
 class TwoLevelAcceleration : public ::testing::TestWithParam<Estimator> {
 protected:
     bool feed(const Vector& position, const Vector& axis, unsigned long counter, double time)
@@ -320,14 +326,13 @@ TEST_P(TwoLevelAcceleration, isZeroWhenTheTimeStandsStill)
     EXPECT_EQ(along, 0.0);
 }
 
-INSTANTIATE_TEST_SUITE_P(BothLevels, TwoLevelAcceleration,
-                         ::testing::Values(Estimator{&CKorThreeVec2Level::GetAccLx, &OpenV1::m_posHistL1,
-                                                     &OpenV1::m_velHistL1, &OpenV1::m_accL1, &OpenV1::m_posHistL2,
-                                                     "level1"},
-                                           Estimator{&CKorThreeVec2Level::GetAccLy, &OpenV1::m_posHistL2,
-                                                     &OpenV1::m_velHistL2, &OpenV1::m_accL2, &OpenV1::m_posHistL1,
-                                                     "level2"}),
-                         [](const auto& chosen) { return std::string(chosen.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    BothLevels, TwoLevelAcceleration,
+    ::testing::Values(Estimator{&CKorThreeVec2Level::GetAccLx, &OpenV1::m_posHistL1, &OpenV1::m_velHistL1,
+                                &OpenV1::m_accL1, &OpenV1::m_posHistL2, "level1"},
+                      Estimator{&CKorThreeVec2Level::GetAccLy, &OpenV1::m_posHistL2, &OpenV1::m_velHistL2,
+                                &OpenV1::m_accL2, &OpenV1::m_posHistL1, "level2"}),
+    [](const auto& chosen) { return std::string(chosen.param.name); });
 
 // ---- Compensation
 

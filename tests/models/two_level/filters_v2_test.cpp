@@ -455,8 +455,7 @@ TEST(TwoLevelSolve, ofTheSecondVersionMatchesItsStepsToTheBitAndTellsWhenThereIs
         model.set_iMMode(parity);
         double wanted[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
         double got[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
-        const bool possible =
-            literal::getF1v2(parity, in.axis, in.reading, in.dir, in.horizontal, in.vertical, wanted);
+        const bool possible = literal::getF1v2(parity, in.axis, in.reading, in.dir, in.horizontal, in.vertical, wanted);
         ASSERT_EQ(model.GetF1(in.axis, in.reading, in.dir, in.horizontal, in.vertical, 3, got), possible);
         ASSERT_TRUE(sameBitsIn("out", got, wanted, 9)) << n;
         solved += possible ? 1 : 0;
@@ -478,8 +477,7 @@ TEST(TwoLevelSolve, takesTheLineOfSightToTheMeasuredDirectionOnBothMountSides)
         bool ok = true;
         for (const int parity : {0, 1}) {
             model.set_iMMode(parity);
-            ok = model.GetF1(in.axis, in.reading, in.dir, in.horizontal, in.vertical, 3,
-                             out[parity].data()) && ok;
+            ok = model.GetF1(in.axis, in.reading, in.dir, in.horizontal, in.vertical, 3, out[parity].data()) && ok;
         }
         if (!ok) {
             continue;

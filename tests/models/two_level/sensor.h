@@ -95,7 +95,7 @@ inline Priming ordinarySensor(PoseSource& source, int parity)
                small(),
                small()};
     prm.level1 = {9.0F, 8.0F, 7.0F, small(), small(), small(), static_cast<float>(source.uniform(0.95, 1.05))};
-    const double opening = source.uniform(30, 60);
+    const double opening = source.uniform(30, 40);
     prm.level2 = {6.0F,
                   5.0F,
                   4.0F,
