@@ -348,7 +348,7 @@ int replaySeveral(const Plan& plan, const Request& request)
         });
     }
 
-    Progress progress(plan.progress, "replay", jobs.size(), "recordings");
+    Progress progress(plan.progress, "replay", jobs.size(), "done");
     int status = kExitOk;
     {
         std::unique_lock<std::mutex> guard(lock);
