@@ -11,6 +11,7 @@ struct DualLevelBranches {
     bool deadBand = false;
     bool acute = false;   // p < half pi
     bool limited = false; // |c| >= 1
+    bool beyond = false;  // |c| > 1, so that the limit changes it
     int gamma = -1;       // 0..4 in the order of the cases
 };
 
@@ -60,6 +61,7 @@ inline Outcome literalDualLevel(const Parameters& parameters, const Sample& samp
             psi = -psi;
         double c = std::abs(z / std::tan(theta)) / std::abs(z / std::tan(a4));
         taken.limited = std::abs(c) >= 1;
+        taken.beyond = std::abs(c) > 1;
         if (std::abs(c) >= 1)
             c = c / std::abs(c);
         const double beta = std::acos(c);

@@ -185,7 +185,7 @@ struct Inputs {
 };
 
 // Calls check with every awkward number in every slot and parameter of a sound input, then with several awkward
-// numbers in several places at once.
+// numbers in several places at once; a fatal failure ends it.
 template <typename Check>
 void forAwkwardInputs(const Inputs& sound, const std::vector<double>& thresholds, unsigned int seed, int combinations,
                       Check check)
@@ -198,6 +198,8 @@ void forAwkwardInputs(const Inputs& sound, const std::vector<double>& thresholds
             Inputs inputs = sound;
             inputs.doubleAt(i) = number;
             check(inputs);
+            if (::testing::Test::HasFatalFailure())
+                return;
         }
     }
     for (std::size_t i = 0; i < Inputs::kFloats; ++i) {
@@ -205,6 +207,8 @@ void forAwkwardInputs(const Inputs& sound, const std::vector<double>& thresholds
             Inputs inputs = sound;
             inputs.floatAt(i) = number;
             check(inputs);
+            if (::testing::Test::HasFatalFailure())
+                return;
         }
     }
     std::mt19937 random(seed);
@@ -221,6 +225,8 @@ void forAwkwardInputs(const Inputs& sound, const std::vector<double>& thresholds
                 inputs.doubleAt(pick(Inputs::kDoubles)) = doubles[pick(doubles.size())];
         }
         check(inputs);
+        if (::testing::Test::HasFatalFailure())
+            return;
     }
 }
 

@@ -331,6 +331,26 @@ TEST(DualLevel, ObtuseFormulaStartsAtTheRoundedHalfPi)
     EXPECT_TRUE(below && at && above);
 }
 
+// A steep second level alone: the tilt found may fall an ulp short of it, which the tangents show and the sines do not.
+TEST(DualLevel, ACosineBeyondOneByRoundingIsTakenAsOne)
+{
+    PoseSource random(111);
+    int beyond = 0;
+    for (int i = 0; i < 20000; ++i) {
+        Inputs inputs = randomInputs(random);
+        inputs.parameters.factors[0] = 0.0F;
+        inputs.parameters.factors[1] = 0.0F;
+        inputs.sample.slots[2] = (i % 2 == 0 ? 0.01 : -0.01) * inputs.sample.slots[0];
+        inputs.sample.slots[3] = i % 4 < 2 ? 0.0 : 1e-9;
+        inputs.sample.slots[4] = (i % 8 < 4 ? 1.0 : -1.0) * random.uniform(20, 85);
+        DualLevelBranches taken;
+        const Outcome wanted = literalDualLevel(inputs.parameters, inputs.sample, &taken);
+        ASSERT_TRUE(agrees(inputs));
+        beyond += taken.beyond && allFinite(wanted.matrix) ? 1 : 0;
+    }
+    EXPECT_GT(beyond, 10);
+}
+
 TEST(DualLevel, FlatLineOfSightWithATiltIsNotANumberAndStillSucceeds)
 {
     for (const double z : {0.0, -0.0}) {
