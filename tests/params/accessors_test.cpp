@@ -546,6 +546,27 @@ TEST_F(Accessors, EncoderLimitNarrowsTheDoubleOffsetsOfTheFileFirst)
     }
 }
 
+// These radians are among the few whose degrees show in float which literal was taken.
+TEST_F(Accessors, EncoderLimitIsScaledWithTheShortenedLiteral)
+{
+    PrmValues values = firstSensor(9);
+    values.halfAngle = {0.0F, 0.0F};
+    CKorPrm prm;
+    load(prm, values);
+    constexpr F_VECTOR2 kOffset = {0x1.62183cp-7F, 0x1.64917ep-7F};
+    ASSERT_NE(static_cast<float>(static_cast<double>(kOffset.x) * 57.29577951308),
+              static_cast<float>(static_cast<double>(kOffset.x) * 57.29577951308232));
+    ASSERT_NE(static_cast<float>(static_cast<double>(kOffset.y) * 57.29577951308),
+              static_cast<float>(static_cast<double>(kOffset.y) * 57.29577951308232));
+    ASSERT_EQ(prm.setEncoderOffset(kOffset), kSuccess);
+    F_VECTOR4 limit{};
+    ASSERT_EQ(prm.getEncoderLimit(limit), kSuccess);
+    EXPECT_TRUE(sameBits(limit.x, static_cast<float>(static_cast<double>(kOffset.x) * 57.29577951308)));
+    EXPECT_TRUE(sameBits(limit.y, limit.x));
+    EXPECT_TRUE(sameBits(limit.z, static_cast<float>(static_cast<double>(kOffset.y) * 57.29577951308)));
+    EXPECT_TRUE(sameBits(limit.w, limit.z));
+}
+
 TEST_F(Accessors, HalfRangesThatNoFileGaveAreRawNumbers)
 {
     // Kept asymmetry: 180 and 60 stand for radians here, so the limits lie thousands of degrees out.

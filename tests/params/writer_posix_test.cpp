@@ -1,0 +1,583 @@
+// The rewriting under faults that a POSIX system can be made to show: full disks, directories without write
+// permission, two file systems, kills, links. What must hold throughout: the file is the old one or a complete copy.
+#include <gtest/gtest.h>
+
+#include <fcntl.h>
+#include <grp.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+#include "params/Writer.h"
+#include "params/prm_file.h"
+#include "platform/Files.h"
+
+namespace {
+
+using namespace prm_test;
+namespace fs = std::filesystem;
+
+std::string bytesOf(const fs::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::ptrdiff_t entriesOf(const fs::path& directory)
+{
+    return std::distance(fs::directory_iterator(directory), {});
+}
+
+constexpr int kDied = -1;
+
+/// The value of a function that runs in a child process; kDied when a signal ended it.
+int inChild(const std::function<int()>& run)
+{
+    std::array<int, 2> ends{};
+    if (::pipe(ends.data()) != 0) {
+        ADD_FAILURE() << "no pipe";
+        return kDied;
+    }
+    const pid_t child = ::fork();
+    if (child == 0) {
+        const int value = run();
+        [[maybe_unused]] const ssize_t sent = ::write(ends[1], &value, sizeof value);
+        ::_exit(0);
+    }
+    ::close(ends[1]);
+    int value = kDied;
+    if (::read(ends[0], &value, sizeof value) != sizeof value) {
+        value = kDied;
+    }
+    ::close(ends[0]);
+    EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+    return value;
+}
+
+const kor::params::Wait kNoWait = [](std::uint32_t) {};
+
+int rewrite(const fs::path& file, const kor::params::Wait& wait = kNoWait)
+{
+    float dynamic[7] = {};
+    // Not file.wstring(), which asks the locale.
+    return kor::params::rewriteFile(kor::platform::fromUtf8(file.string()).value(), 0, dynamic, wait).status;
+}
+
+/// A file system of that many bytes on a directory, for this process alone; false when the system forbids it.
+bool mountSmall(const fs::path& directory, const std::string& size)
+{
+    if (::unshare(CLONE_NEWNS) != 0 && ::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
+        return false;
+    }
+    ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr);
+    return ::mount("tmpfs", directory.c_str(), "tmpfs", 0, ("size=" + size).c_str()) == 0;
+}
+
+void limitFileSize(std::size_t bytes)
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {bytes, RLIM_INFINITY};
+    ::setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+// Permissions do not bind the superuser.
+void dropPrivileges()
+{
+    if (::geteuid() == 0) {
+        constexpr unsigned kNobody = 65534;
+        if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) {
+            ::_exit(1);
+        }
+    }
+}
+
+class WriterFaults : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        m_before = fs::current_path();
+        fs::current_path(m_here.path());
+        PrmValues values = secondSensor(0);
+        values.azimuth.assign(2000, {12.5F, -0.25F});
+        m_text = PrmFile(values).text(1, 18);
+        m_copy = m_text + "Scale Factor\n0.000000\t0.000000\t0.000000\t0.000000\t1.000000\t1.000000\t1.000000\t\n"
+                          "Mounting Mode\n0\n";
+        writeFile(file(), m_text);
+        for (const fs::path& directory : {m_here.path(), m_there.path()}) {
+            fs::permissions(directory, fs::perms::all);
+        }
+    }
+    void TearDown() override { fs::current_path(m_before); }
+
+    fs::path file() const { return m_there.path() / "Tg17.prm"; }
+    fs::path temporary() const { return m_here.path() / "$tmp.prm"; }
+
+    void expectReplaced() const
+    {
+        EXPECT_EQ(bytesOf(file()), m_copy);
+        EXPECT_EQ(entriesOf(m_there.path()), 1);
+        EXPECT_EQ(entriesOf(m_here.path()), 0);
+    }
+
+    void expectKept() const
+    {
+        EXPECT_EQ(bytesOf(file()), m_text);
+        EXPECT_EQ(entriesOf(m_there.path()), 1);
+    }
+
+    void expectKeptAndCopied() const
+    {
+        expectKept();
+        EXPECT_EQ(bytesOf(temporary()), m_copy);
+        EXPECT_EQ(entriesOf(m_here.path()), 1);
+    }
+
+    TempDir m_here;
+    TempDir m_there;
+    fs::path m_before;
+    std::string m_text;
+    std::string m_copy;
+};
+
+// ---- a disk that is full -----------------------------------------------------------------------------------
+
+TEST_F(WriterFaults, AFullDiskGives550AndKeepsTheFile)
+{
+    const int result = inChild([this] {
+        if (mountSmall(m_here.path(), "8k")) {
+            fs::current_path(m_here.path());
+        } else {
+            limitFileSize(8192);
+        }
+        int waits = 0;
+        const int status = rewrite(file(), [&waits](std::uint32_t) { ++waits; });
+        return fs::file_size("$tmp.prm") < m_copy.size() && waits == 0 ? status : -2;
+    });
+    EXPECT_EQ(result, kCannotOpen);
+    expectKept();
+}
+
+TEST_F(WriterFaults, ACopyThatLacksOneByteIsNotPutInPlace)
+{
+    for (const std::size_t limit : {std::size_t{0}, std::size_t{1}, std::size_t{4096}, m_copy.size() - 1}) {
+        const int result = inChild([this, limit] {
+            limitFileSize(limit);
+            return rewrite(file());
+        });
+        EXPECT_EQ(result, kCannotOpen) << limit;
+        expectKept();
+    }
+    EXPECT_EQ(inChild([this] {
+                  limitFileSize(m_copy.size());
+                  return rewrite(file());
+              }),
+              kSuccess);
+    expectReplaced();
+}
+
+TEST_F(WriterFaults, AFormatFailureOnAFullDiskIsAFormatFailure)
+{
+    m_text += "Scale Factor\n1 2 3 4 5 6 7 8\nMounting Mode\n0\n";
+    writeFile(file(), m_text);
+    EXPECT_EQ(inChild([this] {
+                  limitFileSize(4096);
+                  return rewrite(file());
+              }),
+              kBadFormat);
+    expectKept();
+}
+
+// ---- directories that may not be written -------------------------------------------------------------------
+
+TEST_F(WriterFaults, ADirectoryThatRefusesTheReplacementKeepsFileAndCopyAndGives0)
+{
+    fs::permissions(m_there.path(), fs::perms(0555));
+    const int result = inChild([this] {
+        dropPrivileges();
+        return rewrite(file());
+    });
+    EXPECT_EQ(result, kSuccess);
+    expectKeptAndCopied();
+    fs::permissions(m_there.path(), fs::perms::all);
+}
+
+TEST_F(WriterFaults, ACurrentDirectoryThatRefusesTheCopyGives550)
+{
+    fs::permissions(m_here.path(), fs::perms(0555));
+    const int result = inChild([this] {
+        dropPrivileges();
+        return rewrite(file());
+    });
+    EXPECT_EQ(result, kCannotOpen);
+    expectKept();
+    EXPECT_EQ(entriesOf(m_here.path()), 0);
+    fs::permissions(m_here.path(), fs::perms::all);
+}
+
+TEST_F(WriterFaults, AFileThatMayNotBeReadGives550AndMakesNoCopy)
+{
+    fs::permissions(file(), fs::perms(0));
+    const int result = inChild([this] {
+        dropPrivileges();
+        return rewrite(file());
+    });
+    fs::permissions(file(), fs::perms(0600));
+    EXPECT_EQ(result, kCannotOpen);
+    expectKept();
+    EXPECT_EQ(entriesOf(m_here.path()), 0);
+}
+
+TEST_F(WriterFaults, AFileThatBecomesADirectoryMeanwhileLeavesTheCopy)
+{
+    EXPECT_EQ(rewrite(file(),
+                      [this](std::uint32_t) {
+                          fs::remove(file());
+                          fs::create_directory(file());
+                      }),
+              kSuccess);
+    EXPECT_TRUE(fs::is_directory(file()));
+    EXPECT_EQ(bytesOf(temporary()), m_copy);
+}
+
+TEST_F(WriterFaults, AFileThatIsRemovedMeanwhileComesBackAsTheCopy)
+{
+    EXPECT_EQ(rewrite(file(), [this](std::uint32_t) { fs::remove(file()); }), kSuccess);
+    expectReplaced();
+}
+
+// ---- two file systems --------------------------------------------------------------------------------------
+
+// The file lies on another file system than the current directory.
+class WriterAcross : public WriterFaults {
+protected:
+    ~WriterAcross() override
+    {
+        std::error_code ignored;
+        if (!m_shared.empty()) {
+            fs::remove_all(m_shared, ignored);
+        }
+    }
+
+    static dev_t deviceOf(const fs::path& path)
+    {
+        struct stat status {};
+        return ::stat(path.c_str(), &status) == 0 ? status.st_dev : 0;
+    }
+
+    /// Runs in a child whose current directory is on another file system than the file. What is left there the
+    /// child must look at itself, because a file system mounted for it alone is gone with it.
+    int across(const std::function<int()>& run)
+    {
+        std::string name = "/dev/shm/kor_writer_XXXXXX";
+        if (::mkdtemp(name.data()) != nullptr) {
+            m_shared = name;
+            fs::permissions(m_shared, fs::perms::all);
+        }
+        const bool shared = !m_shared.empty() && deviceOf(m_shared) != deviceOf(m_there.path());
+        const int value = inChild([&] {
+            if (shared) {
+                m_work = m_shared;
+            } else if (mountSmall(m_here.path(), "4m")) {
+                m_work = m_here.path();
+                fs::permissions(m_work, fs::perms::all);
+            } else {
+                return kNoSecondSystem;
+            }
+            fs::current_path(m_work);
+            return run();
+        });
+        EXPECT_NE(value, kNoSecondSystem)
+            << "this test needs two file systems: /dev/shm apart from the temporary directory, or the right to mount";
+        return value;
+    }
+
+    bool copySurvives() const { return bytesOf(m_work / "$tmp.prm") == m_copy && entriesOf(m_work) == 1; }
+
+    static constexpr int kNoSecondSystem = -3;
+    static constexpr int kWrongState = -4;
+
+    fs::path m_shared;
+    fs::path m_work;
+};
+
+TEST_F(WriterAcross, TheCopyIsMovedBeforeTheCallReturns)
+{
+    EXPECT_EQ(across([this] {
+                  const int status = rewrite(file());
+                  return entriesOf(m_work) == 0 ? status : kWrongState;
+              }),
+              kSuccess);
+    expectReplaced();
+}
+
+TEST_F(WriterAcross, FilesThatLieBesideAreLeftAlone)
+{
+    writeFile(m_there.path() / "$tmp1.prm", "somebody else's");
+    writeFile(m_there.path() / "$tmp.prm", "somebody's");
+    fs::create_symlink("nowhere", m_there.path() / "$tmp2.prm");
+    EXPECT_EQ(across([this] { return rewrite(file()); }), kSuccess);
+    EXPECT_EQ(bytesOf(file()), m_copy);
+    EXPECT_EQ(bytesOf(m_there.path() / "$tmp1.prm"), "somebody else's");
+    EXPECT_EQ(bytesOf(m_there.path() / "$tmp.prm"), "somebody's");
+    EXPECT_TRUE(fs::is_symlink(m_there.path() / "$tmp2.prm"));
+    EXPECT_EQ(entriesOf(m_there.path()), 4);
+}
+
+TEST_F(WriterAcross, ADiskThatHasNoRoomBesideTheFileKeepsFileAndCopy)
+{
+    EXPECT_EQ(across([this] {
+                  // Only from the waits on, so that the first copy is complete.
+                  const int status = rewrite(file(), [this](std::uint32_t) { limitFileSize(m_copy.size() - 1); });
+                  return copySurvives() ? status : kWrongState;
+              }),
+              kSuccess);
+    expectKept();
+}
+
+TEST_F(WriterAcross, ADirectoryThatRefusesTheReplacementKeepsFileAndCopy)
+{
+    fs::permissions(m_there.path(), fs::perms(0555));
+    EXPECT_EQ(across([this] {
+                  dropPrivileges();
+                  const int status = rewrite(file());
+                  return copySurvives() ? status : kWrongState;
+              }),
+              kSuccess);
+    expectKept();
+    fs::permissions(m_there.path(), fs::perms::all);
+}
+
+TEST_F(WriterAcross, AFileThatBecomesADirectoryMeanwhileLeavesTheCopyAndNothingBeside)
+{
+    EXPECT_EQ(across([this] {
+                  const int status = rewrite(file(), [this](std::uint32_t) {
+                      fs::remove(file());
+                      fs::create_directory(file());
+                  });
+                  return copySurvives() ? status : kWrongState;
+              }),
+              kSuccess);
+    EXPECT_TRUE(fs::is_directory(file()));
+    EXPECT_EQ(entriesOf(m_there.path()), 1);
+}
+
+TEST_F(WriterAcross, AKillAtAnyMomentLeavesTheOldFileOrACompleteCopy)
+{
+    const int killed = across([this] {
+        int kills = 0;
+        for (int round = 0; round < 120; ++round) {
+            writeFile(file(), m_text);
+            const pid_t child = ::fork();
+            if (child == 0) {
+                ::_exit(rewrite(file()) == kSuccess ? 0 : 1);
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(50 * round));
+            ::kill(child, SIGKILL);
+            int status = 0;
+            ::waitpid(child, &status, 0);
+            kills += WIFSIGNALED(status) ? 1 : 0;
+            const std::string now = bytesOf(file());
+            if (now != m_text && now != m_copy) {
+                return kWrongState;
+            }
+        }
+        return kills;
+    });
+    EXPECT_GT(killed, 10) << "some kills must have come before the end";
+}
+
+// ---- kills -------------------------------------------------------------------------------------------------
+
+TEST_F(WriterFaults, AKillDuringAWaitLeavesTheOldFileAndACompleteCopy)
+{
+    for (int last = 1; last <= 2; ++last) {
+        int waits = 0;
+        EXPECT_EQ(inChild([&] {
+                      return rewrite(file(), [&](std::uint32_t) {
+                          if (++waits == last) {
+                              ::raise(SIGKILL);
+                          }
+                      });
+                  }),
+                  kDied);
+        expectKeptAndCopied();
+    }
+    // The next call starts anew.
+    EXPECT_EQ(rewrite(file()), kSuccess);
+    expectReplaced();
+}
+
+TEST_F(WriterFaults, AKillAtAnyMomentLeavesTheOldFileOrACompleteCopy)
+{
+    int killed = 0;
+    for (int round = 0; round < 150; ++round) {
+        writeFile(file(), m_text);
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::_exit(rewrite(file()) == kSuccess ? 0 : 1);
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(50 * round));
+        ::kill(child, SIGKILL);
+        int status = 0;
+        ASSERT_EQ(::waitpid(child, &status, 0), child);
+        killed += WIFSIGNALED(status) ? 1 : 0;
+        const std::string now = bytesOf(file());
+        ASSERT_TRUE(now == m_text || now == m_copy) << "round " << round;
+    }
+    EXPECT_GT(killed, 10) << "some kills must have come before the end";
+}
+
+// Whoever looks at the path meanwhile never finds it empty.
+TEST_F(WriterFaults, APathThatIsWatchedIsNeverWithoutAWholeFile)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        for (;;) {
+            std::ofstream(m_here.path() / "new", std::ios::binary) << m_text;
+            fs::rename(m_here.path() / "new", file());
+            rewrite(file());
+        }
+    }
+    int wrong = 0;
+    for (int look = 0; look < 1500; ++look) {
+        const std::string now = bytesOf(file());
+        wrong += now == m_text || now == m_copy ? 0 : 1;
+    }
+    ::kill(child, SIGKILL);
+    ASSERT_EQ(::waitpid(child, nullptr, 0), child);
+    EXPECT_EQ(wrong, 0);
+}
+
+// ---- paths, links, handles, locale -------------------------------------------------------------------------
+
+TEST_F(WriterFaults, ThePathIsTakenAsItStands)
+{
+    for (const fs::path& name : {fs::path("back\\slash.prm"), fs::path("%s%d%n"), fs::path(u8"Ma\u00df \u6e2c.prm"),
+                                 fs::path("no extension"), fs::path(" ")}) {
+        const fs::path path = m_there.path() / name;
+        writeFile(path, m_text);
+        EXPECT_EQ(rewrite(path), kSuccess) << name;
+        EXPECT_EQ(bytesOf(path), m_copy) << name;
+    }
+    EXPECT_EQ(entriesOf(m_there.path()), 6);
+    EXPECT_EQ(entriesOf(m_here.path()), 0);
+}
+
+TEST_F(WriterFaults, TextThatNoFileNameCanHoldGives0)
+{
+    float dynamic[7] = {};
+    for (const wchar_t unit : {static_cast<wchar_t>(0xd800), static_cast<wchar_t>(0x110000)}) {
+        const std::wstring path = m_there.path().wstring() + L"/" + unit;
+        EXPECT_EQ(kor::params::rewriteFile(path, 0, dynamic, kNoWait).status, kSuccess);
+    }
+    EXPECT_EQ(entriesOf(m_here.path()), 0);
+}
+
+TEST_F(WriterFaults, PipesAndDevicesGive550WithoutWaiting)
+{
+    const fs::path path = m_there.path() / "other";
+    ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+    EXPECT_EQ(rewrite(path), kCannotOpen);
+    fs::remove(path);
+    fs::create_symlink("/dev/zero", path);
+    EXPECT_EQ(rewrite(path), kCannotOpen);
+    fs::remove(path);
+    EXPECT_EQ(entriesOf(m_here.path()), 0);
+
+    ASSERT_EQ(::mkfifo(temporary().c_str(), 0600), 0);
+    EXPECT_EQ(rewrite(file()), kCannotOpen);
+    expectKept();
+}
+
+TEST_F(WriterFaults, ALinkInTheTemporaryFilesPlaceIsNotWrittenThrough)
+{
+    writeFile(m_there.path() / "precious", "precious");
+    fs::create_symlink(m_there.path() / "precious", temporary());
+    EXPECT_EQ(rewrite(file()), kCannotOpen);
+    EXPECT_EQ(bytesOf(m_there.path() / "precious"), "precious");
+    fs::remove(temporary());
+
+    fs::create_hard_link(file(), temporary());
+    EXPECT_EQ(rewrite(file()), kCannotOpen) << "emptying the copy would empty the file";
+    EXPECT_EQ(bytesOf(file()), m_text);
+}
+
+TEST_F(WriterFaults, ALinkAtThePathIsReplacedAndItsTargetKept)
+{
+    const fs::path link = m_here.path() / "link.prm";
+    fs::create_symlink(file(), link);
+    EXPECT_EQ(rewrite(link), kSuccess);
+    EXPECT_FALSE(fs::is_symlink(link));
+    EXPECT_EQ(bytesOf(link), m_copy);
+    expectKept();
+}
+
+TEST_F(WriterFaults, TheCopyHasThePermissionsOfTheFile)
+{
+    for (const auto& [given, wanted] : std::vector<std::array<unsigned, 2>>{{0600, 0600}, {0640, 0640}, {0444, 0644}}) {
+        writeFile(file(), m_text);
+        fs::permissions(file(), fs::perms(given));
+        ASSERT_EQ(rewrite(file()), kSuccess);
+        EXPECT_EQ(static_cast<unsigned>(fs::status(file()).permissions()), wanted);
+        fs::permissions(file(), fs::perms(0600));
+    }
+}
+
+TEST_F(WriterFaults, NoCallLeavesAHandleOpen)
+{
+    const auto handles = [] { return entriesOf("/proc/self/fd"); };
+    const std::ptrdiff_t before = handles();
+    for (int block = 0; block <= 20; ++block) {
+        PrmFile sensor(secondSensor(0));
+        writeFile(file(), sensor.text(1, block));
+        rewrite(file());
+        writeFile(file(), sensor.text(1, block) + "no title of any block\n");
+        rewrite(file());
+        EXPECT_EQ(handles(), before) << block;
+    }
+    fs::remove(temporary());
+    fs::create_directory(temporary());
+    EXPECT_EQ(rewrite(file()), kCannotOpen);
+    EXPECT_EQ(rewrite(m_there.path()), kCannotOpen);
+    EXPECT_EQ(rewrite(m_there.path() / "missing"), kSuccess);
+    EXPECT_EQ(handles(), before);
+}
+
+TEST_F(WriterFaults, ALocaleWithACommaChangesNothing)
+{
+    const TempDir locales;
+    const std::string target = (locales.path() / "de_DE.UTF-8").string();
+    // localedef warns by its exit status; whether the locale is there is tested by using it.
+    ASSERT_NE(std::system(("localedef -i de_DE -f UTF-8 '" + target + "' >/dev/null 2>&1").c_str()), -1);
+    ASSERT_EQ(::setenv("LOCPATH", locales.path().c_str(), 1), 0);
+    const char* name = std::setlocale(LC_ALL, "de_DE.UTF-8");
+    std::array<char, 16> text{};
+    std::snprintf(text.data(), text.size(), "%.1f", 1.5);
+    EXPECT_EQ(rewrite(file()), kSuccess);
+    std::setlocale(LC_ALL, "C");
+    ::unsetenv("LOCPATH");
+    ASSERT_NE(name, nullptr) << "this test needs localedef and the German locale source";
+    ASSERT_STREQ(text.data(), "1,5") << "the locale is not in force";
+    expectReplaced();
+}
+
+} // namespace
