@@ -413,27 +413,27 @@ TEST_F(Reader, DegreesAreConvertedWithTheShortenedLiteral)
     const auto radians = [](float degrees, double literal) {
         return static_cast<float>(static_cast<double>(degrees) * literal);
     };
-    ASSERT_NE(radians(0x1.b0a282p+3F, kRadPerDegree), radians(0x1.b0a282p+3F, kExact));
-    ASSERT_NE(radians(0x1.b2d96ep+3F, kRadPerDegree), radians(0x1.b2d96ep+3F, kExact));
+    ASSERT_NE(radians(0x1.cc5108p+3F, kRadPerDegree), radians(0x1.cc5108p+3F, kExact));
+    ASSERT_NE(radians(0x1.d0beep+3F, kRadPerDegree), radians(0x1.d0beep+3F, kExact));
 
     PrmFile file(firstSensor(9));
-    file[8].body = "0x1.b0a282p+3\t0x1.b2d96ep+3\n";
+    file[8].body = "0x1.cc5108p+3\t0x1.d0beep+3\n";
     CKorPrm prm;
     ASSERT_EQ(read(prm, file.text()), kSuccess);
     F_VECTOR2 offset{};
     ASSERT_EQ(prm.getEncoderOffset(offset), kSuccess);
-    EXPECT_TRUE(sameBits(offset.x, radians(0x1.b0a282p+3F, kRadPerDegree)));
-    EXPECT_TRUE(sameBits(offset.y, radians(0x1.b2d96ep+3F, kRadPerDegree)));
+    EXPECT_TRUE(sameBits(offset.x, radians(0x1.cc5108p+3F, kRadPerDegree)));
+    EXPECT_TRUE(sameBits(offset.y, radians(0x1.d0beep+3F, kRadPerDegree)));
 
     file = PrmFile(firstSensor(9));
     file[8].body = "0\t0\n";
-    file[24].body = "0x1.b0a282p+3\t0x1.b2d96ep+3\n";
+    file[24].body = "0x1.cc5108p+3\t0x1.d0beep+3\n";
     ASSERT_EQ(read(prm, file.text()), kSuccess);
     F_VECTOR4 limit{};
     ASSERT_EQ(prm.getEncoderLimit(limit), kSuccess);
     const auto wanted =
-        encoderLimit({0.0, 0.0}, {radians(0x1.b0a282p+3F, kRadPerDegree), radians(0x1.b2d96ep+3F, kRadPerDegree)});
-    const auto other = encoderLimit({0.0, 0.0}, {radians(0x1.b0a282p+3F, kExact), radians(0x1.b2d96ep+3F, kExact)});
+        encoderLimit({0.0, 0.0}, {radians(0x1.cc5108p+3F, kRadPerDegree), radians(0x1.d0beep+3F, kRadPerDegree)});
+    const auto other = encoderLimit({0.0, 0.0}, {radians(0x1.cc5108p+3F, kExact), radians(0x1.d0beep+3F, kExact)});
     ASSERT_NE(wanted[1], other[1]);
     ASSERT_NE(wanted[3], other[3]);
     EXPECT_TRUE(sameBits(limit.y, wanted[1]));
