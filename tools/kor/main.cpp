@@ -46,12 +46,14 @@ int run(int argc, char** argv)
     root.set_version_flag("--version", "kor " KOR_VERSION, "Print the version and exit");
     root.get_help_ptr()->description("Print this help and exit");
     root.require_subcommand(1);
+    root.allow_windows_style_options(false); // a slash begins a path
     root.footer("Exit status: 0 done, 64 wrong usage, 65 bad recording or parameter file, 66 input cannot be opened,\n"
                 "             70 internal error, 73 output cannot be created, 74 reading or writing failed.");
 
     const std::vector<Command> commands = {declareReplay(root)};
+    const std::vector<std::string> arguments = os::arguments(argc, argv);
     try {
-        root.parse(argc, argv);
+        root.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // takes the last one first
     } catch (const CLI::CallForVersion& version) {
         return print(std::string(version.what()) + "\n");
     } catch (const CLI::CallForHelp&) {

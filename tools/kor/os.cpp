@@ -1,5 +1,6 @@
 #include "os.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -13,7 +14,7 @@
 #include <process.h>
 #include <windows.h>
 
-#include <algorithm>
+#include <shellapi.h>
 
 #include "Text.h"
 #else
@@ -79,6 +80,19 @@ void prepareProcess()
         }
         _setmode(stream, _O_BINARY);
     }
+}
+
+// argv has been through the code page, which lacks most characters.
+std::vector<std::string> arguments(int, char**)
+{
+    int count = 0;
+    wchar_t** const values = CommandLineToArgvW(GetCommandLineW(), &count);
+    std::vector<std::string> out;
+    for (int i = 1; values != nullptr && i < count; ++i) {
+        out.push_back(textOf(values[i]));
+    }
+    LocalFree(values);
+    return out;
 }
 
 int openForReading(const std::string& path)
@@ -300,6 +314,11 @@ void prepareProcess()
         sigemptyset(&action.sa_mask);
         sigaction(number, &action, nullptr);
     }
+}
+
+std::vector<std::string> arguments(int argc, char** argv)
+{
+    return {argv + std::min(argc, 1), argv + argc};
 }
 
 int openForReading(const std::string& path)

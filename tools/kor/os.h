@@ -16,6 +16,9 @@ constexpr int kStandardError = 2;
 // a standard stream that the caller closed keeps its number, so that no file can take its place.
 void prepareProcess();
 
+// The arguments after the program's name, in UTF-8 where the system has text and not bytes.
+std::vector<std::string> arguments(int argc, char** argv);
+
 // File descriptors. Failures give -1 or false and leave the reason for lastError.
 int openForReading(const std::string& path);
 int openForWriting(const std::string& path); // an existing device, FIFO or the like; truncates nothing
