@@ -29,3 +29,4 @@ need() {
 build_packages=(g++ cmake ninja-build libcli11-dev libfmt-dev python3)
 test_packages=(clang clang-format libgtest-dev librapidcheck-dev libeigen3-dev libgsl-dev pkg-config locales python3-numpy
                git)
+fuzz_packages=(clang libclang-rt-14-dev)
