@@ -158,6 +158,32 @@ TEST_F(TwoLevelV2Literal, isTheSameWithSamplesThatHaveNoFirstTemperature)
     EXPECT_NEAR(doneAt, 538, 3);
 }
 
+class TwoLevelV2LiteralWarmUp : public OwnProcess, public ::testing::WithParamInterface<int> {};
+
+// A level that has not been usable for eleven samples when the warm-up ends is handed the reading of its own row.
+TEST_P(TwoLevelV2LiteralWarmUp, isTheSameWhenItEndsWhileALevelIsNotTrustedYet)
+{
+    Sequence sequence(214, 0, Motion::kMoving);
+    LiteralV2Process process;
+    Priming prm = sequence.priming();
+    prm.dynamic = {1.0F, 0.0F, 0.0F, 0.0F, 3.0F, 7.0F, 1.0F};
+    PairV2 pair(process, prm);
+    for (int n = 1; n <= 440; ++n) {
+        Call call = sequence.at(n);
+        (GetParam() == 1 ? call.excluded1 : call.excluded2) = n == 400;
+        const double before = process.level[GetParam() - 1].out;
+        ASSERT_TRUE(pair.feed(call));
+        ASSERT_EQ(process.warmDone, n >= 405);
+        if (n == 405) {
+            EXPECT_NE(process.level[GetParam() - 1].out, before);
+        } else if (n > 400 && n <= 410) {
+            EXPECT_TRUE(within(process.level[GetParam() - 1].out, before, 1e-12)); // no reading counts
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(BothLevels, TwoLevelV2LiteralWarmUp, ::testing::Values(1, 2));
+
 class TwoLevelV2LiteralLag : public OwnProcess, public ::testing::WithParamInterface<float> {};
 
 TEST_P(TwoLevelV2LiteralLag, isTruncatedAndReducedToTheRing)
