@@ -71,7 +71,10 @@ TEST(WideFromUtf8, RefusesWhatIsNotUtf8)
 
 TEST(Path, KeepsItsBytes)
 {
+    EXPECT_EQ(textOf(pathFrom("d\xc3\xa4/x.csv")), "d\xc3\xa4/x.csv");
+#ifndef _WIN32 // where names are text
     EXPECT_EQ(textOf(pathFrom("d\xc3\xa4/\xff.csv")), "d\xc3\xa4/\xff.csv");
+#endif
 }
 
 TEST(Split, KeepsEmptyParts)
