@@ -267,20 +267,26 @@ private:
         }
     }
 
-    // Row count of a table. A count that the rest of the file cannot hold fails here, before it claims memory; one
-    // that does not parse leaves the old count in force, which must then be one that the old arrays hold.
-    bool readCount(const Block& block, std::uint32_t& count, bool arraysHoldCount)
+    // Row count of a table. A count that the rest of the file cannot hold, or that goes beyond what the kept array
+    // holds, fails here: before it claims memory, and with the old count still standing beside the old rows. One that
+    // does not parse leaves the old count in force, which must then be one that the old arrays hold.
+    bool readCount(const Block& block, std::uint32_t& count, bool arraysHoldCount,
+                   std::uint32_t most = std::numeric_limits<std::uint32_t>::max())
     {
         const std::optional<std::int64_t> value = readInteger();
         if (!value) {
             return arraysHoldCount || failAtValue(block.message, "a row count");
         }
         const std::size_t line = m_in.itemLine();
-        count = static_cast<std::uint32_t>(saturated(*value));
         const std::uint64_t rest = m_size - std::min(m_size, m_in.consumed());
         if (!hasRoomFor(*value, rest)) {
             return fail(block.message, line, "a row count that the file has room for", std::to_string(*value));
         }
+        const auto accepted = static_cast<std::uint32_t>(saturated(*value));
+        if (accepted > most) {
+            return fail(block.message, line, "no more rows than the first file read had", std::to_string(accepted));
+        }
+        count = accepted;
         return true;
     }
 
@@ -308,17 +314,18 @@ private:
 
     bool readAzimuthTable(const Block& block)
     {
-        if (!readCount(block, m_fields.azCompCount, encoderTableHolds(m_fields.azCompTable, m_fields.azCompCount))) {
-            return false;
-        }
         // Kept: the array of the first read serves every later one, whatever their counts; objects that share it see
         // the new rows. Only what would run over its end is refused.
+        const bool kept = m_fields.azCompTable != nullptr;
+        const bool held = encoderTableHolds(m_fields.azCompTable, m_fields.azCompCount);
+        const std::size_t most =
+            kept ? sharedCapacity(m_fields.azCompTable) / 2 : std::numeric_limits<std::uint32_t>::max();
+        if (!readCount(block, m_fields.azCompCount, held, static_cast<std::uint32_t>(most))) {
+            return false;
+        }
         const std::uint32_t count = m_fields.azCompCount;
-        const std::size_t line = m_in.itemLine();
-        if (m_fields.azCompTable == nullptr) {
+        if (!kept) {
             m_fields.azCompTable = allocateShared<float>(2 * std::size_t{count});
-        } else if (!encoderTableHolds(m_fields.azCompTable, count)) {
-            return fail(block.message, line, "no more rows than the first file read had", std::to_string(count));
         }
         readEncoderRows(std::span(m_fields.azCompTable, 2 * std::size_t{count}), m_fields.azRollover);
         return true;

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
+#include <limits>
 #include <memory>
 #include <random>
 #include <regex>
@@ -277,18 +278,14 @@ public:
         put("psd x", m_psdX);
         put("psd y", m_psdY);
         put("dynamic", m_dynamic);
-        const auto table = [&s](const std::string& name, const std::string& getter, const Table& t, int size) {
-            if (t.count < 0 || t.count > t.rows) {
-                s["failed: " + getter] = {static_cast<double>(kNotLoaded)};
-            } else {
-                s[name] = std::vector<double>(t.values.begin(), t.values.begin() + size);
-            }
+        const auto table = [&s](const std::string& name, const Table& t, int size) {
+            s[name] = std::vector<double>(t.values.begin(), t.values.begin() + size);
         };
-        table("azimuth table", "azimuth table", m_az, 2 * m_az.count);
-        table("elevation table", "elevation table", m_el, 2 * m_el.count);
-        table("tilt x table", "tilt x", m_x, m_x.count + 3);
-        if (m_y.exists || m_y.count != 0) {
-            table("tilt y table", "tilt y", m_y, m_y.count + 3);
+        table("azimuth table", m_az, 2 * m_az.count);
+        table("elevation table", m_el, 2 * m_el.count);
+        table("tilt x table", m_x, m_x.count + 3);
+        if (m_y.exists) {
+            table("tilt y table", m_y, m_y.count + 3);
         } else {
             s["tilt y table"] = std::vector<double>(3);
         }
@@ -363,7 +360,8 @@ private:
         }
     }
 
-    bool count(Table& table)
+    // A count that is refused leaves the old one with the old rows.
+    bool count(Table& table, int most = std::numeric_limits<int>::max())
     {
         int n = 0;
         if (std::fscanf(m_file, "%d", &n) != 1) {
@@ -375,8 +373,11 @@ private:
         if (n > left && n <= behindDigits) {
             borderline = true;
         }
+        if (n < 0 || n > left || n > most) {
+            return false;
+        }
         table.count = n;
-        return n >= 0 && n <= left;
+        return true;
     }
 
     void pairs(Table& table, std::array<float, 2>& rollover)
@@ -470,15 +471,13 @@ private:
                 row(m_adm);
                 break;
             case 15:
-                if (!count(m_az)) {
+                if (m_az.exists ? !count(m_az, m_az.rows) : !count(m_az)) {
                     return fail(code);
                 }
                 if (!m_az.exists) {
                     m_az.values.assign(2 * static_cast<std::size_t>(m_az.count), 0.0F);
                     m_az.exists = true;
                     m_az.rows = m_az.count;
-                } else if (m_az.count > m_az.rows) {
-                    return fail(code);
                 }
                 pairs(m_az, m_azRollover);
                 break;
