@@ -57,7 +57,7 @@ NormalisedColumns normaliseColumns(const double* m)
 }
 
 // Kept: a plain arctangent without quadrants, so the result stays within a quarter turn.
-float elevationArctangent(double y, double x)
+float plainArctangent(double y, double x)
 {
     if (std::fabs(x) <= kDeadZone) {
         return quarterTurn(y);
@@ -72,6 +72,7 @@ float safeAtan2(double y, double x)
     if (std::fabs(x) <= kDeadZone) {
         return quarterTurn(y);
     }
+    // Kept: without a look at the sign of x, so that an exact half turn reads 0.
     if (std::fabs(y) <= kDeadZone) {
         return 0.0F;
     }
@@ -112,7 +113,7 @@ OrientationAngles machineAngles(const double* m)
     const double cosFirst = cosine(angles.first);
     const double sinFirst = sine(angles.first);
     angles.second = safeAtan2(sinFirst * c.e20 + cosFirst * c.e10, sinFirst * c.e21 + cosFirst * c.e11);
-    angles.third = elevationArctangent(c.e02, cosFirst * c.e22 + sinFirst * c.f12);
+    angles.third = plainArctangent(c.e02, cosFirst * c.e22 + sinFirst * c.f12);
     return angles;
 }
 

@@ -3,7 +3,8 @@
 
 namespace kor {
 
-/// Angles of one orientation, radians, in single precision: about x, z and y in this order.
+/// Angles of one orientation, radians, in single precision.
+/// Kept: about x, z and y in this order.
 struct OrientationAngles {
     float first;
     float second;
@@ -12,8 +13,9 @@ struct OrientationAngles {
 
 /// Arctangent over the full circle with dead zones of 1e-12 about both axes, narrowed to float.
 /// Given     y, x    any numbers; a NaN outside the dead zones gives NaN
-/// Returned  result  radians in (-pi, pi]; 0 at the origin
+/// Returned  result  radians in [-pi, pi]; 0 at the origin
 /// Notes  1  The quarter and half turns are the shortened literals.
+///        2  Within the dead zone of y the result is 0 for a negative x too: an exact half turn reads 0.
 float safeAtan2(double y, double x);
 
 /// As safeAtan2, without the dead zone about the x axis: y = 0 with a negative x gives 0.

@@ -47,6 +47,7 @@ double axisTurn(double p, double q, double theta)
     if (noQ && std::fabs(p) > kDeadZone) {
         return p > 0.0 ? 0.0 : mek::kPi;
     }
+    // Kept: no guard against 0/0 when neither angle was measured.
     const double s = std::asin(std::sin(q) / std::sin(theta));
     if (q > 0.0 && p > 0.0) {
         return s;

@@ -24,6 +24,7 @@ bool readsLevelXAsRatio(std::int32_t mode)
     return mode == 5 || mode == 6;
 }
 
+// Kept: the denominator of the ratio still passes through the table of level Y.
 float levelXInput(std::int32_t mode, const KOR_RAWINFO& raw)
 {
     if (!readsLevelXAsRatio(mode)) {
@@ -197,7 +198,8 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
         info.orientationAngles[1] = degrees(angles.second);
         info.orientationAngles[2] = degrees(angles.third);
     } else if (raw.referenceGate <= kReferenceGate && raw.referenceHold == 0) {
-        // The first good sample becomes the reference; nothing clears it again.
+        // Kept: the first good sample becomes the reference, and nothing clears it again. A singular one stands as its
+        // own inverse.
         std::copy(std::begin(s.modelBuffer), std::end(s.modelBuffer), s.referenceInverse);
         mek::MatrixInverse(s.referenceInverse, 3);
         s.referenceCaptured = true;

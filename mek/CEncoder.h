@@ -24,7 +24,7 @@ public:
     /// Given     reading  degrees, any number of turns
     /// Returned  angle    degrees: the reading itself plus its correction, summed in double and narrowed
     /// Accuracy  half a float ulp of the exact piecewise-linear curve within 1000 turns, but for double roundings
-    ///           (tests/mek/cencoder_test.cpp)
+    ///           (tests/mek/encoder_test.cpp)
     /// Notes  1  One row is a constant correction.
     ///        2  A NaN or infinite reading comes back unchanged.
     float encCalibration(float reading) const noexcept;
@@ -33,7 +33,7 @@ public:
     /// Given     angle    degrees, any number of turns
     /// Returned  reading  degrees: encCalibration of it is the angle
     /// Accuracy  the exact solution on the piecewise-linear curve, narrowed: forward after inverse meets the angle
-    ///           to one ulp of the larger of angle and reading, within 1000 turns (tests/mek/cencoder_test.cpp)
+    ///           to one ulp of the larger of angle and reading, within 1000 turns (tests/mek/encoder_test.cpp)
     /// Notes  1  For curves that ascend (every correction slope above -1); other curves give some finite result.
     ///        2  A NaN or infinite angle comes back unchanged.
     ///        3  A piece that is straight over the readings is straight over the calibrated angles too, so the

@@ -1,6 +1,6 @@
 // The shortened literals of the angle arithmetic.
 //
-// They are the system's own values: exact ones would change results in the last digits. Each line gives the
+// Kept: they are the system's own values, and exact ones would change results in the last digits. Each line gives the
 // unit and the relative error against the exact value; a test pins the digits.
 #pragma once
 

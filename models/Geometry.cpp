@@ -9,6 +9,7 @@ namespace kor {
 
 namespace {
 
+// Kept: this dead zone and that of the dual-level model's levels differ on purpose.
 constexpr double kAxisDeadZone = 1.7444444444444444e-5;
 constexpr double kStandardGravity = 9800.0; // mm/s^2
 

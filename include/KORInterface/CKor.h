@@ -12,12 +12,13 @@
 /// for every sample. Operations return 0 on success and 20 when a required pointer is null.
 ///
 /// Notes  1  One recursive lock per engine: a host may configure or read from one thread while another feeds
-///           samples. setThermalFactor, setMountMode, the two inverse calibrations and Calc_HV0 do not take it;
-///           call the first four only while no sample is being processed.
+///           samples. setThermalFactor, setMountMode, the two inverse calibrations and Calc_HV0 do not take it: call
+///           the first two only while no other operation runs on the engine, and the inverse calibrations only while
+///           no encoder table is set, released or replaced.
 ///        2  Fields that the host has not set are zero, but for the MCS flag, which starts true.
-///        3  Only the two constructors and the copy assignment throw, and only the allocator's std::bad_alloc.
+///        3  Only the two constructors throw, and only the allocator's std::bad_alloc.
 ///        4  Copies share the tables, the model and the parameter store of their source; each has a lock of its
-///           own. Feed only one of them at a time.
+///           own, which does not cover what they share. Feed or configure only one of them at a time.
 class KORINTERFACE_API CKor {
 public:
     CKor();
@@ -49,18 +50,21 @@ public:
     /// Compensation table of level X.
     /// Given     count         knots of the spline, at least 1
     ///           knots         count + 3 floats: the knots, then the three extra values of the table
-    ///           coefficients  4 x count doubles: c0..c3 of each interval
+    ///           coefficients  4 x count doubles: c0..c3 of each of the count - 1 intervals; the last four are kept
+    ///                         and not used
     /// Returned  result        20 also for a count below 1 or above that of the first call
     /// Notes  1  The table is allocated by the first call and keeps its size; when that fails, the result is 20.
+    ///        2  A level without a table, or with a single knot, passes its reading on and counts as out of range.
     int setLevelXComp(int count, const float* knots, const double* coefficients);
 
     /// Compensation table of level Y, as setLevelXComp.
     int setLevelYComp(int count, const float* knots, const double* coefficients);
 
     /// Calibration table of the azimuth encoder.
-    /// Given     count   rows
+    /// Given     count   rows; below 1 for no correction
     ///           table   2 x count floats: reading and correction of each row, degrees, readings ascending
-    /// Returned  result  20 also for a count above that of the first call
+    /// Returned  result  20 also for a count above that of the first call, and when there is no memory
+    /// Notes  1  The table is allocated by the first call and keeps its size, a size of zero too.
     int setAzimuthComp(int count, const float* table);
 
     /// Calibration table of the elevation encoder, as setAzimuthComp.
@@ -83,7 +87,8 @@ public:
     ///           n       3; of a larger matrix the first nine values are taken
     int setLocalMatrix(const double* matrix, int n);
 
-    /// Machine coordinate transform; takes effect in mount modes below 7 while the MCS flag is true.
+    /// Machine coordinate transform, n as for setLocalMatrix; takes effect in mount modes below 7 while the MCS flag is
+    /// true.
     int setMachineMatrix(double* matrix, int n);
 
     /// Chooses machine (true) or local (false) coordinates in mount modes below 7.
@@ -95,7 +100,9 @@ public:
     /// Chooses the orientation model, creates it on the first call and primes it with the parameter groups.
     /// Given     mode  1, 2 dual level; 5, 6 polarizer; 7, 8 three vectors; 9, 10 three vectors and two levels;
     ///                 anything else pendulum
-    /// Notes  1  A later call changes the mode of the per-sample steps but keeps the kind of the model.
+    /// Returned  result  0
+    /// Notes  1  A later call changes the mode of the per-sample steps but keeps the model, its kind and its parity.
+    ///        2  When there is no memory for the model, samples stay refused.
     int setMountMode(int mode);
 
     /// Encoder reading that calibrates to an azimuth; degrees in and out.
@@ -107,22 +114,23 @@ public:
     /// One sample through corrections, calibration and orientation model.
     /// Given     raw   the sample
     /// Returned  info  the result; a rejected sample (status other than 2, or no matrix from the model) has zero
-    ///                 angles and sensorOut; before setMountMode every field is zero
+    ///                 angles and sensorOut; before setMountMode and after Destroy every field is zero
     /// Notes  1  The orientation matrix is kept for ReadMatrix.
     ///        2  The first valid sample with referenceGate at most 0.4 and referenceHold zero becomes the
     ///           reference; its own angles are zero.
     void updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info);
 
     /// Orientation matrix of the last sample.
-    /// Returned  matrix  nine doubles, row-major; the identity after a rejected sample
-    ///           result  0, 20 for a null pointer, 554 when the last sample was not valid
+    /// Returned  matrix  nine doubles, row-major, base to tracker frame; the identity after a rejected sample. A sample
+    ///                   that was refused for want of a model leaves the matrix as it was: zeros to begin with
+    ///           result  0, 20 for a null pointer, 554 when the last sample was not valid or there was none
     int ReadMatrix(double* matrix);
 
     /// Home-vector solve: two directions and two pairs of angles to two angles. Uses no engine state.
     /// Given     a, b       direction vectors
     ///           reference  two reference angles, degrees
     ///           measured   two measured angles (x, y), degrees; z is not used
-    /// Returned  first, second  degrees
+    /// Returned  first, second  degrees; either pointer may be null
     ///           result     false when the first frame is singular; both angles are written all the same
     /// Notes  1  measured = (0, 0) leaves both angles not-a-number.
     bool Calc_HV0(D_VECTOR3 a, D_VECTOR3 b, D_VECTOR2 reference, D_VECTOR3 measured, double* first, double* second);

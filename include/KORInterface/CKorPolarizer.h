@@ -15,7 +15,8 @@
 ///   rz1 = (A1 - azimuth k) S[4]        azimuth axis
 /// k turns degrees into radians. The rotations are right-handed and elementary.
 ///
-/// Notes  1  Level X, the temperatures, the parity, the QVC and the level parameters have no influence.
+/// Notes  1  S[2], S[3], S[7], level X, the temperatures, the parity, the QVC and the level parameters have no
+///           influence.
 ///        2  CalTranxMatrix always returns true; a zero position gives not-a-number throughout.
 class KORINTERFACE_API CKorPolarizer : public CKorModel {
 public:

@@ -34,6 +34,9 @@ inline int copyEncoderTable(const CKorPrm& prm, CKor& engine, int (CKorPrm::*get
     if (code != 20) {
         return code;
     }
+    if (count == 0) {
+        return 0; // no correction; an empty table would fix the engine's at a size of zero
+    }
     std::vector<float> table(2u * static_cast<std::vector<float>::size_type>(count) + 1u);
     code = (prm.*get)(count, table.data());
     return code == 0 ? (engine.*set)(static_cast<int>(count), table.data()) : code;

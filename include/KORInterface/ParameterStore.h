@@ -16,7 +16,7 @@
 ///           dynamic   seven dynamic parameters
 ///           a, b      three coefficients each, of the first and the second detector coordinate
 /// Returned  result    0, 20 a pointer is null, 551 the engine has been destroyed
-/// Notes  1  Takes the engine's lock.
+/// Notes  1  Takes the engine's lock. Copies of the engine share the store and do not share the lock.
 KORINTERFACE_API int LoadParameterStore(CKor& engine, const float* dynamic, const float* a, const float* b);
 
 /// The same from a parameter set: the dynamic parameters, and the PSDX and PSDY blocks as coefficients A and B.

@@ -56,15 +56,17 @@ struct KOR_RAWINFO {
 
 /// One result. The engine sets every byte to zero before anything else on each call.
 /// Layout    60 bytes, fifteen 4-byte words.
-/// Notes  1  orientationAngles are about x, z and y in this order (degrees); zero until a reference is captured.
+/// Notes  1  orientationAngles are about x, z and y in this order; zero until a reference is captured. They make up the
+///           matrix of CKor::ReadMatrix: Rx([0]) Ry([2]) Rz([1]) in machine coordinates and in mount modes 7 and above,
+///           Rz([1]) Ry([2]) Rx([0]) in local coordinates. Only local coordinates are relative to the reference.
 ///        2  sensorOut echoes sensorVector in mount modes below 7 and holds the first three QVC values of the
 ///           model in modes 7 and above.
 struct KOR_INFO {
     std::int32_t reserved0;     ///< always 0
     float azimuth;              ///< calibrated azimuth, degrees
     float elevation;            ///< calibrated elevation, degrees
-    float levelX;               ///< corrected level X, degrees
-    float levelY;               ///< corrected level Y, degrees
+    float levelX;               ///< corrected level X, degrees; mount modes 9 and 10: the model's filtered value
+    float levelY;               ///< corrected level Y, degrees; the same
     float orientationAngles[3]; ///< orientation angles, degrees (note 1)
     std::int32_t reserved32;    ///< always 0
     float sensorOut[3];         ///< tracker frame, mm (note 2)
