@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 . scripts/packages.sh
-need "${build_packages[@]}" "${test_packages[@]}"
+need "${build_packages[@]}" "${test_packages[@]}" "${windows_packages[@]}"
 
 step() { printf '\n== %s\n' "$*"; }
 # Runs a command with its output in a log that is shown only if the command fails.
@@ -36,6 +36,12 @@ step "AddressSanitizer and UndefinedBehaviorSanitizer: build and unit tests"
 built asan -DKORINTERFACE_BUILD_TOOLS=OFF
 quietly ctest --preset asan -j "$jobs" -L unit
 
-step "g++: build and all tests"
+step "g++: build"
 built dev
+
+step "MinGW: build; tests under Wine"
+built mingw
+quietly ctest --preset mingw -j "$jobs"
+
+step "g++: all tests"
 ctest --preset dev -j "$jobs"

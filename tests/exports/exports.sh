@@ -16,7 +16,7 @@ trap 'rm -f "$names"' EXIT
 case $library in
 *.dll)
     x86_64-w64-mingw32-objdump -p "$library" |
-        awk '/\[Ordinal\/Name Pointer\] Table/ { inside = 1; next } inside && /^$/ { exit } inside { print $NF }'
+        awk '/\[Ordinal\/Name Pointer\] Table/ { inside = 1; next } /^$/ { inside = 0 } inside { print $NF }'
     ;;
 *)
     nm -D --defined-only "$library" | awk '{ print $NF }'

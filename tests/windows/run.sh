@@ -9,6 +9,18 @@ export WINEPREFIX=$1 WINEDEBUG=-all WINEARCH=win64 WINEDLLOVERRIDES='mscoree,msh
 unset DISPLAY
 shift
 
+# Wine's own services start with the first program and inherit its output. They outlive it, so whoever reads that output
+# to its end through a pipe would wait for them; hence a file.
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+run() {
+    local status=0
+    wine "$@" >"$work/out" 2>"$work/err" || status=$?
+    cat "$work/out"
+    cat "$work/err" >&2
+    return "$status"
+}
+
 case $1 in
 --start)
     # Silent and away from our output: the server outlives this script, and whoever waits for the output's end.
@@ -26,12 +38,12 @@ case $1 in
     program=$2
     shift 2
     # The list shows a suite's name, then its tests indented; a comment may follow either.
-    mapfile -t tests < <(wine "$program" --gtest_list_tests | tr -d '\r' |
+    mapfile -t tests < <(run "$program" --gtest_list_tests | tr -d '\r' |
         awk '/^[^ ]/ { suite = $1 } /^  / { print suite $1 }')
     [ "${#tests[@]}" -gt 0 ] || { echo "$program lists no tests" >&2; exit 1; }
     failed=()
     for test in "${tests[@]}"; do
-        if ! output=$(wine "$program" --gtest_filter="$test" --gtest_color=no "$@" 2>&1 </dev/null) ||
+        if ! output=$(run "$program" --gtest_filter="$test" --gtest_color=no "$@" 2>&1 </dev/null) ||
             ! grep -q '\[  PASSED  \] 1 test' <<<"$output"; then
             printf '%s\n' "$output"
             failed+=("$test")
@@ -41,6 +53,6 @@ case $1 in
     [ "${#failed[@]}" -eq 0 ] || { printf 'failed: %s\n' "${failed[@]}"; exit 1; }
     ;;
 *)
-    exec wine "$@"
+    run "$@"
     ;;
 esac
