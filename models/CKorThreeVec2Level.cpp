@@ -12,22 +12,40 @@ namespace {
 constexpr double kSmoothing = 0.006000000000000005; // gain of the exponential level smoothing
 constexpr double kDriftScale = 0.001;
 
-// Kept: smoothing belongs to the process, so that two objects fed in turn disturb each other.
+// Kept: the smoothing belongs to the process, so that two objects fed in turn disturb each other.
+struct LevelState {
+    double smooth; // exponential smoother
+    double last;   // last compensated value; written only
+};
+
 struct ProcessState {
     double reference7;
     double reference8;
-    double smoothL1;
-    double smoothL2;
-    double lastL1;
-    double lastL2;
+    LevelState level1;
+    LevelState level2;
 };
 
 // Set up once, thread-safely, by the first call that gets here, from that call's input.
 ProcessState& processState(const double* io)
 {
-    static ProcessState state{io[7], io[8], io[3], io[4], io[3], io[4]};
+    static ProcessState state{io[7], io[8], {io[3], io[3]}, {io[4], io[4]}};
     return state;
 }
+
+// Along a level's axis in the stage; not of unit length.
+mek::Vec3 alongLevel(const float* levelParameters)
+{
+    return {1.0, std::tan(static_cast<double>(levelParameters[3]) * mek::kRadPerDeg),
+            std::tan(static_cast<double>(levelParameters[4]) * mek::kRadPerDeg)};
+}
+
+// What one level gives.
+struct Solution {
+    bool found;
+    mek::Mat3 rotation; // azimuth stage to tracker frame
+    double centre[3];   // rotation centre of the first solve, tracker frame
+    double axis[3];     // the level's axis of the first solve, tracker frame
+};
 
 } // namespace
 
@@ -132,73 +150,66 @@ bool CKorThreeVec2Level::CalTranxMatrix(double* const io, double azRefRad, doubl
     m_driftA += (io[7] - process.reference7) * kDriftScale;
     m_driftB += (io[8] - process.reference8) * kDriftScale;
 
-    struct Solution {
-        bool found;
-        mek::Mat3 rotation;
-        mek::Vec3 centre;
+    double direction[3];
+    mek::store(sight, direction);
+    const auto rotationFor = [&](const float* levelParameters, double level) {
+        mek::Mat3 rotation{};
+        GetF1(levelParameters, level, direction, measured.horizontal, measured.vertical, stride, rotation.m);
+        return rotation;
     };
-    using Acceleration = bool (CKorThreeVec2Level::*)(const double*, const double*, unsigned long, double, double&);
-    using Average = int (CKorThreeVec2Level::*)(double&);
-    // One level: a first rotation from its raw value places the rotation centre, whose acceleration is then taken
-    // out of the averaged value; the smoothed rest gives the final rotation.
-    struct LevelPath {
-        const float* parameters;
-        double raw;
-        Acceleration acceleration;
-        std::uint32_t counter;
-        double time;
-        double& accAlong;
-        Average average;
-        double& filtered;
-        double& smooth;
-        double& last;
-    };
-    const auto solve = [&](const LevelPath& path) {
-        Solution solution;
-        double direction[3];
-        mek::store(sight, direction);
-        double level = path.raw;
-        GetF1(path.parameters, level, direction, measured.horizontal, measured.vertical, stride, solution.rotation.m);
-        solution.centre = position - solution.rotation * offset;
-        const mek::Vec3 axis = mek::normalised(
-            solution.rotation * mek::Vec3{1.0, std::tan(static_cast<double>(path.parameters[3]) * mek::kRadPerDeg),
-                                          std::tan(static_cast<double>(path.parameters[4]) * mek::kRadPerDeg)});
-        double centre[3];
-        double levelDirection[3];
-        mek::store(solution.centre, centre);
-        mek::store(axis, levelDirection);
-        solution.found = (this->*path.acceleration)(centre, levelDirection, path.counter, path.time, path.accAlong);
-        if (!solution.found) {
-            return solution;
-        }
-        (this->*path.average)(level);
-        path.filtered = level;
-        GetLevelAfterAccComp(level, path.accAlong);
-        path.smooth += (level - path.smooth) * kSmoothing;
-        level = path.smooth + m_driftB;
-        path.last = level;
-        GetF1(path.parameters, level, direction, measured.horizontal, measured.vertical, stride, solution.rotation.m);
+
+    // First solve, from the raw value: places the rotation centre and the level's axis in the tracker frame.
+    const auto placed = [&](const float* levelParameters, double level) {
+        Solution solution{};
+        solution.rotation = rotationFor(levelParameters, level);
+        mek::store(position - solution.rotation * offset, solution.centre);
+        mek::store(mek::normalised(solution.rotation * alongLevel(levelParameters)), solution.axis);
         return solution;
     };
-    const LevelPath path1 = {level1Parameters, io[3],         &CKorThreeVec2Level::GetAccLx,     m_counterL1,
-                             m_timeL1,         m_accAlongL1,  &CKorThreeVec2Level::MovingFilter, m_level1Filtered,
-                             process.smoothL1, process.lastL1};
-    const LevelPath path2 = {level2Parameters, io[4],         &CKorThreeVec2Level::GetAccLy,           m_counterL2,
-                             m_timeL2,         m_accAlongL2,  &CKorThreeVec2Level::MovingFilterLevelY, m_level2Filtered,
-                             process.smoothL2, process.lastL2};
+    // Final solve, from the value freed of acceleration: smoothed, and shifted by the drift.
+    const auto finished = [&](Solution& solution, const float* levelParameters, double level, LevelState& state) {
+        state.smooth += (level - state.smooth) * kSmoothing;
+        state.last = state.smooth + m_driftB;
+        solution.rotation = rotationFor(levelParameters, state.last);
+    };
+    // Kept: the moving average replaces the value before the compensation.
+    const auto solveLevel1 = [&] {
+        Solution solution = placed(level1Parameters, io[3]);
+        solution.found = GetAccLx(solution.centre, solution.axis, m_counterL1, m_timeL1, m_accAlongL1);
+        if (solution.found) {
+            double level = io[3];
+            MovingFilter(level);
+            m_level1Filtered = level;
+            GetLevelAfterAccComp(level, m_accAlongL1);
+            finished(solution, level1Parameters, level, process.level1);
+        }
+        return solution;
+    };
+    const auto solveLevel2 = [&] {
+        Solution solution = placed(level2Parameters, io[4]);
+        solution.found = GetAccLy(solution.centre, solution.axis, m_counterL2, m_timeL2, m_accAlongL2);
+        if (solution.found) {
+            double level = io[4];
+            MovingFilterLevelY(level);
+            m_level2Filtered = level;
+            GetLevelAfterAccComp(level, m_accAlongL2);
+            finished(solution, level2Parameters, level, process.level2);
+        }
+        return solution;
+    };
 
     mek::Mat3 rotation;
     mek::Vec3 centre;
     if (m_level1Excluded || m_level2Excluded) {
-        const Solution only = solve(m_level1Excluded ? path2 : path1);
+        const Solution only = m_level1Excluded ? solveLevel2() : solveLevel1();
         if (!only.found) {
             return false;
         }
         rotation = only.rotation;
         centre = position - rotation * offset;
     } else {
-        const Solution first = solve(path1);
-        const Solution second = solve(path2);
+        const Solution first = solveLevel1();
+        const Solution second = solveLevel2();
         if (first.found && second.found) {
             const kor::EulerAngles a = kor::eulerAngles(first.rotation);
             const kor::EulerAngles b = kor::eulerAngles(second.rotation);
@@ -208,12 +219,10 @@ bool CKorThreeVec2Level::CalTranxMatrix(double* const io, double azRefRad, doubl
             // Kept: alone of two, a level's rotation goes with the centre of its first solve.
             const Solution& only = first.found ? first : second;
             rotation = only.rotation;
-            centre = only.centre;
+            centre = mek::loadVec3(only.centre);
         } else {
-            process.smoothL1 = io[3];
-            process.smoothL2 = io[4];
-            process.lastL1 = io[3];
-            process.lastL2 = io[3]; // Kept: the first level's value
+            process.level1 = {io[3], io[3]};
+            process.level2 = {io[4], io[3]}; // Kept: the last value is the first level's
             return false;
         }
     }
