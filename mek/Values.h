@@ -94,7 +94,7 @@ inline double length(const Vec3& v) noexcept
     return std::sqrt(dot(v, v));
 }
 
-/// v divided by its length, component by component. The zero vector gives NaN: callers that can meet it look first.
+/// v divided by its length, component by component. The zero vector gives NaN, which the models pass on.
 inline Vec3 normalised(const Vec3& v) noexcept
 {
     return v / length(v);

@@ -32,7 +32,8 @@ mek::Vec3 gravityFromLevels(double z, double h2, double phi, double a3, double a
     const double d = s3 * s3 + s4 * s4 - s4 * (2.0 * s3) * std::cos(w);
     const double theta = std::asin(std::sqrt(d) / std::sin(w));
 
-    // Tilt in the vertical plane through the measured position.
+    // Tilt in the vertical plane through the measured position. Kept: the offset turns the tilt's place, not the second
+    // level's own part in it.
     const double p = std::acos(std::sin(std::fabs(a4)) / std::sin(std::fabs(theta))) + turn * mek::kRadPerDeg;
     double psi = p < mek::kHalfPi ? std::asin(std::cos(p) * std::sin(theta))
                                   : -std::asin(std::cos(mek::kPi - p) * std::sin(theta));
@@ -81,6 +82,7 @@ bool CKorDualLevel::CalTranxMatrix(double* const matrix, double angle1, double a
     const double y = matrix[1];
     const double z = matrix[2];
     const double a3 = matrix[3] * mek::kRadPerDeg;
+    // Kept: the second level enters negated.
     const double a4 = -(matrix[4] * mek::kRadPerDeg);
     const double e1 = matrix[5] * mek::kRadPerDeg - angle1;
     const double e2 = angle2 - matrix[6] * mek::kRadPerDeg;

@@ -117,8 +117,8 @@ bool CKorPendulum::CalTranxMatrix(double* const matrix, double angle1, double an
     for (int iteration = 0; iteration < kMostIterations; ++iteration) {
         const mek::Vec3 arm = mek::normalised(armDirection(m, rho));
         const mek::Vec3 across = mek::normalised(mek::cross(u, arm));
-        const mek::Vec3 sight = mek::normalised(mek::cross(arm, across));
-        frame = mek::columns(sight, arm, across);
+        const mek::Vec3 forward = mek::normalised(mek::cross(arm, across));
+        frame = mek::columns(forward, arm, across);
         const mek::Vec3 tilted = frame * elevationTurnBack * pendulum;
         const double error = std::asin(tilted.z) - target;
         if (std::fabs(error) < kDeadZone) {

@@ -46,6 +46,7 @@ bool CKorThreeVec::CalTranxMatrix(double* const matrix, double angle1, double an
     // Known directions in the stage: line of sight after the elevation turn, and the level's axis.
     const kor::Direction measured = kor::directionOf({matrix[0], matrix[1], matrix[2]});
     const mek::Vec3 turnAxis = kor::elevationAxis(static_cast<double>(qvcParameters[5]));
+    // Kept: the first level's parameters go with level Y, whose sign is turned.
     const mek::Vec3 level =
         kor::levelAxis(static_cast<double>(level1Parameters[3]), static_cast<double>(level1Parameters[4]));
     const mek::Vec3 sight = mek::rotateAboutAxis(
@@ -53,6 +54,8 @@ bool CKorThreeVec::CalTranxMatrix(double* const matrix, double angle1, double an
         kor::sightAtZeroElevation(static_cast<double>(qvcParameters[3]), static_cast<double>(qvcParameters[4])));
 
     // Gravity in the stage from its angles to both.
+    // Kept: the signed vertical on both sides, but one polar angle: exact for an odd parity only when sight and level
+    // axis are at right angles.
     const mek::Vec3 vertical = kor::signedVertical(iMMode);
     const double sightAngle = measured.vertical + 90.0;
     const double levelAngle =

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <limits>
 
@@ -19,6 +20,7 @@ constexpr std::uint32_t kWarmUpSkipped = 200; // samples before the warm-up mean
 constexpr std::uint32_t kWarmUpEnd = 400;     // samples when it ends
 constexpr double kWarmUpSamples = 200.0;
 constexpr double kCorrectionScale = 0.01;
+// Kept: samples count as 0.01 s apart whatever their times.
 constexpr double kInverseTimeStep2 = 625.0; // 1/(16 h^2) at h = 0.01 s, the weight of the seven-point second difference
 
 // Kept: the solve's state belongs to the process and survives its objects.
@@ -38,6 +40,7 @@ struct ProcessState {
     LevelState level2;
     double reference7;
     double reference8;
+    // Kept: one matrix for both, so that a failing first solve blends the last blend again.
     mek::Mat3 rotation{};       // of the previous sample; also what the first level's solve writes
     mek::Mat3 secondRotation{}; // what the second level's solve writes
     mek::Mat3 out{};            // last returned matrix
@@ -105,7 +108,8 @@ mek::Vec3 axisOf(const float* levelParameters)
     return kor::levelAxis(static_cast<double>(levelParameters[3]), static_cast<double>(levelParameters[4]));
 }
 
-// Share of the first level in the blend, from how long each has been usable.
+// Share of the first level in the blend, from how long each has been usable. Kept: the square gives an excluded first
+// level full weight while the second is in its 21st to 30th usable sample, and a quarter when both are old.
 double firstLevelWeight(std::int64_t c1, std::int64_t c2)
 {
     double w = 0.5;
@@ -133,18 +137,19 @@ CKorThreeVec2Levelv2::CKorThreeVec2Levelv2()
 }
 
 // Streams cannot be copied: the new object has a closed one of its own.
-CKorThreeVec2Levelv2::CKorThreeVec2Levelv2(const CKorThreeVec2Levelv2& other) : CKorThreeVec2Levelv2()
+CKorThreeVec2Levelv2::CKorThreeVec2Levelv2(const CKorThreeVec2Levelv2& other) : CKorThreeVec2Level(other)
 {
     *this = other;
 }
 
 CKorThreeVec2Levelv2& CKorThreeVec2Levelv2::operator=(const CKorThreeVec2Levelv2& other)
 {
+    if (this == &other) {
+        return *this;
+    }
     CKorThreeVec2Level::operator=(other);
     m_ringIndex = other.m_ringIndex;
-    const auto copyRows = [](const auto& from, auto& to) {
-        std::copy(&from[0][0], &from[0][0] + sizeof from / sizeof from[0][0], &to[0][0]);
-    };
+    const auto copyRows = [](const auto& from, auto& to) { std::memcpy(to, from, sizeof to); };
     copyRows(other.m_rawRing, m_rawRing);
     copyRows(other.m_filteredRing, m_filteredRing);
     copyRows(other.m_psdRing, m_psdRing);
@@ -250,6 +255,7 @@ bool CKorThreeVec2Levelv2::CalTranxMatrix(double* const io, double azRefRad, dou
     const std::int32_t row = m_ringIndex;
     const std::int32_t rowA = lagRow(row, m_dynamicParams[4]);
     const std::int32_t rowB = lagRow(row, m_dynamicParams[5]);
+    // Kept: the third lag has no effect.
     double sample[9];
     std::copy_n(io, 9, sample);
     MovingFilter(m_rawRing, sample);
@@ -311,7 +317,7 @@ bool CKorThreeVec2Levelv2::CalTranxMatrix(double* const io, double azRefRad, dou
     const mek::Mat3 previous = process.rotation;
     const mek::Vec3 trackerAxis1 = normalisedUnlessZero(previous * axis1);
     const mek::Vec3 trackerAxis2 = normalisedUnlessZero(previous * axis2);
-    m_axisZRing[row][0] = trackerAxis1.z;
+    m_axisZRing[row][0] = trackerAxis1.z; // written only
     m_axisZRing[row][1] = trackerAxis2.z;
 
     // Levels without the acceleration along their axes.
@@ -336,6 +342,7 @@ bool CKorThreeVec2Levelv2::CalTranxMatrix(double* const io, double azRefRad, dou
         const double correction8 = term8 * (previous.m[5] * flat.x - previous.m[2] * flat.y);
         level.sum7 = (level.sum7 + correction7) * smoothing;
         level.sum8 = (level.sum8 + correction8) * smoothing;
+        // Kept: for its first ten usable samples a level goes on from its last output.
         if (usable < kLearning) {
             level.compensated = correction7 + level.out + correction8;
         }

@@ -97,6 +97,7 @@ mek::Mat3 frameOf(const mek::Vec3& a, const mek::Vec3& b)
 
 mek::Mat3 stageRotation(const mek::Vec3& gravity, const mek::Vec3& sight, const Direction& measured)
 {
+    // Kept: -z for both parities; the parity picks the mirror solution only.
     const mek::Mat3 stageFrame = frameOf(gravity, sight);
     const mek::Mat3 trackerFrame = frameOf({0.0, 0.0, -1.0}, unitDirection(measured));
     return trackerFrame * mek::transpose(stageFrame);

@@ -71,7 +71,7 @@ bool acceleration(double (&positions)[3][kHistory], double (&velocities)[3][kHis
     return true;
 }
 
-// Sum of the entries of the last five rows, this one first.
+// Mean of the last five rows, this one first, summed from 0.0 in that order. Rows never written count as zeros.
 template <int Channels>
 double meanOfFive(const double (*ring)[Channels], std::int32_t row, int channel)
 {
@@ -132,7 +132,7 @@ int CKorThreeVec2Levelv2::MovingFilter(double ring[][9], double* sample)
     for (int channel = 0; channel < 5; ++channel) {
         sample[channel] = meanOfFive<9>(ring, m_ringIndex, channel);
     }
-    // Two samples back is the middle of the mean above, so that all nine outputs refer to one instant.
+    // Kept: two samples back is the middle of the mean above, so that all nine outputs refer to one instant.
     for (int channel = 5; channel < 9; ++channel) {
         sample[channel] = ring[kor::ringRow(m_ringIndex, 2)][channel];
     }

@@ -11,7 +11,8 @@
 ///
 /// Notes  1  The base ignores every parameter and leaves every buffer as it is; each derived class says which
 ///           operations it takes up.
-///        2  A model has no lock: never enter one from two threads at once.
+///        2  A model has no lock: never enter one from two threads at once. The two-level models share state, so all
+///           objects of those classes together need one lock when threads feed them.
 ///        3  Copies and moves carry every field; the results of a copy are bit-identical to the original's.
 class KORINTERFACE_API CKorModel {
 public:
@@ -28,7 +29,8 @@ public:
 
     /// Scale factors and angle offsets of the model.
     /// Given     values  count values, 8 in use; each model gives them its own meaning, angles in degrees
-    ///           count   number of values; 0 or less copies nothing, values beyond the eighth are ignored
+    ///           count   number of values; 0 or less copies nothing, values beyond the eighth are ignored, and a null
+    ///                   pointer copies nothing
     virtual void UpdateSFactors(float* values, int count);
 
     /// The sensor's orientation from one sample.
@@ -37,9 +39,11 @@ public:
     ///                   [7] first and [8] third temperature
     ///           angle1  azimuth encoder offset, radians
     ///           angle2  elevation encoder offset, radians
-    ///           size    dimension of the matrix, 3
+    ///           size    dimension of the matrix, 3; other values are ignored
     /// Returned  matrix  3 x 3 rotation from the sensor's base to the tracker frame, row-major
-    ///           result  true when a matrix was formed, false when this sample gives none
+    ///           result  true when a matrix was formed, false when this sample gives none; the two-level models then
+    ///           leave
+    ///                   the buffer as it was, the dual-level and pendulum models have written it
     virtual bool CalTranxMatrix(double* const matrix, double angle1, double angle2, int size);
 
     /// QVC parameters: 6 in use, same rules as UpdateSFactors.
@@ -68,7 +72,7 @@ public:
     /// Level values after the model's own filtering, degrees; untouched by models without any.
     virtual void GetLevelValues(float& level1, float& level2);
 
-    /// The seven dynamic parameters; ignored by all models but the second two-level one.
+    /// The seven dynamic parameters, a null pointer for no change; ignored by all models but the second two-level one.
     virtual void SetDynamicParameters(float* values);
 
     /// Sets or asks for the mount parity.

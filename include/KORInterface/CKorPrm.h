@@ -49,7 +49,8 @@ public:
     ///           dynamicParameters  those of the file, as far as the copying got
     /// Notes  1  What is written was read from the file; changes made through the set operations are not saved.
     ///        2  A file that holds a "Mounting Mode" block fails with 553, and so does every file when the object's
-    ///           mount mode is 7 or more. Only a file that ends before that block is rewritten, and then holds one.
+    ///           mount mode is 7 or more. Only a file that ends before that block is rewritten, and then holds one. The
+    ///           rewrite of a file that ends before "Scale Factor" lacks the tilt Y table and is not read again (619).
     ///        3  After 553 and 550 the file is as it was, but no longer read-only; "$tmp.prm" holds the blocks copied
     ///           so far.
     ///        4  A file is replaced in one step and only by a complete copy. When that is refused the result is 0, the
@@ -64,7 +65,7 @@ public:
     /// Azimuth calibration table.
     /// Returned  count   rows; written even when table is null (the result is then 20)
     ///           table   2 x count floats: reading and correction of each row, degrees
-    ///           result  551 also when the table is gone, after Destroy or a failed read
+    ///           result  551 also when the table is gone: after Destroy, or when a read found no memory for it
     int getAzimuthComp(unsigned int& count, float* table) const;
 
     /// Elevation calibration table, as getAzimuthComp.
@@ -82,7 +83,8 @@ public:
     ///           coeffs  4 x count doubles: spline coefficients c0..c3 of each interval
     int getLevelXComp(unsigned int& count, float* table, double* coeffs) const;
 
-    /// Compensation table of level Y, as getLevelXComp. A file without the table gives count 0.
+    /// Compensation table of level Y, as getLevelXComp. A file without the table leaves that of the file before it in
+    /// this object; a new object then gives count 0.
     int getLevelYComp(unsigned int& count, float* table, double* coeffs) const;
 
     /// Calibration of the first level: count 7. A null pointer leaves count alone, here and below.
