@@ -248,8 +248,8 @@ TEST(DualLevelLoop, RarelyRoundsAFirstLevelOfZeroIntoNoNumber)
         sample.slots = {p[0], p[1], p[2], 0.0, random.uniform(-5, 5), 0, 0, 0, 0};
         nans += anyNan(run<CKorDualLevel>({}, sample).matrix) ? 1 : 0;
     }
-    // Measured 0.2 %: the arc cosine of one and an ulp. With the sines and arc sines of MinGW's run-time libraries, which
-    // round otherwise, the quotient passes one far more rarely: once in these 50000.
+    // Measured 0.2 %: the arc cosine of one and an ulp. With the sines and arc sines of MinGW's run-time libraries,
+    // which round otherwise, the quotient passes one far more rarely: once in these 50000.
 #if defined(__MINGW32__)
     EXPECT_GE(nans, 1);
 #else
