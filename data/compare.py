@@ -1,17 +1,19 @@
 #!/usr/bin/env python3
 """Holds replayed results against the truth beside a recording.
 
-    compare.py RESULTS.csv TRUTH.csv [--limit DEGREES]
+    compare.py RESULTS.csv TRUTH.csv [--limit DEGREES] [--note NAME] [--lag SAMPLES]
     compare.py --table FOLDER
 
 Prints how many samples were compared and the median and largest angle of the rotation between the matrix in the
 results and the true one, over the samples that the truth marks as valid. With --limit the exit status is 1 when the
-largest angle is above it, or when nothing was compared.
+largest angle is above it, or when nothing was compared. --note compares the samples with that note instead of the
+valid ones, --lag each result with the truth so many samples before it: --note moving --lag 2 for mount modes 9 and 10.
 
 With --table, FOLDER holds NAME.csv, replayed from the recording of that name, for every recording beside this program;
 prints one line a recording, in the order of the mount modes.
 """
 import argparse
+import collections
 import csv
 import math
 import pathlib
@@ -30,9 +32,13 @@ def rotation_angle(a, b):
     return math.degrees(2 * math.asin(min(1.0, distance / (2 * math.sqrt(2)))))
 
 
-def angles(results_path, truth_path):
-    """Angles of all valid samples; an orientation that is not a number counts as 180 degrees."""
+def angles(results_path, truth_path, note=None, lag=0):
+    """Angles of all valid samples, or of those with a note, each against the truth so many samples before it.
+
+    An orientation that is not a number counts as 180 degrees.
+    """
     found = []
+    before = collections.deque(maxlen=lag + 1)
     with open(results_path, newline="") as results_file, open(truth_path, newline="") as truth_file:
         results, truths = csv.DictReader(results_file), csv.DictReader(truth_file)
         for line, truth in enumerate(truths, start=2):
@@ -42,10 +48,13 @@ def angles(results_path, truth_path):
             if result["timeStampMs"] != truth["timeStampMs"]:
                 raise SystemExit(f"{results_path}:{line}: time stamp {result['timeStampMs']}, "
                                  f"expected {truth['timeStampMs']} as in {truth_path}")
-            if truth["valid"] != "1":
+            before.append(truth)
+            if len(before) <= lag or (truth["valid"] != "1" if note is None else truth["note"] != note):
                 continue
+            if before[0]["note"] in ("status", "reference"):
+                continue  # that truth's matrix is the identity
             matrix = [float(result[f"m{r}{c}"]) for r in range(3) for c in range(3)]
-            wanted = [float(truth[f"result_{r}{c}"]) for r in range(3) for c in range(3)]
+            wanted = [float(before[0][f"result_{r}{c}"]) for r in range(3) for c in range(3)]
             found.append(rotation_angle(matrix, wanted) if all(map(math.isfinite, matrix)) else 180.0)
         if next(results, None) is not None:
             raise SystemExit(f"{results_path}: goes on after the last line of {truth_path}")
@@ -76,6 +85,8 @@ def main():
     parser.add_argument("results", nargs="?")
     parser.add_argument("truth", nargs="?")
     parser.add_argument("--limit", type=float, help="largest angle that is accepted, degrees")
+    parser.add_argument("--note", help="compare the samples with this note instead of the valid ones")
+    parser.add_argument("--lag", type=int, default=0, help="compare with the truth so many samples before")
     parser.add_argument("--table", metavar="FOLDER", help="compare every shipped recording's results in a folder")
     arguments = parser.parse_args()
     if arguments.table is not None:
@@ -84,7 +95,7 @@ def main():
     if arguments.truth is None:
         parser.error("RESULTS.csv and TRUTH.csv, or --table FOLDER")
 
-    found = sorted(angles(arguments.results, arguments.truth))
+    found = sorted(angles(arguments.results, arguments.truth, arguments.note, arguments.lag))
     if not found:
         print("no sample could be compared")
         return 1

@@ -769,6 +769,23 @@ class Failures(Case):
                 self.assertIn("is the recording itself", errors)
                 self.assertEqual(self.get("a.csv"), before)
 
+    def test_results_over_the_recording_behind_a_standard_stream_are_refused(self):
+        before = self.get("a.csv")
+        os.link(self.path("a.csv"), self.path("hard.csv"))
+        for line in ("- -o a.csv < a.csv", "- -o hard.csv < a.csv", "a.csv >> a.csv", "- < a.csv >> hard.csv"):
+            with self.subTest(line=line):
+                done = subprocess.run(f"{KOR} replay --prm . --id 5 {line}", shell=True, cwd=self.dir,
+                                      stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=60)
+                self.assertEqual(done.returncode, USAGE, done.stderr)
+                self.assertIn(b"is the recording itself", done.stderr)
+                self.assertEqual(self.get("a.csv"), before)
+
+    def test_results_may_go_beside_a_recording_from_standard_input(self):
+        done = subprocess.run(f"{KOR} replay --prm . --id 5 - -o r.csv < a.csv", shell=True, cwd=self.dir,
+                              stderr=subprocess.PIPE)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.assertEqual(self.get("r.csv"), self.replay("a.csv")[0])
+
     def test_results_over_the_parameter_file_are_refused(self):
         before = self.get("Tg5.prm")
         self.replay("a.csv", "-o", "Tg5.prm", status=USAGE)

@@ -16,6 +16,7 @@ struct Command {
 };
 
 Command declareReplay(CLI::App& root);
+Command declareSimulate(CLI::App& root);
 
 // One line or several on standard error, the tool's name in front. Never fails.
 void complain(const std::string& text);

@@ -50,7 +50,7 @@ int run(int argc, char** argv)
     root.footer("Exit status: 0 done, 64 wrong usage, 65 bad recording or parameter file, 66 input cannot be opened,\n"
                 "             70 internal error, 73 output cannot be created, 74 reading or writing failed.");
 
-    const std::vector<Command> commands = {declareReplay(root)};
+    const std::vector<Command> commands = {declareReplay(root), declareSimulate(root)};
     const std::vector<std::string> arguments = os::arguments(argc, argv);
     try {
         root.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // takes the last one first

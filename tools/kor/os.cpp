@@ -63,6 +63,16 @@ std::wstring quotedArgument(const std::wstring& argument)
     return out + L"\"";
 }
 
+std::optional<FileId> identified(HANDLE handle)
+{
+    BY_HANDLE_FILE_INFORMATION info;
+    if (handle == INVALID_HANDLE_VALUE || GetFileType(handle) != FILE_TYPE_DISK ||
+        GetFileInformationByHandle(handle, &info) == 0 || (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+        return std::nullopt;
+    }
+    return FileId{info.dwVolumeSerialNumber, std::uint64_t{info.nFileIndexHigh} << 32 | info.nFileIndexLow};
+}
+
 ChildResult notStarted(const char* what)
 {
     ChildResult result;
@@ -137,6 +147,22 @@ bool closeFile(int file)
 bool isDirectory(int)
 {
     return false; // a directory cannot be opened as a file in the first place
+}
+
+std::optional<FileId> regularFile(int file)
+{
+    return identified(reinterpret_cast<HANDLE>(_get_osfhandle(file)));
+}
+
+std::optional<FileId> regularFile(const std::string& path)
+{
+    const HANDLE handle = CreateFileW(wide(path).c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, OPEN_EXISTING, 0, nullptr);
+    const std::optional<FileId> id = identified(handle);
+    if (handle != INVALID_HANDLE_VALUE) {
+        CloseHandle(handle);
+    }
+    return id;
 }
 
 bool replaceFile(const std::string& from, const std::string& to)
@@ -283,6 +309,14 @@ private:
     std::atomic<pid_t>* m_place;
 };
 
+std::optional<FileId> identified(const struct stat& status)
+{
+    if (!S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
+    return FileId{status.st_dev, status.st_ino};
+}
+
 std::string ownPath()
 {
     char path[kPathRoom];
@@ -371,6 +405,18 @@ bool isDirectory(int file)
 {
     struct stat status = {};
     return fstat(file, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::optional<FileId> regularFile(int file)
+{
+    struct stat status = {};
+    return fstat(file, &status) == 0 ? identified(status) : std::nullopt;
+}
+
+std::optional<FileId> regularFile(const std::string& path)
+{
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 ? identified(status) : std::nullopt;
 }
 
 bool replaceFile(const std::string& from, const std::string& to)

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,15 @@ std::ptrdiff_t readSome(int file, char* into, std::size_t room); // 0 at the end
 bool writeAll(int file, const char* bytes, std::size_t count);
 bool closeFile(int file);
 bool isDirectory(int file);
+
+// What tells a regular file from every other, whatever its names; nothing for a device, a pipe or a missing file.
+struct FileId {
+    std::uint64_t volume = 0;
+    std::uint64_t number = 0;
+    bool operator==(const FileId&) const = default;
+};
+std::optional<FileId> regularFile(int file);
+std::optional<FileId> regularFile(const std::string& path);
 bool replaceFile(const std::string& from, const std::string& to);
 void removeFile(const std::string& path);
 std::string lastError();

@@ -154,23 +154,28 @@ Format resultFormat(const Plan& plan, const std::string& output)
     return plan.format ? *plan.format : output.ends_with(".korinfo") ? Format::binary : Format::csv;
 }
 
-bool sameFile(const std::string& a, const std::string& b)
+// The file behind a name; "-" is the standard stream, which the shell may have turned into a file.
+std::optional<os::FileId> fileBehind(const std::string& name, int standard)
 {
-    std::error_code error;
-    return fs::equivalent(pathFrom(a), pathFrom(b), error) && fs::is_regular_file(pathFrom(a), error);
+    return name == "-" ? os::regularFile(standard) : os::regularFile(name);
 }
 
 // Results in the place of something that is read would be the end of it.
 void refuseToOverwrite(const std::string& output, const std::vector<std::string>& recordings,
                        const ParameterSource& prm)
 {
+    const std::optional<os::FileId> target = fileBehind(output, os::kStandardOutput);
+    if (!target) {
+        return;
+    }
+    const std::string title = output == "-" ? "standard output" : "-o: " + shown(output);
     for (const std::string& recording : recordings) {
-        if (sameFile(output, recording)) {
-            misused("-o: " + shown(output) + " is the recording itself");
+        if (fileBehind(recording, os::kStandardInput) == target) {
+            misused(title + " is the recording itself");
         }
     }
-    if (sameFile(output, prm.path())) {
-        misused("-o: " + shown(output) + " is the parameter file");
+    if (os::regularFile(prm.path()) == target) {
+        misused(title + " is the parameter file");
     }
 }
 

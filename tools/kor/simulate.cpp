@@ -1,0 +1,369 @@
+// kor simulate: recordings of a sensor that does not exist.
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "KORInterface/CKorPrm.h"
+
+#include "Commands.h"
+#include "Exit.h"
+#include "Motion.h"
+#include "Output.h"
+#include "ParameterFile.h"
+#include "Progress.h"
+#include "Recording.h"
+#include "Simulator.h"
+#include "Text.h"
+
+namespace kor::tool {
+
+namespace {
+
+// The command line as it was given.
+struct SimulateRequest {
+    using Option = std::optional<std::string>;
+    std::string prm;
+    std::string id;
+    std::string motion;
+    Option mode, samples, rate, seed, output, truth, format, startStamp, reference, progress;
+    Option dropped, badStatus, levelOut, nan;
+    std::vector<std::string> noise, bias, quantised, jumps;
+};
+
+[[noreturn]] void misused(const std::string& text)
+{
+    throw Failure(kExitUsage, text + "\nSee kor simulate --help.");
+}
+
+template <typename Integer>
+Integer whole(const char* option, std::string_view text, Integer least,
+              Integer most = std::numeric_limits<Integer>::max())
+{
+    const std::optional<Integer> value = strictInteger<Integer>(text);
+    if (!value || *value < least || *value > most) {
+        misused(
+            fmt::format("{}: found {}, expected a whole number from {} to {}", option, inQuotes(text), least, most));
+    }
+    return *value;
+}
+
+double number(const std::string& option, std::string_view text, double least, double most)
+{
+    double value = 0.0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || !(value >= least && value <= most)) {
+        misused(fmt::format("{}: found {}, expected a number from {} to {}", option, inQuotes(text), least, most));
+    }
+    return value;
+}
+
+// CHANNEL=VALUE, several times; each channel once.
+void channelValues(const char* option, const std::vector<std::string>& given, double least,
+                   std::array<double, kChannels.size()>& into)
+{
+    std::array<bool, kChannels.size()> set{};
+    for (const std::string& text : given) {
+        const std::size_t at = text.find('=');
+        const std::optional<std::size_t> channel =
+            at == std::string::npos ? std::nullopt : channelNamed(std::string_view(text).substr(0, at));
+        if (!channel) {
+            std::string names;
+            for (const std::string_view name : kChannels) {
+                names += (names.empty() ? "" : ", ") + std::string(name);
+            }
+            misused(fmt::format("{}: found {}, expected CHANNEL=VALUE with a channel of {}", option, inQuotes(text),
+                                names));
+        }
+        if (set[*channel]) {
+            misused(fmt::format("{}: {} is given twice", option, kChannels[*channel]));
+        }
+        set[*channel] = true;
+        into[*channel] = number(option, std::string_view(text).substr(at + 1), least, 1e9);
+    }
+}
+
+double probability(const char* option, const SimulateRequest::Option& text)
+{
+    return text ? number(option, *text, 0.0, 1.0) : 0.0;
+}
+
+SimulationPlan planOf(const SimulateRequest& request)
+{
+    SimulationPlan plan;
+    plan.seed = request.seed ? whole<std::uint64_t>("--seed", *request.seed, 0) : 1;
+    plan.rate = request.rate ? number("--rate", *request.rate, 0.001, 1e6) : 100.0;
+    plan.firstStamp = request.startStamp ? whole<std::uint32_t>("--start-stamp", *request.startStamp, 0) : 0;
+    plan.reference = request.reference ? whole<std::uint64_t>("--reference", *request.reference, 0) : 20;
+    Faults& faults = plan.faults;
+    channelValues("--noise", request.noise, 0.0, faults.noise);
+    channelValues("--bias", request.bias, -1e9, faults.bias);
+    channelValues("--quantise", request.quantised, 0.0, faults.quantum);
+    faults.dropped = probability("--drop", request.dropped);
+    faults.badStatus = probability("--bad-status", request.badStatus);
+    faults.levelOut = probability("--level-out", request.levelOut);
+    faults.nan = probability("--nan", request.nan);
+    for (const std::string& text : request.jumps) {
+        const std::size_t at = text.find('=');
+        if (at == std::string::npos) {
+            misused(fmt::format("--time-jump: found {}, expected SAMPLE=MS", inQuotes(text)));
+        }
+        const std::string_view view = text;
+        constexpr std::int64_t kTurn = std::int64_t{1} << 32;
+        faults.jumps.emplace_back(whole<std::uint64_t>("--time-jump", view.substr(0, at), 0),
+                                  whole<std::int64_t>("--time-jump", view.substr(at + 1), -kTurn, kTurn));
+    }
+    return plan;
+}
+
+char* appendText(char* at, std::string_view text)
+{
+    std::memcpy(at, text.data(), text.size());
+    return at + text.size();
+}
+
+// The shortest text that reads back as the same number.
+template <typename Number>
+char* appendNumber(char* at, Number value)
+{
+    if constexpr (std::is_floating_point_v<Number>) {
+        if (std::isnan(value)) {
+            return appendText(at, "nan");
+        }
+    }
+    return std::to_chars(at, at + 31, value).ptr;
+}
+
+constexpr std::string_view kRecordingHeader =
+    "status,sensorVector_x,sensorVector_y,sensorVector_z,azimuthRaw,elevationRaw,levelXRaw,levelYRaw,"
+    "levelTemperature,referenceGate,referenceHold,temperatureCount_0,temperatureCount_1,temperatureCount_2,"
+    "timeStampMs\n";
+constexpr std::string_view kTruthHeader =
+    "timeStampMs,valid,note,R_00,R_01,R_02,R_10,R_11,R_12,R_20,R_21,R_22,position_x,position_y,position_z,"
+    "result_00,result_01,result_02,result_10,result_11,result_12,result_20,result_21,result_22\n";
+
+constexpr std::size_t kLongestRow = 1024;
+
+void writeRecord(Output& output, Format format, const KOR_RAWINFO& raw)
+{
+    if (format == Format::binary) {
+        std::memcpy(output.room(sizeof raw), &raw, sizeof raw);
+        output.filled(sizeof raw);
+        return;
+    }
+    char* const row = output.room(kLongestRow);
+    char* at = appendNumber(row, raw.status);
+    for (const float value :
+         {raw.sensorVector[0], raw.sensorVector[1], raw.sensorVector[2], raw.azimuthRaw, raw.elevationRaw,
+          raw.levelXRaw, raw.levelYRaw, raw.levelTemperature, raw.referenceGate}) {
+        at = appendNumber(appendText(at, ","), value);
+    }
+    at = appendNumber(appendText(at, ","), static_cast<unsigned>(raw.referenceHold));
+    for (const std::int32_t count : raw.temperatureCount) {
+        at = appendNumber(appendText(at, ","), count);
+    }
+    at = appendText(appendNumber(appendText(at, ","), raw.timeStampMs), "\n");
+    output.filled(static_cast<std::size_t>(at - row));
+}
+
+void writeTruth(Output& output, const SimulatedSample& sample)
+{
+    char* const row = output.room(kLongestRow);
+    char* at = appendNumber(row, sample.raw.timeStampMs);
+    at = appendText(at, sample.valid ? ",1," : ",0,");
+    at = appendText(at, sample.note);
+    for (const double element : sample.pose.base) {
+        at = appendNumber(appendText(at, ","), element);
+    }
+    for (const double coordinate : sample.pose.position) {
+        at = appendNumber(appendText(at, ","), static_cast<float>(coordinate));
+    }
+    for (const double element : sample.result) {
+        at = appendNumber(appendText(at, ","), element);
+    }
+    at = appendText(at, "\n");
+    output.filled(static_cast<std::size_t>(at - row));
+}
+
+bool sameName(const std::string& a, const std::string& b)
+{
+    std::error_code error;
+    return pathFrom(a).lexically_normal() == pathFrom(b).lexically_normal() ||
+           std::filesystem::equivalent(pathFrom(a), pathFrom(b), error);
+}
+
+void refuseToOverwrite(const SimulateRequest& request, const ParameterSource& source, bool fileMotion)
+{
+    const auto check = [&](const char* option, const SimulateRequest::Option& output) {
+        if (!output || *output == "-") {
+            return;
+        }
+        if (output->empty()) {
+            misused(fmt::format("{}: found \"\", expected a file", option));
+        }
+        if (sameName(*output, source.path())) {
+            misused(fmt::format("{}: {} is the parameter file", option, shown(*output)));
+        }
+        if (fileMotion && sameName(*output, request.motion)) {
+            misused(fmt::format("{}: {} is the file of the way-points", option, shown(*output)));
+        }
+    };
+    check("-o", request.output);
+    check("--truth", request.truth);
+    if (request.truth && request.output && sameName(*request.truth, *request.output)) {
+        misused("--truth: " + shown(*request.truth) + " is the recording itself");
+    }
+}
+
+int simulate(const SimulateRequest& request)
+{
+    SimulationPlan plan = planOf(request);
+    ParameterSource source;
+    source.directory = request.prm;
+    source.id = whole<std::int32_t>("--id", request.id, std::numeric_limits<std::int32_t>::min());
+    const std::uint64_t samples =
+        request.samples ? whole<std::uint64_t>("--samples", *request.samples, 1, std::uint64_t{1} << 40) : 1000;
+    Format format = request.output && request.output->ends_with(".korraw") ? Format::binary : Format::csv;
+    if (request.format) {
+        if (*request.format != "csv" && *request.format != "bin") {
+            misused(fmt::format("--format: found {}, expected csv or bin", inQuotes(*request.format)));
+        }
+        format = *request.format == "csv" ? Format::csv : Format::binary;
+    }
+    ShowProgress show = ShowProgress::automatic;
+    if (request.progress) {
+        const std::string& when = *request.progress;
+        if (when != "auto" && when != "always" && when != "never") {
+            misused(fmt::format("--progress: found {}, expected auto or always or never", inQuotes(when)));
+        }
+        show = when == "auto" ? show : when == "always" ? ShowProgress::always : ShowProgress::never;
+    }
+
+    CKorPrm prm;
+    readParameterFile(source, prm);
+    int mode = 0;
+    prm.getMountMode(mode);
+    if (request.mode) {
+        mode = whole<std::int32_t>("--mode", *request.mode, std::numeric_limits<std::int32_t>::min());
+    }
+    plan.sensor = parametersOf(prm, mode);
+    if (modelOf(mode) == Model::twoLevels && plan.rate != 100.0) {
+        warn(fmt::format("mount mode {} takes its samples to be 10 ms apart, whatever --rate says", mode));
+    }
+
+    std::unique_ptr<Motion> motion = builtInMotion(request.motion, mode, plan.seed);
+    const bool fileMotion = motion == nullptr;
+    if (fileMotion) {
+        std::error_code error;
+        if (request.motion.find_first_of("./\\") == std::string::npos &&
+            !std::filesystem::exists(pathFrom(request.motion), error)) {
+            misused(fmt::format("--motion: found {}, expected {}, or a file of way-points", inQuotes(request.motion),
+                                kMotionNames));
+        }
+        motion = wayPointMotion(readWayPoints(request.motion));
+    }
+    refuseToOverwrite(request, source, fileMotion);
+
+    Simulator simulator(plan, *motion);
+    Output recording(request.output.value_or("-"));
+    std::optional<Output> truth;
+    if (request.truth) {
+        truth.emplace(*request.truth);
+        truth->write(kTruthHeader);
+    }
+    if (format == Format::csv) {
+        recording.write(kRecordingHeader);
+    }
+    Progress progress(show, "simulate", samples, "samples");
+    std::uint64_t dropped = 0;
+    std::uint64_t valid = 0;
+    for (std::uint64_t i = 0; i < samples; ++i) {
+        if (i % 256 == 0) {
+            progress.update(i, i);
+        }
+        const SimulatedSample sample = simulator.next();
+        if (sample.dropped) {
+            ++dropped;
+            continue;
+        }
+        valid += sample.valid ? 1 : 0;
+        writeRecord(recording, format, sample.raw);
+        if (truth) {
+            writeTruth(*truth, sample);
+        }
+    }
+    progress.clear();
+    recording.close();
+    if (truth) {
+        truth->close();
+    }
+    tell(fmt::format("simulated: mount mode {}, {}\n"
+                     "  seed:     {}\n"
+                     "  samples:  {}\n"
+                     "  valid:    {}\n"
+                     "  dropped:  {}\n",
+                     mode, modelName(mode), plan.seed, samples - dropped, valid, dropped));
+    return kExitOk;
+}
+
+} // namespace
+
+Command declareSimulate(CLI::App& root)
+{
+    const auto request = std::make_shared<SimulateRequest>();
+    CLI::App* const app =
+        root.add_subcommand("simulate", "Make the recording of a sensor that is moved in a known way");
+    app->get_help_ptr()->description("Print this help and exit");
+    const auto option = [app](const char* name, auto& into, const char* type, const char* text) {
+        CLI::Option* const added = app->add_option(name, into, text)->type_name(type);
+        if constexpr (std::is_same_v<std::decay_t<decltype(into)>, std::vector<std::string>>) {
+            added->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        }
+        return added;
+    };
+    option("--prm", request->prm, "DIR", "Directory of the parameter file")->required();
+    option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm")->required();
+    option("--motion", request->motion, "NAME|FILE",
+           "static, circle, roll, swing or random, or a CSV file of\nway-points")
+        ->required();
+    option("-o,--output", request->output, "REC",
+           "Where the recording goes: CSV, or binary when REC ends\nin .korraw (default: standard output)");
+    option("--truth", request->truth, "TRUTH", "CSV of the true poses, line by line for the same samples");
+    option("--format", request->format, "FORMAT", "Format of the recording: csv or bin");
+    option("--mode", request->mode, "N", "Mount mode in place of the parameter file's");
+    option("--samples", request->samples, "N", "Samples, dropped ones included (default: 1000)");
+    option("--rate", request->rate, "HZ", "Samples per second (default: 100)");
+    option("--seed", request->seed, "S", "Seed of everything random (default: 1)");
+    option("--start-stamp", request->startStamp, "MS", "Time stamp of the first sample (default: 0)");
+    option("--reference", request->reference, "N", "The reference may be captured from sample N on\n(default: 20)");
+    option("--noise", request->noise, "C=S",
+           "Normal noise of standard deviation S on column C of the\nrecording; "
+           "repeatable, as are the next three");
+    option("--bias", request->bias, "C=V", "V added to column C");
+    option("--quantise", request->quantised, "C=Q", "Column C rounded to multiples of Q, after bias and noise");
+    option("--time-jump", request->jumps, "N=MS", "From sample N on the clock runs MS ahead (or behind)");
+    option("--drop", request->dropped, "P", "Probability that a sample is lost");
+    option("--bad-status", request->badStatus, "P", "Probability that a sample's status is 0, 1 or 3");
+    option("--level-out", request->levelOut, "P", "Probability that a level reads beyond its table");
+    option("--nan", request->nan, "P", "Probability that one of a sample's numbers is none");
+    option("--progress", request->progress, "WHEN",
+           "auto (the default: when standard error is a\nterminal), always or never");
+    app->footer(
+        "Example:\n"
+        "  kor simulate --prm calibration --id 1005 --motion random -o run.csv --truth run_truth.csv\n\n"
+        "The same command gives the same bytes on every platform. A summary with the seed goes to standard error.");
+    return {app, [request] { return simulate(*request); }};
+}
+
+} // namespace kor::tool
