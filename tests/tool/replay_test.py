@@ -140,7 +140,7 @@ class Case(unittest.TestCase):
     def kor(self, *arguments, status=0, stdin=b"", **options):
         """Runs the tool and holds its exit status against the wanted one; (stdout, stderr) as bytes and text."""
         done = subprocess.run([KOR, *arguments], input=stdin, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                              cwd=self.dir, timeout=120, **options)
+                              cwd=self.dir, **{"timeout": 120, **options})
         errors = done.stderr.decode()
         self.assertEqual(done.returncode, status, errors)
         return done.stdout, errors
@@ -263,6 +263,17 @@ class ParameterFile(Case):
         _, errors = self.replay("a.csv", number=77, status=NO_INPUT)
         self.assertIn("Tg77.prm", errors)
         self.assertIn("No such file", errors)
+
+    def test_what_is_no_regular_file_is_told_so_without_waiting(self):
+        self.put("a.csv", csv_text(samples(1)))
+        os.mkfifo(self.path("Tg70.prm"))
+        os.mkdir(self.path("Tg71.prm"))
+        os.symlink("/dev/null", self.path("Tg72.prm"))
+        for number, reason in ((70, "it is not a regular file"), (71, "it is a directory"),
+                               (72, "it is not a regular file")):
+            with self.subTest(number=number):
+                _, errors = self.replay("a.csv", number=number, status=NO_INPUT, timeout=20)
+                self.assertIn(f"Tg{number}.prm: {reason}\n", errors)
 
     def test_a_bad_block_is_named_with_message_and_line(self):
         text = parameter_text(5, 5).replace("Angle Offset", "Angel Offset")

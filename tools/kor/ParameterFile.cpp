@@ -61,13 +61,7 @@ void readParameterFile(const ParameterSource& source, CKorPrm& prm)
         return;
     }
     if (code == kCannotOpen) {
-        // The engine's library says only that it failed; trying again tells why.
-        const int file = os::openForReading(path);
-        const std::string reason = file < 0 ? os::lastError() : "it cannot be read";
-        if (file >= 0) {
-            os::closeFile(file);
-        }
-        throw Failure(kExitNoInput, "cannot open the parameter file " + shown(path) + ": " + reason);
+        throw Failure(kExitNoInput, "cannot open the parameter file " + shown(path) + ": " + os::whyUnreadable(path));
     }
     throw Failure(kExitDataError, explanation(path, *wideFromUtf8(path), source.id));
 }

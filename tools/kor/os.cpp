@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <system_error>
 
 #include <fcntl.h>
@@ -15,8 +16,6 @@
 #include <windows.h>
 
 #include <shellapi.h>
-
-#include "Text.h"
 #else
 #include <atomic>
 #include <csignal>
@@ -29,11 +28,34 @@
 extern char** environ;
 #endif
 
+#include "Text.h"
+
 namespace kor::tool::os {
+
+namespace {
+
+int openWithoutWaiting(const std::string& path);
+
+} // namespace
 
 std::string lastError()
 {
     return std::generic_category().message(errno);
+}
+
+std::string whyUnreadable(const std::string& path)
+{
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(pathFrom(path), error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+        return std::filesystem::is_directory(status) ? "it is a directory" : "it is not a regular file";
+    }
+    const int file = openWithoutWaiting(path);
+    if (file < 0) {
+        return lastError();
+    }
+    closeFile(file);
+    return "it cannot be read";
 }
 
 #ifdef _WIN32
@@ -43,6 +65,11 @@ namespace {
 std::wstring wide(const std::string& path)
 {
     return pathFrom(path).wstring();
+}
+
+int openWithoutWaiting(const std::string& path)
+{
+    return openForReading(path); // never waits here
 }
 
 // Quotes one argument so that the runtime's parser gives it back unchanged: backslashes double in front of a quote.
@@ -308,6 +335,11 @@ public:
 private:
     std::atomic<pid_t>* m_place;
 };
+
+int openWithoutWaiting(const std::string& path)
+{
+    return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+}
 
 std::optional<FileId> identified(const struct stat& status)
 {

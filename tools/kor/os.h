@@ -41,6 +41,9 @@ bool replaceFile(const std::string& from, const std::string& to);
 void removeFile(const std::string& path);
 std::string lastError();
 
+// Why a file that is to be read cannot be. Looks before it opens, so that a FIFO without a writer does not hold it up.
+std::string whyUnreadable(const std::string& path);
+
 // The file to remove when a signal ends the process; empty for none.
 void removeWhenKilled(const std::string& path);
 
