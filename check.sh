@@ -27,11 +27,7 @@ jobs=$(nproc)
 step "source format"
 git ls-files -z -- '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
 
-step "clang: build and unit tests"
-built clang -DKORINTERFACE_BUILD_TOOLS=OFF
-quietly ctest --preset clang -j "$jobs" -L unit
-
-step "AddressSanitizer and UndefinedBehaviorSanitizer: build and unit tests"
+step "clang, AddressSanitizer, UndefinedBehaviorSanitizer: build and unit tests"
 built asan -DKORINTERFACE_BUILD_TOOLS=OFF
 quietly ctest --preset asan -j "$jobs" -L unit
 

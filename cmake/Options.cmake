@@ -5,6 +5,7 @@ option(KORINTERFACE_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(KORINTERFACE_BUILD_TOOLS "Build the kor tool" ${PROJECT_IS_TOP_LEVEL})
 option(KORINTERFACE_BUILD_FUZZERS "Build the fuzzers (clang)" OFF)
 option(KORINTERFACE_WERROR "Treat warnings as errors" ${PROJECT_IS_TOP_LEVEL})
+set(KORINTERFACE_LIBRARY_OPTIONS "" CACHE STRING "Compiler options of the library's own sources, after those of the build type")
 set(KORINTERFACE_SANITIZE "" CACHE STRING "Sanitizers of the whole build, for example address,undefined")
 
 set(KOR_ABI_VERSION 0)
