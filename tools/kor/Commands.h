@@ -15,6 +15,7 @@ struct Command {
     std::function<int()> run; // returns the exit status, or throws Failure
 };
 
+Command declareAccuracy(CLI::App& root);
 Command declareReplay(CLI::App& root);
 Command declareSimulate(CLI::App& root);
 

@@ -9,6 +9,7 @@ namespace kor::tool {
 // The numbers are those of <sysexits.h>, which not every platform has.
 enum Exit : int {
     kExitOk = 0,
+    kExitBeyondBound = 1,   // something measured is not as good as recorded
     kExitUsage = 64,        // the command line asks for something that cannot be
     kExitDataError = 65,    // a recording or parameter file is not what it should be
     kExitNoInput = 66,      // a recording or parameter file cannot be opened

@@ -369,6 +369,9 @@ Pose poseAt(const Motion& motion, double time, double interval)
 {
     const double h = 0.5 * interval;
     Pose now = motion.pose(time);
+    if (motion.held()) {
+        return now;
+    }
     const Vec3 before = motion.pose(time - h).position;
     const Vec3 after = motion.pose(time + h).position;
     for (std::size_t i = 0; i < 3; ++i) {

@@ -16,6 +16,9 @@ public:
 
     // Time in seconds from the start. The acceleration is left to poseAt below.
     virtual Pose pose(double time) const = 0;
+
+    // Poses that are held and follow each other without a way from one to the next: nothing is accelerated.
+    virtual bool held() const { return false; }
 };
 
 // The pose with the target point's acceleration: the second difference over half the sampling interval on both sides,

@@ -103,7 +103,7 @@ void Simulator::readOut(SimulatedSample& sample, bool& outsideX, bool& outsideY)
         raw.sensorVector[i] = static_cast<float>(sample.pose.position[i]);
         sample.pose.position[i] = raw.sensorVector[i]; // the truth is what the record can hold
     }
-    m_forward = forwardReadings(sensor, sample.pose, m_turn);
+    m_forward = forwardReadings(sensor, sample.pose, m_motion.held() ? 0.0 : m_turn);
     if (!finite(m_forward.readings, !ratio)) {
         throw Failure(kExitDataError,
                       "sample " + std::to_string(m_index) + ": the sensor cannot look at the tracker in this pose");

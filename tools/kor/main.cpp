@@ -47,10 +47,12 @@ int run(int argc, char** argv)
     root.get_help_ptr()->description("Print this help and exit");
     root.require_subcommand(1);
     root.allow_windows_style_options(false); // a slash begins a path
-    root.footer("Exit status: 0 done, 64 wrong usage, 65 bad recording or parameter file, 66 input cannot be opened,\n"
-                "             70 internal error, 73 output cannot be created, 74 reading or writing failed.");
+    root.footer(
+        "Exit status: 0 done, 1 accuracy beyond a bound, 64 wrong usage, 65 bad recording or parameter file,\n"
+        "             66 input cannot be opened, 70 internal error, 73 output cannot be created, 74 reading or\n"
+        "             writing failed.");
 
-    const std::vector<Command> commands = {declareReplay(root), declareSimulate(root)};
+    const std::vector<Command> commands = {declareReplay(root), declareSimulate(root), declareAccuracy(root)};
     const std::vector<std::string> arguments = os::arguments(argc, argv);
     try {
         root.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // takes the last one first

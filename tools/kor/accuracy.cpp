@@ -1,0 +1,176 @@
+// kor accuracy: how exact the library is, measured.
+
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "ClosedLoop.h"
+#include "Commands.h"
+#include "Exit.h"
+#include "Output.h"
+#include "Progress.h"
+#include "Text.h"
+
+namespace kor::tool {
+
+namespace {
+
+struct AccuracyRequest {
+    using Option = std::optional<std::string>;
+    Option mode, poses, seed, progress;
+    bool json = false;
+};
+
+[[noreturn]] void misused(const std::string& text)
+{
+    throw Failure(kExitUsage, text + "\nSee kor accuracy --help.");
+}
+
+template <typename Integer>
+Integer whole(const char* option, const std::string& text, Integer least, Integer most)
+{
+    const std::optional<Integer> value = strictInteger<Integer>(text);
+    if (!value || *value < least || *value > most) {
+        misused(
+            fmt::format("{}: found {}, expected a whole number from {} to {}", option, inQuotes(text), least, most));
+    }
+    return *value;
+}
+
+constexpr double kArcSeconds = 3600.0;
+
+std::string table(const std::vector<Finding>& findings)
+{
+    std::string text;
+    int mode = 0;
+    for (const Finding& f : findings) {
+        if (f.mode != mode) {
+            mode = f.mode;
+            text += fmt::format("{}mount mode {}, {}\n  {:<28} {:>7} {:>9} {:>9} {:>9} {:>10} {:>9} {:>9}\n",
+                                text.empty() ? "" : "\n", mode, modelName(mode), "stratum", "samples", "median",
+                                "99.9 %", "worst", "worst", "without", "bound");
+            text += fmt::format("  {:<28} {:>7} {:>9} {:>9} {:>9} {:>10} {:>9} {:>9}\n", "", "", "deg", "deg", "deg",
+                                "arcsec", "matrix", "deg");
+        }
+        const std::string exceeded = f.exceeded();
+        text += fmt::format("{} {:<28} {:>7} {:>9.1e} {:>9.1e} {:>9.1e} {:>10.2g} {:>7.2f} % {:>9.1e}{}{}\n",
+                            f.stratum.inherent.empty() ? " " : "*", f.stratum.name, f.samples, f.median, f.high,
+                            f.worst, f.worst * kArcSeconds, 100.0 * f.shareWithout(), f.stratum.worst,
+                            exceeded.empty() ? "" : "  BEYOND ITS BOUND: ", exceeded);
+    }
+    text += "\n* inherent: the error lies in the model's formulas and shows in a correct implementation\n";
+    return text +
+           fmt::format("with noise: standard deviations {} deg of encoders, {} deg of levels, {} mm of position\n",
+                       kEncoderNoise, kLevelNoise, kPositionNoise);
+}
+
+// A NaN or infinity is no JSON.
+std::string jsonNumber(double value)
+{
+    return std::isfinite(value) ? fmt::format("{}", value) : "null";
+}
+
+std::string json(const std::vector<Finding>& findings, std::uint64_t seed)
+{
+    std::string text = fmt::format("{{\n  \"seed\": {},\n  \"noise\": {{\"encoder_deg\": {}, \"level_deg\": {}, "
+                                   "\"position_mm\": {}}},\n  \"strata\": [",
+                                   seed, kEncoderNoise, kLevelNoise, kPositionNoise);
+    const char* separator = "\n";
+    for (const Finding& f : findings) {
+        const Stratum& s = f.stratum;
+        text += fmt::format(
+            "{}    {{\"mode\": {}, \"model\": \"{}\", \"stratum\": \"{}\", \"poses\": \"{}\", \"inherent\": {}, "
+            "\"samples\": {}, \"without\": {}, \"median_deg\": {}, \"p999_deg\": {}, \"worst_deg\": {}, "
+            "\"median_bound_deg\": {}, \"worst_bound_deg\": {}, \"least_worst_deg\": {}, \"exceeded\": \"{}\"}}",
+            separator, f.mode, modelName(f.mode), s.name, s.poses,
+            s.inherent.empty() ? std::string("null") : "\"" + s.inherent + "\"", f.samples, f.without,
+            jsonNumber(f.median), jsonNumber(f.high), jsonNumber(f.worst), s.median, s.worst, s.atLeast, f.exceeded());
+        separator = ",\n";
+    }
+    return text + "\n  ]\n}\n";
+}
+
+int accuracy(const AccuracyRequest& request)
+{
+    const int only = request.mode ? whole<int>("--mode", *request.mode, 1, 10) : 0;
+    const std::uint64_t poses = request.poses ? whole<std::uint64_t>("--poses", *request.poses, 1, 10'000'000) : 2000;
+    const std::uint64_t seed =
+        request.seed ? whole<std::uint64_t>("--seed", *request.seed, 0, std::numeric_limits<std::uint64_t>::max()) : 1;
+    ShowProgress show = ShowProgress::automatic;
+    if (request.progress) {
+        const std::string& when = *request.progress;
+        if (when != "auto" && when != "always" && when != "never") {
+            misused(fmt::format("--progress: found {}, expected auto or always or never", inQuotes(when)));
+        }
+        show = when == "auto" ? show : when == "always" ? ShowProgress::always : ShowProgress::never;
+    }
+
+    struct Task {
+        int mode;
+        Stratum stratum;
+    };
+    std::vector<Task> tasks;
+    std::uint64_t total = 0;
+    for (int mode = 1; mode <= 10; ++mode) {
+        for (const Stratum& stratum : only == 0 || only == mode ? strataOf(mode) : std::vector<Stratum>()) {
+            tasks.push_back({mode, stratum});
+            total += stratum.route == Route::moving ? std::min<std::uint64_t>(poses, kLongestPath) : poses;
+        }
+    }
+
+    Progress progress(show, "accuracy", total, "samples");
+    std::uint64_t done = 0;
+    std::vector<Finding> findings;
+    bool sound = true;
+    for (const Task& task : tasks) {
+        findings.push_back(measure(task.mode, task.stratum, poses, seed, [&progress, &done](std::uint64_t more) {
+            done += more;
+            if (done % 16 == 0) {
+                progress.update(done, done);
+            }
+        }));
+        sound = sound && findings.back().exceeded().empty();
+    }
+    progress.clear();
+    Output output("-");
+    output.write(request.json ? json(findings, seed) : table(findings));
+    output.close();
+    tell(fmt::format("seed: {}\n", seed));
+    if (!sound) {
+        complain("the library is less exact than recorded: see the strata beyond their bounds");
+        return kExitBeyondBound;
+    }
+    return kExitOk;
+}
+
+} // namespace
+
+Command declareAccuracy(CLI::App& root)
+{
+    const auto request = std::make_shared<AccuracyRequest>();
+    CLI::App* const app = root.add_subcommand("accuracy", "Measure how exactly known poses are found again");
+    app->get_help_ptr()->description("Print this help and exit");
+    const auto option = [app](const char* name, auto& into, const char* type, const char* text) {
+        app->add_option(name, into, text)->type_name(type);
+    };
+    option("--mode", request->mode, "M", "One mount mode, 1 to 10 (default: all)");
+    option("--poses", request->poses, "N", "Poses of each stratum (default: 2000)");
+    option("--seed", request->seed, "S", "Seed of the poses (default: 1)");
+    app->add_flag("--json", request->json, "Print JSON in place of the table");
+    option("--progress", request->progress, "WHEN",
+           "auto (the default: when standard error is a\nterminal), always or never");
+    app->footer(
+        "True poses go through the inverse of the library and back through it; an error is the angle of the\n"
+        "rotation between the found and the true orientation. Exit status 1 when a stratum is beyond its bound.");
+    return {app, [request] { return accuracy(*request); }};
+}
+
+} // namespace kor::tool
