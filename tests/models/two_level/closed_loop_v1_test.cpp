@@ -39,7 +39,7 @@ TEST_P(TwoLevelClosedLoopAtRest, recoversTheBaseWithBothLevelsOrEitherAlone)
     const auto [parity, tilt] = GetParam();
     PoseSource source(static_cast<unsigned int>(70 + parity) + static_cast<unsigned int>(tilt));
     std::vector<double> errors[3];
-    for (int n = 0; n < 800; ++n) {
+    for (int n = 0; n < 5000; ++n) {
         const TwoLevelSensor sensor(ordinarySensor(source, parity));
         const Pose pose = mounted(source.tilted(0.01, tilt, 30), parity);
         const std::array<double, 3> error = errorsAtRest(sensor, pose);
