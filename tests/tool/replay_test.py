@@ -33,7 +33,7 @@ RESULT_HEADER = ("timeStampMs,azimuth_deg,elevation_deg,levelX_deg,levelY_deg,or
                  "temperature_2,m00,m01,m02,m10,m11,m12,m20,m21,m22,matrixCode")
 RESULT_COLUMNS = RESULT_HEADER.split(",")
 INFO_COLUMNS = RESULT_COLUMNS[1:14]
-USAGE, DATA, NO_INPUT, CANNOT_CREATE, IO_ERROR = 64, 65, 66, 73, 74
+USAGE, DATA, NO_INPUT, SOFTWARE, CANNOT_CREATE, IO_ERROR = 64, 65, 66, 70, 73, 74
 
 
 def f32(value):
@@ -1017,11 +1017,77 @@ class Several(Case):
                 errors = child.communicate(timeout=60)[1].decode()
                 self.assertEqual(child.returncode, 0, errors)
 
+    def test_threads_that_cannot_be_started_leave_the_work_to_the_others(self):
+        names = [shutil.copy(self.path("a.csv"), self.path(f"t{i}.csv")) for i in range(8)]
+        _, errors = self.replay(*names, "-o", "out", "--jobs=8", preexec_fn=self.room_for_threads(3.5))
+        self.assertEqual(errors.count("samples:"), 8)
+        self.assertEqual(len(os.listdir(self.path("out"))), 8)
+
+    def test_no_thread_at_all_is_told(self):
+        _, errors = self.replay(*self.names, "-o", "out", status=SOFTWARE, preexec_fn=self.room_for_threads(0.5))
+        self.assertIn("kor: cannot start a thread: ", errors)
+
+    def room_for_threads(self, count):
+        """Limits with which a process starts so many threads and no more: their stacks are as large as the limit of
+        the first one, and the address space has room for what a process has without them and so many stacks."""
+        stack = 2**30
+        with subprocess.Popen([KOR, "replay", "--prm", ".", "--id", "5", "-"], cwd=self.dir, stdin=subprocess.PIPE,
+                              stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL) as child:
+            child.stdin.write(csv_text(samples(1)).encode())
+            child.stdin.flush()
+            time.sleep(0.3)
+            with open(f"/proc/{child.pid}/statm") as file:
+                size = int(file.read().split()[0]) * resource.getpagesize()
+        def bounded():
+            resource.setrlimit(resource.RLIMIT_STACK, (stack, resource.RLIM_INFINITY))
+            resource.setrlimit(resource.RLIMIT_AS, (size + int(count * stack),) * 2)
+        return bounded
+
+    def test_more_than_256_jobs_are_256_and_a_termination_takes_them_all_along(self):
+        names = [f"f{i}.csv" for i in range(258)]
+        for name in names:
+            os.mkfifo(self.path(name))
+        child = subprocess.Popen([KOR, "replay", "--prm", ".", "--id", "5", *names, "-o", "out", "--jobs=1000"],
+                                 cwd=self.dir, stderr=subprocess.DEVNULL, start_new_session=True)
+        try:
+            found = self.children(child.pid, 258, seconds=4)
+            child.terminate()
+            child.wait(timeout=20)
+            deadline = time.monotonic() + 10
+            while (left := self.group(child.pid)) and time.monotonic() < deadline:
+                time.sleep(0.05)
+        finally:
+            if self.group(child.pid):
+                os.killpg(child.pid, signal.SIGKILL)
+        self.assertEqual(len(found), 256)
+        self.assertEqual(left, [])
+
+    def group(self, leader):
+        """The running processes of a process group."""
+        found = []
+        for entry in os.listdir("/proc"):
+            if entry.isdigit() and self.runs(entry):
+                try:
+                    if os.getpgid(int(entry)) == leader:
+                        found.append(entry)
+                except OSError:
+                    pass
+        return found
+
     @staticmethod
-    def children(pid, wanted):
+    def runs(pid):
+        """A process that nobody has waited for yet is a zombie: it has ended all the same."""
+        try:
+            with open(f"/proc/{pid}/stat") as file:
+                return file.read().rsplit(")", 1)[1].split()[0] != "Z"
+        except OSError:
+            return False
+
+    @staticmethod
+    def children(pid, wanted, seconds=20):
         """The running children of a process, when there are as many as wanted or time is up."""
         found = []
-        deadline = time.monotonic() + 20
+        deadline = time.monotonic() + seconds
         while len(found) != wanted and time.monotonic() < deadline:
             time.sleep(0.02)
             try:
@@ -1044,16 +1110,9 @@ class Several(Case):
         child.communicate(timeout=20)
         self.assertEqual(child.returncode, -signal.SIGTERM)
         deadline = time.monotonic() + 20
-        while any(os.path.exists(f"/proc/{c}") for c in grandchildren) and time.monotonic() < deadline:
+        while any(self.runs(c) for c in grandchildren) and time.monotonic() < deadline:
             time.sleep(0.02)
-        # A process that nobody has waited for yet is a zombie: it has ended all the same.
-        for c in grandchildren:
-            try:
-                with open(f"/proc/{c}/stat") as file:
-                    state = file.read().rsplit(")", 1)[1].split()[0]
-            except OSError:
-                continue
-            self.assertEqual(state, "Z")
+        self.assertFalse(any(self.runs(c) for c in grandchildren))
 
 
 class ProgressLine(Case):

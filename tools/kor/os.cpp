@@ -290,14 +290,20 @@ constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
 
 // What the handler of an ending signal needs: plain arrays and lock-free atomics only.
 constexpr std::size_t kPathRoom = 4096;
-constexpr std::size_t kChildRoom = 256;
 char doomedPath[kPathRoom];
 std::atomic<bool> pathDoomed{false};
-std::atomic<pid_t> children[kChildRoom];
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<pid_t>::is_always_lock_free);
+std::atomic<pid_t> children[kMostChildren];
+std::atomic<bool> ending{false};
+std::atomic<int> starting{0}; // children that are being started and not listed yet
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
+              std::atomic<pid_t>::is_always_lock_free);
 
 extern "C" void endedBySignal(int number)
 {
+    // From here on nobody starts a child, and those being started are listed in a moment: see Starting.
+    ending.store(true);
+    while (starting.load() > 0) {
+    }
     if (pathDoomed.load()) {
         unlink(doomedPath);
     }
@@ -310,10 +316,10 @@ extern "C" void endedBySignal(int number)
     raise(number);
 }
 
-// A child's place among those that a signal takes along; none when there are more than anybody asks for.
+// A child's place among those that a signal takes along; none when there are more than kMostChildren.
 class Listed {
 public:
-    explicit Listed(pid_t id) : m_place(nullptr)
+    void add(pid_t id)
     {
         for (auto& place : children) {
             pid_t none = 0;
@@ -323,6 +329,7 @@ public:
             }
         }
     }
+    Listed() = default;
     ~Listed()
     {
         if (m_place != nullptr) {
@@ -333,7 +340,7 @@ public:
     Listed& operator=(const Listed&) = delete;
 
 private:
-    std::atomic<pid_t>* m_place;
+    std::atomic<pid_t>* m_place = nullptr;
 };
 
 int openWithoutWaiting(const std::string& path)
@@ -348,6 +355,34 @@ std::optional<FileId> identified(const struct stat& status)
     }
     return FileId{status.st_dev, status.st_ino};
 }
+
+// While a thread starts a child and lists it, that thread takes no ending signal: the handler may run in another one
+// only, and waits for it. Nothing in between may allocate, because the handler's thread may hold the allocator.
+class Starting {
+public:
+    Starting()
+    {
+        sigset_t blocked;
+        sigemptyset(&blocked);
+        for (const int number : kEndingSignals) {
+            sigaddset(&blocked, number);
+        }
+        pthread_sigmask(SIG_BLOCK, &blocked, &m_before);
+        ++starting;
+    }
+    ~Starting()
+    {
+        --starting;
+        pthread_sigmask(SIG_SETMASK, &m_before, nullptr);
+    }
+    Starting(const Starting&) = delete;
+    Starting& operator=(const Starting&) = delete;
+    bool forbidden() const { return ending.load(); }
+    const sigset_t& before() const { return m_before; }
+
+private:
+    sigset_t m_before;
+};
 
 std::string ownPath()
 {
@@ -505,8 +540,23 @@ ChildResult runSelf(const std::vector<std::string>& arguments)
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     posix_spawn_file_actions_adddup2(&actions, ends[1], kStandardError);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
     pid_t id = 0;
-    const int error = posix_spawn(&id, self.c_str(), &actions, nullptr, argv.data(), environ);
+    int error = ECANCELED;
+    Listed listed;
+    {
+        const Starting section;
+        posix_spawnattr_setsigmask(&attributes, &section.before());
+        if (!section.forbidden()) {
+            error = posix_spawn(&id, self.c_str(), &actions, &attributes, argv.data(), environ);
+        }
+        if (error == 0) {
+            listed.add(id);
+        }
+    }
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     close(ends[1]);
     if (error != 0) {
@@ -514,7 +564,6 @@ ChildResult runSelf(const std::vector<std::string>& arguments)
         result.errors = "cannot start a process: " + std::generic_category().message(error);
         return result;
     }
-    const Listed listed(id);
     result.started = true;
 
     char buffer[4096];

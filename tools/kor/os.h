@@ -57,7 +57,10 @@ struct ChildResult {
     std::string errors; // all of its standard error, or why it could not be started
 };
 
-// Runs this very program with other arguments and waits for its end. Safe to call from several threads.
+// Children at a time: what a signal can take along when it ends this process.
+constexpr std::size_t kMostChildren = 256;
+
+// Runs this very program with other arguments and waits for its end. Safe to call from as many threads at a time.
 ChildResult runSelf(const std::vector<std::string>& arguments);
 
 } // namespace kor::tool::os

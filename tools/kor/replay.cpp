@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <filesystem>
 #include <limits>
 #include <map>
@@ -13,6 +14,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -341,16 +343,30 @@ int replaySeveral(const Plan& plan, const Request& request)
     std::condition_variable finished;
     std::vector<std::optional<os::ChildResult>> ends(jobs.size());
     std::atomic<std::size_t> next{0};
-    std::vector<std::thread> workers;
-    for (std::size_t i = 0; i < std::min<std::size_t>(plan.jobs, jobs.size()); ++i) {
-        workers.emplace_back([&] {
-            for (std::size_t mine = 0; (mine = next++) < jobs.size();) {
-                os::ChildResult end = os::runSelf(childArguments(request, jobs[mine]));
-                const std::lock_guard<std::mutex> guard(lock);
-                ends[mine] = std::move(end);
-                finished.notify_one();
+    const auto work = [&] {
+        for (std::size_t mine = 0; (mine = next++) < jobs.size();) {
+            os::ChildResult end;
+            try {
+                end = os::runSelf(childArguments(request, jobs[mine]));
+            } catch (const std::exception& problem) {
+                end.started = false;
+                end.errors = problem.what();
             }
-        });
+            const std::lock_guard<std::mutex> guard(lock);
+            ends[mine] = std::move(end);
+            finished.notify_one();
+        }
+    };
+    std::vector<std::jthread> workers; // waits for all of them, whatever ends this function
+    try {
+        while (workers.size() < std::min({std::size_t{plan.jobs}, jobs.size(), os::kMostChildren})) {
+            workers.emplace_back(work);
+        }
+    } catch (const std::system_error& failed) {
+        if (workers.empty()) {
+            throw Failure(kExitSoftware, std::string("cannot start a thread: ") + failed.what());
+        }
+        // Those that have started do the work of the others.
     }
 
     Progress progress(plan.progress, "replay", jobs.size(), "done");
@@ -378,9 +394,6 @@ int replaySeveral(const Plan& plan, const Request& request)
             }
             status = status == kExitOk ? ends[i]->status : status;
         }
-    }
-    for (std::thread& worker : workers) {
-        worker.join();
     }
     return status;
 }
@@ -445,7 +458,8 @@ Command declareReplay(CLI::App& root)
                     "auto (the default: when standard error is a\n"
                     "terminal), always or never")
         ->type_name("WHEN");
-    app->add_option("--jobs", request->jobs, "Processes at a time (default: one per core)")->type_name("N");
+    app->add_option("--jobs", request->jobs, "Processes at a time, at most 256 (default: one per core)")
+        ->type_name("N");
     app->footer("Example:\n"
                 "  kor replay --prm calibration --id 1005 run.csv -o run_results.csv\n\n"
                 "A summary goes to standard error. Results appear under their name when they are complete.");
