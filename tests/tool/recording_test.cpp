@@ -168,7 +168,7 @@ TEST(Recording, BinaryRecordsAreTakenByteForByte)
 {
     std::string content(3 * sizeof(KOR_RAWINFO), '\0');
     for (std::size_t i = 0; i < content.size(); ++i) {
-        content[i] = static_cast<char>(i * 7 + 1);
+        content[i] = static_cast<char>(i * 7);
     }
     const Read all = read(content, Format::binary);
     ASSERT_EQ(all.samples.size(), 3u);

@@ -562,6 +562,17 @@ class BinaryRecordings(Case):
         self.assertEqual(self.replay("--input=csv", "e.korraw")[0], wanted)
         self.replay("d.csv", status=DATA)
 
+    def test_text_is_not_taken_for_records(self):
+        short = ",".join(COLUMNS)[:40].encode()
+        for name, content in (("e.korraw", self.get("a.csv")), ("s.korraw", short)):
+            self.put(name, content)
+            for arguments in ((name,), ("--input=bin", "--skip-bad", name)):
+                with self.subTest(arguments=arguments):
+                    _, errors = self.replay(*arguments, "-o", "r.csv", status=DATA)
+                    self.assertIn(name + ": found text \"status,", errors)
+                    self.assertIn("expected binary records; --input csv reads it as CSV", errors)
+                    self.assertFalse(os.path.exists(self.path("r.csv")))
+
     def test_truncated_record(self):
         whole = self.replay("a.korraw")[0]
         self.put("t.korraw", binary(self.samples)[:-1])

@@ -297,15 +297,33 @@ bool CsvReader::parseRow(std::string_view line, KOR_RAWINFO& raw)
     return true;
 }
 
+// The first bytes, as many as a record has when there are so many. Text has no zero byte among them, and a record
+// has: its status is a small whole number.
+std::string_view beginning(Input& input)
+{
+    while (input.ahead().size() < sizeof(KOR_RAWINFO) && input.more()) {
+    }
+    return input.ahead().substr(0, sizeof(KOR_RAWINFO));
+}
+
 class BinaryReader : public RecordingReader {
 public:
-    explicit BinaryReader(Input& input) : m_input(input) {}
+    explicit BinaryReader(Input& input);
     Step next(KOR_RAWINFO& raw) override;
 
 private:
     Input& m_input;
     std::uint64_t m_record = 0;
 };
+
+BinaryReader::BinaryReader(Input& input) : m_input(input)
+{
+    const std::string_view start = beginning(m_input);
+    if (!start.empty() && start.find('\0') == std::string_view::npos) {
+        throw Failure(kExitDataError, m_input.title() + ": found text " + inQuotes(start) +
+                                          ", expected binary records; --input csv reads it as CSV");
+    }
+}
 
 RecordingReader::Step BinaryReader::next(KOR_RAWINFO& raw)
 {
@@ -339,11 +357,7 @@ Format recordingFormat(const std::string& path, Input& input)
     if (path.ends_with(".korraw")) {
         return Format::binary;
     }
-    // The status of a binary record, a small integer, has zero bytes in it, and text has none.
-    while (input.ahead().size() < sizeof(KOR_RAWINFO) && input.more()) {
-    }
-    const std::string_view start = input.ahead().substr(0, sizeof(KOR_RAWINFO));
-    return start.find('\0') == std::string_view::npos ? Format::csv : Format::binary;
+    return beginning(input).find('\0') == std::string_view::npos ? Format::csv : Format::binary;
 }
 
 std::unique_ptr<RecordingReader> openRecording(Input& input, Format format,
