@@ -383,6 +383,24 @@ class Recordings(Case):
         self.refused(csv_text(self.samples, columns), "bad.csv: line 1", "azimuthRaw, timeStampMs")
         self.assertNotIn("out.csv", os.listdir(self.dir))
 
+    def test_a_wrong_kind_of_file_is_told_which(self):
+        plain = csv_text(self.samples)
+        for content, says in ((binary(self.samples), "--input bin"),
+                              (plain.encode("utf-16"), "found UTF-16, expected UTF-8"),
+                              (("\ufeff" + plain).encode("utf-16-be"), "found UTF-16, expected UTF-8"),
+                              (plain.replace(",", ";"), "separated by commas"),
+                              (plain.replace(",", "\t"), "separated by commas"),
+                              (self.wanted, "results of kor replay"),
+                              (self.wanted.replace(b"\n", b"\r\n"), "results of kor replay")):
+            with self.subTest(says=says):
+                self.refused(content, "bad.csv: ", says)
+                self.assertNotIn("out.csv", os.listdir(self.dir))
+
+    def test_utf16_is_told_whatever_the_name(self):
+        text = csv_text(self.samples).encode("utf-16")
+        self.refused(text, "found UTF-16, expected UTF-8", name="bad.txt")
+        self.refused(text, "found text", "--input csv", name="bad.korraw")
+
     def test_duplicate_column(self):
         self.refused(csv_text(self.samples, COLUMNS + ["status"]), "bad.csv: line 1", "status", "twice")
 

@@ -6,11 +6,13 @@
 #include <charconv>
 #include <cstddef>
 #include <cstring>
+#include <functional>
 #include <string_view>
 #include <system_error>
 #include <vector>
 
 #include "Exit.h"
+#include "Results.h"
 #include "Text.h"
 
 namespace kor::tool {
@@ -102,6 +104,30 @@ const char* parseNumber(Kind kind, const char* begin, const char* end, void* int
     }
 }
 
+// The first bytes, as many as a record has when there are so many. Text has no zero byte among them, and a record
+// has: its status is a small whole number.
+std::string_view beginning(Input& input)
+{
+    while (input.ahead().size() < sizeof(KOR_RAWINFO) && input.more()) {
+    }
+    return input.ahead().substr(0, sizeof(KOR_RAWINFO));
+}
+
+// Text of two bytes a character behind its mark: every other byte is zero, which no record's status allows.
+bool looksUtf16(std::string_view start)
+{
+    if (!start.starts_with("\xff\xfe") && !start.starts_with("\xfe\xff")) {
+        return false;
+    }
+    const std::size_t zero = start[0] == '\xff' ? 1 : 0;
+    for (std::size_t i = 2; i < start.size(); ++i) {
+        if ((start[i] == '\0') != (i % 2 == zero)) {
+            return false;
+        }
+    }
+    return true;
+}
+
 class CsvReader : public RecordingReader {
 public:
     CsvReader(Input& input, const std::function<void(const std::string&)>& warn);
@@ -129,9 +155,15 @@ private:
 
 CsvReader::CsvReader(Input& input, const std::function<void(const std::string&)>& warn) : m_input(input)
 {
-    while (m_input.ahead().size() < 3 && m_input.more()) {
+    const std::string_view start = beginning(m_input);
+    if (start.starts_with("\xff\xfe") || start.starts_with("\xfe\xff")) {
+        throw Failure(kExitDataError, m_input.title() + ": found UTF-16, expected UTF-8");
     }
-    if (m_input.ahead().starts_with("\xef\xbb\xbf")) {
+    if (start.find('\0') != std::string_view::npos) {
+        throw Failure(kExitDataError, m_input.title() + ": found a zero byte, expected CSV; this looks binary: "
+                                                        "--input bin reads it as records");
+    }
+    if (start.starts_with("\xef\xbb\xbf")) {
         m_input.consume(3);
     }
     std::string_view line;
@@ -199,6 +231,9 @@ CsvReader::LineStep CsvReader::nextLine(std::string_view& line)
 
 void CsvReader::readHeader(std::string_view line, const std::function<void(const std::string&)>& warn)
 {
+    if (line == kResultHeader) {
+        throw Failure(kExitDataError, where() + ": found the header of results of kor replay, expected a recording");
+    }
     std::array<bool, kColumns.size()> seen{};
     std::vector<std::string> warnings;
     for (const std::string_view field : split(line, ',')) {
@@ -230,8 +265,12 @@ void CsvReader::readHeader(std::string_view line, const std::function<void(const
         }
     }
     if (!missing.empty()) {
-        throw Failure(kExitDataError,
-                      where() + ": found the header " + inQuotes(line) + ", expected also the columns " + missing);
+        const bool otherSeparator =
+            std::none_of(seen.begin(), seen.end(), std::identity()) && line.find_first_of(";\t") != line.npos;
+        throw Failure(kExitDataError, where() + ": found the header " + inQuotes(line) +
+                                          (otherSeparator ? ", expected columns separated by commas: "
+                                                          : ", expected also the columns ") +
+                                          missing);
     }
     for (const std::string& warning : warnings) {
         warn(warning);
@@ -297,15 +336,6 @@ bool CsvReader::parseRow(std::string_view line, KOR_RAWINFO& raw)
     return true;
 }
 
-// The first bytes, as many as a record has when there are so many. Text has no zero byte among them, and a record
-// has: its status is a small whole number.
-std::string_view beginning(Input& input)
-{
-    while (input.ahead().size() < sizeof(KOR_RAWINFO) && input.more()) {
-    }
-    return input.ahead().substr(0, sizeof(KOR_RAWINFO));
-}
-
 class BinaryReader : public RecordingReader {
 public:
     explicit BinaryReader(Input& input);
@@ -319,7 +349,7 @@ private:
 BinaryReader::BinaryReader(Input& input) : m_input(input)
 {
     const std::string_view start = beginning(m_input);
-    if (!start.empty() && start.find('\0') == std::string_view::npos) {
+    if (!start.empty() && (start.find('\0') == std::string_view::npos || looksUtf16(start))) {
         throw Failure(kExitDataError, m_input.title() + ": found text " + inQuotes(start) +
                                           ", expected binary records; --input csv reads it as CSV");
     }
@@ -357,7 +387,8 @@ Format recordingFormat(const std::string& path, Input& input)
     if (path.ends_with(".korraw")) {
         return Format::binary;
     }
-    return beginning(input).find('\0') == std::string_view::npos ? Format::csv : Format::binary;
+    const std::string_view start = beginning(input);
+    return start.find('\0') == std::string_view::npos || looksUtf16(start) ? Format::csv : Format::binary;
 }
 
 std::unique_ptr<RecordingReader> openRecording(Input& input, Format format,

@@ -9,12 +9,6 @@ namespace kor::tool {
 
 namespace {
 
-constexpr std::string_view kHeader = "timeStampMs,azimuth_deg,elevation_deg,levelX_deg,levelY_deg,"
-                                     "orientationX_deg,orientationZ_deg,orientationY_deg,"
-                                     "sensorOutX_mm,sensorOutY_mm,sensorOutZ_mm,"
-                                     "temperature_0,temperature_1,temperature_2,"
-                                     "m00,m01,m02,m10,m11,m12,m20,m21,m22,matrixCode\n";
-
 // The longest number is a double of 24 characters.
 constexpr std::size_t kLongestRow = 26 * 32;
 
@@ -43,7 +37,8 @@ char* appendFloat(char* at, Float value, char after)
 ResultWriter::ResultWriter(Output& output, Format format) : m_output(output), m_format(format)
 {
     if (m_format == Format::csv) {
-        m_output.write(kHeader);
+        m_output.write(kResultHeader);
+        m_output.write("\n");
     }
 }
 
