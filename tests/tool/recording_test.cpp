@@ -109,6 +109,32 @@ TEST(Recording, SignedZeroAndSubnormalsAreKept)
     EXPECT_TRUE(sameBits(all.samples[0].sensorVector[2], -1.1754942e-38f));
 }
 
+TEST(Recording, NumbersTooSmallForSinglePrecisionAreZeroWithTheirSign)
+{
+    const std::string zeros(60, '0');
+    for (const std::string& text :
+         {std::string("1e-60"), std::string("9.99E-47"), std::string("1e-400"), std::string("123456e-70"),
+          std::string("1e-99999999999999999999"), "0." + zeros + "1", "0." + zeros + "1e+5", "1" + zeros + "e-120"}) {
+        for (const std::string& sign : {std::string(), std::string("-")}) {
+            const Read all =
+                read(kHeader + "2," + sign + text + ", " + sign + text + " ,0,0,0,0,0,0,0,0,0,0,0,0\n", Format::csv);
+            ASSERT_EQ(all.samples.size(), 1u) << sign << text;
+            EXPECT_TRUE(sameBits(all.samples[0].sensorVector[0], sign.empty() ? 0.0f : -0.0f)) << sign << text;
+            EXPECT_TRUE(sameBits(all.samples[0].sensorVector[1], sign.empty() ? 0.0f : -0.0f)) << sign << text;
+        }
+    }
+}
+
+TEST(Recording, NumbersTooLargeForSinglePrecisionAreRefused)
+{
+    for (const std::string& text :
+         {std::string("1e39"), std::string("-3.5e38"), std::string("1e99999999999999999999"),
+          "0." + std::string(60, '0') + "1e120", "1" + std::string(60, '0'), "1" + std::string(60, '0') + "e-5"}) {
+        EXPECT_EQ(read(kHeader + "2," + text + ",0,0,0,0,0,0,0,0,0,0,0,0,0\n", Format::csv).problems.size(), 1u)
+            << text;
+    }
+}
+
 TEST(Recording, RowsOfAllLengthsAroundTheBufferAreWhole)
 {
     // An ignored column of growing width moves the rows over every position of the buffer's ends.
@@ -132,7 +158,8 @@ TEST(Recording, BadRowsAreNamedOneByOneAndTheRestIsRead)
     EXPECT_EQ(all.samples.size(), 3u);
     ASSERT_EQ(all.problems.size(), 2u);
     EXPECT_EQ(all.problems[0], ": line 3: found 2 fields, expected 15");
-    EXPECT_EQ(all.problems[1], ": line 5, column levelXRaw: found \"zero\", expected a number within single precision");
+    EXPECT_EQ(all.problems[1],
+              ": line 5, column levelXRaw: found \"zero\", expected a number, not too large for single precision");
 }
 
 TEST(Recording, AnEmptyFieldIsNoNumberInAnyColumn)

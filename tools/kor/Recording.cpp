@@ -9,6 +9,7 @@
 #include <functional>
 #include <string_view>
 #include <system_error>
+#include <type_traits>
 #include <vector>
 
 #include "Exit.h"
@@ -61,7 +62,7 @@ const char* expectation(Kind kind)
     case Kind::uint8:
         return "a whole number from 0 to 255";
     default:
-        return "a number within single precision";
+        return "a number, not too large for single precision";
     }
 }
 
@@ -77,12 +78,44 @@ std::string_view withoutReturn(std::string_view line)
     return line.ends_with('\r') ? line.substr(0, line.size() - 1) : line;
 }
 
+// Whether a number that is out of range is so for being too small: its first digit other than zero stands behind the
+// decimal point.
+bool tooSmall(std::string_view number)
+{
+    const std::size_t letter = number.find_first_of("eE");
+    const std::string_view digits = number.substr(0, letter);
+    const std::size_t first = digits.find_first_of("123456789");
+    if (first == std::string_view::npos) {
+        return false;
+    }
+    const std::size_t point = std::min(digits.find('.'), digits.size());
+    std::int64_t power =
+        first < point ? static_cast<std::int64_t>(point - first) - 1 : -static_cast<std::int64_t>(first - point);
+    if (letter != std::string_view::npos) {
+        std::string_view exponent = number.substr(letter + 1);
+        const bool negative = exponent.starts_with('-');
+        if (negative || exponent.starts_with('+')) {
+            exponent.remove_prefix(1);
+        }
+        constexpr std::uint32_t kBeyondAnyLine = 1000000000;
+        std::uint32_t size = 0;
+        if (std::from_chars(exponent.data(), exponent.data() + exponent.size(), size).ec != std::errc()) {
+            size = kBeyondAnyLine;
+        }
+        power += negative ? -std::int64_t{size} : std::int64_t{size};
+    }
+    return power < 0;
+}
+
 template <typename Value>
 const char* parseAs(const char* begin, const char* end, void* into)
 {
     Value value{};
     const auto [stop, error] = std::from_chars(begin, end, value);
-    if (error != std::errc()) {
+    if (std::is_floating_point_v<Value> && error == std::errc::result_out_of_range &&
+        tooSmall({begin, static_cast<std::size_t>(stop - begin)})) {
+        value = *begin == '-' ? -Value{} : Value{}; // what is below every number rounds to zero
+    } else if (error != std::errc()) {
         return nullptr;
     }
     std::memcpy(into, &value, sizeof value);
