@@ -1,22 +1,25 @@
-# Installation: library, public headers, CMake package, pkg-config file.
+# Installation: library, public headers, CMake package, pkg-config file. The components are those of the packages.
 
 include(CMakePackageConfigHelpers)
 
+set(CMAKE_INSTALL_DEFAULT_COMPONENT_NAME tools)
 install(TARGETS KORInterface EXPORT KORInterfaceTargets
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT library
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(DIRECTORY include/KORInterface DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY include/KORInterface DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+        FILES_MATCHING PATTERN "*.h")
 
 set(kor_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KORInterface)
-install(EXPORT KORInterfaceTargets NAMESPACE KORInterface:: DESTINATION ${kor_package_dir})
+install(EXPORT KORInterfaceTargets NAMESPACE KORInterface:: DESTINATION ${kor_package_dir}
+        COMPONENT development)
 configure_package_config_file(cmake/KORInterfaceConfig.cmake.in ${PROJECT_BINARY_DIR}/KORInterfaceConfig.cmake
                               INSTALL_DESTINATION ${kor_package_dir})
 # Before version 1 a minor release may change the interface.
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/KORInterfaceConfigVersion.cmake COMPATIBILITY SameMinorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/KORInterfaceConfig.cmake ${PROJECT_BINARY_DIR}/KORInterfaceConfigVersion.cmake
-        DESTINATION ${kor_package_dir})
+        DESTINATION ${kor_package_dir} COMPONENT development)
 
 # The pkg-config file finds its prefix from its own place, so an installed tree can be moved.
 file(RELATIVE_PATH kor_pc_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
@@ -25,4 +28,9 @@ if(kor_type STREQUAL "STATIC_LIBRARY")
   set(kor_pc_libs "-lstdc++ -lpthread")
 endif()
 configure_file(cmake/KORInterface.pc.in ${PROJECT_BINARY_DIR}/KORInterface.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/KORInterface.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+install(FILES ${PROJECT_BINARY_DIR}/KORInterface.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT development)
+
+if(KORINTERFACE_BUILD_TOOLS AND NOT WIN32)
+  install(FILES docs/man/kor.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+endif()

@@ -1,0 +1,52 @@
+# Run by CPack between the installation into its own folder and the packing.
+set(source ${CPACK_KOR_SOURCE_DIR})
+
+# Notices of what is compiled into the program, from where the build machine keeps them.
+function(copy_notices folder)
+  set(packages libcli11-dev libfmt-dev)
+  if(CPACK_GENERATOR STREQUAL "ZIP")
+    list(APPEND packages mingw-w64-x86-64-dev) # run-time libraries
+  endif()
+  foreach(package IN LISTS packages)
+    if(EXISTS /usr/share/doc/${package}/copyright)
+      configure_file(/usr/share/doc/${package}/copyright ${folder}/copyright.${package} COPYONLY)
+    endif()
+  endforeach()
+endfunction()
+
+function(run)
+  execute_process(${ARGV} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+if(NOT CPACK_GENERATOR STREQUAL "DEB")
+  foreach(file README.md CHANGELOG.md cmake/packages/copyright)
+    file(COPY ${source}/${file} DESTINATION ${CPACK_TEMPORARY_INSTALL_DIRECTORY})
+  endforeach()
+  copy_notices(${CPACK_TEMPORARY_INSTALL_DIRECTORY})
+  return()
+endif()
+
+foreach(component IN LISTS CPACK_COMPONENTS_ALL)
+  string(TOUPPER ${component} name)
+  set(tree ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/${component}/usr)
+  set(documents ${tree}/share/doc/${CPACK_DEBIAN_${name}_PACKAGE_NAME})
+  set(changelog ${documents}/changelog.Debian)
+  configure_file(${source}/cmake/packages/copyright ${documents}/copyright COPYONLY)
+  run(COMMAND python3 ${source}/cmake/packages/debian_changelog.py ${source}/CHANGELOG.md
+              ${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE} ${CPACK_PACKAGE_CONTACT} OUTPUT_FILE ${changelog})
+  file(GLOB compressed ${changelog} ${tree}/share/man/man*/*)
+  run(COMMAND gzip -9n ${compressed})
+  if(component STREQUAL "tools")
+    copy_notices(${documents})
+    # The library lies where the linker looks by itself.
+    file(RPATH_REMOVE FILE ${tree}/bin/kor)
+  endif()
+  file(GLOB_RECURSE files LIST_DIRECTORIES ON ${tree}/share/doc/* ${tree}/share/man/*)
+  foreach(file IN LISTS files)
+    if(IS_DIRECTORY ${file})
+      file(CHMOD ${file} PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+    else()
+      file(CHMOD ${file} PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
+    endif()
+  endforeach()
+endforeach()

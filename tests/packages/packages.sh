@@ -1,0 +1,136 @@
+#!/usr/bin/env bash
+# Makes the packages of a built tree and uses what is in them, unpacked in a clean folder.
+#   packages.sh deb BUILD          Debian packages: metadata, contents, use
+#   packages.sh lintian BUILD      what lintian says of them is what docs/releasing.md explains
+#   packages.sh tgz BUILD          archive
+#   packages.sh zip BUILD PREFIX   archive of the Windows build, with Wine's prefix
+#   packages.sh manual BUILD       the manual page and the program's help list the same options
+set -euo pipefail
+export LC_ALL=C.UTF-8
+here=$(cd "$(dirname "$0")" && pwd)
+root=$(cd "$here/../.." && pwd)
+check=$1
+build=$(cd "$2" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+fail() { echo "$*" >&2; exit 1; }
+# Runs a command whose output matters only if it fails.
+silently() { "$@" >"$work/log" 2>&1 </dev/null || { cat "$work/log"; fail "failed: $*"; }; }
+
+packed() { # GENERATOR
+    silently cpack --config "$build/CPackConfig.cmake" -G "$1" -B "$work/packages"
+}
+
+consumer_built() { # PREFIX [CMAKE_ARGUMENT...]
+    silently cmake -S "$root/tests/consumers/find_package" -B "$work/consumer" -DCMAKE_PREFIX_PATH="$1" "${@:2}"
+    silently cmake --build "$work/consumer"
+    # Not a library that lies elsewhere on this machine.
+    local found
+    found=$(sed -n 's/^KORInterface_DIR:[A-Z]*=//p' "$work/consumer/CMakeCache.txt")
+    case $found in "$1"/*) ;; *) fail "the consumer used $found" ;; esac
+}
+
+replays() { # KOR [ARGUMENT...]: prints its version, and a replay agrees with the truth
+    local version
+    version=$("$@" --version | tr -d '\r')
+    [ "$version" = "kor $(sed -n 's/^project(KORInterface VERSION \([0-9.]*\).*/\1/p' "$root/CMakeLists.txt")" ] ||
+        fail "kor --version says $version"
+    local folder=$root/data/polarizer
+    silently "$@" replay --prm "$folder" --id 1005 "$folder/polarizer.csv" -o "$work/results.csv"
+    silently python3 "$root/data/compare.py" "$work/results.csv" "$folder/polarizer_truth.csv" --limit 2e-5
+}
+
+case $check in
+deb)
+    packed DEB
+    abi=$(sed -n 's/^set(KOR_ABI_VERSION \([0-9]*\))$/\1/p' "$root/cmake/Options.cmake")
+    declare -A section=([libkorinterface$abi]=libs [libkorinterface-dev]=libdevel [kor-tools]=science)
+    [ "$(find "$work/packages" -maxdepth 1 -name '*.deb' | wc -l)" -eq "${#section[@]}" ] || fail "not three packages"
+    for package in "${!section[@]}"; do
+        deb=$(echo "$work/packages/${package}_"*.deb)
+        field() { dpkg-deb -f "$deb" "$1"; }
+        [ "$(field Package)" = "$package" ] || fail "$deb is named $(field Package)"
+        [ "$(field Section)/$(field Priority)" = "${section[$package]}/optional" ] || fail "$package: $(field Section)"
+        [ "$(field Maintainer)" = "KORInterface maintainers <maintainers@users.noreply.example>" ] || fail "maintainer"
+        [[ "$(field Description | head -n 1)" = "orientation from the readings of a KOR sensor - "* ]] || fail "synopsis"
+        [ "$(field Description | wc -l)" -ge 5 ] || fail "$package lacks its extended description"
+        dpkg -x "$deb" "$work/root"
+        documents=$work/root/usr/share/doc/$package
+        [ -s "$documents/copyright" ] || fail "$package has no copyright file"
+        zcat "$documents/changelog.Debian.gz" | dpkg-parsechangelog -l - -S Version | grep -qx "$(field Version)" ||
+            fail "$package: changelog and package differ in version"
+    done
+    depends() { dpkg-deb -f "$work/packages/${1}_"*.deb Depends; }
+    [[ "$(depends "libkorinterface$abi")" = *"libc6 (>= "*"libstdc++6 (>= "* ]] || fail "the library's dependencies"
+    [[ "$(depends kor-tools)" = *"libkorinterface$abi (>= "*"libc6 (>= "* ]] || fail "the tool's dependencies"
+    [[ "$(depends libkorinterface-dev)" = "libkorinterface$abi (= "*")" ]] || fail "the headers' dependencies"
+    dpkg-deb -I "$work/packages/libkorinterface${abi}_"*.deb shlibs >"$work/shlibs"
+    grep -q "^libKORInterface $abi libkorinterface$abi (>= " "$work/shlibs" || fail "shlibs: $(<"$work/shlibs")"
+
+    library=$(find "$work/root" -name "libKORInterface.so.$abi")
+    [ -n "$library" ] || fail "no library"
+    file -L "$library" "$work/root/usr/bin/kor" >"$work/files"
+    [ "$(grep -c ', stripped$' "$work/files")" -eq 2 ] || fail "not stripped: $(<"$work/files")"
+    ! readelf -d "$work/root/usr/bin/kor" | grep -qE 'R(UN)?PATH' || fail "kor looks for its library in a place of its own"
+    zcat "$work/root/usr/share/man/man1/kor.1.gz" | cmp - "$root/docs/man/kor.1"
+    consumer_built "$work/root/usr"
+    "$work/consumer/consumer"
+    replays env LD_LIBRARY_PATH="$(dirname "$library")" "$work/root/usr/bin/kor"
+    ;;
+lintian)
+    packed DEB
+    as_user=()
+    [ "$(id -u)" -ne 0 ] || as_user=(--allow-root)
+    lintian "${as_user[@]}" --fail-on none --tag-display-limit 0 "$work/packages"/*.deb >"$work/said"
+    # The table's lines begin with | `tag` |.
+    sed -n 's/^| `\([a-z0-9-]*\)` |.*/\1/p' "$root/docs/releasing.md" | sort >"$work/explained"
+    awk '{ print $3 }' "$work/said" | sort -u >"$work/tags"
+    # Debian's place for libraries is taken with the prefix /usr only.
+    grep -q '^CMAKE_INSTALL_PREFIX:PATH=/usr$' "$build/CMakeCache.txt" ||
+        sed -i '/^pkg-config-unavailable-for-cross-compilation$/d' "$work/tags"
+    diff "$work/explained" "$work/tags" || { cat "$work/said"; fail "explained (<) and found (>) differ"; }
+    ;;
+tgz)
+    packed TGZ
+    mkdir "$work/elsewhere"
+    tar -xzf "$work/packages"/*.tar.gz -C "$work/elsewhere" --strip-components=1
+    for file in README.md CHANGELOG.md copyright share/man/man1/kor.1; do
+        [ -s "$work/elsewhere/$file" ] || fail "the archive lacks $file"
+    done
+    consumer_built "$work/elsewhere"
+    "$work/consumer/consumer"
+    replays "$work/elsewhere/bin/kor"
+    ;;
+zip)
+    wine=("$root/tests/windows/run.sh" "$3")
+    packed ZIP
+    silently unzip -q "$work/packages"/*.zip -d "$work/unpacked"
+    tree=$(echo "$work/unpacked"/*)
+    for file in README.md CHANGELOG.md copyright bin/KORInterface.dll bin/kor.exe; do
+        [ -s "$tree/$file" ] || fail "the archive lacks $file"
+    done
+    consumer_built "$tree" -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" \
+        -DKORInterface_DIR="$tree/lib/cmake/KORInterface" # the toolchain looks for packages in its own root only
+    ! "${wine[@]}" "$work/consumer/consumer.exe" >"$work/log" 2>&1 || fail "the consumer runs without the DLL"
+    cp "$tree/bin/KORInterface.dll" "$work/consumer/"
+    "${wine[@]}" "$work/consumer/consumer.exe"
+    replays "${wine[@]}" "$tree/bin/kor.exe"
+    ;;
+manual)
+    options() { grep -oE '(^|[^a-z-])--[a-z][a-z-]*' | grep -oE '[a-z][a-z-]*$' | sort -u; }
+    for part in replay simulate accuracy; do
+        "$build/tools/kor" "$part" --help | options | grep -vx help >"$work/help"
+        awk -v heading=".SH KOR ${part^^}" '/^\.SH/ { inside = $0 == heading; next } inside' "$root/docs/man/kor.1" |
+            sed 's/\\-/-/g; s/\\f[A-Z]//g' | grep '^\.B[RI]* ' | options >"$work/page"
+        [ -s "$work/help" ] || fail "kor $part --help lists no options"
+        diff "$work/help" "$work/page" || fail "kor $part: help (<) and docs/man/kor.1 (>) differ"
+    done
+    "$build/tools/kor" --help | awk '/^Subcommands:/ { inside = 1; next } /^$/ { inside = 0 } inside { print $1 }' |
+        sort >"$work/help"
+    printf '%s\n' accuracy replay simulate | diff "$work/help" - || fail "docs/man/kor.1 and this test lack a subcommand"
+    ;;
+*)
+    fail "unknown check $check"
+    ;;
+esac
