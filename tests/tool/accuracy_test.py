@@ -4,8 +4,8 @@
     accuracy_test.py KOR [-v] [Class[.test] ...]
 """
 import json
+import math
 import os
-import re
 import subprocess
 import sys
 import unittest
@@ -100,6 +100,117 @@ class Accuracy(Case):
     def test_wrong_usage_is_refused(self):
         for option in ("--mode=0", "--mode=11", "--poses=0", "--poses=x", "--seed=-1", "--progress=now", "more"):
             self.assertIn("kor accuracy --help", self.run_kor(option, status=USAGE).stderr)
+
+
+class Budget(Case):
+    ARC = 3600.0
+
+    def budgets(self, *arguments):
+        return json.loads(self.run_kor("--budget", "--json", *arguments).stdout)["budgets"]
+
+    def inputs(self, *arguments):
+        budgets = self.budgets(*arguments)
+        self.assertEqual(len(budgets), 1)
+        return {i["input"]: i for i in budgets[0]["inputs"]}, budgets[0]
+
+    @staticmethod
+    def size(entry):
+        return math.sqrt(entry["x"] ** 2 + entry["y"] ** 2 + entry["z"] ** 2)
+
+    def test_every_mode_has_a_budget_of_every_input(self):
+        found = self.budgets()
+        self.assertEqual([b["mode"] for b in found], list(MODES))
+        for budget in found:
+            names = [i["input"] for i in budget["inputs"]]
+            self.assertEqual(len(names), len(set(names)))
+            for name in ("azimuth encoder", "elevation encoder", "level X", "level Y", "x", "y", "z",
+                         "levelTemperature", "AZ Calibration Table", "Angle Offset 1", "Tilt Sensor Offset 2",
+                         "Thermal Compensation Factor 4"):
+                self.assertIn(name, names)
+
+    def test_a_degree_of_azimuth_turns_the_base_a_degree_about_its_own_axis(self):
+        for budget in self.budgets():
+            entry = next(i for i in budget["inputs"] if i["input"] == "Angle Offset 1")
+            axis = [budget["base"][2], budget["base"][5], budget["base"][8]]
+            turn = [entry[a] / self.ARC for a in "xyz"]
+            along = sum(a * t for a, t in zip(axis, turn))
+            gain = 1e-3 if budget["mode"] in (3, 4, 5, 6) else 0.0
+            self.assertAlmostEqual(abs(along), 1.0, delta=gain + 1e-6)
+            self.assertAlmostEqual(self.size(entry) / self.ARC, abs(along), delta=1e-6)
+
+    def test_what_cancels_has_opposite_signs(self):
+        for budget in self.budgets():
+            entries = {i["input"]: i for i in budget["inputs"]}
+            for shifted, offset in (("AZ Calibration Table", "Angle Offset 1"),
+                                    ("EL Calibration Table", "Angle Offset 2"),
+                                    ("Tilt Y Calibration Table", "Tilt Sensor Offset 2")):
+                for axis in "xyz":
+                    self.assertAlmostEqual(entries[shifted][axis], -entries[offset][axis],
+                                           delta=1e-6 * self.size(entries[shifted]) + 1e-5)
+
+    def test_moving_along_the_line_of_sight_changes_nothing(self):
+        for budget in self.budgets():
+            entries = {i["input"]: i for i in budget["inputs"]}
+            for axis in "xyz":
+                along = sum(entries[c][axis] * p for c, p in zip("xyz", budget["position_mm"]))
+                self.assertAlmostEqual(along, 0.0, delta=1e-2)    # of some 10^5 on each side
+
+    def test_turning_everything_about_the_vertical_turns_the_base_as_far(self):
+        for budget in self.budgets():
+            entries = {i["input"]: i for i in budget["inputs"]}
+            x, y, _ = budget["position_mm"]
+            for axis, wanted in zip("xyz", (0.0, 0.0, 1.0)):
+                turned = (-y * entries["x"][axis] + x * entries["y"][axis]) / 206264.80625
+                self.assertAlmostEqual(turned, wanted, delta=1e-6)
+
+    def test_inputs_that_a_model_does_not_read_weigh_nothing(self):
+        for mode, names in ((3, ("level X",)), (5, ("level X",)), (7, ("level X",)),
+                            (8, ("level X", "QVC 1", "QVC 2", "QVC 3")), (10, ("QVC 1", "temperature 0"))):
+            entries, _ = self.inputs(f"--mode={mode}")
+            for name in names:
+                self.assertEqual(self.size(entries[name]), 0.0, (mode, name))
+        entries, _ = self.inputs("--mode=10")
+        self.assertGreater(self.size(entries["level X"]), 100.0)
+
+    def test_the_pendulums_direction_weighs_as_much_as_its_reading(self):
+        # A pendulum along y: what raises it by a degree is worth a degree of the level, gain apart.
+        entries, _ = self.inputs("--mode=4")
+        for axis in "xyz":
+            self.assertAlmostEqual(abs(entries["Scale Factor 3"][axis] / entries["Scale Factor 2"][axis]), 1.0, delta=0.01)
+
+    def test_step_control_leaves_little(self):
+        for budget in self.budgets():
+            for entry in budget["inputs"]:
+                searched = budget["mode"] in (3, 4) and entry["input"] in ("Scale Factor 3", "Scale Factor 4")
+                limit = 10.0 if searched else 1e-3 + 1e-6 * self.size(entry)
+                self.assertLess(entry["uncertainty"], limit, entry)
+
+    def test_pose_and_parameter_file_are_taken(self):
+        data = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "data", "polarizer")
+        entries, budget = self.inputs("--prm", data, "--id=1005", "--pose=4000,3000,500,1,2,-40")
+        self.assertEqual(budget["mode"], 5)
+        self.assertEqual(budget["position_mm"], [4000, 3000, 500])
+        self.assertAlmostEqual(entries["Scale Factor 1"]["value"], 0.35, delta=1e-6)
+        base = budget["base"]
+        self.assertAlmostEqual(math.degrees(math.atan2(base[3], base[0])), -40.0, delta=1e-12)
+        other, _ = self.inputs("--prm", data, "--id=1005", "--mode=6", "--pose=4000,3000,500,1,2,-40")
+        self.assertEqual(other["azimuth encoder"]["z"], entries["azimuth encoder"]["z"])
+
+    def test_table_of_the_budget_tells_the_same_as_json(self):
+        text = self.run_kor("--budget", "--mode=8").stdout
+        entries, _ = self.inputs("--mode=8")
+        for name, entry in entries.items():
+            line = next(row for row in text.split("\n")[3:] if row[15:44].strip() == name)
+            for number, axis in zip(line.split()[-4:-1], "xyz"):
+                self.assertAlmostEqual(float(number), entry[axis], delta=1e-3 * abs(entry[axis]) + 1e-12)
+
+    def test_wrong_usage_of_the_budget_is_refused(self):
+        for options in (["--pose=1,2,3,0,0,0"], ["--prm=x", "--id=5"], ["--budget", "--pose=1,2,3"],
+                        ["--budget", "--pose=1,2,3,4,5,x"], ["--budget", "--prm=x"], ["--budget", "--poses=5"],
+                        ["--budget", "--mode=12"]):
+            self.run_kor(*options, status=USAGE)
+        done = self.run_kor("--budget", "--mode=5", "--pose=0,0,5000,0,0,0", status=USAGE)
+        self.assertIn("cannot look at the tracker", done.stderr)
 
 
 if __name__ == "__main__":

@@ -228,7 +228,7 @@ std::vector<Stratum> twoLevels()
              1e-2);
     inherent(strata.back(), why("levels are read one sample later than the sight; truth of two samples before"), 1e-4);
 
-    Stratum s = plain("swinging", "100 mm/s2 at 0.5 Hz", {2e-1, kBroken});
+    Stratum s = plain("swinging", "100 mm/s2 at 0.5 Hz", {6e-2, kBroken});
     s.route = Route::moving;
     s.swing = 100.0;
     inherent(s, why("the compensated acceleration is older than the levels; truth of two samples before"), 1e-3);

@@ -1,21 +1,29 @@
 // kor accuracy: how exact the library is, measured.
 
-#include <array>
+#include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <system_error>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "KORInterface/CKorPrm.h"
+
+#include "Budget.h"
 #include "ClosedLoop.h"
 #include "Commands.h"
 #include "Exit.h"
+#include "Motion.h"
 #include "Output.h"
+#include "ParameterFile.h"
 #include "Progress.h"
 #include "Text.h"
 
@@ -25,8 +33,9 @@ namespace {
 
 struct AccuracyRequest {
     using Option = std::optional<std::string>;
-    Option mode, poses, seed, progress;
+    Option mode, poses, seed, progress, pose, prm, id;
     bool json = false;
+    bool budget = false;
 };
 
 [[noreturn]] void misused(const std::string& text)
@@ -98,9 +107,119 @@ std::string json(const std::vector<Finding>& findings, std::uint64_t seed)
     return text + "\n  ]\n}\n";
 }
 
+std::string budgetTable(const Budget& budget)
+{
+    const Vec3& P = budget.pose.position;
+    std::string text =
+        fmt::format("mount mode {}, {}: target point at {:g}, {:g}, {:g} mm\n"
+                    "turn of the base about the tracker's x, y and z, arc-seconds per unit of the input\n"
+                    "  {:<12} {:<29} {:<10} {:>12} {:>11} {:>11} {:>11} {:>9}\n",
+                    budget.mode, modelName(budget.mode), P[0], P[1], P[2], "", "input", "unit", "value", "about x",
+                    "about y", "about z", "+-");
+    for (const Sensitivity& s : budget.inputs) {
+        text += fmt::format("  {:<12} {:<29} {:<10} {:>12.6g} {:>11.4g} {:>11.4g} {:>11.4g} {:>9.1e}\n", s.group,
+                            s.input, s.unit, s.value, s.turn[0], s.turn[1], s.turn[2], s.uncertainty);
+    }
+    return text;
+}
+
+std::string budgetJson(const std::vector<Budget>& budgets)
+{
+    std::string text = "{\n  \"unit\": \"arc-seconds per unit of the input\",\n  \"budgets\": [";
+    const char* before = "\n";
+    for (const Budget& budget : budgets) {
+        text += fmt::format("{}    {{\"mode\": {}, \"model\": \"{}\", \"position_mm\": [{}, {}, {}], \"base\": [{}], "
+                            "\"inputs\": [",
+                            before, budget.mode, modelName(budget.mode), budget.pose.position[0],
+                            budget.pose.position[1], budget.pose.position[2], fmt::join(budget.pose.base, ", "));
+        before = ",\n";
+        const char* separator = "\n";
+        for (const Sensitivity& s : budget.inputs) {
+            text += fmt::format("{}      {{\"group\": \"{}\", \"input\": \"{}\", \"unit\": \"{}\", \"value\": {}, "
+                                "\"x\": {}, \"y\": {}, \"z\": {}, \"uncertainty\": {}}}",
+                                separator, s.group, s.input, s.unit, jsonNumber(s.value), jsonNumber(s.turn[0]),
+                                jsonNumber(s.turn[1]), jsonNumber(s.turn[2]), jsonNumber(s.uncertainty));
+            separator = ",\n";
+        }
+        text += "]}";
+    }
+    return text + "\n  ]\n}\n";
+}
+
+Pose poseOption(const std::string& text)
+{
+    const std::vector<std::string_view> parts = split(text, ',');
+    double values[6] = {};
+    for (std::size_t i = 0; i < 6; ++i) {
+        const std::string_view part = i < parts.size() ? parts[i] : std::string_view();
+        const auto [end, error] = std::from_chars(part.data(), part.data() + part.size(), values[i]);
+        if (parts.size() != 6 || error != std::errc() || end != part.data() + part.size() ||
+            !(std::fabs(values[i]) <= 1e6)) {
+            misused(fmt::format("--pose: found {}, expected X,Y,Z,ROLL,PITCH,YAW in mm and degrees", inQuotes(text)));
+        }
+    }
+    return wayPointMotion({{0.0, {values[0], values[1], values[2]}, values[3], values[4], values[5]}})->pose(0.0);
+}
+
+int budget(const AccuracyRequest& request, int only)
+{
+    if (request.poses || request.seed || request.progress) {
+        misused("--budget takes neither --poses nor --seed nor --progress");
+    }
+    if (request.prm.has_value() != request.id.has_value()) {
+        misused("--prm and --id belong together");
+    }
+    std::vector<SensorParameters> sensors;
+    if (request.prm) {
+        ParameterSource source;
+        source.directory = *request.prm;
+        source.id = whole<std::int32_t>("--id", *request.id, std::numeric_limits<std::int32_t>::min(),
+                                        std::numeric_limits<std::int32_t>::max());
+        CKorPrm prm;
+        readParameterFile(source, prm);
+        int mode = only;
+        if (only == 0) {
+            prm.getMountMode(mode);
+        }
+        sensors.push_back(parametersOf(prm, mode));
+    } else {
+        for (int mode = 1; mode <= 10; ++mode) {
+            if (only == 0 || only == mode) {
+                sensors.push_back(typicalSensor(mode, false));
+            }
+        }
+    }
+    std::vector<Budget> budgets;
+    for (const SensorParameters& sensor : sensors) {
+        const std::optional<Budget> found =
+            budgetOf(sensor, request.pose ? poseOption(*request.pose) : typicalPose(sensor.mode));
+        if (!found) {
+            throw Failure(kExitUsage, fmt::format("in mount mode {} the sensor cannot look at the tracker in this pose",
+                                                  sensor.mode));
+        }
+        budgets.push_back(*found);
+    }
+    Output output("-");
+    if (request.json) {
+        output.write(budgetJson(budgets));
+    } else {
+        for (std::size_t i = 0; i < budgets.size(); ++i) {
+            output.write((i > 0 ? "\n" : "") + budgetTable(budgets[i]));
+        }
+    }
+    output.close();
+    return kExitOk;
+}
+
 int accuracy(const AccuracyRequest& request)
 {
     const int only = request.mode ? whole<int>("--mode", *request.mode, 1, 10) : 0;
+    if (request.budget) {
+        return budget(request, only);
+    }
+    if (request.pose || request.prm || request.id) {
+        misused("--pose, --prm and --id go with --budget");
+    }
     const std::uint64_t poses = request.poses ? whole<std::uint64_t>("--poses", *request.poses, 1, 10'000'000) : 2000;
     const std::uint64_t seed =
         request.seed ? whole<std::uint64_t>("--seed", *request.seed, 0, std::numeric_limits<std::uint64_t>::max()) : 1;
@@ -165,6 +284,13 @@ Command declareAccuracy(CLI::App& root)
     option("--poses", request->poses, "N", "Poses of each stratum (default: 2000)");
     option("--seed", request->seed, "S", "Seed of the poses (default: 1)");
     app->add_flag("--json", request->json, "Print JSON in place of the table");
+    app->add_flag(
+        "--budget", request->budget,
+        "Print how much the orientation turns per unit of each\ninput and parameter, in place of the measurement");
+    option("--pose", request->pose, "X,Y,Z,R,P,Y",
+           "Pose of the budget: target point, mm; roll, pitch and\nyaw of the base, degrees (default: one that suits)");
+    option("--prm", request->prm, "DIR", "Directory of a parameter file for the budget (default:\na typical sensor)");
+    option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm");
     option("--progress", request->progress, "WHEN",
            "auto (the default: when standard error is a\nterminal), always or never");
     app->footer(

@@ -1,0 +1,189 @@
+// Units behind the simulated sensor: the inverse tables, the forward equations' symmetries, the verdict on bounds.
+#include <cmath>
+#include <limits>
+
+#include <gtest/gtest.h>
+
+#include "kor/Budget.h"
+#include "kor/ClosedLoop.h"
+#include "kor/Exit.h"
+#include "kor/Motion.h"
+#include "kor/Random.h"
+#include "kor/Sensor.h"
+#include "kor/Simulator.h"
+
+using namespace kor::tool;
+
+TEST(SimulatedEncoder, readingIsTheInverseOfCalibratedOverManyTurns)
+{
+    const SensorParameters sensor = typicalSensor(5, false);
+    Random random(1, "");
+    for (const EncoderTable* table : {&sensor.azimuthTable, &sensor.elevationTable}) {
+        for (int i = 0; i < 20000; ++i) {
+            const double angle = random.uniform(-1200.0, 1200.0);
+            EXPECT_NEAR(table->calibrated(table->reading(angle)), angle, 1e-12 * 1200.0);
+        }
+    }
+}
+
+TEST(SimulatedEncoder, readingAgreesWithTheEnginesOwnInverseToItsSinglePrecision)
+{
+    const SensorParameters sensor = typicalSensor(5, false);
+    CKor engine;
+    sensor.configure(engine);
+    Random random(2, "");
+    for (int i = 0; i < 2000; ++i) {
+        const auto angle = static_cast<float>(random.uniform(-180.0, 180.0));
+        EXPECT_NEAR(engine.getInverseAzCalib(angle), sensor.azimuthTable.reading(angle), 1.6e-5);
+        EXPECT_NEAR(engine.getInverseElCalib(angle), sensor.elevationTable.reading(angle), 1.6e-5);
+    }
+}
+
+TEST(SimulatedEncoder, withoutTableAngleAndReadingAreTheSame)
+{
+    const EncoderTable none;
+    EXPECT_EQ(none.reading(12.5), 12.5);
+    EXPECT_EQ(none.calibrated(-700.25), -700.25);
+}
+
+TEST(SimulatedLevel, readingIsTheInverseOfAngleWithinAndBeyondTheTable)
+{
+    Random random(3, "");
+    for (const int mode : {1, 5}) {
+        const LevelTable& table = typicalSensor(mode, false).levelYTable;
+        for (int i = 0; i < 20000; ++i) {
+            const double angle = random.uniform(-250.0, 250.0);
+            EXPECT_NEAR(table.angle(table.reading(angle)), angle, 1e-10);
+        }
+        EXPECT_FALSE(table.outside(table.knots.front()));
+        EXPECT_FALSE(table.outside(table.knots.back()));
+        EXPECT_TRUE(table.outside(std::nextafter(table.knots.back(), 1e9f)));
+        EXPECT_TRUE(table.outside(std::nan("")));
+    }
+}
+
+TEST(SimulatedLevel, aDescendingTableHasAnInverseToo)
+{
+    LevelTable table;
+    table.knots = {20.0f, 0.0f, -20.0f}; // angle = -2 x
+    table.coefficients = {-40.0, -2.0, 0.0, 0.0, 0.0, -2.0, 0.0, 0.0, 0, 0, 0, 0};
+    for (const double angle : {-70.0, -40.0, -13.5, 0.0, 13.5, 40.0, 70.0}) {
+        EXPECT_NEAR(table.reading(angle), -0.5 * angle, 1e-12) << angle;
+        EXPECT_NEAR(table.angle(-0.5 * angle), angle, 1e-12) << angle;
+    }
+}
+
+TEST(SimulatedLevel, withoutTableTheReadingPassesAndIsOutside)
+{
+    const LevelTable none;
+    EXPECT_EQ(none.reading(3.25), 3.25);
+    EXPECT_EQ(none.angle(3.25), 3.25);
+    EXPECT_TRUE(none.outside(0.0));
+}
+
+// Turning target and base together about the vertical changes no reading.
+TEST(SimulatedSensor, readingsDoNotDependOnTheBearing)
+{
+    for (int mode = 1; mode <= 10; ++mode) {
+        const SensorParameters sensor = typicalSensor(mode, true);
+        const Pose pose = typicalPose(mode);
+        const Readings before = forwardReadings(sensor, pose, 0.0).readings;
+        for (const double angle : {0.7, 2.0, -1.3, 3.1}) {
+            const Pose turned = {turnZ(angle) * pose.base, turnZ(angle) * pose.position, {}};
+            const Readings after = forwardReadings(sensor, turned, 0.0).readings;
+            EXPECT_NEAR(after.levelY, before.levelY, 1e-11) << mode;
+            EXPECT_NEAR(after.azimuth, before.azimuth, 1e-11) << mode;
+            EXPECT_NEAR(after.elevation, before.elevation, 1e-11) << mode;
+            if (!formsRatio(mode)) {
+                EXPECT_NEAR(after.levelX, before.levelX, 1e-11) << mode;
+            }
+        }
+    }
+}
+
+TEST(SimulatedSensor, azimuthCountsOnOverFullTurns)
+{
+    for (int mode = 1; mode <= 10; ++mode) {
+        const SensorParameters sensor = typicalSensor(mode, false);
+        const Pose pose = typicalPose(mode);
+        const Forward near = forwardReadings(sensor, pose, 0.0);
+        const Forward far = forwardReadings(sensor, pose, 20.0 * portable::kPi);
+        EXPECT_NEAR(far.azimuthTurn - near.azimuthTurn, 20.0 * portable::kPi, 1e-12) << mode;
+        // A gain stretches the counted turns as it stretches the angle.
+        EXPECT_NEAR(std::fabs(far.readings.azimuth - near.readings.azimuth), 3600.0, 1.5) << mode;
+    }
+}
+
+TEST(SimulatedSensor, gainsThatWouldDivideByZeroAreRefused)
+{
+    SensorParameters sensor = typicalSensor(3, false);
+    sensor.factors[6] = 0.0f;
+    EXPECT_THROW(sensor.check(), Failure);
+    sensor = typicalSensor(9, false);
+    sensor.level2[6] = 0.0f;
+    EXPECT_THROW(sensor.check(), Failure);
+    sensor = typicalSensor(1, false);
+    sensor.thermal[2] = sensor.thermal[3] = 0.0f;
+    EXPECT_THROW(sensor.check(), Failure);
+    EXPECT_NO_THROW(typicalSensor(7, false).check());
+}
+
+TEST(SimulatedMotion, accelerationIsThatOfTheWay)
+{
+    // Half a metre's radius in ten seconds, towards the centre.
+    const auto circle = builtInMotion("circle", 5, 1);
+    for (const double time : {0.0, 1.3, 7.7}) {
+        const Pose now = poseAt(*circle, time, 0.01);
+        EXPECT_NEAR(length(now.acceleration), 500.0 * 0.04 * portable::kPi * portable::kPi, 0.01);
+        EXPECT_NEAR(now.acceleration[2], 0.0, 1e-6);
+    }
+    EXPECT_EQ(length(poseAt(*builtInMotion("static", 5, 1), 1.0, 0.01).acceleration), 0.0);
+    EXPECT_EQ(builtInMotion("dance", 5, 1), nullptr);
+}
+
+TEST(AccuracyVerdict, namesWhatIsBeyondItsBound)
+{
+    Finding finding;
+    finding.stratum.median = 1e-6;
+    finding.stratum.worst = 1e-3;
+    finding.samples = 1000;
+    finding.median = 1e-6;
+    finding.worst = 1e-3;
+    EXPECT_EQ(finding.exceeded(), "");
+    finding.median = 1.1e-6;
+    EXPECT_EQ(finding.exceeded(), "median");
+    finding.worst = 1.1e-3;
+    EXPECT_EQ(finding.exceeded(), "median, worst");
+    finding.samples = kEnoughForMedian - 1;
+    EXPECT_EQ(finding.exceeded(), "worst");
+    finding.worst = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(finding.exceeded(), "worst");
+}
+
+TEST(AccuracyVerdict, aMissingMatrixAndAMissingInherentErrorAreFindings)
+{
+    Finding finding;
+    finding.stratum.median = 1.0;
+    finding.stratum.worst = 2.0;
+    finding.samples = 1000;
+    finding.median = 0.1;
+    finding.worst = 0.5;
+    finding.without = 1;
+    EXPECT_EQ(finding.exceeded(), "without matrix");
+    finding.stratum.mostWithout = 0.001;
+    EXPECT_EQ(finding.exceeded(), "");
+    finding.stratum.atLeast = 0.6;
+    EXPECT_EQ(finding.exceeded(), "inherent error missing");
+}
+
+TEST(AccuracyVerdict, everyStratumHasBoundsInTheRightOrder)
+{
+    for (int mode = 1; mode <= 10; ++mode) {
+        for (const Stratum& s : strataOf(mode)) {
+            EXPECT_GT(s.median, 0.0) << s.name;
+            EXPECT_GE(s.worst, s.median) << s.name;
+            EXPECT_LE(s.atLeast, s.worst) << s.name;
+            EXPECT_TRUE(s.atLeast == 0.0 || !s.inherent.empty()) << s.name;
+        }
+    }
+}
