@@ -711,6 +711,12 @@ class Results(Case):
         self.assertEqual(self.rows(self.get("r.csv")), self.table)
         self.assert_no_leftovers("a.csv", "r.csv")
 
+    def test_a_name_as_long_as_the_file_system_allows(self):
+        for length in (252, 255):
+            name = "r" * (length - 4) + ".csv"
+            self.replay("a.csv", "-o", name)
+            self.assertEqual(self.rows(self.get(name)), self.table)
+
     def test_a_link_stays_a_link(self):
         os.mkdir(self.path("deep"))
         self.put("deep/real.csv", "old\n")
@@ -838,9 +844,9 @@ class Failures(Case):
             child.stdin.write(csv_text(samples(3)).encode())
             child.stdin.flush()
             deadline = time.monotonic() + 20
-            while not any(n.startswith(".r.csv") for n in os.listdir(self.dir)) and time.monotonic() < deadline:
+            while not any(n.startswith(".kor.") for n in os.listdir(self.dir)) and time.monotonic() < deadline:
                 time.sleep(0.01)
-            self.assertTrue(any(n.startswith(".r.csv") for n in os.listdir(self.dir)), "it was there")
+            self.assertTrue(any(n.startswith(".kor.") for n in os.listdir(self.dir)), "it was there")
             child.send_signal(number)
             child.wait(timeout=20)
             child.stdin.close()

@@ -37,9 +37,8 @@ Output::Output(const std::string& path)
         }
         m_target = textOf(target);
         for (unsigned attempt = 0; attempt < 100 && m_file < 0; ++attempt) {
-            fs::path name = ".";
-            name += target.filename();
-            name += "." + std::to_string(os::processId()) + "-" + std::to_string(attempt);
+            // Short, because the target's name may be as long as the file system allows.
+            const std::string name = ".kor." + std::to_string(os::processId()) + "-" + std::to_string(attempt) + ".tmp";
             m_temporary = textOf(target.parent_path() / name);
             m_file = os::createNew(m_temporary);
             if (m_file < 0 && errno != EEXIST) {
