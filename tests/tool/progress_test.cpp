@@ -22,6 +22,14 @@ TEST(ProgressLine, StartAndEnd)
               "a  [########################################] 100%  300 samples/s  00:00 left");
 }
 
+TEST(ProgressLine, TheTimeLeftIsShownOnceSomethingHasBeenCounted)
+{
+    EXPECT_EQ(progressLine("a", 10, 1000, 0, "samples", 0.5, 80),
+              "a  [........................................]   1%  0 samples");
+    EXPECT_EQ(progressLine("a", 10, 1000, 1, "samples", 0.5, 80),
+              "a  [........................................]   1%  1 samples  00:50 left");
+}
+
 TEST(ProgressLine, WithoutATotalThereIsNoBar)
 {
     EXPECT_EQ(progressLine("standard input", 0, 0, 1234567, "samples", 2.0, 80),

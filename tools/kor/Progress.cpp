@@ -44,7 +44,7 @@ std::string progressLine(const std::string& title, std::uint64_t done, std::uint
         const std::string percent = std::to_string(static_cast<int>(share * 100));
         std::string tail = " " + std::string(3 - std::min<std::size_t>(3, percent.size()), ' ') + percent + "%";
         tail += pace.empty() ? "  " + grouped(counted) + " " + unit : "  " + pace;
-        if (share > 0) {
+        if (share > 0 && counted > 0) { // the header alone tells nothing about the pace
             tail += "  " + clockText(seconds / share - seconds) + " left";
         }
         const int spare = width - static_cast<int>(title.size() + tail.size()) - 4;
