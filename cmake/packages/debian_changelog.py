@@ -47,7 +47,7 @@ def main(path, version, maintainer):
     if not entries:
         sys.exit(f"{path} lists no change")
     if entries[0][0] != version:
-        sys.exit(f"{path} ends with {entries[0][0]}, the package is {version}")
+        sys.exit(f"{path} begins with {entries[0][0]}, the package is {version}")
     print("\n".join(entry(*e, maintainer) for e in entries), end="")
 
 
