@@ -292,13 +292,34 @@ class ParameterFile(Case):
         _, errors = self.replay("a.csv", status=DATA)
         line = 1 + text.split("\n").index("10.0\tfive")
         self.assertIn("\"Transform Vector\" is not found", errors)
-        self.assertIn(f"in line {line}, block \"Angle Offset\"", errors)
+        self.assertIn(f"; the first value that is not a number is in line {line}, block \"Angle Offset\"\n", errors)
+
+    def test_a_bad_row_count_is_told_before_the_message_that_speaks_of_the_title(self):
+        plain = parameter_text(5, 5)
+        self.put("a.csv", csv_text(samples(1)))
+        line = 2 + plain.split("\n").index("AZ Calibration Table")
+        for count, expected in (("four", "a row count"), ("999999", "a row count that the file has room for")):
+            with self.subTest(count=count):
+                self.put("Tg5.prm", plain.replace("AZ Calibration Table\n4\n", f"AZ Calibration Table\n{count}\n"))
+                _, errors = self.replay("a.csv", status=DATA)
+                self.assertIn(f"Tg5.prm: line {line}: block \"AZ Calibration Table\": row count: found \"{count}\", "
+                              f"expected {expected}. Block title \"AZ Calibration Table\" is not found.\n", errors)
+
+    def test_messages_end_in_one_full_stop(self):
+        self.put("a.csv", csv_text(samples(1)))
+        for title, wrong, says in (("QVC", "QVD", "Block \"QVC\" is not found. Found \"QVD\", expected \"QVC\"\n"),
+                                   ("Level_X", "Level_Z", "Block \"Level1\" is not found. Found \"Level_Z\", expected")):
+            with self.subTest(title=title):
+                self.put("Tg8.prm", parameter_text(8, 8).replace(title, wrong))
+                _, errors = self.replay("a.csv", number=8, status=DATA)
+                self.assertIn(says, errors)
 
     def test_another_sensors_file(self):
         shutil.copy(self.path("Tg5.prm"), self.path("Tg6.prm"))
         self.put("a.csv", csv_text(samples(1)))
         _, errors = self.replay("a.csv", number=6, status=DATA)
-        self.assertIn("line 2: File ID doesn't match KOR ID.", errors)
+        self.assertIn("line 2: block \"Serial Number\": sensor ID: found \"5\", expected the ID of the sensor. "
+                      "File ID doesn't match KOR ID.\n", errors)
 
     def test_a_block_without_a_message_is_named_all_the_same(self):
         self.put("Tg8.prm", parameter_text(8, 8).replace("PSDY", "PSDZ"))

@@ -17,6 +17,17 @@ namespace {
 constexpr int kCannotOpen = 550;
 constexpr std::size_t kLongestDirectory = 254;
 
+// A message without the blanks around it and with a full stop.
+std::string sentence(std::string_view message)
+{
+    const std::size_t first = message.find_first_not_of(' ');
+    if (first == std::string_view::npos) {
+        return {};
+    }
+    const std::string_view text = message.substr(first, message.find_last_not_of(' ') - first + 1);
+    return std::string(text) + (text.ends_with('.') ? "" : ".");
+}
+
 // Reads the file once more with the walk that keeps account, and tells what stopped it.
 std::string explanation(const std::string& path, const std::wstring& widePath, std::int32_t id)
 {
@@ -24,15 +35,21 @@ std::string explanation(const std::string& path, const std::wstring& widePath, s
     if (report.status == 0) {
         return shown(path) + ": changed while it was read";
     }
-    const std::string_view message = params::messageText(report.messageId);
-    std::string text = shown(path) + ": line " + std::to_string(report.line) + ": ";
-    text += message.empty() ? "Block \"" + std::string(report.title) + "\" is not found" : std::string(message);
+    const std::string message = sentence(params::messageText(report.messageId));
+    const std::string found = report.found == "end of file" ? report.found : inQuotes(report.found);
+    const std::string place = shown(path) + ": line " + std::to_string(report.line) + ": ";
     const std::string expected = report.expected;
-    text += " Found " + (report.found == "end of file" ? report.found : inQuotes(report.found)) + ", expected ";
-    text += expected == report.title ? inQuotes(expected) : expected;
+    if (expected != report.title) {
+        // Most messages speak of a title, which was there: what was wrong behind it goes first.
+        const bool isId = report.messageId == params::kIdMismatch;
+        return place + "block " + inQuotes(report.title) + ": " + (isId ? "sensor ID: " : "row count: ") + "found " +
+               found + ", expected " + expected + ". " + message;
+    }
+    std::string text = place + (message.empty() ? "Block " + inQuotes(report.title) + " is not found." : message) +
+                       " Found " + found + ", expected " + inQuotes(expected);
     if (report.shortCalls > 0) {
         // The title that is not found is only where it shows; a value that could not be read is where it began.
-        text += "; the first value that is none is in line " + std::to_string(report.shortLine) + ", block " +
+        text += "; the first value that is not a number is in line " + std::to_string(report.shortLine) + ", block " +
                 inQuotes(report.shortTitle);
     }
     return text;
