@@ -19,6 +19,7 @@ import subprocess
 import sys
 import tempfile
 import time
+import tty
 import unittest
 
 KOR = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else "kor"
@@ -816,6 +817,30 @@ class Failures(Case):
         self.assertIn("r.csv: File too large", errors)
         self.assertEqual(self.get("r.csv"), b"old\n")
         self.assert_no_leftovers("a.csv", "r.csv")
+
+    def test_a_read_error_on_the_way_keeps_the_results_so_far_in_whole_lines(self):
+        # A terminal whose other side has gone gives what was written to it and then an error. It has no room for
+        # much at a time, so that writing ends only when all but the rest has been read.
+        content = csv_text(samples(5000)).encode()
+        for arguments in ((), ("--skip-bad",)):
+            ours, theirs = pty.openpty()
+            tty.setraw(theirs)
+            child = subprocess.Popen([KOR, "replay", "--prm", ".", "--id", "5", *arguments, "-", "-o", "r.csv"],
+                                     cwd=self.dir, stdin=ours, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            cut = content[:content.rindex(b"\n", 0, 100000) + 20]  # in the midst of a row
+            at = 0
+            while at < len(cut):
+                at += os.write(theirs, cut[at:at + 1000])
+            os.close(theirs)
+            os.close(ours)
+            errors = child.communicate(timeout=60)[1].decode()
+            self.assertEqual(child.returncode, IO_ERROR, errors)
+            self.assertIn("kor: cannot read standard input: Input/output error\n", errors)
+            fed = cut.count(b"\n") - 1
+            self.assertEqual(self.get("r.csv"), b"".join(self.replay("a.csv")[0].splitlines(True)[:1 + fed]))
+            self.assertEqual(self.summary(errors)["samples"], str(fed))
+            os.remove(self.path("r.csv"))
+            self.assert_no_leftovers("a.csv")
 
     def test_fifo_is_written_directly(self):
         self.put("a.csv", csv_text(samples(20)))

@@ -235,7 +235,18 @@ int replayOne(Plan plan, const std::string& recording, const std::string& output
     int status = kExitOk;
     std::uint64_t steps = 0;
     KOR_RAWINFO raw;
-    for (RecordingReader::Step step; (step = reader->next(raw)) != RecordingReader::Step::end;) {
+    // What has been fed stands, also when the rest cannot be read.
+    const auto next = [&] {
+        try {
+            return reader->next(raw);
+        } catch (const Failure& failure) {
+            progress.clear();
+            complain(failure.what());
+            status = failure.status();
+            return RecordingReader::Step::end;
+        }
+    };
+    for (RecordingReader::Step step; (step = next()) != RecordingReader::Step::end;) {
         if ((steps++ & kProgressMask) == 0) {
             progress.update(input.consumed(), tally.samples);
         }
