@@ -182,6 +182,12 @@ class Help(Case):
         self.assertIn("replay", out.decode())
         self.assertIn("65", out.decode())
 
+    def test_help_of_replay_lists_the_exit_statuses(self):
+        out, _ = self.kor("replay", "--help")
+        statuses = out.decode().split("Exit status:")[1]
+        for status in (0, USAGE, DATA, NO_INPUT, SOFTWARE, CANNOT_CREATE, IO_ERROR):
+            self.assertRegex(statuses, rf"\b{status} ")
+
     def test_help_of_replay_names_every_option(self):
         out, _ = self.kor("replay", "--help")
         for option in ("--prm", "--id", "--output", "--format", "--input", "--from", "--to", "--mode", "--mcs", "--psd",
@@ -247,6 +253,22 @@ class Usage(Case):
             with self.subTest(option=option):
                 self.refused("replay", *(part for pair in given.items() for part in pair), "a.csv",
                              says="-o" if option == "--output" else option)
+
+    def test_an_empty_value_behind_an_equals_sign_does_not_take_the_next_argument(self):
+        for option in ("--prm", "--id", "--output", "--mode", "--from", "--jobs"):
+            given = [f"{name}={value}" for name, value in {"--prm": ".", "--id": "5", option: ""}.items()]
+            with self.subTest(option=option):
+                self.refused("replay", *given, "a.csv", says=f"kor: {option}: found \"\"")
+        self.refused("replay", "--prm=", "--id=5", "a.csv", says="kor: --prm: found \"\"")
+
+    def test_a_recording_behind_two_dashes_may_end_in_an_equals_sign(self):
+        self.put("--x=", csv_text(samples(3)))
+        self.assertEqual(len(self.results("--", "--x=")), 3)
+
+    def test_everything_that_is_missing_is_told_at_once(self):
+        self.refused("replay", says="kor: RECORDING, --prm, --id are required\n")
+        self.refused("replay", "--id=5", says="kor: RECORDING, --prm are required\n")
+        self.refused("replay", "--prm=.", "a.csv", says="kor: --id is required\n")
 
     def test_an_option_given_twice(self):
         self.refused("replay", "--prm", ".", "--id", "5", "--id", "6", "a.csv", says="--id")

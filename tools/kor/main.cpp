@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "Commands.h"
 #include "Exit.h"
@@ -40,6 +41,33 @@ int print(const std::string& text)
     return kExitOk;
 }
 
+// An option given as "--name=" in front of a lone "--". The parser would take the next argument for its value.
+std::string optionWithoutValue(const std::vector<std::string>& arguments)
+{
+    for (const std::string& argument : arguments) {
+        if (argument == "--") {
+            break;
+        }
+        if (argument.starts_with("--") && argument.find('=') == argument.size() - 1) {
+            return argument.substr(0, argument.size() - 1);
+        }
+    }
+    return {};
+}
+
+// The parser names only the first of what is required and not there.
+std::string missing(const CLI::App& app)
+{
+    std::vector<std::string> names;
+    for (const CLI::Option* const option : app.get_options()) {
+        if (option->get_required() && option->count() == 0) {
+            names.push_back(option->get_name());
+        }
+    }
+    return names.empty() ? std::string()
+                         : fmt::format("{} {} required", fmt::join(names, ", "), names.size() == 1 ? "is" : "are");
+}
+
 int run(int argc, char** argv)
 {
     CLI::App root("Raw readings of a KOR sensor to calibrated angles and orientation.", "kor");
@@ -54,6 +82,10 @@ int run(int argc, char** argv)
 
     const std::vector<Command> commands = {declareReplay(root), declareSimulate(root), declareAccuracy(root)};
     const std::vector<std::string> arguments = os::arguments(argc, argv);
+    if (const std::string option = optionWithoutValue(arguments); !option.empty()) {
+        tell(fmt::format("kor: {}: found \"\", expected a value\nSee kor --help.\n", shown(option)));
+        return kExitUsage;
+    }
     try {
         root.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // takes the last one first
     } catch (const CLI::CallForVersion& version) {
@@ -69,7 +101,9 @@ int run(int argc, char** argv)
             tell(fmt::format("kor: there is no subcommand or option {}\nSee kor --help.\n", inQuotes(others.front())));
             return kExitUsage;
         }
-        tell(fmt::format("kor: {}\nSee kor {}--help.\n", error.what(),
+        const bool incomplete = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr && !chosen.empty();
+        const std::string names = incomplete ? missing(*chosen.front()) : std::string();
+        tell(fmt::format("kor: {}\nSee kor {}--help.\n", names.empty() ? error.what() : names,
                          chosen.empty() ? std::string() : chosen.front()->get_name() + " "));
         return kExitUsage;
     }
