@@ -128,7 +128,7 @@ manual)
     done
     "$build/tools/kor" --help | awk '/^Subcommands:/ { inside = 1; next } /^$/ { inside = 0 } inside { print $1 }' |
         sort >"$work/help"
-    printf '%s\n' accuracy replay simulate | diff "$work/help" - || fail "docs/man/kor.1 and this test lack a subcommand"
+    printf '%s\n' accuracy replay simulate | diff "$work/help" - || fail "a subcommand lacks its part of docs/man/kor.1 and of this test"
     ;;
 *)
     fail "unknown check $check"
