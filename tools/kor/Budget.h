@@ -14,8 +14,9 @@ struct Sensitivity {
     std::string input;
     std::string unit;
     double value = 0.0;
-    Vec3 turn{};              // arc-seconds about the tracker's x, y and z per unit
-    double uncertainty = 0.0; // of these, arc-seconds per unit: what two step widths differ by, and what the search leaves
+    Vec3 turn{}; // arc-seconds about the tracker's x, y and z per unit
+    double uncertainty =
+        0.0; // of these, arc-seconds per unit: what two step widths differ by, and what the search leaves
 };
 
 struct Budget {

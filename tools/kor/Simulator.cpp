@@ -24,6 +24,14 @@ constexpr std::uint64_t kSettling = 24;
 constexpr std::uint64_t kFirstMatrix = 6;
 constexpr std::uint64_t kFirstSoundMatrix = 16;
 
+// g++ 12 at -O3 drops the rounding of neighbouring numbers that go to single precision and straight back. The
+// volatile keeps it.
+double inSinglePrecision(double value)
+{
+    const volatile float rounded = static_cast<float>(value);
+    return rounded;
+}
+
 float* realChannel(KOR_RAWINFO& raw, std::size_t channel)
 {
     float* const channels[kRealChannels] = {&raw.sensorVector[0], &raw.sensorVector[1],  &raw.sensorVector[2],
@@ -100,8 +108,8 @@ void Simulator::readOut(SimulatedSample& sample, bool& outsideX, bool& outsideY)
 
     sample.pose = poseAt(m_motion, time, 1.0 / m_plan.rate);
     for (std::size_t i = 0; i < 3; ++i) {
+        sample.pose.position[i] = inSinglePrecision(sample.pose.position[i]); // the truth is what the record can hold
         raw.sensorVector[i] = static_cast<float>(sample.pose.position[i]);
-        sample.pose.position[i] = raw.sensorVector[i]; // the truth is what the record can hold
     }
     m_forward = forwardReadings(sensor, sample.pose, m_motion.held() ? 0.0 : m_turn);
     if (!finite(m_forward.readings, !ratio)) {
@@ -139,9 +147,9 @@ void Simulator::readOut(SimulatedSample& sample, bool& outsideX, bool& outsideY)
                                           ": no reading of the level's table gives the level's angle");
     }
 
-    const bool held = m_index < m_plan.reference;
-    raw.referenceGate = held ? kClosedGate : kOpenGate;
-    raw.referenceHold = held ? 1 : 0;
+    const bool waiting = m_index < m_plan.reference;
+    raw.referenceGate = waiting ? kClosedGate : kOpenGate;
+    raw.referenceHold = waiting ? 1 : 0;
     const double degrees[3] = {21.9 + 1.2 * wave(2, 53.0), 0.3 + 1.1 * wave(3, 43.0), 27.0 + 0.8 * wave(4, 59.0)};
     for (std::size_t i = 0; i < 3; ++i) {
         raw.temperatureCount[i] = temperatureCount(changed(
