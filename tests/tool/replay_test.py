@@ -1153,7 +1153,8 @@ class Several(Case):
         child = subprocess.Popen([KOR, "replay", "--prm", ".", "--id", "5", *names, "-o", "out", "--jobs=1000"],
                                  cwd=self.dir, stderr=subprocess.DEVNULL, start_new_session=True)
         try:
-            found = self.children(child.pid, 258, seconds=4)
+            self.children(child.pid, 256, seconds=60)
+            found = self.children(child.pid, 258, seconds=1)
             child.terminate()
             child.wait(timeout=20)
             deadline = time.monotonic() + 10
