@@ -31,6 +31,11 @@ else()
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     target_compile_options(kor_build_flags INTERFACE -Wno-restrict)
   endif()
+  # g++ 12 loses the rounding of neighbouring doubles to float and back when it packs them into one vector, at -O2 and
+  # above.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 14)
+    target_compile_options(kor_build_flags INTERFACE -fno-tree-slp-vectorize)
+  endif()
 endif()
 
 if(KORINTERFACE_SANITIZE)

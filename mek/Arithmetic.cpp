@@ -10,6 +10,12 @@ Float productMinus(Float a, Float b, Float c) noexcept
     return a * b - c;
 }
 
+void narrow(double* pair) noexcept
+{
+    pair[0] = static_cast<double>(static_cast<float>(pair[0]));
+    pair[1] = static_cast<double>(static_cast<float>(pair[1]));
+}
+
 } // namespace
 
 // (1 + e)(1 - e) is 1 - e^2: rounded it is 1 and the difference vanishes, fused the difference is -e^2.
@@ -28,6 +34,15 @@ bool productsAreRounded() noexcept
     const float y = downFloat;
     const float z = oneFloat;
     return productMinus(a, b, c) == 0.0 && productMinus(x, y, z) == 0.0F;
+}
+
+// Neither a tenth nor a fifth is a float. The pair is reached through memory that the compiler knows nothing of.
+bool floatsAreNarrowed() noexcept
+{
+    double pair[2] = {0.1, 0.2};
+    double* volatile hidden = pair;
+    narrow(hidden);
+    return hidden[0] != 0.1 && hidden[1] != 0.2;
 }
 
 } // namespace mek

@@ -16,4 +16,8 @@ namespace mek {
 /// Returned  result  false when the compiler fused multiplication and addition into one rounding
 bool productsAreRounded() noexcept;
 
+/// Whether neighbouring doubles that are rounded to float and widened again stay rounded.
+/// Returned  result  false when the compiler dropped the rounding, as some do when they pack the two into one vector
+bool floatsAreNarrowed() noexcept;
+
 } // namespace mek

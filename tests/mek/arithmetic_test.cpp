@@ -10,4 +10,9 @@ TEST(Arithmetic, LibraryIsCompiledWithRoundedProducts)
     EXPECT_TRUE(mek::productsAreRounded());
 }
 
+TEST(Arithmetic, LibraryIsCompiledWithNeighboursRoundedToFloat)
+{
+    EXPECT_TRUE(mek::floatsAreNarrowed());
+}
+
 } // namespace
