@@ -39,3 +39,8 @@ silently "$native_kor" "${arguments[@]}" -o "$work/native.csv"
 silently "${windows_kor[@]}" "${arguments[@]}" -o "$work/windows.csv"
 /usr/bin/python3 "$here/compare_replays.py" "$name" "$work/native.csv" "$work/windows.csv"
 /usr/bin/python3 "$root/data/compare.py" "$work/windows.csv" "$folder/${name}_truth.csv" --limit "$5"
+
+# Bit for bit as stored for this toolchain.
+printf '#!/bin/sh\nexec "%s" "%s" "%s" "$@"\n' "${windows_kor[@]}" >"$work/kor"
+chmod +x "$work/kor"
+/usr/bin/python3 "$root/tests/data/golden.py" check "$work/kor" "GNU Windows x86_64" "$name"
