@@ -79,7 +79,7 @@ protected:
 TEST_P(TwoLevelV2ClosedLoopAtRest, recoversTheBaseWithBothLevels)
 {
     expectExact(atRest(
-        2500, [](int) { return 0; }, 17));
+        5000, [](int) { return 0; }, 17));
 }
 
 TEST_P(TwoLevelV2ClosedLoopAtRest, recoversTheBaseWithLevel2Excluded)
