@@ -6,17 +6,20 @@
 #include <iterator>
 #include <new>
 #include <string>
+#include <type_traits>
 #include <utility>
 
 #include "support/CountedNew.h"
 
 namespace {
 
+// Distinct values that a copy through a narrower type would change.
 template <typename Value, std::size_t N>
 void number(Value (&values)[N], int from)
 {
+    constexpr double kWide = std::is_floating_point_v<Value> ? 1.1 : sizeof(Value) == 8 ? -4294967297.0 : 1.0;
     for (std::size_t i = 0; i < N; ++i) {
-        values[i] = static_cast<Value>(from + static_cast<int>(i));
+        values[i] = static_cast<Value>(kWide * (from + static_cast<int>(i)));
     }
 }
 
@@ -59,7 +62,7 @@ CStyloPRM filled(int entries)
     for (int i = 0; i < 4; ++i) {
         record.fixedEntries[i] = entry(200 + 10 * i, L"fixed");
     }
-    number(record.tailBytes, 90);
+    number(record.tailBytes, 251);
     number(record.tailWords, 95);
     return record;
 }
@@ -103,6 +106,8 @@ TEST(StyloRecord, assignmentReplacesEveryMember)
     CStyloPRM& result = target = filled(2);
     EXPECT_EQ(&result, &target);
     expectFilled(target, 2);
+    target = CStyloPRM();
+    EXPECT_FALSE(target.getPrmFileReadStatus());
 }
 
 TEST(StyloRecord, selfAssignmentChangesNothing)
@@ -137,14 +142,21 @@ TEST(StyloRecord, aLargeSequenceIsRebuiltWithExactlyItsCount)
 TEST(StyloRecord, aFailingAllocationLeavesTheTargetAsItWas)
 {
     const CStyloPRM source = filled(6);
-    CStyloPRM target = filled(3);
+    CStyloPRM target;
+    target.entries.push_back(entry(7, L"kept"));
     CStyloPRM other;
     kor_test::failAllocationsAfter(0);
     EXPECT_THROW(target = source, std::bad_alloc);
     EXPECT_THROW(CStyloPRM copy(source), std::bad_alloc);
     EXPECT_NO_THROW(other = CStyloPRM()) << "nothing to allocate for no entries";
     kor_test::failAllocationsAfter(-1);
-    expectFilled(target, 3);
+    ASSERT_EQ(target.entries.size(), 1U);
+    expectEntry(target.entries.front(), 7, L"kept");
+    EXPECT_EQ(target.leadingWord, 0);
+    EXPECT_FALSE(target.readStatus);
+    EXPECT_EQ(target.values[15], 0.0);
+    EXPECT_EQ(target.fixedEntries[0].first, 0);
+    EXPECT_EQ(target.tailWords[3], 0);
 }
 
 TEST(StyloRecord, startsWithoutReadStatusAndEntries)
@@ -158,10 +170,15 @@ TEST(StyloRecord, startsWithoutReadStatusAndEntries)
 
 TEST(StyloEntry, aNameOfFifteenUnitsIsCopiedWhole)
 {
-    const std::wstring name = L"abcdefghijklmno";
+    const std::wstring name = L"abcdefghijklm\u00e9\u4e2d";
     ASSERT_EQ(name.size(), 15U);
-    const CStyloPRM::PrmEntry copy(entry(1, name));
+    const CStyloPRM::PrmEntry source = entry(1, name);
+    const CStyloPRM::PrmEntry copy(source);
     expectEntry(copy, 1, name);
+    CStyloPRM::PrmEntry target = entry(50, L"before");
+    CStyloPRM::PrmEntry& result = target = source;
+    EXPECT_EQ(&result, &target);
+    expectEntry(target, 1, name);
 }
 
 TEST(StyloEntry, aNameOfSixteenUnitsHasNoTerminatorAndIsCopiedAsEmpty)
@@ -205,35 +222,48 @@ TEST(SmallRecords, haveTheirSizes)
     expectEightByteMembers<JSplineBLandform>(6);
 }
 
-TEST(SmallRecords, assignmentCarriesEveryMemberAndReturnsTheTarget)
+template <typename Record>
+void expectCopiesOf(const Record& source, bool (*same)(const Record&, const Record&))
+{
+    const Record untouched;
+    EXPECT_FALSE(same(untouched, source));
+    const Record copy(source);
+    EXPECT_TRUE(same(copy, source));
+    Record target;
+    EXPECT_EQ(&(target = source), &target);
+    EXPECT_TRUE(same(target, source));
+    const Record& alias = target;
+    target = alias;
+    EXPECT_TRUE(same(target, source)) << "assigned to itself";
+}
+
+TEST(SmallRecords, copiesCarryEveryMemberAndAssignmentReturnsTheTarget)
 {
     CBBManager manager;
     number(manager.members, 1);
-    manager.value = 0.5;
-    CBBManager managerCopy;
-    EXPECT_EQ(&(managerCopy = manager), &managerCopy);
-    EXPECT_TRUE(std::equal(std::begin(manager.members), std::end(manager.members), managerCopy.members));
-    EXPECT_EQ(managerCopy.value, 0.5);
+    manager.value = 0.1;
+    expectCopiesOf<CBBManager>(manager, [](const CBBManager& a, const CBBManager& b) {
+        return std::equal(std::begin(a.members), std::end(a.members), b.members) && a.value == b.value;
+    });
 
     CLevel level;
     number(level.members, 11);
-    level.value = 1.5;
-    CLevel levelCopy;
-    EXPECT_EQ(&(levelCopy = level), &levelCopy);
-    EXPECT_TRUE(std::equal(std::begin(level.members), std::end(level.members), levelCopy.members));
-    EXPECT_EQ(levelCopy.value, 1.5);
+    level.value = 1.1;
+    expectCopiesOf<CLevel>(level, [](const CLevel& a, const CLevel& b) {
+        return std::equal(std::begin(a.members), std::end(a.members), b.members) && a.value == b.value;
+    });
 
     CPhotoSensor sensor;
     number(sensor.values, 21);
-    CPhotoSensor sensorCopy;
-    EXPECT_EQ(&(sensorCopy = sensor), &sensorCopy);
-    EXPECT_TRUE(std::equal(std::begin(sensor.values), std::end(sensor.values), sensorCopy.values));
+    expectCopiesOf<CPhotoSensor>(sensor, [](const CPhotoSensor& a, const CPhotoSensor& b) {
+        return std::equal(std::begin(a.values), std::end(a.values), b.values);
+    });
 
     JSplineBLandform spline;
     number(spline.members, 31);
-    JSplineBLandform splineCopy;
-    EXPECT_EQ(&(splineCopy = spline), &splineCopy);
-    EXPECT_TRUE(std::equal(std::begin(spline.members), std::end(spline.members), splineCopy.members));
+    expectCopiesOf<JSplineBLandform>(spline, [](const JSplineBLandform& a, const JSplineBLandform& b) {
+        return std::equal(std::begin(a.members), std::end(a.members), b.members);
+    });
 }
 
 TEST(AdmModule, givesItsThermalStatusUnchanged)
