@@ -36,10 +36,10 @@ public:
             const bool copied = m_in.atEnd() ? writeDefaults(block) : copyTitle(block) && copyValues(block);
             flush();
             if (!copied) {
-                return {.messageId = block.copy.message != 0 ? block.copy.message : block.message};
+                return {.messageId = block.copy.message != 0 ? block.copy.message : block.message, .digest = m_digest};
             }
         }
-        return {.complete = true};
+        return {.complete = true, .digest = m_digest};
     }
 
 private:
@@ -188,6 +188,7 @@ private:
     void flush()
     {
         std::fwrite(m_text.data(), 1, m_text.size(), m_out);
+        m_digest.add(m_text);
         m_text.clear();
     }
 
@@ -198,7 +199,23 @@ private:
     float (&m_dynamicParameters)[7];
     std::string m_word;
     std::string m_text; // not yet written
+    Digest m_digest;    // of what is
 };
+
+bool holds(const wchar_t* path, const Digest& wanted)
+{
+    const platform::File file = platform::openFile(path, platform::OpenMode::read);
+    if (!file) {
+        return false;
+    }
+    Digest found;
+    std::array<char, 16384> buffer;
+    for (std::size_t length = 1; length > 0;) {
+        length = std::fread(buffer.data(), 1, buffer.size(), file.get());
+        found.add({buffer.data(), length});
+    }
+    return std::ferror(file.get()) == 0 && found == wanted;
+}
 
 RewriteReport rewrite(const std::wstring& path, std::int32_t mountMode, float (&dynamicParameters)[7], const Wait& wait)
 {
@@ -242,12 +259,23 @@ RewriteReport rewrite(const std::wstring& path, std::int32_t mountMode, float (&
     // second, so that neither a kill nor a refused rename leaves the path empty.
     wait(kSettleMs);
     wait(kSettleMs);
-    // Kept: whether the copy has taken the file's place is not told.
-    platform::moveFile(kTemporaryName, path);
+    // Kept: nothing is locked, and whether the copy has taken the file's place is not told. But another call may have
+    // written its own copy over this one meanwhile, or the host may have changed the current directory.
+    if (holds(kTemporaryName, copied.digest)) {
+        platform::moveFile(kTemporaryName, path);
+    }
     return {};
 }
 
 } // namespace
+
+void Digest::add(std::string_view bytes) noexcept
+{
+    length += bytes.size();
+    for (const char c : bytes) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211ULL;
+    }
+}
 
 void appendFloat(std::string& out, float value)
 {

@@ -6,6 +6,7 @@
 #include <functional>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "params/Blocks.h"
 #include "params/Scanner.h"
@@ -24,10 +25,20 @@ struct RewriteReport {
     unsigned messageId = 0; ///< of the string table; 0: no message
 };
 
+/// Recognises bytes by their number and their FNV-1a hash.
+struct Digest {
+    std::uint64_t length = 0;
+    std::uint64_t hash = 14695981039346656037ULL;
+
+    void add(std::string_view bytes) noexcept;
+    bool operator==(const Digest&) const = default;
+};
+
 /// Outcome of a copying.
 struct CopyReport {
     bool complete = false;
     unsigned messageId = 0; ///< of the block that made it end early
+    Digest digest;          ///< of what was copied
 };
 
 /// Holds up the caller for that many milliseconds.
@@ -39,7 +50,8 @@ using Wait = std::function<void(std::uint32_t)>;
 ///           wait       called twice between the copying and the replacing
 /// Returned  dynamicParameters  those values of the file's last block that parse
 ///           result     status 0 also when nothing is known of such a file, or when the copy cannot take its place:
-///                      then it stays behind as "$tmp.prm" and the file as it was
+///                      then it stays behind as "$tmp.prm" and the file as it was. The file also stays as it was when
+///                      after the waits "$tmp.prm" is no longer what was copied
 /// Notes  1  Throws nothing: without memory it fails with 553.
 RewriteReport rewriteFile(const std::wstring& path, std::int32_t mountMode, float (&dynamicParameters)[7],
                           const Wait& wait) noexcept;

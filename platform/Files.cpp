@@ -363,6 +363,19 @@ std::optional<std::string> bytesOf(const std::wstring& path)
 constexpr mode_t kEverybodyWrites = S_IWUSR | S_IWGRP | S_IWOTH;
 constexpr mode_t kAllAccess = S_IRWXU | S_IRWXG | S_IRWXO;
 
+// A rename outlasts a loss of power only when its directory has reached the disk. That may fail: whoever may write to a
+// directory need not be allowed to open it.
+void forceDirectoryToDisk(const std::string& path)
+{
+    const std::size_t end = path.find_last_of('/');
+    const std::string directory = end == std::string::npos ? "." : path.substr(0, end + 1);
+    const int descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor >= 0) {
+        ::fsync(descriptor);
+        ::close(descriptor);
+    }
+}
+
 Renamed renameFile(const std::wstring& from, const std::wstring& to)
 {
     const std::optional<std::string> oldName = bytesOf(from);
@@ -371,6 +384,7 @@ Renamed renameFile(const std::wstring& from, const std::wstring& to)
         return Renamed::no;
     }
     if (::rename(oldName->c_str(), newName->c_str()) == 0) {
+        forceDirectoryToDisk(*newName);
         return Renamed::yes;
     }
     return errno == EXDEV ? Renamed::otherFileSystem : Renamed::no;
@@ -449,7 +463,7 @@ void copyPermissions(std::FILE* from, std::FILE* to) noexcept
 {
     struct stat status {};
     if (::fstat(::fileno(from), &status) == 0) {
-        [[maybe_unused]] const int result = ::fchmod(::fileno(to), (status.st_mode & kAllAccess) | S_IWUSR);
+        [[maybe_unused]] const int result = ::fchmod(::fileno(to), (status.st_mode & kAllAccess) | S_IRUSR | S_IWUSR);
     }
 }
 

@@ -37,7 +37,8 @@ std::uint64_t fileSize(std::FILE* file) noexcept;
 /// Whether an open file is what the path leads to.
 bool isSameFile(std::FILE* file, const std::wstring& path);
 
-/// Gives an open file the access permissions of another, and its owner's right to write; as far as the system lets.
+/// Gives an open file the access permissions of another, and its owner's rights to read and write; as far as the system
+/// lets.
 void copyPermissions(std::FILE* from, std::FILE* to) noexcept;
 
 /// Closes a file that has been written.
@@ -65,7 +66,7 @@ bool setReadOnly(const std::wstring& path, bool readOnly);
 bool removeFile(const std::wstring& path);
 
 /// Moves a file to a path, over the file that may be there. Whoever looks at the path finds the old file or the whole
-/// new one at any time, also when the process ends halfway.
+/// new one at any time, also when the process ends halfway. The new one is asked to outlast a loss of power.
 /// Given     to      a symbolic link is replaced, not followed
 /// Returned  result  false when it cannot be moved; then both files are as they were
 /// Notes  1  Between file systems it first goes to a free name "$tmp<n>.prm" beside the path. An interrupted move

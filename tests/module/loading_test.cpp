@@ -24,13 +24,19 @@ struct Load {
     ~Load()
     {
         if (handle != nullptr) {
-            dlclose(handle);
+            EXPECT_EQ(dlclose(handle), 0);
         }
     }
     Load(const Load&) = delete;
     Load& operator=(const Load&) = delete;
     void* handle;
 };
+
+bool isLoaded()
+{
+    void* const handle = dlopen(KOR_LIBRARY, RTLD_NOW | RTLD_NOLOAD);
+    return handle != nullptr && dlclose(handle) == 0;
+}
 
 // The engine's constructor and destructor, by their mangled names.
 bool makesAnEngine(void* handle)
@@ -47,13 +53,16 @@ bool makesAnEngine(void* handle)
     return true;
 }
 
-TEST(Loading, succeedsTwiceInARow)
+TEST(Loading, succeedsTwiceInARowAndUnloadsInBetween)
 {
     for (int round = 0; round < 2; ++round) {
+        ASSERT_FALSE(isLoaded()) << round;
         const Load load;
         ASSERT_NE(load.handle, nullptr) << dlerror();
+        EXPECT_TRUE(isLoaded());
         EXPECT_TRUE(makesAnEngine(load.handle));
     }
+    EXPECT_FALSE(isLoaded());
 }
 
 TEST(Loading, succeedsTwiceAtOnce)

@@ -36,6 +36,22 @@
 
 namespace {
 
+// Called before each fsync of this program.
+std::function<void(int)> g_beforeFsync;
+
+} // namespace
+
+// In place of the system's.
+extern "C" int fsync(int descriptor)
+{
+    if (g_beforeFsync) {
+        g_beforeFsync(descriptor);
+    }
+    return static_cast<int>(::syscall(SYS_fsync, descriptor));
+}
+
+namespace {
+
 using namespace prm_test;
 namespace fs = std::filesystem;
 
@@ -447,6 +463,67 @@ TEST_F(WriterAcross, AKillAtAnyMomentLeavesTheOldFileOrACompleteCopy)
     EXPECT_GT(across([this] { return killLaterAndLater(file(), m_text, m_copy); }), 10);
 }
 
+// ---- losses of power ---------------------------------------------------------------------------------------
+
+// What reaches the disk, in this order: the name of each file, or "directory" with what the directory then holds.
+class ForcedToDisk : public WriterAcross {
+protected:
+    void SetUp() override
+    {
+        WriterAcross::SetUp();
+        g_beforeFsync = [this](int descriptor) {
+            struct stat status {};
+            ::fstat(descriptor, &status);
+            m_forced.push_back(S_ISDIR(status.st_mode) ? state() : fs::read_symlink(nameOf(descriptor)).filename());
+        };
+    }
+    void TearDown() override
+    {
+        g_beforeFsync = nullptr;
+        WriterAcross::TearDown();
+    }
+
+    static fs::path nameOf(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
+
+    fs::path state() const
+    {
+        return std::string(bytesOf(file()) == m_copy ? "replaced" : "old") +
+               (fs::exists("$tmp.prm") ? " and copy" : "");
+    }
+
+    std::vector<fs::path> m_forced;
+};
+
+TEST_F(ForcedToDisk, TheCopyThenTheDirectoryThatNamesIt)
+{
+    EXPECT_EQ(rewrite(file()), kSuccess);
+    EXPECT_EQ(m_forced, (std::vector<fs::path>{"$tmp.prm", "replaced"}));
+}
+
+TEST_F(ForcedToDisk, TheDirectoryBeforeTheCopyOnTheOtherFileSystemGoes)
+{
+    EXPECT_EQ(across([this] {
+                  const int status = rewrite(file());
+                  const std::vector<fs::path> wanted = {"$tmp.prm", "$tmp1.prm", "replaced and copy"};
+                  return m_forced == wanted ? status : kWrongState;
+              }),
+              kSuccess);
+    expectReplaced();
+}
+
+TEST_F(WriterFaults, ADirectoryThatMayNotBeListedTakesTheReplacement)
+{
+    fs::permissions(m_there.path(), fs::perms(0333));
+    const int result = inChild([this] {
+        fs::permissions(file(), fs::perms(0644));
+        dropPrivileges();
+        return rewrite(file());
+    });
+    fs::permissions(m_there.path(), fs::perms::all);
+    EXPECT_EQ(result, kSuccess);
+    expectReplaced();
+}
+
 // ---- kills -------------------------------------------------------------------------------------------------
 
 TEST_F(WriterFaults, AKillDuringAWaitLeavesTheOldFileAndACompleteCopy)
@@ -519,6 +596,29 @@ TEST_F(WriterFaults, TextThatNoFileNameCanHoldGives0)
     EXPECT_EQ(entriesOf(m_here.path()), 0);
 }
 
+TEST_F(WriterFaults, AFileWhoseStatusIsDeniedGives0)
+{
+    fs::permissions(m_there.path(), fs::perms(0666));
+    const int result = inChild([this] {
+        dropPrivileges();
+        return rewrite(file());
+    });
+    fs::permissions(m_there.path(), fs::perms::all);
+    EXPECT_EQ(result, kSuccess);
+    expectKept();
+    EXPECT_EQ(entriesOf(m_here.path()), 0);
+}
+
+TEST_F(WriterFaults, AReadOnlyDirectoryAtThePathStaysReadOnly)
+{
+    const fs::path path = m_there.path() / "directory";
+    fs::create_directory(path);
+    fs::permissions(path, fs::perms(0555));
+    EXPECT_EQ(rewrite(path), kCannotOpen);
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms(0555));
+    EXPECT_EQ(entriesOf(m_here.path()), 0);
+}
+
 TEST_F(WriterFaults, PipesAndDevicesGive550WithoutWaiting)
 {
     const fs::path path = m_there.path() / "other";
@@ -567,6 +667,17 @@ TEST_F(WriterFaults, TheCopyHasThePermissionsOfTheFile)
         EXPECT_EQ(static_cast<unsigned>(fs::status(file()).permissions()), wanted);
         fs::permissions(file(), fs::perms(0600));
     }
+}
+
+// Whoever reads a file by its group's rights owns the copy, and would be shut out of it.
+TEST_F(WriterFaults, TheCopyCanBeReadByItsOwner)
+{
+    kor::platform::File from = kor::platform::openFile(file().wstring(), kor::platform::OpenMode::read);
+    kor::platform::File to = kor::platform::openFile(temporary().wstring(), kor::platform::OpenMode::write);
+    fs::permissions(file(), fs::perms(0040));
+    kor::platform::copyPermissions(from.get(), to.get());
+    fs::permissions(file(), fs::perms(0600));
+    EXPECT_EQ(fs::status(temporary()).permissions(), fs::perms(0640));
 }
 
 TEST_F(WriterFaults, NoCallLeavesAHandleOpen)

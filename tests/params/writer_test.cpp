@@ -508,6 +508,62 @@ TEST_F(Writer, ARelativePathIsRewrittenInTheCurrentDirectory)
     EXPECT_FALSE(fs::exists(temporary()));
 }
 
+TEST_F(Writer, ACopyThatHasChangedDuringTheWaitsDoesNotReplaceTheFile)
+{
+    const std::string text = PrmFile(secondSensor(0)).text(1, 19);
+    writeFile(file(), text);
+    ASSERT_EQ(rewriteHere(), kSuccess);
+    const std::string copy = bytesOf(file());
+    std::string other = copy;
+    other[copy.find("Workshop")] = 'V';
+    for (const std::string& found : {std::string(), other, copy + "\n", copy.substr(0, copy.size() - 1)}) {
+        writeFile(file(), text);
+        EXPECT_EQ(kor::params::rewriteFile(file().wstring(), 0, m_dynamic,
+                                           [&](std::uint32_t) { writeFile(temporary(), found); })
+                      .status,
+                  kSuccess);
+        EXPECT_EQ(bytesOf(file()), text);
+        EXPECT_EQ(bytesOf(temporary()), found);
+    }
+    EXPECT_EQ(
+        kor::params::rewriteFile(file().wstring(), 0, m_dynamic, [this](std::uint32_t) { fs::remove(temporary()); })
+            .status,
+        kSuccess);
+    EXPECT_EQ(bytesOf(file()), text);
+}
+
+TEST_F(Writer, ACallDuringTheWaitsOfAnotherDoesNotBringItsCopyToTheOthersFile)
+{
+    const std::string text = PrmFile(secondSensor(0)).text(1, 19);
+    const fs::path second = m_dir.path() / "second.prm";
+    for (const bool fails : {false, true}) {
+        writeFile(file(), text);
+        writeFile(second, PrmFile(firstSensor(0)).text(1, fails ? 20 : 19));
+        const auto meanwhile = [&](std::uint32_t) {
+            kor::params::rewriteFile(second.wstring(), 0, m_dynamic, [](std::uint32_t) {});
+        };
+        EXPECT_EQ(kor::params::rewriteFile(file().wstring(), 0, m_dynamic, meanwhile).status, kSuccess);
+        EXPECT_EQ(bytesOf(file()), text);
+        EXPECT_TRUE(bytesOf(second).starts_with(PrmFile(firstSensor(0)).text(1, 18)));
+    }
+}
+
+TEST_F(Writer, AnotherCurrentDirectoryAfterTheWaitsDoesNotGiveItsTemporaryFile)
+{
+    const TempDir other;
+    const std::string text = PrmFile(secondSensor(0)).text(1, 19);
+    writeFile(other.path() / "$tmp.prm", "left there long ago");
+    writeFile(file(), text);
+    EXPECT_EQ(
+        kor::params::rewriteFile(file().wstring(), 0, m_dynamic, [&](std::uint32_t) { fs::current_path(other.path()); })
+            .status,
+        kSuccess);
+    fs::current_path(m_here.path());
+    EXPECT_EQ(bytesOf(file()), text);
+    EXPECT_EQ(bytesOf(other.path() / "$tmp.prm"), "left there long ago");
+    EXPECT_EQ(bytesOf(temporary()), kFirst17 + kBlock18 + kBlock19 + kModeZero);
+}
+
 TEST_F(Writer, NoFailureToAllocateLeavesIt)
 {
     PrmFile sensor(secondSensor(0));

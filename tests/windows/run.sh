@@ -9,13 +9,34 @@ export WINEPREFIX=$1 WINEDEBUG=-all WINEARCH=win64 WINEDLLOVERRIDES='mscoree,msh
 unset DISPLAY
 shift
 
+# Wine places a program at fixed addresses, and where the kernel's random choice of addresses has taken them, about one
+# start in two thousand fails: in silence before the program runs, or in the dynamic linker behind its end.
+fixed=()
+if setarch -R true 2>/dev/null; then
+    fixed=(setarch -R)
+fi
+
+# True if a run failed without the program's doing: none of ours ends with 1 without a word, or has the linker fail.
+emulator_failed() {
+    case $1 in
+    1) [ ! -s "$work/out" ] && [ ! -s "$work/err" ] ;;
+    127) grep -q '^Inconsistency detected by ld\.so: ' "$work/err" ;;
+    *) false ;;
+    esac
+}
+
 # Wine's own services start with the first program and inherit its output. They outlive it, so whoever reads that output
 # to its end through a pipe would wait for them; hence a file.
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 run() {
-    local status=0
-    wine "$@" >"$work/out" 2>"$work/err" || status=$?
+    local status attempt
+    for attempt in 1 2 3; do
+        status=0
+        "${fixed[@]}" wine "$@" >"$work/out" 2>"$work/err" || status=$?
+        emulator_failed "$status" || break
+        printf '%s: attempt %d, status %d\n' "$*" "$attempt" "$status" >>"$WINEPREFIX/failures.log"
+    done
     cat "$work/out"
     cat "$work/err" >&2
     return "$status"
@@ -27,7 +48,7 @@ case $1 in
     mkdir -p "$WINEPREFIX"
     wineserver -p120 </dev/null >/dev/null 2>&1 || true # fails when it is running already
     if [ ! -e "$WINEPREFIX/ready" ]; then
-        wineboot --init </dev/null >/dev/null 2>&1
+        "${fixed[@]}" wineboot --init </dev/null >/dev/null 2>&1
         touch "$WINEPREFIX/ready"
     fi
     ;;
