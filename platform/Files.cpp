@@ -363,19 +363,6 @@ std::optional<std::string> bytesOf(const std::wstring& path)
 constexpr mode_t kEverybodyWrites = S_IWUSR | S_IWGRP | S_IWOTH;
 constexpr mode_t kAllAccess = S_IRWXU | S_IRWXG | S_IRWXO;
 
-// A rename outlasts a loss of power only when its directory has reached the disk. That may fail: whoever may write to a
-// directory need not be allowed to open it.
-void forceDirectoryToDisk(const std::string& path)
-{
-    const std::size_t end = path.find_last_of('/');
-    const std::string directory = end == std::string::npos ? "." : path.substr(0, end + 1);
-    const int descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (descriptor >= 0) {
-        ::fsync(descriptor);
-        ::close(descriptor);
-    }
-}
-
 Renamed renameFile(const std::wstring& from, const std::wstring& to)
 {
     const std::optional<std::string> oldName = bytesOf(from);
@@ -383,11 +370,19 @@ Renamed renameFile(const std::wstring& from, const std::wstring& to)
     if (!oldName || !newName) {
         return Renamed::no;
     }
-    if (::rename(oldName->c_str(), newName->c_str()) == 0) {
-        forceDirectoryToDisk(*newName);
-        return Renamed::yes;
+    const std::size_t end = newName->find_last_of('/');
+    const std::string directory = end == std::string::npos ? "." : newName->substr(0, end + 1);
+    if (::rename(oldName->c_str(), newName->c_str()) != 0) {
+        return errno == EXDEV ? Renamed::otherFileSystem : Renamed::no;
     }
-    return errno == EXDEV ? Renamed::otherFileSystem : Renamed::no;
+    // Outlasts a loss of power only when the directory has reached the disk. That is not always possible: whoever may
+    // write to a directory need not be allowed to open it.
+    const int descriptor = ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor >= 0) {
+        ::fsync(descriptor);
+        ::close(descriptor);
+    }
+    return Renamed::yes;
 }
 
 // A file system that cannot do it says so with EINVAL; the file is as safe there as it gets.
