@@ -36,16 +36,18 @@
 
 namespace {
 
-// Called before each fsync of this program.
-std::function<void(int)> g_beforeFsync;
+// Called before each fsync of this program; what it returns is the error that the fsync then fails with.
+std::function<int(int)> g_beforeFsync;
 
 } // namespace
 
 // In place of the system's.
 extern "C" int fsync(int descriptor)
 {
-    if (g_beforeFsync) {
-        g_beforeFsync(descriptor);
+    const int error = g_beforeFsync ? g_beforeFsync(descriptor) : 0;
+    if (error != 0) {
+        errno = error;
+        return -1;
     }
     return static_cast<int>(::syscall(SYS_fsync, descriptor));
 }
@@ -465,7 +467,7 @@ TEST_F(WriterAcross, AKillAtAnyMomentLeavesTheOldFileOrACompleteCopy)
 
 // ---- losses of power ---------------------------------------------------------------------------------------
 
-// What reaches the disk, in this order: the name of each file, or "directory" with what the directory then holds.
+// What reaches the disk, in this order: the name of each file, or for a directory what it then holds.
 class ForcedToDisk : public WriterAcross {
 protected:
     void SetUp() override
@@ -474,7 +476,8 @@ protected:
         g_beforeFsync = [this](int descriptor) {
             struct stat status {};
             ::fstat(descriptor, &status);
-            m_forced.push_back(S_ISDIR(status.st_mode) ? state() : fs::read_symlink(nameOf(descriptor)).filename());
+            m_forced.push_back(S_ISDIR(status.st_mode) ? state() : nameOf(descriptor));
+            return m_forced.size() == m_failing ? m_error : 0;
         };
     }
     void TearDown() override
@@ -483,32 +486,76 @@ protected:
         WriterAcross::TearDown();
     }
 
-    static fs::path nameOf(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
+    static std::string nameOf(int descriptor)
+    {
+        return fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor)).filename().string();
+    }
 
-    fs::path state() const
+    std::string state() const
     {
         return std::string(bytesOf(file()) == m_copy ? "replaced" : "old") +
                (fs::exists("$tmp.prm") ? " and copy" : "");
     }
 
-    std::vector<fs::path> m_forced;
+    /// Rewrites, and the n-th of what is forced to the disk does not get there.
+    int rewriteFailing(std::size_t n, int error)
+    {
+        m_failing = n;
+        m_error = error;
+        return rewrite(file());
+    }
+
+    std::vector<std::string> m_forced;
+    std::size_t m_failing = 0;
+    int m_error = 0;
 };
 
 TEST_F(ForcedToDisk, TheCopyThenTheDirectoryThatNamesIt)
 {
     EXPECT_EQ(rewrite(file()), kSuccess);
-    EXPECT_EQ(m_forced, (std::vector<fs::path>{"$tmp.prm", "replaced"}));
+    EXPECT_EQ(m_forced, (std::vector<std::string>{"$tmp.prm", "replaced"}));
 }
 
 TEST_F(ForcedToDisk, TheDirectoryBeforeTheCopyOnTheOtherFileSystemGoes)
 {
     EXPECT_EQ(across([this] {
                   const int status = rewrite(file());
-                  const std::vector<fs::path> wanted = {"$tmp.prm", "$tmp1.prm", "replaced and copy"};
+                  const std::vector<std::string> wanted = {"$tmp.prm", "$tmp1.prm", "replaced and copy"};
                   return m_forced == wanted ? status : kWrongState;
               }),
               kSuccess);
     expectReplaced();
+}
+
+// Some systems tell only then that there is no room, or that a write has failed.
+TEST_F(ForcedToDisk, ACopyThatDoesNotGetThereGives550AndKeepsTheFile)
+{
+    for (const int error : {EIO, ENOSPC, EDQUOT}) {
+        m_forced.clear();
+        EXPECT_EQ(rewriteFailing(1, error), kCannotOpen);
+        expectKept();
+        EXPECT_EQ(m_forced.size(), 1U);
+    }
+}
+
+TEST_F(ForcedToDisk, ACopyBesideTheFileThatDoesNotGetThereKeepsFileAndCopy)
+{
+    EXPECT_EQ(across([this] {
+                  const int status = rewriteFailing(2, EDQUOT);
+                  return copySurvives() ? status : kWrongState;
+              }),
+              kSuccess);
+    expectKept();
+}
+
+TEST_F(ForcedToDisk, AFileSystemThatForcesNothingIsTakenAsItIs)
+{
+    for (const std::size_t n : {1U, 2U}) {
+        m_forced.clear();
+        writeFile(file(), m_text);
+        EXPECT_EQ(rewriteFailing(n, EINVAL), kSuccess);
+        expectReplaced();
+    }
 }
 
 TEST_F(WriterFaults, ADirectoryThatMayNotBeListedTakesTheReplacement)
