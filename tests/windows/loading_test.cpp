@@ -17,7 +17,7 @@ struct Load {
     ~Load()
     {
         if (handle != nullptr) {
-            FreeLibrary(handle);
+            EXPECT_NE(FreeLibrary(handle), 0);
         }
     }
     Load(const Load&) = delete;
