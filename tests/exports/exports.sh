@@ -21,7 +21,7 @@ case $library in
 *)
     nm -D --defined-only "$library" | awk '{ print $NF }'
     ;;
-esac | c++filt | grep -vE '^typeinfo name |^(typeinfo|vtable) for (std::|void )|(^| )(std|__gnu_cxx)::[^(]*(\(|$)' | sort -u >"$names"
+esac | c++filt | grep -vE '^typeinfo name |^(typeinfo|vtable) for (std::|void )|^([^(]* )?(std|__gnu_cxx)::' | sort -u >"$names"
 
 [ "$(grep -c '^CKor' "$names")" -ge 100 ] || { echo "$library exports too little to be the library"; exit 1; }
 if [ "${2:-}" = --update ]; then
