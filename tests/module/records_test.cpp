@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <iterator>
 #include <new>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <utility>
 
+#include "module/FakedCount.h"
 #include "support/CountedNew.h"
 
 namespace {
@@ -159,6 +161,22 @@ TEST(StyloRecord, aFailingAllocationLeavesTheTargetAsItWas)
     EXPECT_EQ(target.tailWords[3], 0);
 }
 
+TEST(StyloRecord, moreEntriesThanASequenceCanHoldAreReportedAsTooLong)
+{
+    CStyloPRM source = filled(2);
+    CStyloPRM target = filled(3);
+    const kor_test::FakedCount count(source.entries, -2);
+    ASSERT_GT(source.entries.size(), source.entries.max_size());
+    try {
+        target = source;
+        ADD_FAILURE() << "assigned";
+    } catch (const std::length_error& error) {
+        EXPECT_STREQ(error.what(), "vector too long");
+    }
+    EXPECT_THROW(CStyloPRM copy(source), std::length_error);
+    expectFilled(target, 3);
+}
+
 TEST(StyloRecord, startsWithoutReadStatusAndEntries)
 {
     const CStyloPRM record;
@@ -183,11 +201,11 @@ TEST(StyloEntry, aNameOfFifteenUnitsIsCopiedWhole)
 
 TEST(StyloEntry, aNameOfSixteenUnitsHasNoTerminatorAndIsCopiedAsEmpty)
 {
-    CStyloPRM::PrmEntry source = entry(1, L"");
+    CStyloPRM::PrmEntry source = entry(1, std::wstring());
     std::fill(std::begin(source.name), std::end(source.name), L'x');
     CStyloPRM::PrmEntry target = entry(50, L"before");
     target = source;
-    expectEntry(target, 1, L"");
+    expectEntry(target, 1, std::wstring());
     EXPECT_TRUE(std::all_of(std::begin(target.name), std::end(target.name), [](wchar_t c) { return c == L'\0'; }));
 }
 
