@@ -5,6 +5,6 @@
 set -euo pipefail
 symbols=$("$1" "$2")
 grep -q 'updateKORData' <<<"$symbols" || { echo "$2 has lost its symbols"; exit 1; }
-if grep -E '_GLOBAL__(sub_)?[ID]_' <<<"$symbols" | grep -vE '_GLOBAL__sub_[ID]_(_ZNK?St|_ZSt|_ZNK?9__gnu_cxx|00)'; then
+if grep -E '_GLOBAL__(sub_)?[ID]_' <<<"$symbols" | grep -vE '_GLOBAL__sub_[ID]_(_ZNK?St|_ZSt|_ZNK?9__gnu_cxx)'; then
     exit 1
 fi
