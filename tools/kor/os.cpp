@@ -72,6 +72,18 @@ int openWithoutWaiting(const std::string& path)
     return openForReading(path); // never waits here
 }
 
+// The run-time library takes a directory for a file that may not be opened.
+int opened(int file, const std::wstring& path)
+{
+    if (file < 0 && errno == EACCES) {
+        const DWORD attributes = GetFileAttributesW(path.c_str());
+        if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+            errno = EISDIR;
+        }
+    }
+    return file;
+}
+
 // Quotes one argument so that the runtime's parser gives it back unchanged: backslashes double in front of a quote.
 std::wstring quotedArgument(const std::wstring& argument)
 {
@@ -134,12 +146,14 @@ std::vector<std::string> arguments(int, char**)
 
 int openForReading(const std::string& path)
 {
-    return _wopen(wide(path).c_str(), _O_RDONLY | _O_BINARY | _O_NOINHERIT);
+    const std::wstring name = wide(path);
+    return opened(_wopen(name.c_str(), _O_RDONLY | _O_BINARY | _O_NOINHERIT), name);
 }
 
 int openForWriting(const std::string& path)
 {
-    return _wopen(wide(path).c_str(), _O_WRONLY | _O_BINARY | _O_NOINHERIT);
+    const std::wstring name = wide(path);
+    return opened(_wopen(name.c_str(), _O_WRONLY | _O_BINARY | _O_NOINHERIT), name);
 }
 
 int createNew(const std::string& path)
@@ -173,7 +187,7 @@ bool closeFile(int file)
 
 bool isDirectory(int)
 {
-    return false; // a directory cannot be opened as a file in the first place
+    return false; // a directory cannot be opened as a file in the first place: see opened
 }
 
 std::optional<FileId> regularFile(int file)
