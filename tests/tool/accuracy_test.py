@@ -10,14 +10,15 @@ import subprocess
 import sys
 import unittest
 
-KOR = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else "kor"
+from program import KOR
+
 USAGE = 64
 MODES = range(1, 11)
 
 
 class Case(unittest.TestCase):
     def run_kor(self, *arguments, status=0):
-        done = subprocess.run([KOR, "accuracy", *arguments], capture_output=True, text=True, timeout=300)
+        done = subprocess.run([*KOR, "accuracy", *arguments], capture_output=True, text=True, timeout=300)
         self.assertEqual(done.returncode, status, done.stderr + done.stdout)
         return done
 

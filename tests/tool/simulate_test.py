@@ -17,7 +17,8 @@ import sys
 import tempfile
 import unittest
 
-KOR = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else "kor"
+from program import KOR
+
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 DATA = os.path.join(ROOT, "data")
 SENSORS = ["dual_level", "dual_level_even", "pendulum", "pendulum_even", "polarizer", "polarizer_even", "three_vector",
@@ -73,7 +74,7 @@ class Case(unittest.TestCase):
         return os.path.join(self.dir, name)
 
     def run_kor(self, *arguments, status=0):
-        done = subprocess.run([KOR, *arguments], capture_output=True, text=True, timeout=120)
+        done = subprocess.run([*KOR, *arguments], capture_output=True, text=True, timeout=120)
         self.assertEqual(done.returncode, status, done.stderr)
         return done
 

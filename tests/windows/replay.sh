@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Replays of shipped recordings by the Windows program.
-#   replay.sh PREFIX KOR_EXE NAME NATIVE_BUILD LIMIT  like the native program's, and within LIMIT degrees of the truth
-#   replay.sh PREFIX KOR_EXE --several                two recordings side by side, names beyond ASCII
+# Replays of shipped recordings and simulations by the Windows program.
+#   replay.sh PREFIX KOR_EXE NAME NATIVE_BUILD LIMIT   like the native program's, and within LIMIT degrees of the truth
+#   replay.sh PREFIX KOR_EXE --several                 two recordings side by side, names beyond ASCII
+#   replay.sh PREFIX KOR_EXE --simulated NATIVE_BUILD  simulations of every sensor, byte for byte the native program's
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -32,6 +33,26 @@ fi
 
 native_kor=$4/tools/kor
 [ -x "$native_kor" ] || { echo "no $native_kor to compare with; build the native preset first"; exit 1; }
+
+if [ "$name" = --simulated ]; then
+    motions=(static circle swing random roll)
+    compared=0
+    for prm in "$root"/data/*/Tg*.prm; do
+        id=$(basename "$prm" .prm)
+        arguments=(simulate --prm "$(dirname "$prm")" --id "${id#Tg}" --samples 300
+            --motion "${motions[compared % ${#motions[@]}]}" --noise levelXRaw=0.01 --quantise azimuthRaw=0.001
+            --drop 0.05 --seed 7)
+        silently "$native_kor" "${arguments[@]}" -o "$work/native.csv" --truth "$work/native_truth.csv"
+        silently "${windows_kor[@]}" "${arguments[@]}" -o "$work/windows.csv" --truth "$work/windows_truth.csv"
+        cmp "$work/native.csv" "$work/windows.csv"
+        cmp "$work/native_truth.csv" "$work/windows_truth.csv"
+        rm "$work"/*.csv
+        compared=$((compared + 1))
+    done
+    [ "$compared" -eq 10 ] || { echo "found $compared sensors in data/"; exit 1; }
+    exit 0
+fi
+
 folder=$root/data/$name
 id=$(basename "$folder"/Tg*.prm .prm)
 arguments=(replay --prm "$folder" --id "${id#Tg}" "$folder/$name.csv")

@@ -5,12 +5,13 @@
 #   run.sh PREFIX --start                       makes the prefix and keeps its server ready for a while
 #   run.sh PREFIX --stop
 set -euo pipefail
-export WINEPREFIX=$1 WINEDEBUG=-all WINEARCH=win64 WINEDLLOVERRIDES='mscoree,mshtml=' LC_ALL=C.UTF-8
+WINEPREFIX=$(realpath -m "$1")
+export WINEPREFIX WINEDEBUG=-all WINEARCH=win64 WINEDLLOVERRIDES='mscoree,mshtml=' LC_ALL=C.UTF-8
 unset DISPLAY
 shift
 
 # Wine places a program at fixed addresses, and where the kernel's random choice of addresses has taken them, about one
-# start in two thousand fails: in silence before the program runs, or in the dynamic linker behind its end.
+# start in three thousand fails: in silence before the program runs, or in the dynamic linker behind its end.
 fixed=()
 if setarch -R true 2>/dev/null; then
     fixed=(setarch -R)

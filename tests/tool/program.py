@@ -1,0 +1,28 @@
+"""The program under test: the first argument of the script that imports this.
+
+A Windows program runs under the emulator that KOR_EMULATOR in the environment names, quoted as for a shell.
+"""
+import os
+import shlex
+import subprocess
+import sys
+import unittest
+
+PATH = os.path.abspath(sys.argv.pop(1)) if len(sys.argv) > 1 else "kor"
+EMULATOR = shlex.split(os.environ.get("KOR_EMULATOR", ""))
+WINDOWS = PATH.endswith(".exe")
+KOR = [*EMULATOR, PATH]
+
+# For what Windows does not have (FIFOs, signals, limits of a process, links for everybody) or the emulator hides
+# (it gives the program files for standard output and standard error).
+posix_only = unittest.skipIf(WINDOWS, "POSIX only")
+
+
+def run_line(arguments, **options):
+    """Runs the program as a command line of the system's shell, redirections included."""
+    if WINDOWS:
+        # Files that the system's own shell has opened are all that the emulator can tell from one another.
+        command = [*EMULATOR, "cmd", "/c", "Z:" + PATH.replace("/", "\\") + " " + arguments]
+    else:
+        command = ["/bin/sh", "-c", shlex.quote(PATH) + " " + arguments]
+    return subprocess.run(command, **options)
