@@ -19,6 +19,8 @@ constexpr int kFormatError = 553;
 // first word that word, and the copy unreadable.
 constexpr const char* kTableEnd = "End";
 
+constexpr std::string_view kTab = "\t";
+
 class Copy {
 public:
     Copy(Scanner& in, std::uint64_t size, std::FILE* out, std::int32_t mountMode, float (&dynamicParameters)[7])
@@ -58,9 +60,9 @@ private:
         // leaves that factor as it was.
         const std::size_t count = block.copy.defaults != 0 ? block.copy.defaults : block.columns;
         for (std::size_t i = 0; i < count; ++i) {
-            putFloat(block.target == Target::scaleFactors ? kDefaultScaleFactors[i] : 0.0F, '\t');
+            putFloat(block.target == Target::scaleFactors ? kDefaultScaleFactors[i] : 0.0F, kTab);
         }
-        m_text += '\n';
+        m_text += platform::kLineEnd;
         return true;
     }
 
@@ -102,10 +104,10 @@ private:
             for (std::size_t i = 0; i < block.columns; ++i) {
                 std::array<float, 1> value{};
                 m_in.floats(value);
-                putFloat(value[0], block.copy.ownLines ? '\n' : '\t');
+                putFloat(value[0], block.copy.ownLines ? platform::kLineEnd : kTab);
             }
             if (!block.copy.ownLines) {
-                m_text += '\n';
+                m_text += platform::kLineEnd;
             }
             return true;
         case Layout::encoderTable:
@@ -141,7 +143,7 @@ private:
             const std::span<float> values = std::span(storage).first(columns);
             m_in.floats(values);
             for (const float& value : values) {
-                putFloat(value, &value == &values.back() ? '\n' : '\t');
+                putFloat(value, &value == &values.back() ? platform::kLineEnd : kTab);
             }
             constexpr std::size_t kEnough = 65536;
             if (m_text.size() >= kEnough) {
@@ -169,7 +171,7 @@ private:
     void putLine(std::string_view text)
     {
         m_text += text;
-        m_text += '\n';
+        m_text += platform::kLineEnd;
     }
 
     void putInteger(std::int32_t value)
@@ -178,7 +180,7 @@ private:
         putLine({digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr});
     }
 
-    void putFloat(float value, char separator)
+    void putFloat(float value, std::string_view separator)
     {
         appendFloat(m_text, value);
         m_text += separator;

@@ -58,8 +58,8 @@ RewriteReport rewriteFile(const std::wstring& path, std::int32_t mountMode, floa
 
 /// Copies blocks from where the scanner stands.
 /// Given     size  bytes of the whole file, which bound the row counts
-/// Returned  out   the blocks before the one that fails, and of that one what precedes the failure; whether the
-///                 writing itself went well is for the caller to ask
+/// Returned  out   the blocks before the one that fails, and of that one what precedes the failure, with the line ends
+///                 of the system's text files; whether the writing itself went well is for the caller to ask
 /// Notes  1  A value that does not parse is written as 0, an Owner that is not there as an empty line.
 ///        2  Throws only std::bad_alloc or std::length_error.
 CopyReport copyBlocks(std::span<const Block> blocks, Scanner& in, std::uint64_t size, std::FILE* out,

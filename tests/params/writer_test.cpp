@@ -31,10 +31,34 @@ const std::string kDefaultFactors =
     "Scale Factor\n0.000000\t0.000000\t0.000000\t0.000000\t1.000000\t1.000000\t1.000000\t\n";
 const std::string kModeZero = "Mounting Mode\n0\n";
 
+#if defined(_WIN32)
+const std::string kLineEnd = "\r\n";
+#else
+const std::string kLineEnd = "\n";
+#endif
+
 std::string bytesOf(const fs::path& path)
 {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::string withLineEnds(const std::string& text, const std::string& from, const std::string& to)
+{
+    std::string out;
+    std::size_t begin = 0;
+    for (std::size_t end = 0; (end = text.find(from, begin)) != std::string::npos; begin = end + from.size()) {
+        out.append(text, begin, end - begin);
+        out += to;
+    }
+    out.append(text, begin);
+    return out;
+}
+
+/// A copy with \n for line ends.
+std::string textOf(const fs::path& path)
+{
+    return withLineEnds(bytesOf(path), kLineEnd, "\n");
 }
 
 /// Works in a current directory of its own, with the file to rewrite in another.
@@ -57,7 +81,7 @@ protected:
         const kor::params::RewriteReport report =
             kor::params::rewriteFile(file().wstring(), mountMode, m_dynamic, [this](std::uint32_t milliseconds) {
                 m_waits.push_back(milliseconds);
-                m_copyAtWait = bytesOf(temporary());
+                m_copyAtWait = textOf(temporary());
             });
         m_message = static_cast<int>(report.messageId);
         return report.status;
@@ -76,7 +100,7 @@ protected:
         EXPECT_EQ(rewrite(text), kSuccess);
         EXPECT_EQ(m_message, kNoMessage);
         EXPECT_FALSE(fs::exists(temporary()));
-        return bytesOf(file());
+        return textOf(file());
     }
 
     /// The text must fail, keep the file as it is and leave that copy behind.
@@ -86,7 +110,7 @@ protected:
         EXPECT_EQ(m_message, message);
         EXPECT_EQ(bytesOf(file()), text);
         ASSERT_TRUE(fs::exists(temporary()));
-        EXPECT_EQ(bytesOf(temporary()), copied);
+        EXPECT_EQ(textOf(temporary()), copied);
         EXPECT_TRUE(m_waits.empty());
     }
 
@@ -190,6 +214,23 @@ TEST_F(Writer, AFileThatEndsAfterBlock19KeepsItsEightFactorsOnePerLine)
     EXPECT_EQ(rewritten(PrmFile(secondSensor(0)).text(1, 19)), kFirst17 + kBlock18 + kBlock19 + kModeZero);
 }
 
+TEST_F(Writer, LinesEndAsInTheTextFilesOfTheSystem)
+{
+    const std::string text = PrmFile(secondSensor(0)).text(1, 18);
+    const std::string wanted = withLineEnds(kFirst17 + kBlock18 + kDefaultFactors + kModeZero, "\n", kLineEnd);
+    for (const char* given : {"\n", "\r\n", "\r"}) {
+        rewritten(withLineEnds(text, "\n", given));
+        EXPECT_EQ(bytesOf(file()), wanted);
+    }
+    const std::string first17 = PrmFile(secondSensor(0)).text(1, 17);
+    ASSERT_EQ(rewrite(first17, 7), kBadFormat);
+    const std::string zeros = "0.000000\t0.000000\t0.000000\t0.000000\t0.000000\t0.000000\t";
+    EXPECT_EQ(bytesOf(temporary()),
+              withLineEnds(kFirst17 + kDefaultFactors + kModeZero + "QVC\n" + zeros + "\nLevel_X\n" + zeros +
+                               "0.000000\t\nLevel_Y\n" + zeros + "0.000000\t\n",
+                           "\n", kLineEnd));
+}
+
 TEST_F(Writer, AnyLayoutIsCopiedIntoTheCanonicalOne)
 {
     std::string text = "\xEF";
@@ -238,7 +279,7 @@ TEST_F(Writer, ValuesOfTheFileAreWrittenNotThoseOfTheObject)
     const std::wstring path = file().wstring();
     *std::copy(path.begin(), path.end(), prm.prmDirectory) = L'\0';
     EXPECT_EQ(prm.PrmFileCopy(), kSuccess);
-    EXPECT_EQ(bytesOf(file()), kFirst17 + kBlock18 + kBlock19 + kModeZero);
+    EXPECT_EQ(textOf(file()), kFirst17 + kBlock18 + kBlock19 + kModeZero);
     EXPECT_FALSE(fs::exists(temporary()));
     expectSame(snapshot(prm), before);
     EXPECT_TRUE(modifiedFlag(prm));
@@ -352,7 +393,7 @@ TEST_F(Writer, KeptTheTemporaryFileLiesInTheCurrentDirectoryAndIsOverwritten)
     writeFile(temporary(), std::string(100000, 'x'));
     writeFile(file(), "Serial Number\n17\n");
     EXPECT_EQ(rewriteHere(), kBadFormat);
-    EXPECT_EQ(bytesOf(temporary()), "Serial Number\n17\n");
+    EXPECT_EQ(textOf(temporary()), "Serial Number\n17\n");
     EXPECT_EQ(std::distance(fs::directory_iterator(m_here.path()), {}), 1);
     EXPECT_EQ(std::distance(fs::directory_iterator(m_dir.path()), {}), 1);
 }
@@ -367,7 +408,7 @@ protected:
         report = kor::params::copyBlocks(std::span(kor::params::kBlocks).subspan(20), scanner, text.size(), out.get(),
                                          mode, m_dynamic);
         EXPECT_TRUE(kor::platform::finishFile(out));
-        return bytesOf(temporary());
+        return textOf(temporary());
     }
 };
 
@@ -457,7 +498,7 @@ TEST_F(Writer, ATableThatClaimsAllOfTheFileWritesNoMoreThanThatManyRows)
     EXPECT_EQ(rewrite(text), kBadFormat);
     EXPECT_EQ(m_message, 617);
     EXPECT_EQ(bytesOf(file()), text);
-    EXPECT_EQ(fs::file_size(temporary()), before.size() + 28 + 999990 * 18);
+    EXPECT_EQ(textOf(temporary()).size(), before.size() + 28 + 999990 * 18);
 }
 
 TEST_F(Writer, APathThatDoesNotExistGives0AndCreatesNothing)
@@ -504,7 +545,7 @@ TEST_F(Writer, ARelativePathIsRewrittenInTheCurrentDirectory)
 {
     writeFile(m_here.path() / "Tg1.prm", PrmFile(secondSensor(0)).text(1, 19));
     EXPECT_EQ(kor::params::rewriteFile(L"Tg1.prm", 0, m_dynamic, [](std::uint32_t) {}).status, kSuccess);
-    EXPECT_EQ(bytesOf(m_here.path() / "Tg1.prm"), kFirst17 + kBlock18 + kBlock19 + kModeZero);
+    EXPECT_EQ(textOf(m_here.path() / "Tg1.prm"), kFirst17 + kBlock18 + kBlock19 + kModeZero);
     EXPECT_FALSE(fs::exists(temporary()));
 }
 
@@ -544,7 +585,7 @@ TEST_F(Writer, ACallDuringTheWaitsOfAnotherDoesNotBringItsCopyToTheOthersFile)
         };
         EXPECT_EQ(kor::params::rewriteFile(file().wstring(), 0, m_dynamic, meanwhile).status, kSuccess);
         EXPECT_EQ(bytesOf(file()), text);
-        EXPECT_TRUE(bytesOf(second).starts_with(PrmFile(firstSensor(0)).text(1, 18)));
+        EXPECT_TRUE(textOf(second).starts_with(PrmFile(firstSensor(0)).text(1, 18)));
     }
 }
 
@@ -561,7 +602,7 @@ TEST_F(Writer, AnotherCurrentDirectoryAfterTheWaitsDoesNotGiveItsTemporaryFile)
     fs::current_path(m_here.path());
     EXPECT_EQ(bytesOf(file()), text);
     EXPECT_EQ(bytesOf(other.path() / "$tmp.prm"), "left there long ago");
-    EXPECT_EQ(bytesOf(temporary()), kFirst17 + kBlock18 + kBlock19 + kModeZero);
+    EXPECT_EQ(textOf(temporary()), kFirst17 + kBlock18 + kBlock19 + kModeZero);
 }
 
 TEST_F(Writer, NoFailureToAllocateLeavesIt)
