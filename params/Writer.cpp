@@ -216,7 +216,7 @@ bool holds(const wchar_t* path, const Digest& wanted)
         length = std::fread(buffer.data(), 1, buffer.size(), file.get());
         found.add({buffer.data(), length});
     }
-    return std::ferror(file.get()) == 0 && found == wanted;
+    return found == wanted;
 }
 
 RewriteReport rewrite(const std::wstring& path, std::int32_t mountMode, float (&dynamicParameters)[7], const Wait& wait)

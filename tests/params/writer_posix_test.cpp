@@ -276,6 +276,25 @@ TEST_F(WriterFaults, ACopyThatLacksOneByteIsNotPutInPlace)
     expectReplaced();
 }
 
+// Room that comes back does not bring back what had none.
+TEST_F(WriterFaults, AnErrorIsNotForgottenWhenLaterWritesSucceed)
+{
+    for (const bool fails : {false, true}) {
+        const int result = inChild([&] {
+            kor::platform::File file = kor::platform::openFile(L"$tmp.prm", kor::platform::OpenMode::write);
+            const std::string text(100000, 'x');
+            if (fails) {
+                limitFileSize(4096);
+            }
+            std::fwrite(text.data(), 1, text.size(), file.get());
+            std::fseek(file.get(), 0, SEEK_SET); // a rewind would forget the error
+            std::fwrite("y", 1, 1, file.get());
+            return kor::platform::finishFile(file) ? 1 : 0;
+        });
+        EXPECT_EQ(result, fails ? 0 : 1);
+    }
+}
+
 TEST_F(WriterFaults, AFormatFailureOnAFullDiskIsAFormatFailure)
 {
     m_text += "Scale Factor\n1 2 3 4 5 6 7 8\nMounting Mode\n0\n";
@@ -406,6 +425,14 @@ TEST_F(WriterAcross, TheCopyIsMovedBeforeTheCallReturns)
                   return entriesOf(m_work) == 0 ? status : kWrongState;
               }),
               kSuccess);
+    expectReplaced();
+}
+
+TEST_F(WriterAcross, TheCopyHasThePermissionsOfTheFile)
+{
+    fs::permissions(file(), fs::perms(0640));
+    EXPECT_EQ(across([this] { return rewrite(file()); }), kSuccess);
+    EXPECT_EQ(fs::status(file()).permissions(), fs::perms(0640));
     expectReplaced();
 }
 
