@@ -62,7 +62,7 @@ private:
         for (std::size_t i = 0; i < count; ++i) {
             putFloat(block.target == Target::scaleFactors ? kDefaultScaleFactors[i] : 0.0F, kTab);
         }
-        m_text += platform::kLineEnd;
+        m_text += platform::lineEnd();
         return true;
     }
 
@@ -104,10 +104,10 @@ private:
             for (std::size_t i = 0; i < block.columns; ++i) {
                 std::array<float, 1> value{};
                 m_in.floats(value);
-                putFloat(value[0], block.copy.ownLines ? platform::kLineEnd : kTab);
+                putFloat(value[0], block.copy.ownLines ? platform::lineEnd() : kTab);
             }
             if (!block.copy.ownLines) {
-                m_text += platform::kLineEnd;
+                m_text += platform::lineEnd();
             }
             return true;
         case Layout::encoderTable:
@@ -143,7 +143,7 @@ private:
             const std::span<float> values = std::span(storage).first(columns);
             m_in.floats(values);
             for (const float& value : values) {
-                putFloat(value, &value == &values.back() ? platform::kLineEnd : kTab);
+                putFloat(value, &value == &values.back() ? platform::lineEnd() : kTab);
             }
             constexpr std::size_t kEnough = 65536;
             if (m_text.size() >= kEnough) {
@@ -171,7 +171,7 @@ private:
     void putLine(std::string_view text)
     {
         m_text += text;
-        m_text += platform::kLineEnd;
+        m_text += platform::lineEnd();
     }
 
     void putInteger(std::int32_t value)

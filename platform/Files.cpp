@@ -96,8 +96,10 @@ bool forceToDisk(std::FILE* file) noexcept;
 
 #if defined(_WIN32)
 constexpr const wchar_t* kDirectoryEnds = L"\\/:";
+constexpr std::string_view kLineEnd = "\r\n";
 #else
 constexpr const wchar_t* kDirectoryEnds = L"/";
+constexpr std::string_view kLineEnd = "\n";
 #endif
 
 bool copyBytes(std::FILE* from, std::FILE* to) noexcept
@@ -209,6 +211,11 @@ std::optional<std::wstring> fromUtf8(std::string_view text)
         appendWide(out, point);
     }
     return out;
+}
+
+std::string_view lineEnd() noexcept
+{
+    return kLineEnd;
 }
 
 #if defined(_WIN32)

@@ -11,11 +11,7 @@
 namespace kor::platform {
 
 /// What ends a line of a text file. Files are opened as they are, so whoever writes text puts it there.
-#if defined(_WIN32)
-inline constexpr std::string_view kLineEnd = "\r\n";
-#else
-inline constexpr std::string_view kLineEnd = "\n";
-#endif
+std::string_view lineEnd() noexcept;
 
 struct CloseFile {
     void operator()(std::FILE* file) const noexcept { std::fclose(file); }
