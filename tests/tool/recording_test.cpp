@@ -1,71 +1,24 @@
 // Readers of recordings: what the end-to-end tests cannot see from outside.
 #include "kor/Recording.h"
 
-#include <cmath>
 #include <cstring>
-#include <fstream>
-#include <memory>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
-#include <rapidcheck.h>
-#include <rapidcheck/gtest.h>
-#include <unistd.h>
 
 #include "kor/Exit.h"
 #include "support/Float.h"
+#include "tool/ReadBack.h"
 
 namespace {
 
 using kor::tool::Failure;
 using kor::tool::Format;
 using kor::tool::Input;
-using kor::tool::RecordingReader;
+using kor_test::kHeader;
+using kor_test::Read;
+using kor_test::read;
 using kor_test::sameBits;
-
-const std::string kHeader = "status,sensorVector_x,sensorVector_y,sensorVector_z,azimuthRaw,elevationRaw,levelXRaw,"
-                            "levelYRaw,levelTemperature,referenceGate,referenceHold,temperatureCount_0,"
-                            "temperatureCount_1,temperatureCount_2,timeStampMs\n";
-
-class TemporaryFile {
-public:
-    explicit TemporaryFile(const std::string& content)
-        : m_path(testing::TempDir() + "kor-recording-" + std::to_string(getpid()))
-    {
-        std::ofstream(m_path, std::ios::binary) << content;
-    }
-    ~TemporaryFile() { unlink(m_path.c_str()); }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    const std::string& path() const { return m_path; }
-
-private:
-    std::string m_path;
-};
-
-struct Read {
-    std::vector<KOR_RAWINFO> samples;
-    std::vector<std::string> problems;
-    std::vector<std::string> warnings;
-};
-
-Read read(const std::string& content, Format format)
-{
-    const TemporaryFile file(content);
-    Input input(file.path());
-    Read all;
-    const auto reader = openRecording(input, format, [&all](const std::string& text) { all.warnings.push_back(text); });
-    KOR_RAWINFO raw;
-    for (RecordingReader::Step step; (step = reader->next(raw)) != RecordingReader::Step::end;) {
-        if (step == RecordingReader::Step::sample) {
-            all.samples.push_back(raw);
-        } else {
-            all.problems.push_back(reader->problem().substr(file.path().size()));
-        }
-    }
-    return all;
-}
 
 TEST(Recording, EveryColumnReachesItsField)
 {
@@ -208,28 +161,6 @@ TEST(Recording, ATruncatedRecordIsNamedWithItsNumberAndByte)
     EXPECT_EQ(all.samples.size(), 2u);
     ASSERT_EQ(all.problems.size(), 1u);
     EXPECT_EQ(all.problems[0], ": record 3 (byte 136): found 1 byte before the end, expected 68");
-}
-
-RC_GTEST_PROP(Recording, AnyBytesBehindTheHeaderGiveSamplesOrProblemsAndEnd, (const std::string& bytes))
-{
-    const Read all = read(kHeader + bytes, Format::csv);
-    RC_ASSERT(all.samples.size() + all.problems.size() <= bytes.size());
-    for (const std::string& problem : all.problems) {
-        RC_ASSERT(problem.size() < 400u);
-        for (const char c : problem) {
-            RC_ASSERT(c >= ' ' && c < '\x7f');
-        }
-    }
-}
-
-RC_GTEST_PROP(Recording, AnyHeaderIsTakenOrRefused, (const std::string& bytes))
-{
-    try {
-        read(bytes, Format::csv);
-        RC_FAIL("no random header names fifteen columns");
-    } catch (const Failure& failure) {
-        RC_ASSERT(failure.status() == kor::tool::kExitDataError);
-    }
 }
 
 } // namespace
