@@ -8,6 +8,7 @@ set -euo pipefail
 WINEPREFIX=$(realpath -m "$1")
 export WINEPREFIX WINEDEBUG=-all WINEARCH=win64 WINEDLLOVERRIDES='mscoree,mshtml=' LC_ALL=C.UTF-8
 unset DISPLAY
+mkdir -p "$WINEPREFIX"
 shift
 
 # Wine places a program at fixed addresses, and where the kernel's random choice of addresses has taken them, about one
@@ -46,7 +47,6 @@ run() {
 case $1 in
 --start)
     # Silent and away from our output: the server outlives this script, and whoever waits for the output's end.
-    mkdir -p "$WINEPREFIX"
     wineserver -p120 </dev/null >/dev/null 2>&1 || true # fails when it is running already
     if [ ! -e "$WINEPREFIX/ready" ]; then
         "${fixed[@]}" wineboot --init </dev/null >/dev/null 2>&1
