@@ -1,7 +1,11 @@
 // The text of a progress line.
 #include "kor/Progress.h"
 
+#include <string>
+
 #include <gtest/gtest.h>
+
+#include "kor/Exit.h"
 
 namespace {
 
@@ -52,6 +56,26 @@ TEST(ProgressLine, FitsAnyWidth)
 TEST(ProgressLine, HoursWhenItTakesThatLong)
 {
     EXPECT_NE(progressLine("a", 1, 3701, 10, "samples", 1.0, 120).find("  1:01:40 left"), std::string::npos);
+}
+
+TEST(ProgressOption, KnowsItsThreeWordsAndNamesTheCommandForAnyOther)
+{
+    using kor::tool::progressOption;
+    using kor::tool::ShowProgress;
+    EXPECT_EQ(progressOption({}, "replay"), ShowProgress::automatic);
+    EXPECT_EQ(progressOption("auto", "replay"), ShowProgress::automatic);
+    EXPECT_EQ(progressOption("always", "replay"), ShowProgress::always);
+    EXPECT_EQ(progressOption("never", "replay"), ShowProgress::never);
+    for (const char* const wrong : {"", "Never", "never ", "1"}) {
+        try {
+            progressOption(wrong, "simulate");
+            ADD_FAILURE() << wrong;
+        } catch (const kor::tool::Failure& failure) {
+            EXPECT_EQ(failure.status(), kor::tool::kExitUsage);
+            EXPECT_EQ(failure.what(), "--progress: found \"" + std::string(wrong) +
+                                          "\", expected auto or always or never\nSee kor simulate --help.");
+        }
+    }
 }
 
 TEST(Grouped, ByThousands)

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
+#include "Exit.h"
+#include "Text.h"
 #include "os.h"
 
 namespace kor::tool {
@@ -21,6 +23,21 @@ std::string clockText(double seconds)
 }
 
 } // namespace
+
+ShowProgress progressOption(const std::optional<std::string>& when, const std::string& command)
+{
+    if (!when || *when == "auto") {
+        return ShowProgress::automatic;
+    }
+    if (*when == "always") {
+        return ShowProgress::always;
+    }
+    if (*when == "never") {
+        return ShowProgress::never;
+    }
+    throw Failure(kExitUsage, "--progress: found " + inQuotes(*when) + ", expected auto or always or never\nSee kor " +
+                                  command + " --help.");
+}
 
 std::string grouped(std::uint64_t number)
 {

@@ -3,11 +3,16 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace kor::tool {
 
 enum class ShowProgress { automatic, always, never };
+
+// What --progress asks for: auto when it is not given. Throws Failure (64), which sends to the command's help, for
+// anything but auto, always and never.
+ShowProgress progressOption(const std::optional<std::string>& when, const std::string& command);
 
 class Progress {
 public:

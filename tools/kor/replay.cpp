@@ -143,9 +143,7 @@ Plan understood(const Request& request)
         plan.window.to(integerOption<std::uint32_t>("--to", *request.to));
     }
     plan.skipBad = request.skipBad;
-    plan.progress = choiceOption<ShowProgress>(
-        "--progress", request.progress.value_or("auto"),
-        {{"auto", ShowProgress::automatic}, {"always", ShowProgress::always}, {"never", ShowProgress::never}});
+    plan.progress = progressOption(request.progress, "replay");
     plan.jobs = !request.jobs ? std::max(1u, std::thread::hardware_concurrency())
                               : integerOption<unsigned>("--jobs", *request.jobs, 1);
     return plan;

@@ -241,14 +241,7 @@ int simulate(const SimulateRequest& request)
         }
         format = *request.format == "csv" ? Format::csv : Format::binary;
     }
-    ShowProgress show = ShowProgress::automatic;
-    if (request.progress) {
-        const std::string& when = *request.progress;
-        if (when != "auto" && when != "always" && when != "never") {
-            misused(fmt::format("--progress: found {}, expected auto or always or never", inQuotes(when)));
-        }
-        show = when == "auto" ? show : when == "always" ? ShowProgress::always : ShowProgress::never;
-    }
+    const ShowProgress show = progressOption(request.progress, "simulate");
 
     CKorPrm prm;
     readParameterFile(source, prm);
