@@ -146,7 +146,7 @@ def axes():
         p.arc(o, stage, Z, 1.1, 0, 28, "elevation +", ORANGE, (8, 6))
         p.text(left + 190, 30, modes + f": looks along +{'x' if sight == X else 'y'} at azimuth 0", INK, 14, "middle")
     p.text(380, 352, "The sight points away from the tracker: turned by both axes it coincides with u.", INK, 13, "middle")
-    p.text(380, 374, "Azimuth turns about base z, right-handed; elevation grows as the sight rises. In mode 3 both run backwards.",
+    p.text(380, 374, "Azimuth turns about base z, right-handed; elevation grows towards base z. In mode 3 both run backwards.",
            INK, 13, "middle")
     return p
 
@@ -251,7 +251,7 @@ carries the levels.
 |---|---|---|---|
 | position | `sensorVector` | mm | tracker frame |
 | azimuth | `azimuthRaw`, `azimuth` | degrees | right-handed about the base's z; in mode 3 the other way. Zero where the reading is the encoder offset |
-| elevation | `elevationRaw`, `elevation` | degrees | grows as the sight rises; in mode 3 as it sinks |
+| elevation | `elevationRaw`, `elevation` | degrees | grows as the sight turns towards the base's z (it rises; in mode 9, whose base hangs, it sinks); in mode 3 the other way |
 | encoder offset | `setEncoderOffset` | radians; degrees in the parameter file | subtracted from the angle |
 | level X, level Y | `levelXRaw`, `levelYRaw` | of their table | as drawn, after correction |
 | corrected levels | `levelX`, `levelY` | degrees | (table(reading) - tilt offset) (gain t + offset), t = `levelTemperature` |
@@ -292,8 +292,9 @@ def sentence(stratum):
 def accuracy_section(report):
     noise = report["noise"]
     lines = ["", "## Measured", "",
-             "Degrees; in the last columns the worst error in arc-seconds and the share of samples without a matrix. Rows marked"
-             " with * show a limit of the model's formulas, which a correct implementation has.",
+             "Degrees; in the last columns the same in arc-seconds and the share of samples without a matrix. Rows marked"
+             " with * show a limit of the model's formulas, which a correct implementation has; a limit that has a row of its own"
+             " is left out of the others.",
              f"Noise: standard deviations of {noise['encoder_deg']} degrees on the encoders, {noise['level_deg']} degrees on the"
              f" levels, {noise['position_mm']} mm on the position."]
     mode = None
@@ -301,12 +302,13 @@ def accuracy_section(report):
         if s["mode"] != mode:
             mode = s["mode"]
             lines += ["", f"### Mode {mode}, {s['model']}", "",
-                      "| Stratum | Poses | Samples | Median | 99.9 % | Worst | Bound | Worst, arcsec | Without |",
-                      "|---|---|---|---|---|---|---|---|---|"]
+                      "| Stratum | Poses | Samples | Median | 99.9 % | Worst | Bound | Median, arcsec | 99.9 %, arcsec | Worst, arcsec |"
+                      " Without |", "|---|---|---|---|---|---|---|---|---|---|---|"]
         share = 100.0 * s["without"] / s["samples"]
         lines.append(f"| {s['stratum']}{' *' if s['inherent'] else ''} | {sentence(s)} | {s['samples']} | "
                      f"{number(s['median_deg'])} | {number(s['p999_deg'])} | {number(s['worst_deg'])} | "
-                     f"{number(s['worst_bound_deg'])} | {number(3600 * s['worst_deg'])} | {share:.2g} % |")
+                     f"{number(s['worst_bound_deg'])} | {number(3600 * s['median_deg'])} | {number(3600 * s['p999_deg'])} | "
+                     f"{number(3600 * s['worst_deg'])} | {share:.2g} % |")
     return lines
 
 
@@ -316,8 +318,10 @@ LIMITS = """
 - **Dual level.** Where height and level Y differ in sign the error is to leading order 2 |level X| |level Y| tan|e| / cos e
   (radians, e the elevation). Where they agree the model is exact and level X has no influence at all. Target exactly level
   with the tracker: no number. A base upside down is never found.
-- **Pendulum.** The search stops within 0.001 degrees. A pendulum along y is hit at once; any other comes out 0.0006 to
-  0.001 degrees short, always on the same side. Vanishing height loses digits: 3e-3 degrees at 0.001 mm.
+- **Pendulum.** The search stops within 0.001 degrees. A pendulum along y is hit at once, unless it reads less than 0.001
+  degrees, which is taken as zero and costs up to 0.001 / cos e; any other pendulum comes out 0.0006 to 0.001 degrees short,
+  always on the same side. Vanishing height loses digits: 3e-3 degrees at 0.001 mm. Beyond 90 degrees of roll about the sight
+  the other solution is taken.
 - **Polarizer.** None: any orientation, right up to the vertical.
 - **Three vectors.** The mirrored solution is taken beyond 90 degrees of roll about the sight. In mode 7 the error is
   2 tan|e| times the cosine between sight and level axis: it takes a sensor whose sight is square to its level.
@@ -386,9 +390,9 @@ def differences(wanted, got):
         if a == b:
             continue
         cells_a, cells_b = a.split("|"), b.split("|")
-        measured = len(cells_a) in (9, 11) and len(cells_a) == len(cells_b)
+        measured = len(cells_a) in (9, 13) and len(cells_a) == len(cells_b)
         # Names, poses and bounds have to be the same; what was measured, of the same size.
-        free = {4, 5, 6, 8} if len(cells_a) == 11 else {4, 5, 6, 7}
+        free = {4, 5, 6, 8, 9, 10} if len(cells_a) == 13 else {4, 5, 6, 7}
         for i, (x, y) in enumerate(zip(cells_a, cells_b)):
             if x == y:
                 continue

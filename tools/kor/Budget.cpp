@@ -112,7 +112,9 @@ std::vector<Input> inputsOf(State& at)
     const int mode = at.sensor.mode;
     const bool ratio = formsRatio(mode);
     const char* const levelUnit = ratio ? "count" : "table unit";
-    const double levelStep = 0.01 * std::fabs(at.sensor.levelYTable.reading(1.0) - at.sensor.levelYTable.reading(0.0));
+    const auto stepOf = [](const LevelTable& table) {
+        return 0.01 * std::fabs(table.reading(1.0) - table.reading(0.0));
+    };
     const double ratioStep = 0.01 * std::max(1.0, std::fabs(at.levelXRaw));
     const double degreeStep = 0.05;
 
@@ -122,9 +124,10 @@ std::vector<Input> inputsOf(State& at)
     };
     real("reading", "azimuth encoder", "deg", degreeStep, [](State& s) -> double& { return s.azimuthRaw; });
     real("reading", "elevation encoder", "deg", degreeStep, [](State& s) -> double& { return s.elevationRaw; });
-    real("reading", "level X", levelUnit, ratio ? ratioStep : levelStep,
+    real("reading", "level X", levelUnit, ratio ? ratioStep : stepOf(at.sensor.levelXTable),
          [](State& s) -> double& { return s.levelXRaw; });
-    real("reading", "level Y", levelUnit, levelStep, [](State& s) -> double& { return s.levelYRaw; });
+    real("reading", "level Y", levelUnit, stepOf(at.sensor.levelYTable),
+         [](State& s) -> double& { return s.levelYRaw; });
     real("position", "x", "mm", 2.0, [](State& s) -> double& { return s.position[0]; });
     real("position", "y", "mm", 2.0, [](State& s) -> double& { return s.position[1]; });
     real("position", "z", "mm", 2.0, [](State& s) -> double& { return s.position[2]; });
@@ -280,6 +283,7 @@ std::optional<Budget> budgetOf(const SensorParameters& sensor, const Pose& pose)
     budget.mode = sensor.mode;
     budget.pose = pose;
     const Mat3 reference = orientation(at);
+    budget.off = angleBetween(reference, pose.base);
     for (const Input& input : inputsOf(at)) {
         budget.inputs.push_back(differentiated(at, reference, input));
     }

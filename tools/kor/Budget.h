@@ -22,6 +22,7 @@ struct Sensitivity {
 struct Budget {
     int mode = 0;
     Pose pose;
+    double off = 0.0; // degrees between the pose and what the model finds, of which the sensitivities are
     std::vector<Sensitivity> inputs;
 };
 
@@ -35,9 +36,8 @@ Pose typicalPose(int mode);
 ///           models. The step width is halved again and again from a coarse one; that pair of neighbours is taken that
 ///           agrees best.
 ///        2  Nothing when the sensor cannot look at the tracker in this pose.
-///        3  An encoder or level table counts as shifted as a whole, by a degree of the corrected angle. The machine
-///        and
-///           local matrices turn the result and are left out.
+///        3  An encoder or level table counts as shifted as a whole, by a degree of the corrected angle.
+///        4  The machine and local matrices turn the result and are left out.
 std::optional<Budget> budgetOf(const SensorParameters& sensor, const Pose& pose);
 
 } // namespace kor::tool

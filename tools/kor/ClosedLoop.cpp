@@ -49,10 +49,7 @@ bool upsideDown(int mode)
 Pose drawn(int mode, const Stratum& s, Random& random)
 {
     const double distance = random.uniform(1000.0, 20000.0);
-    double bearing = random.uniform(0.0, 2.0 * kPi);
-    if (s.quadrant != 0) {
-        bearing = 0.25 * bearing + 0.5 * kPi * (s.quadrant - 1);
-    }
+    const double bearing = random.uniform(s.leastBearing, s.mostBearing) * kDegree;
     const double elevation = eitherSign(random, s.leastElevation, s.mostElevation) * kDegree;
     const double level = distance * portable::cosine(elevation);
     const double height =
@@ -73,8 +70,11 @@ Pose drawn(int mode, const Stratum& s, Random& random)
     return pose;
 }
 
+// Degrees; the pendulum model takes what is smaller as zero.
+constexpr double kPendulumZero = 0.001;
+
 // Whether a pose belongs to its stratum, which for some depends on what the sensor reads.
-bool belongs(const Stratum& s, int mode, const Forward& forward)
+bool belongs(const Stratum& s, int mode, const Pose& pose, const Forward& forward)
 {
     const Readings& r = forward.readings;
     if (!std::isfinite(r.azimuth) || !std::isfinite(r.elevation) || !std::isfinite(r.levelY)) {
@@ -92,6 +92,22 @@ bool belongs(const Stratum& s, int mode, const Forward& forward)
     if (modelOf(mode) == Model::dualLevel || modelOf(mode) == Model::polarizer || s.otherSideUp || s.mostRoll > 90.0) {
         return true;
     }
+    const bool moving = s.route == Route::moving;
+    if (modelOf(mode) == Model::pendulum) {
+        const double rise = std::fabs(forward.pendulumRise);
+        if (s.side == 2 ? rise > kPendulumZero : rise < (moving ? 4.0 : 2.0 * kPendulumZero)) {
+            return false;
+        }
+        if (s.side == 0 && s.mostHeight == 0.0 && std::fabs(pose.position[2]) < 10.0) {
+            return false;
+        }
+    }
+    if (modelOf(mode) == Model::twoLevels && (moving || s.route == Route::noisy)) {
+        const double half = forward.toHalfTurn;
+        if (s.side == 2 ? half > 0.002 : half < (moving ? 2.5 : 1.0)) {
+            return false;
+        }
+    }
     // On the right side of the two solutions, and where noise or roll could lead to the other one, well on it.
     return forward.rollMargin > (s.mostRoll > 0.0 || s.route == Route::noisy ? 0.05 : 0.0);
 }
@@ -107,7 +123,7 @@ Case drawnCase(const SensorParameters& sensor, const Stratum& s, Random& random)
         Case made;
         made.pose = drawn(sensor.mode, s, random);
         made.forward = forwardReadings(sensor, made.pose, 0.0);
-        if (belongs(s, sensor.mode, made.forward)) {
+        if (belongs(s, sensor.mode, made.pose, made.forward)) {
             return made;
         }
     }
@@ -136,7 +152,7 @@ public:
             return;
         }
         m_finding.median = m_errors[m_errors.size() / 2];
-        m_finding.high = m_errors[(m_errors.size() - 1) - (m_errors.size() - 1) / 1000];
+        m_finding.high = m_errors[m_errors.size() - 1 - m_errors.size() / 1000];
         m_finding.worst = m_errors.back();
     }
 
@@ -255,7 +271,10 @@ void throughEngine(Finding& finding, const Motion& motion, std::uint64_t poses, 
         double matrix[9];
         engine.ReadMatrix(matrix);
         if (measured) {
-            collected.add(true, matrix, truths[truths.size() - 1 - static_cast<std::size_t>(lag)]);
+            // Without a matrix the engine hands out the identity and no target point.
+            const bool formed = std::any_of(std::begin(info.sensorOut), std::end(info.sensorOut),
+                                            [](float coordinate) { return coordinate != 0.0f; });
+            collected.add(formed, matrix, truths[truths.size() - 1 - static_cast<std::size_t>(lag)]);
             advance(1);
         }
     };

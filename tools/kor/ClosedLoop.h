@@ -30,12 +30,15 @@ struct Stratum {
     // How poses are drawn. Degrees; elevations with either sign, tilts about any level axis.
     double leastElevation = 0.0, mostElevation = 30.0;
     double leastTilt = 0.01, mostTilt = 5.0;
-    double leastRoll = 0.0, mostRoll = 0.0;     // about the line of sight, on top, either sign
-    double leastHeight = 0.0, mostHeight = 0.0; // mm, in place of the elevation when not 0
-    int quadrant = 0;                           // of the target point, 1 to 4; 0: any
-    bool otherSideUp = false;                   // the base stands on the side that the mode does not expect
-    bool oblique = false;                       // a sensor whose axes are not square
-    int side = 0; // dual level: +1 height and level Y of the same sign, -1 of different signs, 0 both; 2 dead band
+    double leastRoll = 0.0, mostRoll = 0.0;         // about the line of sight, on top, either sign
+    double leastHeight = 0.0, mostHeight = 0.0;     // mm, in place of the elevation when not 0
+    double leastBearing = 0.0, mostBearing = 360.0; // of the target point
+    bool otherSideUp = false;                       // the base stands on the side that the mode does not expect
+    bool oblique = false;                           // a sensor whose axes are not square
+    // dual level: +1 height and level Y of the same sign, -1 of different signs, 0 both; 2 both levels in the dead
+    // band. pendulum: 0 pendulum and target clearly off the horizon, 2 the pendulum level but for what counts as zero.
+    // two levels, where noise or motion matters: 0 clear of the half turn that breaks the blend, 2 on it.
+    int side = 0;
     double swing = 0.0; // moving: 0 a steady path, otherwise a swing of so many mm/s2
 
     // What has been found, with a margin: degrees.

@@ -79,6 +79,7 @@ Forward pendulum(const SensorParameters& sensor, const Pose& pose, double near)
     out.azimuthTurn = nearestTurn(arcTangent(b[1], b[0]) - arcTangent(sightY, cosine(elevation) * sightX), near);
     const Mat3 stage = pose.base * turnZ(out.azimuthTurn);
     const double rise = arcSine((stage * p)[2]);
+    out.pendulumRise = rise / kDegree;
     out.readings.levelX = -arcSine(stage[6]) / kModelDegree;
     out.readings.levelY = sign * rise / (kModelDegree * S[6]) - S[1];
     out.readings.azimuth = turned(sensor, sign * out.azimuthTurn, S[4]);
@@ -160,6 +161,10 @@ Forward vectors(const SensorParameters& sensor, const Pose& pose, double near)
             margin = std::min(margin, side * normal[2] * dot(down, normal));
         }
         out.rollMargin = margin;
+        // The model averages the solutions of both levels by these angles.
+        out.toHalfTurn =
+            180.0 -
+            std::max(std::fabs(arcTangent(-stage[5], stage[8])), std::fabs(arcTangent(-stage[1], stage[0]))) / kDegree;
     }
     return out;
 }

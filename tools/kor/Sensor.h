@@ -87,6 +87,8 @@ struct Forward {
     double heightTimesLevelY = 0.0;
     double rollMargin = 0.0; // modes 3, 4, 7 and above: above 0 where the model picks the right one of two solutions
     double sightAlongLevel = 0.0; // modes 7 and 8: cosine between line of sight and level axis
+    double pendulumRise = 0.0;    // modes 3 and 4: of the pendulum's direction over the horizon, degrees
+    double toHalfTurn = 180.0;    // modes 9 and 10: how far the stage's angles about x and z are from it, degrees
 };
 
 // Corrected readings of a perfect sensor. NaN among them when it cannot look at the tracker in this pose.

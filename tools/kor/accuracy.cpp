@@ -63,17 +63,19 @@ std::string table(const std::vector<Finding>& findings)
     for (const Finding& f : findings) {
         if (f.mode != mode) {
             mode = f.mode;
-            text += fmt::format("{}mount mode {}, {}\n  {:<28} {:>7} {:>9} {:>9} {:>9} {:>10} {:>9} {:>9}\n",
-                                text.empty() ? "" : "\n", mode, modelName(mode), "stratum", "samples", "median",
-                                "99.9 %", "worst", "worst", "without", "bound");
-            text += fmt::format("  {:<28} {:>7} {:>9} {:>9} {:>9} {:>10} {:>9} {:>9}\n", "", "", "deg", "deg", "deg",
-                                "arcsec", "matrix", "deg");
+            constexpr const char* kHead = "  {:<28} {:>7} {:>9} {:>9} {:>9} {:>9} {:>9} {:>9} {:>9} {:>9}\n";
+            text += fmt::format("{}mount mode {}, {}\n", text.empty() ? "" : "\n", mode, modelName(mode));
+            text += fmt::format(kHead, "stratum", "samples", "median", "99.9 %", "worst", "median", "99.9 %", "worst",
+                                "without", "bound");
+            text += fmt::format(kHead, "", "", "deg", "deg", "deg", "arcsec", "arcsec", "arcsec", "matrix", "deg");
         }
         const std::string exceeded = f.exceeded();
-        text += fmt::format("{} {:<28} {:>7} {:>9.1e} {:>9.1e} {:>9.1e} {:>10.2g} {:>7.2f} % {:>9.1e}{}{}\n",
-                            f.stratum.inherent.empty() ? " " : "*", f.stratum.name, f.samples, f.median, f.high,
-                            f.worst, f.worst * kArcSeconds, 100.0 * f.shareWithout(), f.stratum.worst,
-                            exceeded.empty() ? "" : "  BEYOND ITS BOUND: ", exceeded);
+        text +=
+            fmt::format("{} {:<28} {:>7} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.2g} {:>9.2g} {:>9.2g} {:>7.2f} % "
+                        "{:>9.1e}{}{}\n",
+                        f.stratum.inherent.empty() ? " " : "*", f.stratum.name, f.samples, f.median, f.high, f.worst,
+                        f.median * kArcSeconds, f.high * kArcSeconds, f.worst * kArcSeconds, 100.0 * f.shareWithout(),
+                        f.stratum.worst, exceeded.empty() ? "" : "  BEYOND ITS BOUND: ", exceeded);
     }
     text += "\n* inherent: the error lies in the model's formulas and shows in a correct implementation\n";
     return text +
@@ -197,6 +199,13 @@ int budget(const AccuracyRequest& request, int only)
             throw Failure(kExitUsage, fmt::format("in mount mode {} the sensor cannot look at the tracker in this pose",
                                                   sensor.mode));
         }
+        constexpr double kOff = 0.01; // the pendulum's search stops a tenth of it away
+        if (!(found->off <= kOff)) {
+            warn(fmt::format(
+                "in mount mode {} the model finds the sensor {:.2g} degrees from this pose; the budget is that "
+                "of what it finds",
+                sensor.mode, found->off));
+        }
         budgets.push_back(*found);
     }
     Output output("-");
@@ -223,14 +232,7 @@ int accuracy(const AccuracyRequest& request)
     const std::uint64_t poses = request.poses ? whole<std::uint64_t>("--poses", *request.poses, 1, 10'000'000) : 2000;
     const std::uint64_t seed =
         request.seed ? whole<std::uint64_t>("--seed", *request.seed, 0, std::numeric_limits<std::uint64_t>::max()) : 1;
-    ShowProgress show = ShowProgress::automatic;
-    if (request.progress) {
-        const std::string& when = *request.progress;
-        if (when != "auto" && when != "always" && when != "never") {
-            misused(fmt::format("--progress: found {}, expected auto or always or never", inQuotes(when)));
-        }
-        show = when == "auto" ? show : when == "always" ? ShowProgress::always : ShowProgress::never;
-    }
+    const ShowProgress show = progressOption(request.progress, "accuracy");
 
     struct Task {
         int mode;
