@@ -133,12 +133,94 @@ TEST(SimulatedMotion, accelerationIsThatOfTheWay)
     // Half a metre's radius in ten seconds, towards the centre.
     const auto circle = builtInMotion("circle", 5, 1);
     for (const double time : {0.0, 1.3, 7.7}) {
-        const Pose now = poseAt(*circle, time, 0.01);
+        const Pose now = poseAt(*circle, time);
         EXPECT_NEAR(length(now.acceleration), 500.0 * 0.04 * portable::kPi * portable::kPi, 0.01);
         EXPECT_NEAR(now.acceleration[2], 0.0, 1e-6);
     }
-    EXPECT_EQ(length(poseAt(*builtInMotion("static", 5, 1), 1.0, 0.01).acceleration), 0.0);
+    EXPECT_EQ(length(poseAt(*builtInMotion("static", 5, 1), 1.0).acceleration), 0.0);
     EXPECT_EQ(builtInMotion("dance", 5, 1), nullptr);
+}
+
+// A thousand million seconds are a multiple of every period.
+TEST(SimulatedMotion, farFromTheStartItGoesOnAsBefore)
+{
+    for (const char* const name : {"circle", "roll", "swing", "random"}) {
+        const auto motion = builtInMotion(name, 5, 1);
+        for (const double time : {0.0, 1.25, 3.5}) {
+            const Pose near = motion->pose(time);
+            const Pose far = motion->pose(1e9 + time);
+            EXPECT_LT(angleBetween(near.base, far.base), 1e-9) << name;
+            for (std::size_t i = 0; i < 3; ++i) {
+                EXPECT_NEAR(near.position[i], far.position[i], 1e-6) << name; // sines of some 1e5 radians
+            }
+        }
+    }
+}
+
+namespace {
+
+SimulationPlan faultyPlan(int mode)
+{
+    SimulationPlan plan;
+    plan.sensor = typicalSensor(mode, false);
+    return plan;
+}
+
+} // namespace
+
+TEST(SimulatedFaults, aQuantumTooSmallToCountLeavesTheReading)
+{
+    SimulationPlan plan = faultyPlan(5);
+    const auto motion = builtInMotion("static", 5, 1);
+    const SimulatedSample clean = Simulator(plan, *motion).next();
+    for (const double quantum : {1e-308, 5e-324}) {
+        plan.faults.quantum.fill(quantum);
+        const SimulatedSample sample = Simulator(plan, *motion).next();
+        EXPECT_EQ(sample.raw.azimuthRaw, clean.raw.azimuthRaw);
+        EXPECT_EQ(sample.raw.temperatureCount[0], clean.raw.temperatureCount[0]);
+    }
+}
+
+TEST(SimulatedFaults, aLevelOutOfRangeIsOutForTheEngineInEveryMode)
+{
+    for (int mode = 1; mode <= 10; ++mode) {
+        SimulationPlan plan = faultyPlan(mode);
+        plan.faults.levelOut = 1.0;
+        const auto motion = builtInMotion("static", mode, 1);
+        Simulator simulator(plan, *motion);
+        for (int i = 0; i < 1500; ++i) {
+            const KOR_RAWINFO raw = simulator.next().raw;
+            const bool formed = std::fabs(raw.levelYRaw) > kRatioThreshold;
+            const float x = !formsRatio(mode) ? raw.levelXRaw : formed ? raw.levelXRaw / raw.levelYRaw : 0.0f;
+            EXPECT_TRUE(plan.sensor.levelXTable.outside(x) || plan.sensor.levelYTable.outside(raw.levelYRaw))
+                << mode << " " << i;
+        }
+    }
+}
+
+TEST(AccuracyStrata, wordsNameTheRollThatIsDrawn)
+{
+    for (int mode = 1; mode <= 10; ++mode) {
+        for (const Stratum& s : strataOf(mode)) {
+            if (s.leastRoll > 0.0) {
+                const std::string words = "roll " + std::to_string(static_cast<int>(s.leastRoll)) + " to " +
+                                          std::to_string(static_cast<int>(s.mostRoll)) + " ";
+                EXPECT_EQ(s.poses.find(words), 0u) << mode << ": " << s.poses;
+            }
+        }
+    }
+}
+
+// One of a thousand lies above what 99.9 % do not exceed.
+TEST(AccuracyFinding, theLargestOfAThousandIsBeyondTheShare)
+{
+    for (const Stratum& s : strataOf(5)) {
+        if (s.name == "tilted") {
+            const Finding found = measure(5, s, 1000, 1, [](std::uint64_t) {});
+            EXPECT_LT(found.high, found.worst);
+            EXPECT_GT(found.high, found.median);
+        }
+    }
 }
 
 TEST(AccuracyVerdict, namesWhatIsBeyondItsBound)

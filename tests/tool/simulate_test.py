@@ -267,6 +267,18 @@ class Motions(Case):
             for c in range(3):
                 self.assertAlmostEqual(float(row[f"R_{r}{c}"]), wanted[r][c], delta=1e-14)
 
+    def test_acceleration_does_not_depend_on_the_rate(self):
+        first = [self.recording(f"--rate={rate}", sensor="two_level", motion="random", samples=1)[0]
+                 for rate in ("100", "1e6", "0.001")]
+        self.assertEqual(first[0], first[1])
+        self.assertEqual(first[0], first[2])
+
+    def test_slow_sampling_goes_on_for_years(self):
+        for motion in ("static", "circle", "random"):
+            found = self.recording("--rate=0.001", motion=motion, samples=14000)
+            self.assertEqual(len(found), 14000)
+            self.assertTrue(all(20 < float(row["levelTemperature"]) < 23 for row in found))
+
     def test_way_points_are_met_exactly(self):
         truth = self.way_points(self.HEADER + "0,4000,3000,500,1,2,-40\n1,4100,2900,600,10,-5,-70\n"
                                 "2.5,3900,3100,400,-4,3,-100\n")

@@ -148,7 +148,7 @@ public:
 
     Pose pose(double time) const override
     {
-        const double angle = 2.0 * kPi * time / 10.0;
+        const double angle = 2.0 * kPi * withinPeriod(time, 10.0) / 10.0;
         const Vec3 centre = place(m_stance);
         return {m_base,
                 {centre[0] + 500.0 * portable::cosine(angle), centre[1] + 500.0 * portable::sine(angle), centre[2]},
@@ -171,7 +171,7 @@ public:
     Pose pose(double time) const override
     {
         const Vec3 P = place(m_stance);
-        const double roll = 30.0 * portable::sine(2.0 * kPi * time / 8.0) * kDegree;
+        const double roll = 30.0 * portable::sine(2.0 * kPi * withinPeriod(time, 8.0) / 8.0) * kDegree;
         const double bearing = portable::arcTangent(P[1], P[0]);
         const double rise = portable::arcTangent(P[2], std::sqrt(P[0] * P[0] + P[1] * P[1]));
         const Mat3 sight = turnZ(bearing) * turnY(-rise); // takes x to the line of sight
@@ -192,7 +192,7 @@ public:
     {
         constexpr double kOmega = kPi; // 0.5 Hz
         constexpr double kReach = 100.0 / (kOmega * kOmega);
-        const double s = portable::sine(kOmega * time);
+        const double s = portable::sine(kOmega * withinPeriod(time, 2.0));
         const Stance stance = {40.0, 4000.0, 650.0, 5.0, m_hold.tiltX + s, m_hold.tiltY};
         Vec3 P = place(stance);
         P[0] -= kReach * s * portable::sine(40.0 * kDegree);
@@ -219,8 +219,8 @@ public:
 
     Pose pose(double time) const override
     {
-        const Stance stance = {m_bearing(time), m_distance(time), m_height(time),
-                               m_azimuth(time), m_tiltX(time),    m_tiltY(time)};
+        const double t = withinPeriod(time, 1000.0); // of all waves together
+        const Stance stance = {m_bearing(t), m_distance(t), m_height(t), m_azimuth(t), m_tiltX(t), m_tiltY(t)};
         return {attitude(stance, m_hold), place(stance), {}};
     }
 
@@ -365,9 +365,15 @@ std::string wholeText(const std::string& path)
 
 } // namespace
 
-Pose poseAt(const Motion& motion, double time, double interval)
+double withinPeriod(double time, double period)
 {
-    const double h = 0.5 * interval;
+    constexpr double kFar = 1e5;
+    return time < kFar ? time : std::fmod(time, period);
+}
+
+Pose poseAt(const Motion& motion, double time)
+{
+    constexpr double h = 0.005; // short against all motions, long against the rounding of the position
     Pose now = motion.pose(time);
     if (motion.held()) {
         return now;

@@ -21,9 +21,13 @@ public:
     virtual bool held() const { return false; }
 };
 
-// The pose with the target point's acceleration: the second difference over half the sampling interval on both sides,
-// which is exactly zero while the point does not move.
-Pose poseAt(const Motion& motion, double time, double interval);
+// The pose with the target point's acceleration: the second difference over five milliseconds on both sides, whatever
+// the sampling rate. It is exactly zero while the point does not move.
+Pose poseAt(const Motion& motion, double time);
+
+// A time for a sine whose period divides the given one: far from the start without the whole periods, or the sine would
+// lose its digits and in the end its value.
+double withinPeriod(double time, double period);
 
 // Names of the built-in motions, for a message.
 extern const char* const kMotionNames;

@@ -52,7 +52,12 @@ double changed(const Faults& faults, std::size_t channel, double value, Random& 
         value += faults.noise[channel] * random.normal();
     }
     const double quantum = faults.quantum[channel];
-    return quantum > 0.0 ? std::floor(value / quantum + 0.5) * quantum : value;
+    if (quantum == 0.0) {
+        return value;
+    }
+    // Steps beyond number are finer than the value is.
+    const double steps = std::floor(value / quantum + 0.5);
+    return std::isfinite(steps) ? steps * quantum : value;
 }
 
 std::int32_t temperatureCount(double count)
@@ -106,7 +111,7 @@ void Simulator::readOut(SimulatedSample& sample, bool& outsideX, bool& outsideY)
     KOR_RAWINFO& raw = sample.raw;
     raw.status = 2;
 
-    sample.pose = poseAt(m_motion, time, 1.0 / m_plan.rate);
+    sample.pose = poseAt(m_motion, time);
     for (std::size_t i = 0; i < 3; ++i) {
         sample.pose.position[i] = inSinglePrecision(sample.pose.position[i]); // the truth is what the record can hold
         raw.sensorVector[i] = static_cast<float>(sample.pose.position[i]);
@@ -121,7 +126,7 @@ void Simulator::readOut(SimulatedSample& sample, bool& outsideX, bool& outsideY)
     raw.elevationRaw = static_cast<float>(sensor.elevationTable.reading(m_forward.readings.elevation));
 
     const auto wave = [this, time](std::size_t i, double period) {
-        return portable::sine(2.0 * kPi * time / period + m_phase[i]);
+        return portable::sine(2.0 * kPi * withinPeriod(time, period) / period + m_phase[i]);
     };
     raw.levelTemperature = static_cast<float>(21.5 + 1.2 * wave(0, 53.0));
     const Level y = levelReading(1, m_forward.readings.levelY, raw.levelTemperature);
@@ -173,12 +178,13 @@ void Simulator::disturb(KOR_RAWINFO& raw, bool& nan, bool& levelFault)
         }
     }
     if (m_leaving.chance(faults.levelOut)) {
-        const bool x = m_leaving.chance(0.5);
+        // A ratio that the engine does not form cannot leave its table.
+        const bool ratios = formsRatio(m_plan.sensor.mode);
+        const bool x = m_leaving.chance(0.5) && !(ratios && !(std::fabs(raw.levelYRaw) > kRatioThreshold));
         const LevelTable& table = x ? m_plan.sensor.levelXTable : m_plan.sensor.levelYTable;
         if (table.present()) {
             const double beyond = 1.25 * static_cast<double>(table.knots.back()) - 0.25 * table.knots.front();
-            const bool ratio = x && formsRatio(m_plan.sensor.mode);
-            (x ? raw.levelXRaw : raw.levelYRaw) = static_cast<float>(ratio ? beyond * raw.levelYRaw : beyond);
+            (x ? raw.levelXRaw : raw.levelYRaw) = static_cast<float>(x && ratios ? beyond * raw.levelYRaw : beyond);
             levelFault = true;
         }
     }
