@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs a Windows program under Wine with a prefix of its own, without a display.
 #   run.sh PREFIX PROGRAM [ARGUMENT...]         the program; its exit status
-#   run.sh PREFIX --each PROGRAM [ARGUMENT...]  each test of a GoogleTest program in a process of its own
+#   run.sh PREFIX --each FILTER PROGRAM         the tests of a GoogleTest program; each of those that the filter names
+#                                               has a process of its own
 #   run.sh PREFIX --start                       makes the prefix and keeps its server ready for a while
 #   run.sh PREFIX --stop
 set -euo pipefail
@@ -57,21 +58,30 @@ case $1 in
     wineserver -k </dev/null >/dev/null 2>&1 || true
     ;;
 --each)
-    program=$2
-    shift 2
-    # The list shows a suite's name, then its tests indented; a comment may follow either.
-    mapfile -t tests < <(run "$program" --gtest_list_tests | tr -d '\r' |
-        awk '/^[^ ]/ { suite = $1 } /^  / { print suite $1 }')
-    [ "${#tests[@]}" -gt 0 ] || { echo "$program lists no tests" >&2; exit 1; }
+    filter=$2
+    program=$3
     failed=()
-    for test in "${tests[@]}"; do
-        if ! output=$(run "$program" --gtest_filter="$test" --gtest_color=no "$@" 2>&1 </dev/null) ||
-            ! grep -q '\[  PASSED  \] 1 test' <<<"$output"; then
-            printf '%s\n' "$output"
-            failed+=("$test")
-        fi
+    # Runs the tests of a filter in one process. GoogleTest alone knows whether it ran to its end.
+    tests_pass() {
+        local output
+        output=$(run "$program" --gtest_filter="$1" --gtest_color=no 2>&1 </dev/null) &&
+            grep -q "\[  PASSED  \] $2 test" <<<"$output" || { printf '%s\n' "$output"; failed+=("$1"); }
+    }
+    # The list shows a suite's name, then its tests indented; a comment may follow either.
+    names() {
+        run "$program" --gtest_list_tests --gtest_filter="$1" | tr -d '\r' |
+            awk '/^[^ ]/ { suite = $1 } /^  / { print suite $1 }'
+    }
+    mapfile -t alone < <(names "$filter")
+    mapfile -t together < <(names "-$filter")
+    [ "${#alone[@]}" -gt 0 ] || { echo "$program has no test $filter" >&2; exit 1; }
+    for test in "${alone[@]}"; do
+        tests_pass "$test" 1
     done
-    echo "${#tests[@]} tests, each in a process of its own, ${#failed[@]} failed"
+    if [ "${#together[@]}" -gt 0 ]; then
+        tests_pass "-$filter" "${#together[@]}"
+    fi
+    echo "${#alone[@]} tests, each in a process of its own, and ${#together[@]} in one"
     [ "${#failed[@]}" -eq 0 ] || { printf 'failed: %s\n' "${failed[@]}"; exit 1; }
     ;;
 *)
