@@ -71,7 +71,7 @@ std::string table(const std::vector<Finding>& findings)
         }
         const std::string exceeded = f.exceeded();
         text +=
-            fmt::format("{} {:<28} {:>7} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.2g} {:>9.2g} {:>9.2g} {:>7.2f} % "
+            fmt::format("{} {:<28} {:>7} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.1e} {:>7.2f} % "
                         "{:>9.1e}{}{}\n",
                         f.stratum.inherent.empty() ? " " : "*", f.stratum.name, f.samples, f.median, f.high, f.worst,
                         f.median * kArcSeconds, f.high * kArcSeconds, f.worst * kArcSeconds, 100.0 * f.shareWithout(),
