@@ -246,6 +246,16 @@ class Usage(Case):
             with self.subTest(option=option):
                 self.refused("replay", "--prm", ".", "--id", "5", f"{option}=yes", "a.csv", says=option)
 
+    def test_a_misuse_names_the_help_of_its_command(self):
+        self.put("a.csv", csv_text(samples(1)))
+        for line in (("replay", "--prm", ".", "--id", "5", "a.csv"),
+                     ("simulate", "--prm", ".", "--id", "5", "--motion", "static"), ("accuracy",)):
+            with self.subTest(line=line):
+                out, errors = self.kor(*line, "--progress", "Never", status=USAGE)
+                self.assertEqual(out, b"")
+                self.assertEqual(errors, 'kor: --progress: found "Never", expected auto or always or never\n'
+                                         f"See kor {line[0]} --help.\n")
+
     def test_an_empty_value_is_not_the_same_as_none(self):
         for option in ("--prm", "--id", "--output", "--mode", "--mcs", "--psd", "--input", "--format", "--from", "--to",
                        "--progress", "--jobs"):

@@ -28,4 +28,10 @@ private:
     Exit m_status;
 };
 
+// A command line that asks for what cannot be. Main adds where the command's help is.
+class Misuse : public Failure {
+public:
+    explicit Misuse(const std::string& text) : Failure(kExitUsage, text) {}
+};
+
 } // namespace kor::tool

@@ -3,8 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "Exit.h"
-#include "Text.h"
+#include "Options.h"
 #include "os.h"
 
 namespace kor::tool {
@@ -24,19 +23,14 @@ std::string clockText(double seconds)
 
 } // namespace
 
-ShowProgress progressOption(const std::optional<std::string>& when, const std::string& command)
+ShowProgress progressOption(const std::optional<std::string>& when)
 {
-    if (!when || *when == "auto") {
+    if (!when) {
         return ShowProgress::automatic;
     }
-    if (*when == "always") {
-        return ShowProgress::always;
-    }
-    if (*when == "never") {
-        return ShowProgress::never;
-    }
-    throw Failure(kExitUsage, "--progress: found " + inQuotes(*when) + ", expected auto or always or never\nSee kor " +
-                                  command + " --help.");
+    return choiceOption<ShowProgress>(
+        "--progress", *when,
+        {{"auto", ShowProgress::automatic}, {"always", ShowProgress::always}, {"never", ShowProgress::never}});
 }
 
 std::string grouped(std::uint64_t number)

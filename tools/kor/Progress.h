@@ -10,9 +10,8 @@ namespace kor::tool {
 
 enum class ShowProgress { automatic, always, never };
 
-// What --progress asks for: auto when it is not given. Throws Failure (64), which sends to the command's help, for
-// anything but auto, always and never.
-ShowProgress progressOption(const std::optional<std::string>& when, const std::string& command);
+// What --progress asks for: auto when it is not given. Throws Misuse for anything but auto, always and never.
+ShowProgress progressOption(const std::optional<std::string>& when);
 
 class Progress {
 public:

@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -22,6 +21,7 @@
 #include "Commands.h"
 #include "Exit.h"
 #include "Motion.h"
+#include "Options.h"
 #include "Output.h"
 #include "ParameterFile.h"
 #include "Progress.h"
@@ -37,22 +37,6 @@ struct AccuracyRequest {
     bool json = false;
     bool budget = false;
 };
-
-[[noreturn]] void misused(const std::string& text)
-{
-    throw Failure(kExitUsage, text + "\nSee kor accuracy --help.");
-}
-
-template <typename Integer>
-Integer whole(const char* option, const std::string& text, Integer least, Integer most)
-{
-    const std::optional<Integer> value = strictInteger<Integer>(text);
-    if (!value || *value < least || *value > most) {
-        misused(
-            fmt::format("{}: found {}, expected a whole number from {} to {}", option, inQuotes(text), least, most));
-    }
-    return *value;
-}
 
 constexpr double kArcSeconds = 3600.0;
 
@@ -157,7 +141,8 @@ Pose poseOption(const std::string& text)
         const auto [end, error] = std::from_chars(part.data(), part.data() + part.size(), values[i]);
         if (parts.size() != 6 || error != std::errc() || end != part.data() + part.size() ||
             !(std::fabs(values[i]) <= 1e6)) {
-            misused(fmt::format("--pose: found {}, expected X,Y,Z,ROLL,PITCH,YAW in mm and degrees", inQuotes(text)));
+            throw Misuse(
+                fmt::format("--pose: found {}, expected X,Y,Z,ROLL,PITCH,YAW in mm and degrees", inQuotes(text)));
         }
     }
     return wayPointMotion({{0.0, {values[0], values[1], values[2]}, values[3], values[4], values[5]}})->pose(0.0);
@@ -166,17 +151,16 @@ Pose poseOption(const std::string& text)
 int budget(const AccuracyRequest& request, int only)
 {
     if (request.poses || request.seed || request.progress) {
-        misused("--budget takes neither --poses nor --seed nor --progress");
+        throw Misuse("--budget takes neither --poses nor --seed nor --progress");
     }
     if (request.prm.has_value() != request.id.has_value()) {
-        misused("--prm and --id belong together");
+        throw Misuse("--prm and --id belong together");
     }
     std::vector<SensorParameters> sensors;
     if (request.prm) {
         ParameterSource source;
         source.directory = *request.prm;
-        source.id = whole<std::int32_t>("--id", *request.id, std::numeric_limits<std::int32_t>::min(),
-                                        std::numeric_limits<std::int32_t>::max());
+        source.id = wholeOption<std::int32_t>("--id", *request.id);
         CKorPrm prm;
         readParameterFile(source, prm);
         int mode = only;
@@ -222,17 +206,17 @@ int budget(const AccuracyRequest& request, int only)
 
 int accuracy(const AccuracyRequest& request)
 {
-    const int only = request.mode ? whole<int>("--mode", *request.mode, 1, 10) : 0;
+    const int only = request.mode ? wholeOption<int>("--mode", *request.mode, 1, 10) : 0;
     if (request.budget) {
         return budget(request, only);
     }
     if (request.pose || request.prm || request.id) {
-        misused("--pose, --prm and --id go with --budget");
+        throw Misuse("--pose, --prm and --id go with --budget");
     }
-    const std::uint64_t poses = request.poses ? whole<std::uint64_t>("--poses", *request.poses, 1, 10'000'000) : 2000;
-    const std::uint64_t seed =
-        request.seed ? whole<std::uint64_t>("--seed", *request.seed, 0, std::numeric_limits<std::uint64_t>::max()) : 1;
-    const ShowProgress show = progressOption(request.progress, "accuracy");
+    const std::uint64_t poses =
+        request.poses ? wholeOption<std::uint64_t>("--poses", *request.poses, 1, 10'000'000) : 2000;
+    const std::uint64_t seed = request.seed ? wholeOption<std::uint64_t>("--seed", *request.seed) : 1;
+    const ShowProgress show = progressOption(request.progress);
 
     struct Task {
         int mode;

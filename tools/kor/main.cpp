@@ -108,8 +108,14 @@ int run(int argc, char** argv)
         return kExitUsage;
     }
     for (const Command& command : commands) {
-        if (command.app->parsed()) {
+        if (!command.app->parsed()) {
+            continue;
+        }
+        try {
             return command.run();
+        } catch (const Misuse& misuse) {
+            complain(fmt::format("{}\nSee kor {} --help.", misuse.what(), command.app->get_name()));
+            return misuse.status();
         }
     }
     return kExitUsage;

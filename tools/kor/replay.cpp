@@ -7,7 +7,6 @@
 #include <condition_variable>
 #include <exception>
 #include <filesystem>
-#include <limits>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -29,6 +28,7 @@
 
 #include "Commands.h"
 #include "Exit.h"
+#include "Options.h"
 #include "Output.h"
 #include "ParameterFile.h"
 #include "Progress.h"
@@ -79,53 +79,23 @@ struct Plan {
     unsigned jobs = 1;
 };
 
-[[noreturn]] void misused(const std::string& text)
-{
-    throw Failure(kExitUsage, text + "\nSee kor replay --help.");
-}
-
-template <typename Integer>
-Integer integerOption(const char* option, std::string_view text, Integer least = std::numeric_limits<Integer>::min())
-{
-    const std::optional<Integer> value = strictInteger<Integer>(text);
-    if (!value || *value < least) {
-        misused(fmt::format("{}: found {}, expected a whole number from {} to {}", option, inQuotes(text), least,
-                            std::numeric_limits<Integer>::max()));
-    }
-    return *value;
-}
-
-template <typename Value>
-Value choiceOption(const char* option, const std::string& text,
-                   const std::vector<std::pair<std::string, Value>>& choices)
-{
-    std::string names;
-    for (const auto& [name, value] : choices) {
-        if (name == text) {
-            return value;
-        }
-        names += (names.empty() ? "" : " or ") + name;
-    }
-    misused(fmt::format("{}: found {}, expected {}", option, inQuotes(text), names));
-}
-
 Plan understood(const Request& request)
 {
     Plan plan;
     plan.prm.directory = request.prm;
-    plan.prm.id = integerOption<std::int32_t>("--id", request.id);
+    plan.prm.id = wholeOption<std::int32_t>("--id", request.id);
     if (request.mode) {
-        plan.mode = integerOption<std::int32_t>("--mode", *request.mode);
+        plan.mode = wholeOption<std::int32_t>("--mode", *request.mode);
     }
     plan.mcs = choiceOption<bool>("--mcs", request.mcs.value_or("on"), {{"on", true}, {"off", false}});
     if (request.psd) {
         const std::vector<std::string_view> parts = split(*request.psd, ',');
         if (parts.size() != 3) {
-            misused(fmt::format("--psd: found {}, expected FIRST,SECOND,DIVISOR", inQuotes(*request.psd)));
+            throw Misuse(fmt::format("--psd: found {}, expected FIRST,SECOND,DIVISOR", inQuotes(*request.psd)));
         }
         plan.psd.emplace();
         for (std::size_t i = 0; i < 3; ++i) {
-            (*plan.psd)[i] = integerOption<std::int32_t>("--psd", parts[i]);
+            (*plan.psd)[i] = wholeOption<std::int32_t>("--psd", parts[i]);
         }
     }
     plan.store = request.store;
@@ -137,15 +107,15 @@ Plan understood(const Request& request)
         plan.format = choiceOption("--format", *request.format, formats);
     }
     if (request.from) {
-        plan.window.from(integerOption<std::uint32_t>("--from", *request.from));
+        plan.window.from(wholeOption<std::uint32_t>("--from", *request.from));
     }
     if (request.to) {
-        plan.window.to(integerOption<std::uint32_t>("--to", *request.to));
+        plan.window.to(wholeOption<std::uint32_t>("--to", *request.to));
     }
     plan.skipBad = request.skipBad;
-    plan.progress = progressOption(request.progress, "replay");
+    plan.progress = progressOption(request.progress);
     plan.jobs = !request.jobs ? std::max(1u, std::thread::hardware_concurrency())
-                              : integerOption<unsigned>("--jobs", *request.jobs, 1);
+                              : wholeOption<unsigned>("--jobs", *request.jobs, 1);
     return plan;
 }
 
@@ -171,11 +141,11 @@ void refuseToOverwrite(const std::string& output, const std::vector<std::string>
     const std::string title = output == "-" ? "standard output" : "-o: " + shown(output);
     for (const std::string& recording : recordings) {
         if (fileBehind(recording, os::kStandardInput) == target) {
-            misused(title + " is the recording itself");
+            throw Misuse(title + " is the recording itself");
         }
     }
     if (os::regularFile(prm.path()) == target) {
-        misused(title + " is the parameter file");
+        throw Misuse(title + " is the parameter file");
     }
 }
 
@@ -318,13 +288,13 @@ std::vector<Job> jobsOf(const Plan& plan, const std::vector<std::string>& record
     std::map<std::string, std::string> stems;
     for (const std::string& recording : recordings) {
         if (recording == "-") {
-            misused("standard input can only be replayed alone");
+            throw Misuse("standard input can only be replayed alone");
         }
         const std::string stem = textOf(pathFrom(recording).stem());
         const auto [first, added] = stems.emplace(stem, recording);
         if (!added) {
-            misused(fmt::format("{} and {} would both give {}{}", shown(first->second), shown(recording), shown(stem),
-                                extension));
+            throw Misuse(fmt::format("{} and {} would both give {}{}", shown(first->second), shown(recording),
+                                     shown(stem), extension));
         }
         jobs.push_back({recording, textOf(pathFrom(directory) / pathFrom(stem + extension))});
         refuseToOverwrite(jobs.back().output, recordings, plan.prm);
@@ -336,7 +306,7 @@ int replaySeveral(const Plan& plan, const Request& request)
 {
     const std::string directory = request.output.value_or("-");
     if (directory == "-") {
-        misused("several recordings need -o DIR, the directory of their results");
+        throw Misuse("several recordings need -o DIR, the directory of their results");
     }
     const std::vector<Job> jobs = jobsOf(plan, request.recordings, directory);
     CKorPrm prm;
@@ -411,7 +381,7 @@ int replay(const Request& request)
 {
     const Plan plan = understood(request);
     if (request.output && request.output->empty()) {
-        misused("-o: found \"\", expected a file or directory");
+        throw Misuse("-o: found \"\", expected a file or directory");
     }
     if (request.recordings.size() > 1) {
         return replaySeveral(plan, request);

@@ -5,7 +5,6 @@
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,6 +19,7 @@
 #include "Commands.h"
 #include "Exit.h"
 #include "Motion.h"
+#include "Options.h"
 #include "Output.h"
 #include "ParameterFile.h"
 #include "Progress.h"
@@ -42,29 +42,12 @@ struct SimulateRequest {
     std::vector<std::string> noise, bias, quantised, jumps;
 };
 
-[[noreturn]] void misused(const std::string& text)
-{
-    throw Failure(kExitUsage, text + "\nSee kor simulate --help.");
-}
-
-template <typename Integer>
-Integer whole(const char* option, std::string_view text, Integer least,
-              Integer most = std::numeric_limits<Integer>::max())
-{
-    const std::optional<Integer> value = strictInteger<Integer>(text);
-    if (!value || *value < least || *value > most) {
-        misused(
-            fmt::format("{}: found {}, expected a whole number from {} to {}", option, inQuotes(text), least, most));
-    }
-    return *value;
-}
-
 double number(const std::string& option, std::string_view text, double least, double most)
 {
     double value = 0.0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
     if (error != std::errc() || end != text.data() + text.size() || !(value >= least && value <= most)) {
-        misused(fmt::format("{}: found {}, expected a number from {} to {}", option, inQuotes(text), least, most));
+        throw Misuse(fmt::format("{}: found {}, expected a number from {} to {}", option, inQuotes(text), least, most));
     }
     return value;
 }
@@ -83,11 +66,11 @@ void channelValues(const char* option, const std::vector<std::string>& given, do
             for (const std::string_view name : kChannels) {
                 names += (names.empty() ? "" : ", ") + std::string(name);
             }
-            misused(fmt::format("{}: found {}, expected CHANNEL=VALUE with a channel of {}", option, inQuotes(text),
-                                names));
+            throw Misuse(fmt::format("{}: found {}, expected CHANNEL=VALUE with a channel of {}", option,
+                                     inQuotes(text), names));
         }
         if (set[*channel]) {
-            misused(fmt::format("{}: {} is given twice", option, kChannels[*channel]));
+            throw Misuse(fmt::format("{}: {} is given twice", option, kChannels[*channel]));
         }
         set[*channel] = true;
         into[*channel] = number(option, std::string_view(text).substr(at + 1), least, 1e9);
@@ -102,10 +85,10 @@ double probability(const char* option, const SimulateRequest::Option& text)
 SimulationPlan planOf(const SimulateRequest& request)
 {
     SimulationPlan plan;
-    plan.seed = request.seed ? whole<std::uint64_t>("--seed", *request.seed, 0) : 1;
+    plan.seed = request.seed ? wholeOption<std::uint64_t>("--seed", *request.seed) : 1;
     plan.rate = request.rate ? number("--rate", *request.rate, 0.001, 1e6) : 100.0;
-    plan.firstStamp = request.startStamp ? whole<std::uint32_t>("--start-stamp", *request.startStamp, 0) : 0;
-    plan.reference = request.reference ? whole<std::uint64_t>("--reference", *request.reference, 0) : 20;
+    plan.firstStamp = request.startStamp ? wholeOption<std::uint32_t>("--start-stamp", *request.startStamp) : 0;
+    plan.reference = request.reference ? wholeOption<std::uint64_t>("--reference", *request.reference) : 20;
     Faults& faults = plan.faults;
     channelValues("--noise", request.noise, 0.0, faults.noise);
     channelValues("--bias", request.bias, -1e9, faults.bias);
@@ -117,12 +100,12 @@ SimulationPlan planOf(const SimulateRequest& request)
     for (const std::string& text : request.jumps) {
         const std::size_t at = text.find('=');
         if (at == std::string::npos) {
-            misused(fmt::format("--time-jump: found {}, expected SAMPLE=MS", inQuotes(text)));
+            throw Misuse(fmt::format("--time-jump: found {}, expected SAMPLE=MS", inQuotes(text)));
         }
         const std::string_view view = text;
         constexpr std::int64_t kTurn = std::int64_t{1} << 32;
-        faults.jumps.emplace_back(whole<std::uint64_t>("--time-jump", view.substr(0, at), 0),
-                                  whole<std::int64_t>("--time-jump", view.substr(at + 1), -kTurn, kTurn));
+        faults.jumps.emplace_back(wholeOption<std::uint64_t>("--time-jump", view.substr(0, at)),
+                                  wholeOption<std::int64_t>("--time-jump", view.substr(at + 1), -kTurn, kTurn));
     }
     return plan;
 }
@@ -210,19 +193,19 @@ void refuseToOverwrite(const SimulateRequest& request, const ParameterSource& so
             return;
         }
         if (output->empty()) {
-            misused(fmt::format("{}: found \"\", expected a file", option));
+            throw Misuse(fmt::format("{}: found \"\", expected a file", option));
         }
         if (sameName(*output, source.path())) {
-            misused(fmt::format("{}: {} is the parameter file", option, shown(*output)));
+            throw Misuse(fmt::format("{}: {} is the parameter file", option, shown(*output)));
         }
         if (fileMotion && sameName(*output, request.motion)) {
-            misused(fmt::format("{}: {} is the file of the way-points", option, shown(*output)));
+            throw Misuse(fmt::format("{}: {} is the file of the way-points", option, shown(*output)));
         }
     };
     check("-o", request.output);
     check("--truth", request.truth);
     if (request.truth && request.output && sameName(*request.truth, *request.output)) {
-        misused("--truth: " + shown(*request.truth) + " is the recording itself");
+        throw Misuse("--truth: " + shown(*request.truth) + " is the recording itself");
     }
 }
 
@@ -231,24 +214,21 @@ int simulate(const SimulateRequest& request)
     SimulationPlan plan = planOf(request);
     ParameterSource source;
     source.directory = request.prm;
-    source.id = whole<std::int32_t>("--id", request.id, std::numeric_limits<std::int32_t>::min());
+    source.id = wholeOption<std::int32_t>("--id", request.id);
     const std::uint64_t samples =
-        request.samples ? whole<std::uint64_t>("--samples", *request.samples, 1, std::uint64_t{1} << 40) : 1000;
+        request.samples ? wholeOption<std::uint64_t>("--samples", *request.samples, 1, std::uint64_t{1} << 40) : 1000;
     Format format = request.output && request.output->ends_with(".korraw") ? Format::binary : Format::csv;
     if (request.format) {
-        if (*request.format != "csv" && *request.format != "bin") {
-            misused(fmt::format("--format: found {}, expected csv or bin", inQuotes(*request.format)));
-        }
-        format = *request.format == "csv" ? Format::csv : Format::binary;
+        format = choiceOption<Format>("--format", *request.format, {{"csv", Format::csv}, {"bin", Format::binary}});
     }
-    const ShowProgress show = progressOption(request.progress, "simulate");
+    const ShowProgress show = progressOption(request.progress);
 
     CKorPrm prm;
     readParameterFile(source, prm);
     int mode = 0;
     prm.getMountMode(mode);
     if (request.mode) {
-        mode = whole<std::int32_t>("--mode", *request.mode, std::numeric_limits<std::int32_t>::min());
+        mode = wholeOption<std::int32_t>("--mode", *request.mode);
     }
     plan.sensor = parametersOf(prm, mode);
     if (modelOf(mode) == Model::twoLevels && plan.rate != 100.0) {
@@ -261,8 +241,8 @@ int simulate(const SimulateRequest& request)
         std::error_code error;
         if (request.motion.find_first_of("./\\") == std::string::npos &&
             !std::filesystem::exists(pathFrom(request.motion), error)) {
-            misused(fmt::format("--motion: found {}, expected {}, or a file of way-points", inQuotes(request.motion),
-                                kMotionNames));
+            throw Misuse(fmt::format("--motion: found {}, expected {}, or a file of way-points",
+                                     inQuotes(request.motion), kMotionNames));
         }
         motion = wayPointMotion(readWayPoints(request.motion));
     }
