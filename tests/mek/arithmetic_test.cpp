@@ -5,12 +5,12 @@
 
 namespace {
 
-TEST(Arithmetic, LibraryIsCompiledWithRoundedProducts)
+TEST(Arithmetic, libraryIsCompiledWithRoundedProducts)
 {
     EXPECT_TRUE(mek::productsAreRounded());
 }
 
-TEST(Arithmetic, LibraryIsCompiledWithNeighboursRoundedToFloat)
+TEST(Arithmetic, libraryIsCompiledWithNeighboursRoundedToFloat)
 {
     EXPECT_TRUE(mek::floatsAreNarrowed());
 }

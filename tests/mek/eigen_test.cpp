@@ -32,7 +32,7 @@ Eigen::Vector3d vector(const Triple& v)
     return {v[0], v[1], v[2]};
 }
 
-TEST(AgainstEigen, ProductsOfEveryShape)
+TEST(AgainstEigen, productsOfEveryShape)
 {
     Random random(41);
     for (int round = 0; round < 200; ++round) {
@@ -48,7 +48,7 @@ TEST(AgainstEigen, ProductsOfEveryShape)
     }
 }
 
-TEST(AgainstEigen, InversesWithinTheConditionOfTheMatrix)
+TEST(AgainstEigen, inversesWithinTheConditionOfTheMatrix)
 {
     Random random(42);
     for (int round = 0; round < 200; ++round) {
@@ -64,7 +64,7 @@ TEST(AgainstEigen, InversesWithinTheConditionOfTheMatrix)
     }
 }
 
-TEST(AgainstEigen, RankDeficientMatricesAreSingular)
+TEST(AgainstEigen, rankDeficientMatricesAreSingular)
 {
     Random random(43);
     for (int round = 0; round < 50; ++round) {
@@ -78,7 +78,7 @@ TEST(AgainstEigen, RankDeficientMatricesAreSingular)
     }
 }
 
-TEST(AgainstEigen, ElementaryRotations)
+TEST(AgainstEigen, elementaryRotations)
 {
     Random random(44);
     for (int round = 0; round < 100; ++round) {
@@ -96,7 +96,7 @@ TEST(AgainstEigen, ElementaryRotations)
     }
 }
 
-TEST(AgainstEigen, CrossProducts)
+TEST(AgainstEigen, crossProducts)
 {
     Random random(45);
     for (int round = 0; round < 200; ++round) {
@@ -108,7 +108,7 @@ TEST(AgainstEigen, CrossProducts)
     }
 }
 
-TEST(AgainstEigen, TurnsAboutAnAxis)
+TEST(AgainstEigen, turnsAboutAnAxis)
 {
     Random random(46);
     for (int round = 0; round < 200; ++round) {

@@ -164,7 +164,7 @@ double largestCorrection(const Table& t)
 
 // ------------------------------------------------------------------------------------------------------ no table
 
-TEST(Encoder, WithoutATableAnglesComeBackUnchanged)
+TEST(Encoder, withoutATableAnglesComeBackUnchanged)
 {
     const Table rows{0, 5, 180, 7};
     mek::CEncoder none;
@@ -186,7 +186,7 @@ TEST(Encoder, WithoutATableAnglesComeBackUnchanged)
     }
 }
 
-TEST(Encoder, NaNAndInfinityComeBackUnchanged)
+TEST(Encoder, nanAndInfinityComeBackUnchanged)
 {
     const Table rows{0, 5, 180, 7};
     for (const Table& t : {rows, Table{3, 4}}) {
@@ -197,7 +197,7 @@ TEST(Encoder, NaNAndInfinityComeBackUnchanged)
     }
 }
 
-TEST(Encoder, TableIsKeptByItsAddress)
+TEST(Encoder, tableIsKeptByItsAddress)
 {
     Table t{0, 1, 180, 1};
     const mek::CEncoder e = encoder(t);
@@ -208,7 +208,7 @@ TEST(Encoder, TableIsKeptByItsAddress)
     EXPECT_EQ(e.inverseEncCalibration(93), 90);
 }
 
-TEST(Encoder, LaterTableReplacesTheEarlierOne)
+TEST(Encoder, laterTableReplacesTheEarlierOne)
 {
     const Table first{0, 1, 180, 1};
     const Table second{10, 2};
@@ -217,7 +217,7 @@ TEST(Encoder, LaterTableReplacesTheEarlierOne)
     EXPECT_EQ(e.encCalibration(90), 92);
 }
 
-TEST(Encoder, RawReadingChangesNoResult)
+TEST(Encoder, rawReadingChangesNoResult)
 {
     const Table t{0, 1, 90, -2, 200, 3};
     mek::CEncoder e = encoder(t);
@@ -232,7 +232,7 @@ TEST(Encoder, RawReadingChangesNoResult)
 
 // ------------------------------------------------------------------------------------------------- closed forms
 
-TEST(EncoderForward, OneRowIsAConstantCorrection)
+TEST(EncoderForward, oneRowIsAConstantCorrection)
 {
     const Table t{40, 0.1F};
     for (const float reading : {0.0F, 40.0F, 39.0F, 400.0F, -1000.25F, 1e6F, 1e-20F}) {
@@ -241,7 +241,7 @@ TEST(EncoderForward, OneRowIsAConstantCorrection)
     }
 }
 
-TEST(EncoderForward, InterpolatesBetweenRowsAndMeetsThem)
+TEST(EncoderForward, interpolatesBetweenRowsAndMeetsThem)
 {
     const Table t{0, 1, 100, 3, 200, -1};
     EXPECT_EQ(forward(t, 0), 1);
@@ -251,7 +251,7 @@ TEST(EncoderForward, InterpolatesBetweenRowsAndMeetsThem)
     EXPECT_EQ(forward(t, 200), 199);
 }
 
-TEST(EncoderForward, GapBehindTheLastRowRollsOverToTheFirst)
+TEST(EncoderForward, gapBehindTheLastRowRollsOverToTheFirst)
 {
     const Table t{0, 1, 100, 3, 200, -1}; // from -1 at 200 to +1 at 360
     EXPECT_EQ(forward(t, 280), 280);
@@ -267,7 +267,7 @@ TEST(EncoderForward, GapBehindTheLastRowRollsOverToTheFirst)
     EXPECT_EQ(forward(inside, 450), 452);
 }
 
-TEST(EncoderForward, ReadingKeepsItsOwnTurn)
+TEST(EncoderForward, readingKeepsItsOwnTurn)
 {
     const Table t{0, 1, 100, 3, 200, -1};
     for (const float turns : {-10000.0F, -3.0F, -1.0F, 1.0F, 2.0F, 10000.0F}) {
@@ -278,7 +278,7 @@ TEST(EncoderForward, ReadingKeepsItsOwnTurn)
     }
 }
 
-TEST(EncoderForward, TablesMayBeginAnywhere)
+TEST(EncoderForward, tablesMayBeginAnywhere)
 {
     for (const float first : {-360.0F, -180.0F, -7.5F, 30.0F, 355.0F, 3600.0F, -3600.0F}) {
         const Table t{first, 2, first + 90, 4, first + 180, 0};
@@ -291,7 +291,7 @@ TEST(EncoderForward, TablesMayBeginAnywhere)
     }
 }
 
-TEST(EncoderForward, TableOfExactlyOneTurn)
+TEST(EncoderForward, tableOfExactlyOneTurn)
 {
     const Table t{0, 1, 90, 2, 180, 0, 270, -1, 360, 1};
     EXPECT_EQ(forward(t, 0), 1);
@@ -306,7 +306,7 @@ TEST(EncoderForward, TableOfExactlyOneTurn)
     }
 }
 
-TEST(EncoderForward, OneTurnWithUnequalEndsTakesTheFirstRowAtTheSeam)
+TEST(EncoderForward, oneTurnWithUnequalEndsTakesTheFirstRowAtTheSeam)
 {
     const Table t{0, 1, 180, 3, 360, 5}; // 360 is brought to 0
     EXPECT_EQ(forward(t, 360), 361);
@@ -315,7 +315,7 @@ TEST(EncoderForward, OneTurnWithUnequalEndsTakesTheFirstRowAtTheSeam)
     EXPECT_EQ(forward(t, -90), -86);
 }
 
-TEST(EncoderForward, CorrectionIsAddedInDoubleAndNarrowedOnce)
+TEST(EncoderForward, correctionIsAddedInDoubleAndNarrowedOnce)
 {
     // 2^24 + 0.5 + 0.75: single-precision sums would drop either part.
     const Table t{0, 1.25F, 180, 1.25F};
@@ -324,7 +324,7 @@ TEST(EncoderForward, CorrectionIsAddedInDoubleAndNarrowedOnce)
     EXPECT_TRUE(sameBits(forward(t, 1e-6F), static_cast<float>(double(1e-6F) + 1.25)));
 }
 
-TEST(EncoderForward, TinyReadingBelowTheFirstRowBelongsToTheGap)
+TEST(EncoderForward, tinyReadingBelowTheFirstRowBelongsToTheGap)
 {
     // Brought up by a turn it rounds onto the seam; the correction there is the first row's.
     const Table t{0, 3, 180, -3};
@@ -333,7 +333,7 @@ TEST(EncoderForward, TinyReadingBelowTheFirstRowBelongsToTheGap)
     EXPECT_EQ(forward(t, -0.0F), 3);
 }
 
-TEST(EncoderForward, EnormousReadingsStayFinite)
+TEST(EncoderForward, enormousReadingsStayFinite)
 {
     const Table t{10, 1, 180, -1, 300, 2};
     for (const float value : {1e10F, -1e10F, 1e30F, -1e30F, 3e38F, -3e38F}) {
@@ -344,7 +344,7 @@ TEST(EncoderForward, EnormousReadingsStayFinite)
 
 // -------------------------------------------------------------------------------- against an exact linear search
 
-TEST(EncoderForward, IsTheNarrowedSumToTheBit)
+TEST(EncoderForward, isTheNarrowedSumToTheBit)
 {
     Random random(101);
     int readings = 0;
@@ -376,7 +376,7 @@ TEST(EncoderForward, IsTheNarrowedSumToTheBit)
     EXPECT_LT(doubtful, readings / 1000); // nearly always a single float passes
 }
 
-TEST(EncoderInverse, IsTheExactReadingNarrowedToTheBit)
+TEST(EncoderInverse, isTheExactReadingNarrowedToTheBit)
 {
     Random random(102);
     int angles = 0;
@@ -410,7 +410,7 @@ TEST(EncoderInverse, IsTheExactReadingNarrowedToTheBit)
     EXPECT_LT(doubtful, angles / 1000);
 }
 
-TEST(EncoderInverse, SolvesSteepCurvesThatNoIterationWouldReach)
+TEST(EncoderInverse, solvesSteepCurvesThatNoIterationWouldReach)
 {
     // Correction slopes of +9 and close to -1.
     const Table steep{0, 0, 10, 90, 200, -60.0F, 300, -5};
@@ -425,7 +425,7 @@ TEST(EncoderInverse, SolvesSteepCurvesThatNoIterationWouldReach)
     EXPECT_EQ(inverse(flat, 100.5F + 720), 720 + 150);
 }
 
-TEST(EncoderInverse, ClosedForm)
+TEST(EncoderInverse, closedForm)
 {
     const Table t{0, 0, 100, 100, 250, 0}; // 0..100 to 0..200, 100..250 to 200..250
     EXPECT_EQ(inverse(t, 100), 50);
@@ -439,7 +439,7 @@ TEST(EncoderInverse, ClosedForm)
     EXPECT_EQ(inverse(u, -50), -50);
 }
 
-TEST(EncoderInverse, ForwardAfterInverseGivesTheAngleBackOverAMillionReadings)
+TEST(EncoderInverse, forwardAfterInverseGivesTheAngleBackOverAMillionReadings)
 {
     Random random(103);
     int wrong = 0;
@@ -466,7 +466,7 @@ TEST(EncoderInverse, ForwardAfterInverseGivesTheAngleBackOverAMillionReadings)
     EXPECT_EQ(wrong, 0);
 }
 
-TEST(EncoderInverse, InverseAfterForwardGivesTheReadingBack)
+TEST(EncoderInverse, inverseAfterForwardGivesTheReadingBack)
 {
     Random random(104);
     for (int round = 0; round < 20; ++round) {
@@ -482,7 +482,7 @@ TEST(EncoderInverse, InverseAfterForwardGivesTheReadingBack)
 
 // ------------------------------------------------------------------------------------------ tables out of order
 
-TEST(Encoder, TablesThatBreakTheRulesGiveFiniteResultsAndNoFault)
+TEST(Encoder, tablesThatBreakTheRulesGiveFiniteResultsAndNoFault)
 {
     const std::vector<Table> tables{
         {200, 1, 100, 2, 0, 3},                  // descending
@@ -517,7 +517,7 @@ TEST(Encoder, TablesThatBreakTheRulesGiveFiniteResultsAndNoFault)
     }
 }
 
-TEST(Encoder, RandomUnsortedTablesGiveFiniteResultsAndNoFault)
+TEST(Encoder, randomUnsortedTablesGiveFiniteResultsAndNoFault)
 {
     Random random(106);
     for (int round = 0; round < 3000; ++round) {
@@ -536,7 +536,7 @@ TEST(Encoder, RandomUnsortedTablesGiveFiniteResultsAndNoFault)
     }
 }
 
-TEST(Encoder, ReadingsInTheTableThatAreNoNumbersGiveFiniteResultsAndNoFault)
+TEST(Encoder, readingsInTheTableThatAreNoNumbersGiveFiniteResultsAndNoFault)
 {
     for (const float bad : {kNaN, kInf, -kInf}) {
         for (std::size_t row = 0; row < 3; ++row) {

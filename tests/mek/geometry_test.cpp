@@ -119,7 +119,7 @@ Scene soundScene(Random& random)
     }
 }
 
-TEST(SolveVectorsRelAng, FirstAngleBelongsToTheLineOfSightAndTheSecondToTheLevelAxis)
+TEST(SolveVectorsRelAng, firstAngleBelongsToTheLineOfSightAndTheSecondToTheLevelAxis)
 {
     const Triple sight{0, 1, 0};
     const Triple level{1, 0, 0};
@@ -131,7 +131,7 @@ TEST(SolveVectorsRelAng, FirstAngleBelongsToTheLineOfSightAndTheSecondToTheLevel
     expectNear(s.out, {q, p, -std::sqrt(1 - p * p - q * q)}, 3e-16);
 }
 
-TEST(SolveVectorsRelAng, BothAnglesAreMetAndTheDirectionIsAUnitVector)
+TEST(SolveVectorsRelAng, bothAnglesAreMetAndTheDirectionIsAUnitVector)
 {
     Random random(61);
     for (int round = 0; round < 2000; ++round) {
@@ -145,7 +145,7 @@ TEST(SolveVectorsRelAng, BothAnglesAreMetAndTheDirectionIsAUnitVector)
     }
 }
 
-TEST(SolveVectorsRelAng, DirectionComesBackFromItsTwoAngles)
+TEST(SolveVectorsRelAng, directionComesBackFromItsTwoAngles)
 {
     Random random(62);
     for (int round = 0; round < 2000; ++round) {
@@ -156,7 +156,7 @@ TEST(SolveVectorsRelAng, DirectionComesBackFromItsTwoAngles)
     }
 }
 
-TEST(SolveVectorsRelAng, SignedVerticalPicksTheMirrorSolution)
+TEST(SolveVectorsRelAng, signedVerticalPicksTheMirrorSolution)
 {
     Random random(63);
     for (int round = 0; round < 500; ++round) {
@@ -173,7 +173,7 @@ TEST(SolveVectorsRelAng, SignedVerticalPicksTheMirrorSolution)
     }
 }
 
-TEST(SolveVectorsRelAng, LengthOfTheVerticalDoesNotMatter)
+TEST(SolveVectorsRelAng, lengthOfTheVerticalDoesNotMatter)
 {
     Random random(64);
     for (int round = 0; round < 100; ++round) {
@@ -184,7 +184,7 @@ TEST(SolveVectorsRelAng, LengthOfTheVerticalDoesNotMatter)
     }
 }
 
-TEST(SolveVectorsRelAng, TieTakesTheSolutionAlongSightCrossLevelAxis)
+TEST(SolveVectorsRelAng, tieTakesTheSolutionAlongSightCrossLevelAxis)
 {
     // A vertical in the plane of v and a (or none at all) is as near to one solution as to the other.
     for (const Triple& g : {Triple{1, 0, 0}, Triple{0, -1, 0}, Triple{0, 0, 0}}) {
@@ -197,7 +197,7 @@ TEST(SolveVectorsRelAng, TieTakesTheSolutionAlongSightCrossLevelAxis)
     }
 }
 
-TEST(SolveVectorsRelAng, ObliqueAxesInClosedForm)
+TEST(SolveVectorsRelAng, obliqueAxesInClosedForm)
 {
     // v and a 60 degrees apart in the x-y plane; gravity 90 degrees from both is the normal itself.
     const Triple v{1, 0, 0};
@@ -211,7 +211,7 @@ TEST(SolveVectorsRelAng, ObliqueAxesInClosedForm)
     expectNear(edge.out, {0.5, std::sqrt(1.0 / 12), std::sqrt(2.0 / 3)}, 1e-12);
 }
 
-TEST(SolveVectorsRelAng, AnglesUseTheShortenedLiteral)
+TEST(SolveVectorsRelAng, anglesUseTheShortenedLiteral)
 {
     // cos(90 degrees) is 3e-13 with the literal and 6e-17 with the exact factor.
     const Solution s = solve({0, 0, 1}, {1, 0, 0}, {0, 1, 0}, 90, 60);
@@ -219,7 +219,7 @@ TEST(SolveVectorsRelAng, AnglesUseTheShortenedLiteral)
     EXPECT_GT(s.out[0], 2.9e-13);
 }
 
-TEST(SolveVectorsRelAng, ImpossibleAnglesGiveTheNearestDirectionAndCodeOne)
+TEST(SolveVectorsRelAng, impossibleAnglesGiveTheNearestDirectionAndCodeOne)
 {
     const Triple v{1, 0, 0};
     const Triple a{0, 1, 0};
@@ -232,7 +232,7 @@ TEST(SolveVectorsRelAng, ImpossibleAnglesGiveTheNearestDirectionAndCodeOne)
     }
 }
 
-TEST(SolveVectorsRelAng, NearestDirectionOfObliqueAxesLiesInTheirPlaneAndIsAUnitVector)
+TEST(SolveVectorsRelAng, nearestDirectionOfObliqueAxesLiesInTheirPlaneAndIsAUnitVector)
 {
     Random random(65);
     int met = 0;
@@ -258,7 +258,7 @@ TEST(SolveVectorsRelAng, NearestDirectionOfObliqueAxesLiesInTheirPlaneAndIsAUnit
     }
 }
 
-TEST(SolveVectorsRelAng, SlightOvershootCountsAsTheInPlaneSolution)
+TEST(SolveVectorsRelAng, slightOvershootCountsAsTheInPlaneSolution)
 {
     // v and a at right angles, angle1 = 0: s = (1, q, 0) and h2 = 1 - s.s = -q^2 to rounding.
     const Triple v{1, 0, 0};
@@ -275,7 +275,7 @@ TEST(SolveVectorsRelAng, SlightOvershootCountsAsTheInPlaneSolution)
     EXPECT_LT(refused.out[0], 1 - 4e-10);
 }
 
-TEST(SolveVectorsRelAng, OvershootThresholdIsMinusOneBillionthToTheLastStep)
+TEST(SolveVectorsRelAng, overshootThresholdIsMinusOneBillionthToTheLastStep)
 {
     // With v and a on the axes every step but q = cos(angle2 k) and 1 - s.s is exact, so the side is known.
     const auto h2 = [](double angle2) {
@@ -294,7 +294,7 @@ TEST(SolveVectorsRelAng, OvershootThresholdIsMinusOneBillionthToTheLastStep)
     EXPECT_EQ(solve({0, 0, 1}, {1, 0, 0}, {0, 1, 0}, 0, outside).code, 1);
 }
 
-TEST(SolveVectorsRelAng, SightParallelToTheLevelAxisGivesZeroAndCodeTwo)
+TEST(SolveVectorsRelAng, sightParallelToTheLevelAxisGivesZeroAndCodeTwo)
 {
     Random random(66);
     for (int round = 0; round < 50; ++round) {
@@ -307,7 +307,7 @@ TEST(SolveVectorsRelAng, SightParallelToTheLevelAxisGivesZeroAndCodeTwo)
     }
 }
 
-TEST(SolveVectorsRelAng, ParallelMeansADeterminantBelowOneTrillionth)
+TEST(SolveVectorsRelAng, parallelMeansADeterminantBelowOneTrillionth)
 {
     // a = (c, sine, 0) against v = (1, 0, 0): c is v.a exactly; find the two neighbours around 1 - c c = 1e-12.
     double c = std::sqrt(1 - 1e-12);
@@ -329,7 +329,7 @@ TEST(SolveVectorsRelAng, ParallelMeansADeterminantBelowOneTrillionth)
     }
 }
 
-TEST(SolveVectorsRelAng, NaNAngleWithSoundAxesGivesNaNAndCodeZero)
+TEST(SolveVectorsRelAng, nanAngleWithSoundAxesGivesNaNAndCodeZero)
 {
     const Triple g{0, 0, 1};
     const Triple v{1, 0, 0};
@@ -342,7 +342,7 @@ TEST(SolveVectorsRelAng, NaNAngleWithSoundAxesGivesNaNAndCodeZero)
     }
 }
 
-TEST(SolveVectorsRelAng, DeterminantThatIsNoNumberGivesZeroAndCodeTwo)
+TEST(SolveVectorsRelAng, determinantThatIsNoNumberGivesZeroAndCodeTwo)
 {
     const Triple g{0, 0, 1};
     const Triple v{1, 0, 0};

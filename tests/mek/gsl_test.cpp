@@ -20,7 +20,7 @@ using kor_test::within;
 
 namespace {
 
-TEST(AgainstGsl, NaturalSplineValues)
+TEST(AgainstGsl, naturalSplineValues)
 {
     Random random(91);
     for (int round = 0; round < 50; ++round) {
@@ -54,7 +54,7 @@ TEST(AgainstGsl, NaturalSplineValues)
     }
 }
 
-TEST(AgainstGsl, Lines)
+TEST(AgainstGsl, lines)
 {
     Random random(92);
     for (int round = 0; round < 100; ++round) {
@@ -76,7 +76,7 @@ TEST(AgainstGsl, Lines)
     }
 }
 
-TEST(AgainstGsl, Polynomials)
+TEST(AgainstGsl, polynomials)
 {
     Random random(93);
     for (int order = 0; order <= 5; ++order) {

@@ -16,7 +16,7 @@ long double relativeError(double value, long double exact)
     return (static_cast<long double>(value) - exact) / exact;
 }
 
-TEST(Literals, DigitsAreTheShortenedOnes)
+TEST(Literals, digitsAreTheShortenedOnes)
 {
     EXPECT_TRUE(sameBits(mek::kRadPerDeg, 0.01745329251994));
     EXPECT_TRUE(sameBits(mek::kDegPerRad, 57.29577951308));
@@ -26,7 +26,7 @@ TEST(Literals, DigitsAreTheShortenedOnes)
     EXPECT_TRUE(sameBits(mek::kTwoPi, 6.28318530718));
 }
 
-TEST(Literals, BitPatternsAreTheShortenedOnes)
+TEST(Literals, bitPatternsAreTheShortenedOnes)
 {
     // Written down from the exact decimal expansions, so that a change of the decimal digits cannot hide behind the
     // same change in the test above.
@@ -38,7 +38,7 @@ TEST(Literals, BitPatternsAreTheShortenedOnes)
     EXPECT_TRUE(sameBits(mek::kTwoPi, 0x1.921fb54442eeap+2));
 }
 
-TEST(Literals, AreNotTheExactValues)
+TEST(Literals, areNotTheExactValues)
 {
     EXPECT_NE(mek::kRadPerDeg, static_cast<double>(kExactPi / 180));
     EXPECT_NE(mek::kDegPerRad, static_cast<double>(180 / kExactPi));
@@ -47,7 +47,7 @@ TEST(Literals, AreNotTheExactValues)
     EXPECT_NE(mek::kTwoPi, static_cast<double>(kExactPi * 2));
 }
 
-TEST(Literals, RelativeErrorsAreTheStatedOnes)
+TEST(Literals, relativeErrorsAreTheStatedOnes)
 {
     // Two digits are stated: half a unit of the second one is the tolerance.
     EXPECT_NEAR(static_cast<double>(relativeError(mek::kRadPerDeg, kExactPi / 180)), -1.9e-13, 0.05e-13);
@@ -58,7 +58,7 @@ TEST(Literals, RelativeErrorsAreTheStatedOnes)
     EXPECT_NEAR(static_cast<double>(relativeError(mek::kTwoPi, kExactPi * 2)), 6.6e-14, 0.05e-14);
 }
 
-TEST(Literals, TurnsAreWholeMultiplesOfHalfATurnToTheBit)
+TEST(Literals, turnsAreWholeMultiplesOfHalfATurnToTheBit)
 {
     EXPECT_TRUE(sameBits(2 * mek::kHalfPi, mek::kPi));
     EXPECT_TRUE(sameBits(2 * mek::kPi, mek::kTwoPi));

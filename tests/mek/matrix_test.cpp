@@ -124,13 +124,13 @@ std::vector<Real> eliminated(const Matrix& m, int count)
 
 // ---------------------------------------------------------------------------------------------- MatrixMultiply
 
-TEST(MatrixMultiply, SmallIntegerProductsAreExact)
+TEST(MatrixMultiply, smallIntegerProductsAreExact)
 {
     expectSameBits(product({1, 2, 3, 4}, {5, 6, 7, 8}, 2, 2, 2), {19, 22, 43, 50});
     expectSameBits(product({7}, {-3}, 1, 1, 1), {-21});
 }
 
-TEST(MatrixMultiply, NonSquareShapes)
+TEST(MatrixMultiply, nonSquareShapes)
 {
     // 2 x 3 times 3 x 4.
     expectSameBits(product({1, 2, 3, 4, 5, 6}, {1, 0, 2, -1, 0, 1, 3, 1, 1, 1, 0, 2}, 2, 3, 4),
@@ -140,7 +140,7 @@ TEST(MatrixMultiply, NonSquareShapes)
     expectSameBits(product({1, 2, 3}, {4, 5, 6}, 3, 1, 3), {4, 5, 6, 8, 10, 12, 12, 15, 18});
 }
 
-TEST(MatrixMultiply, WritesOnlyTheProductAndReadsOnlyTheOperands)
+TEST(MatrixMultiply, writesOnlyTheProductAndReadsOnlyTheOperands)
 {
     Matrix a{1, 2, 3, 4, 5, 6};
     Matrix b{7, 8, 9};
@@ -151,7 +151,7 @@ TEST(MatrixMultiply, WritesOnlyTheProductAndReadsOnlyTheOperands)
     expectSameBits(b, {7, 8, 9});
 }
 
-TEST(MatrixMultiply, SumsFromTheFirstTermToTheLast)
+TEST(MatrixMultiply, sumsFromTheFirstTermToTheLast)
 {
     const Matrix ones{1, 1, 1};
     // 1e16 swallows a 1 that comes before it is cancelled and leaves one that comes after.
@@ -162,7 +162,7 @@ TEST(MatrixMultiply, SumsFromTheFirstTermToTheLast)
     expectSameBits(product({1e16, -1e16, 1e16, -1e16, 1}, {1, 1, 1, 1, 1}, 1, 5, 1), {1});
 }
 
-TEST(MatrixMultiply, SumOrderHoldsInEveryElement)
+TEST(MatrixMultiply, sumOrderHoldsInEveryElement)
 {
     Random random(11);
     for (int round = 0; round < 200; ++round) {
@@ -188,21 +188,21 @@ TEST(MatrixMultiply, SumOrderHoldsInEveryElement)
     }
 }
 
-TEST(MatrixMultiply, StartsFromTheFirstProductSoNegativeZeroSurvives)
+TEST(MatrixMultiply, startsFromTheFirstProductSoNegativeZeroSurvives)
 {
     expectSameBits(product({-0.0}, {1}, 1, 1, 1), {-0.0});
     expectSameBits(product({-0.0, -0.0, 0.0}, {1, 1, -1}, 1, 3, 1), {-0.0});
     expectSameBits(product({-0.0, 0.0}, {1, 1}, 1, 2, 1), {0.0});
 }
 
-TEST(MatrixMultiply, ProductsAreRoundedBeforeTheyAreAdded)
+TEST(MatrixMultiply, productsAreRoundedBeforeTheyAreAdded)
 {
     // (1 + e)(1 - e) = 1 - e^2 rounds to 1; a fused multiply-add would leave -e^2.
     const double e = 0x1p-30;
     expectSameBits(product({-1, 1 + e}, {1, 1 - e}, 1, 2, 1), {0});
 }
 
-TEST(MatrixMultiply, NaNReachesOnlyItsOwnRow)
+TEST(MatrixMultiply, nanReachesOnlyItsOwnRow)
 {
     const Matrix out = product({1, kNaN, 3, 4}, {1, 2, 3, 4}, 2, 2, 2);
     EXPECT_TRUE(std::isnan(out[0]) && std::isnan(out[1]));
@@ -212,7 +212,7 @@ TEST(MatrixMultiply, NaNReachesOnlyItsOwnRow)
 
 // ----------------------------------------------------------------------------------------------- MatrixInverse
 
-TEST(MatrixInverse, IdentityInvertsToExactlyTheIdentity)
+TEST(MatrixInverse, identityInvertsToExactlyTheIdentity)
 {
     for (int n = 1; n <= 8; ++n) {
         const Matrix identity = diagonal(std::vector<double>(size(n), 1.0));
@@ -222,7 +222,7 @@ TEST(MatrixInverse, IdentityInvertsToExactlyTheIdentity)
     }
 }
 
-TEST(MatrixInverse, OneByOneIsTheReciprocal)
+TEST(MatrixInverse, oneByOneIsTheReciprocal)
 {
     for (const double value : {4.0, 3.0, -7.0, 0.1, 1e-300, 1e300}) {
         double m = value;
@@ -231,7 +231,7 @@ TEST(MatrixInverse, OneByOneIsTheReciprocal)
     }
 }
 
-TEST(MatrixInverse, ClosedFormsInExactArithmetic)
+TEST(MatrixInverse, closedFormsInExactArithmetic)
 {
     // Powers of two and small integers throughout: no step rounds.
     Matrix a{1, 2, 0, 1};
@@ -251,7 +251,7 @@ TEST(MatrixInverse, ClosedFormsInExactArithmetic)
     EXPECT_EQ(d, (Matrix{1, -2, 5, 0, 1, -4, 0, 0, 1}));
 }
 
-TEST(MatrixInverse, ZeroOnTheDiagonalOnlyNeedsARowExchange)
+TEST(MatrixInverse, zeroOnTheDiagonalOnlyNeedsARowExchange)
 {
     Matrix swap{0, 1, 1, 0};
     EXPECT_TRUE(mek::MatrixInverse(swap.data(), 2));
@@ -263,7 +263,7 @@ TEST(MatrixInverse, ZeroOnTheDiagonalOnlyNeedsARowExchange)
     EXPECT_EQ(cycle, (Matrix{0, 0, 1, 1, 0, 0, 0, 1, 0}));
 }
 
-TEST(MatrixInverse, TinyLeadingElementIsNotThePivot)
+TEST(MatrixInverse, tinyLeadingElementIsNotThePivot)
 {
     // Without the exchange the 1e-20 would wipe out the second row. Exact inverse ((-1, 1), (1, -1e-20))/(1 - 1e-20).
     Matrix m{1e-20, 1, 1, 1};
@@ -274,7 +274,7 @@ TEST(MatrixInverse, TinyLeadingElementIsNotThePivot)
     EXPECT_TRUE(within(m[3], -1e-20, 2e-16)); // one rounding of 1 - 1
 }
 
-TEST(MatrixInverse, FollowsTheStatedEliminationToTheBit)
+TEST(MatrixInverse, followsTheStatedEliminationToTheBit)
 {
     Random random(21);
     for (int round = 0; round < 300; ++round) {
@@ -289,7 +289,7 @@ TEST(MatrixInverse, FollowsTheStatedEliminationToTheBit)
     }
 }
 
-TEST(MatrixInverse, AgreesWithExtendedPrecision)
+TEST(MatrixInverse, agreesWithExtendedPrecision)
 {
     Random random(22);
     for (int round = 0; round < 200; ++round) {
@@ -308,7 +308,7 @@ TEST(MatrixInverse, AgreesWithExtendedPrecision)
     }
 }
 
-TEST(MatrixInverse, ScalingByAPowerOfTwoScalesTheInverseExactly)
+TEST(MatrixInverse, scalingByAPowerOfTwoScalesTheInverseExactly)
 {
     Random random(23);
     for (const int exponent : {-900, -30, 30, 900}) {
@@ -326,7 +326,7 @@ TEST(MatrixInverse, ScalingByAPowerOfTwoScalesTheInverseExactly)
     }
 }
 
-TEST(MatrixInverse, ExactlySingularMatricesAreRefusedAndKept)
+TEST(MatrixInverse, exactlySingularMatricesAreRefusedAndKept)
 {
     expectSingular({0}, 1);
     expectSingular({-0.0}, 1);
@@ -338,7 +338,7 @@ TEST(MatrixInverse, ExactlySingularMatricesAreRefusedAndKept)
     expectSingular({0, 1, 5, 0, 2, 6, 0, 3, 7}, 3);    // a zero first column
 }
 
-TEST(MatrixInverse, PivotAtTheThresholdIsSingularAndTheNextDoubleAboveIsNot)
+TEST(MatrixInverse, pivotAtTheThresholdIsSingularAndTheNextDoubleAboveIsNot)
 {
     for (int n = 2; n <= 7; ++n) {
         for (const double largest : {1.0, 3.0, 0.1, 1e-200, 1e200}) {
@@ -362,7 +362,7 @@ TEST(MatrixInverse, PivotAtTheThresholdIsSingularAndTheNextDoubleAboveIsNot)
     }
 }
 
-TEST(MatrixInverse, ThresholdMeasuresAgainstTheLargestMagnitudeAnywhereInTheMatrix)
+TEST(MatrixInverse, thresholdMeasuresAgainstTheLargestMagnitudeAnywhereInTheMatrix)
 {
     const double threshold = 2 * 0x1p-52 * 8; // n = 2, the -8 off the diagonal
     expectSingular({1, -8, 0, threshold}, 2);
@@ -370,7 +370,7 @@ TEST(MatrixInverse, ThresholdMeasuresAgainstTheLargestMagnitudeAnywhereInTheMatr
     EXPECT_TRUE(mek::MatrixInverse(above.data(), 2));
 }
 
-TEST(MatrixInverse, ThresholdMeasuresAgainstTheInputNotTheEliminatedMatrix)
+TEST(MatrixInverse, thresholdMeasuresAgainstTheInputNotTheEliminatedMatrix)
 {
     // Dividing the first row by its pivot makes its second element 2^20; the input's largest stays 1.
     const double small = 4 * 0x1p-52;
@@ -381,7 +381,7 @@ TEST(MatrixInverse, ThresholdMeasuresAgainstTheInputNotTheEliminatedMatrix)
     expectSingular(m, 3);
 }
 
-TEST(MatrixInverse, ThresholdAppliesToTheEliminatedPivot)
+TEST(MatrixInverse, thresholdAppliesToTheEliminatedPivot)
 {
     // (1, 1; 1, 1 + d) leaves the pivot d, exactly.
     const double ulp = 0x1p-52;
@@ -392,14 +392,14 @@ TEST(MatrixInverse, ThresholdAppliesToTheEliminatedPivot)
     EXPECT_EQ(m[3], 1 / (3 * ulp));
 }
 
-TEST(MatrixInverse, ThresholdOfHugeMatricesDoesNotOverflow)
+TEST(MatrixInverse, thresholdOfHugeMatricesDoesNotOverflow)
 {
     Matrix m = diagonal({1.5e308, 1.5e308, 1.5e308});
     EXPECT_TRUE(mek::MatrixInverse(m.data(), 3));
     EXPECT_EQ(m[0], 1 / 1.5e308);
 }
 
-TEST(MatrixInverse, NaNAnywhereMeansSingular)
+TEST(MatrixInverse, nanAnywhereMeansSingular)
 {
     Random random(24);
     for (int n = 1; n <= 4; ++n) {
@@ -416,7 +416,7 @@ TEST(MatrixInverse, NaNAnywhereMeansSingular)
     }
 }
 
-TEST(MatrixInverse, InfinityAnywhereMeansSingular)
+TEST(MatrixInverse, infinityAnywhereMeansSingular)
 {
     // No pivot is above an infinite threshold.
     Random random(25);
@@ -431,7 +431,7 @@ TEST(MatrixInverse, InfinityAnywhereMeansSingular)
     }
 }
 
-TEST(MatrixInverse, LargeMatricesFollowTheSameRules)
+TEST(MatrixInverse, largeMatricesFollowTheSameRules)
 {
     Random random(26);
     for (const int n : {16, 17, 40}) {
@@ -458,14 +458,14 @@ TEST(MatrixInverse, LargeMatricesFollowTheSameRules)
     }
 }
 
-TEST(MatrixInverse, SizeBelowOneIsRefused)
+TEST(MatrixInverse, sizeBelowOneIsRefused)
 {
     for (const int n : {0, -1, -3, INT_MIN}) {
         expectSingular({1, 2, 3, 4}, n);
     }
 }
 
-TEST(MatrixInverse, TouchesNothingBesideTheMatrix)
+TEST(MatrixInverse, touchesNothingBesideTheMatrix)
 {
     Matrix m{kGuard, 2, 1, 1, 1, kGuard};
     EXPECT_TRUE(mek::MatrixInverse(m.data() + 1, 2));
@@ -474,14 +474,14 @@ TEST(MatrixInverse, TouchesNothingBesideTheMatrix)
 
 // --------------------------------------------------------------------------------- MatrixTransform, EyeMatrix
 
-TEST(MatrixTransform, SquareMatrixIsTransposedInPlace)
+TEST(MatrixTransform, squareMatrixIsTransposedInPlace)
 {
     Matrix m{1, 2, 3, 4, 5, 6, 7, 8, 9};
     mek::MatrixTransform(m.data(), 3, 3);
     expectSameBits(m, {1, 4, 7, 2, 5, 8, 3, 6, 9});
 }
 
-TEST(MatrixTransform, NonSquareMatrixChangesItsShapeInTheSameStorage)
+TEST(MatrixTransform, nonSquareMatrixChangesItsShapeInTheSameStorage)
 {
     Matrix wide{1, 2, 3, 4, 5, 6};
     mek::MatrixTransform(wide.data(), 2, 3);
@@ -498,7 +498,7 @@ TEST(MatrixTransform, NonSquareMatrixChangesItsShapeInTheSameStorage)
     expectSameBits(line, {1, -0.0, 3});
 }
 
-TEST(MatrixTransform, EveryShapeMovesEveryElementAndNothingBeside)
+TEST(MatrixTransform, everyShapeMovesEveryElementAndNothingBeside)
 {
     for (int r = 1; r <= 7; ++r) {
         for (int c = 1; c <= 7; ++c) {
@@ -518,7 +518,7 @@ TEST(MatrixTransform, EveryShapeMovesEveryElementAndNothingBeside)
     }
 }
 
-TEST(EyeMatrix, WritesTheIdentityOverWhateverWasThere)
+TEST(EyeMatrix, writesTheIdentityOverWhateverWasThere)
 {
     for (int n = 1; n <= 6; ++n) {
         Matrix m(size(n * n + 1), kNaN);
@@ -533,7 +533,7 @@ TEST(EyeMatrix, WritesTheIdentityOverWhateverWasThere)
     }
 }
 
-TEST(EyeMatrix, SizeBelowOneWritesNothing)
+TEST(EyeMatrix, sizeBelowOneWritesNothing)
 {
     for (const int n : {0, -1}) {
         Matrix m{kGuard, kGuard};
@@ -556,7 +556,7 @@ Matrix rotation(Axis axis, double angle)
     return m;
 }
 
-TEST(Rotations, ElementsStandWhereTheRightHandedConventionPutsThem)
+TEST(Rotations, elementsStandWhereTheRightHandedConventionPutsThem)
 {
     Random random(31);
     for (int round = 0; round < 100; ++round) {
@@ -578,7 +578,7 @@ TEST(Rotations, ElementsStandWhereTheRightHandedConventionPutsThem)
     }
 }
 
-TEST(Rotations, PositiveQuarterTurnTakesEachAxisToTheNext)
+TEST(Rotations, positiveQuarterTurnTakesEachAxisToTheNext)
 {
     const double quarter = 1.5707963267948966;
     struct Case {
@@ -595,12 +595,12 @@ TEST(Rotations, PositiveQuarterTurnTakesEachAxisToTheNext)
     }
 }
 
-TEST(Rotations, AngleIsInRadians)
+TEST(Rotations, angleIsInRadians)
 {
     EXPECT_TRUE(within(rotation(Axis::Z, 1.0)[3], 0.8414709848078965, 2e-16));
 }
 
-TEST(Rotations, ZeroAngleIsTheIdentity)
+TEST(Rotations, zeroAngleIsTheIdentity)
 {
     const Matrix identity{1, 0, 0, 0, 1, 0, 0, 0, 1};
     EXPECT_EQ(rotation(Axis::X, 0), identity);
@@ -608,7 +608,7 @@ TEST(Rotations, ZeroAngleIsTheIdentity)
     EXPECT_EQ(rotation(Axis::Z, 0), identity);
 }
 
-TEST(Rotations, AreOrthonormalWithDeterminantPlusOne)
+TEST(Rotations, areOrthonormalWithDeterminantPlusOne)
 {
     Random random(32);
     for (int round = 0; round < 100; ++round) {
@@ -628,7 +628,7 @@ TEST(Rotations, AreOrthonormalWithDeterminantPlusOne)
     }
 }
 
-TEST(Rotations, EulerExtractionInvertsTheProductXYZ)
+TEST(Rotations, eulerExtractionInvertsTheProductXYZ)
 {
     Random random(33);
     for (int round = 0; round < 200; ++round) {

@@ -88,7 +88,7 @@ void expectRefused(const Fit& got, double firstCoefficient)
 
 // ------------------------------------------------------------------------------------------------------- lines
 
-TEST(PolyfitLine, ExactDataGiveTheExactLine)
+TEST(PolyfitLine, exactDataGiveTheExactLine)
 {
     const Fit got = fit({0, 3, 1, 5, 2, 7, 3, 9, 4, 11}, 1);
     EXPECT_EQ(got.code, 0);
@@ -96,7 +96,7 @@ TEST(PolyfitLine, ExactDataGiveTheExactLine)
     EXPECT_EQ(got.coeffs[1], 2);
 }
 
-TEST(PolyfitLine, ScatteredDataInClosedForm)
+TEST(PolyfitLine, scatteredDataInClosedForm)
 {
     // Means 1.5 and 2; sum of products 3, of squares 5.
     const Fit got = fit({0, 1, 1, 2, 2, 2, 3, 3}, 1);
@@ -105,7 +105,7 @@ TEST(PolyfitLine, ScatteredDataInClosedForm)
     EXPECT_TRUE(sameBits(got.coeffs[0], 2 - 3.0 / 5.0 * 1.5));
 }
 
-TEST(PolyfitLine, TwoPointsAreEnough)
+TEST(PolyfitLine, twoPointsAreEnough)
 {
     const Fit got = fit({1, 10, 3, 4}, 1);
     EXPECT_EQ(got.code, 0);
@@ -113,7 +113,7 @@ TEST(PolyfitLine, TwoPointsAreEnough)
     EXPECT_EQ(got.coeffs[0], 13);
 }
 
-TEST(PolyfitLine, AgreesWithExtendedPrecision)
+TEST(PolyfitLine, agreesWithExtendedPrecision)
 {
     Random random(71);
     for (int round = 0; round < 200; ++round) {
@@ -131,7 +131,7 @@ TEST(PolyfitLine, AgreesWithExtendedPrecision)
     }
 }
 
-TEST(PolyfitLine, SlopeKeepsItsDigitsFarFromTheOrigin)
+TEST(PolyfitLine, slopeKeepsItsDigitsFarFromTheOrigin)
 {
     // A history of 51 positions 4 ms apart after a day: sums of squares about zero would lose every digit.
     Random random(72);
@@ -150,7 +150,7 @@ TEST(PolyfitLine, SlopeKeepsItsDigitsFarFromTheOrigin)
     }
 }
 
-TEST(PolyfitLine, OrderOfThePointsDoesNotMatter)
+TEST(PolyfitLine, orderOfThePointsDoesNotMatter)
 {
     const Fit forward = fit({1, 2, 2, 3, 4, 4, 8, 9}, 1);
     const Fit shuffled = fit({8, 9, 2, 3, 1, 2, 4, 4}, 1);
@@ -158,13 +158,13 @@ TEST(PolyfitLine, OrderOfThePointsDoesNotMatter)
     EXPECT_TRUE(within(forward.coeffs[1], shuffled.coeffs[1], 1e-15));
 }
 
-TEST(PolyfitLine, EqualXGiveTheMeanAndCodeOne)
+TEST(PolyfitLine, equalXGiveTheMeanAndCodeOne)
 {
     expectRefused(fit({2, 1, 2, 2, 2, 6}, 1), 3);
     expectRefused(fit({2, 4, 2, 5}, 1), 4.5);
 }
 
-TEST(PolyfitLine, EqualityOfXIsTestedOnTheValuesThemselves)
+TEST(PolyfitLine, equalityOfXIsTestedOnTheValuesThemselves)
 {
     // The mean of three times 0.1 is not 0.1, so a test on the deviations would see a spread.
     ASSERT_NE((0.1 + 0.1 + 0.1) / 3, 0.1);
@@ -177,7 +177,7 @@ TEST(PolyfitLine, EqualityOfXIsTestedOnTheValuesThemselves)
     EXPECT_GT(neighbours.coeffs[1], 1e15);
 }
 
-TEST(PolyfitLine, NaNInTheDataGivesNaN)
+TEST(PolyfitLine, nanInTheDataGivesNaN)
 {
     const Fit badY = fit({0, 1, 1, kNaN, 2, 3}, 1);
     EXPECT_EQ(badY.code, 0);
@@ -191,7 +191,7 @@ TEST(PolyfitLine, NaNInTheDataGivesNaN)
 
 // -------------------------------------------------------------------------------------------------- all orders
 
-TEST(Polyfit, RecoversExactPolynomials)
+TEST(Polyfit, recoversExactPolynomials)
 {
     Random random(73);
     for (int order = 1; order <= 5; ++order) {
@@ -215,7 +215,7 @@ TEST(Polyfit, RecoversExactPolynomials)
     }
 }
 
-TEST(Polyfit, IntegerCoefficientsStandAtTheirPowers)
+TEST(Polyfit, integerCoefficientsStandAtTheirPowers)
 {
     Pairs xy;
     for (const double x : {-2.0, -1.0, 0.0, 1.0, 2.0, 3.0}) {
@@ -230,7 +230,7 @@ TEST(Polyfit, IntegerCoefficientsStandAtTheirPowers)
     }
 }
 
-TEST(Polyfit, AsManyPointsAsCoefficientsAreMetExactly)
+TEST(Polyfit, asManyPointsAsCoefficientsAreMetExactly)
 {
     const std::vector<double> x{0, 1, 3, 4};
     const std::vector<double> y{2, -1, 5, 0.5};
@@ -241,7 +241,7 @@ TEST(Polyfit, AsManyPointsAsCoefficientsAreMetExactly)
     }
 }
 
-TEST(Polyfit, ResidualsAreOrthogonalToEveryPower)
+TEST(Polyfit, residualsAreOrthogonalToEveryPower)
 {
     Random random(74);
     for (int order = 0; order <= 6; ++order) {
@@ -264,7 +264,7 @@ TEST(Polyfit, ResidualsAreOrthogonalToEveryPower)
     }
 }
 
-TEST(Polyfit, OrderZeroIsTheMean)
+TEST(Polyfit, orderZeroIsTheMean)
 {
     const Fit got = fit({5, 1, 6, 2, 7, 6}, 0);
     EXPECT_EQ(got.code, 0);
@@ -274,14 +274,14 @@ TEST(Polyfit, OrderZeroIsTheMean)
     EXPECT_TRUE(within(single.coeffs[0], -4.0, 2e-15));
 }
 
-TEST(Polyfit, OrderZeroNeedsNoSpreadOfX)
+TEST(Polyfit, orderZeroNeedsNoSpreadOfX)
 {
     const Fit got = fit({2, 1, 2, 2, 2, 6}, 0);
     EXPECT_EQ(got.code, 0);
     EXPECT_TRUE(within(got.coeffs[0], 3.0, 2e-15));
 }
 
-TEST(Polyfit, HigherOrdersStayAccurateFarFromTheOrigin)
+TEST(Polyfit, higherOrdersStayAccurateFarFromTheOrigin)
 {
     // Powers of x around 1000 are all alike: without the shift a cubic's condition is 1e18.
     const auto truth = [](long double x) {
@@ -305,7 +305,7 @@ TEST(Polyfit, HigherOrdersStayAccurateFarFromTheOrigin)
     }
 }
 
-TEST(Polyfit, TooFewPointsGiveTheMeanAndCodeOne)
+TEST(Polyfit, tooFewPointsGiveTheMeanAndCodeOne)
 {
     expectRefused(fit({1, 5}, 1), 5);
     expectRefused(fit({1, 5, 2, 6}, 2), 5.5);
@@ -313,7 +313,7 @@ TEST(Polyfit, TooFewPointsGiveTheMeanAndCodeOne)
     expectRefused(fit({1, 5, 2, 6, 3, 10}, 7), 7);
 }
 
-TEST(Polyfit, NoPointsGiveZerosAndCodeOne)
+TEST(Polyfit, noPointsGiveZerosAndCodeOne)
 {
     for (int order = 0; order <= 3; ++order) {
         expectRefused(fit({}, order), 0);
@@ -327,7 +327,7 @@ TEST(Polyfit, NoPointsGiveZerosAndCodeOne)
     }
 }
 
-TEST(Polyfit, NegativeOrderIsRefused)
+TEST(Polyfit, negativeOrderIsRefused)
 {
     // There is no coefficient beyond the first one to write.
     const double xy[4] = {1, 5, 2, 6};
@@ -339,7 +339,7 @@ TEST(Polyfit, NegativeOrderIsRefused)
     }
 }
 
-TEST(Polyfit, XValuesThatCannotCarryTheOrderGiveTheMeanAndCodeOne)
+TEST(Polyfit, xValuesThatCannotCarryTheOrderGiveTheMeanAndCodeOne)
 {
     expectRefused(fit({1, 1, 1, 3, 2, 5, 2, 7}, 2), 4);         // two places for a parabola
     expectRefused(fit({1, 1, 2, 3, 3, 5, 3, 7, 2, 9}, 3), 5);   // three for a cubic
@@ -349,7 +349,7 @@ TEST(Polyfit, XValuesThatCannotCarryTheOrderGiveTheMeanAndCodeOne)
     EXPECT_EQ(fit({1, 1, 1, 3, 2, 5, 3, 7}, 2).code, 0); // three places carry a parabola
 }
 
-TEST(Polyfit, ManyPointsAtTooFewPlacesAreRefusedAndAtEnoughPlacesAreNot)
+TEST(Polyfit, manyPointsAtTooFewPlacesAreRefusedAndAtEnoughPlacesAreNot)
 {
     Random random(75);
     for (int round = 0; round < 300; ++round) {
@@ -377,7 +377,7 @@ TEST(Polyfit, ManyPointsAtTooFewPlacesAreRefusedAndAtEnoughPlacesAreNot)
     }
 }
 
-TEST(Polyfit, HighOrdersFollowASmoothFunction)
+TEST(Polyfit, highOrdersFollowASmoothFunction)
 {
     for (const int order : {12, 16, 17, 20}) {
         Pairs xy;
@@ -395,7 +395,7 @@ TEST(Polyfit, HighOrdersFollowASmoothFunction)
     }
 }
 
-TEST(Polyfit, NaNInHigherOrdersNeverPassesForAFit)
+TEST(Polyfit, nanInHigherOrdersNeverPassesForAFit)
 {
     for (const Pairs& xy : {Pairs{0, 1, 1, kNaN, 2, 3, 3, 5}, Pairs{0, 1, kNaN, 2, 2, 3, 3, 5}}) {
         const Fit got = fit(xy, 2);
@@ -411,7 +411,7 @@ TEST(Polyfit, NaNInHigherOrdersNeverPassesForAFit)
     }
 }
 
-TEST(Polyfit, LeavesTheDataAlone)
+TEST(Polyfit, leavesTheDataAlone)
 {
     Pairs xy{3, 1, 1, 2, 2, 5, 7, 4};
     const Pairs before = xy;

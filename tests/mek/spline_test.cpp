@@ -105,7 +105,7 @@ Table randomTable(Random& random, int count, bool descending)
 
 // -------------------------------------------------------------------------------------------------- CubicSplines
 
-TEST(CubicSplines, ThreePointsInClosedForm)
+TEST(CubicSplines, threePointsInClosedForm)
 {
     // The middle curvature m solves 4 m = 6 (-1 - 1).
     EXPECT_EQ(splines({-1, 0, 1}, {0, 1, 0}), (Doubles{0, 1.5, 0, -0.5, 1, 0, -1.5, 0.5}));
@@ -117,12 +117,12 @@ TEST(CubicSplines, ThreePointsInClosedForm)
     }
 }
 
-TEST(CubicSplines, ThreeDescendingPointsInClosedForm)
+TEST(CubicSplines, threeDescendingPointsInClosedForm)
 {
     EXPECT_EQ(splines({1, 0, -1}, {0, 1, 0}), (Doubles{0, -1.5, 0, 0.5, 1, 0, -1.5, -0.5}));
 }
 
-TEST(CubicSplines, TwoPointsGiveTheStraightLine)
+TEST(CubicSplines, twoPointsGiveTheStraightLine)
 {
     EXPECT_EQ(splines({1, 3}, {5, 4}), (Doubles{5, -0.5, 0, 0}));
     EXPECT_EQ(splines({3, 1}, {4, 5}), (Doubles{4, -0.5, 0, 0}));
@@ -130,7 +130,7 @@ TEST(CubicSplines, TwoPointsGiveTheStraightLine)
     EXPECT_TRUE(sameBits(splines({0, 3}, {0, 0.1F})[1], static_cast<double>(0.1F) / 3));
 }
 
-TEST(CubicSplines, FewerThanTwoPointsWriteNothing)
+TEST(CubicSplines, fewerThanTwoPointsWriteNothing)
 {
     const Floats x{1, 2};
     for (const int n : {0, -1, -7, INT_MIN}) {
@@ -140,7 +140,7 @@ TEST(CubicSplines, FewerThanTwoPointsWriteNothing)
     }
 }
 
-TEST(CubicSplines, AgreesWithExtendedPrecision)
+TEST(CubicSplines, agreesWithExtendedPrecision)
 {
     Random random(81);
     for (int round = 0; round < 200; ++round) {
@@ -154,7 +154,7 @@ TEST(CubicSplines, AgreesWithExtendedPrecision)
     }
 }
 
-TEST(CubicSplines, MeetsThePointsWithTwoContinuousDerivativesAndNaturalEnds)
+TEST(CubicSplines, meetsThePointsWithTwoContinuousDerivativesAndNaturalEnds)
 {
     Random random(82);
     for (int round = 0; round < 100; ++round) {
@@ -179,7 +179,7 @@ TEST(CubicSplines, MeetsThePointsWithTwoContinuousDerivativesAndNaturalEnds)
     }
 }
 
-TEST(CubicSplines, LongTablesFollowTheSameRules)
+TEST(CubicSplines, longTablesFollowTheSameRules)
 {
     Random random(87);
     for (const bool descending : {false, true}) {
@@ -195,7 +195,7 @@ TEST(CubicSplines, LongTablesFollowTheSameRules)
     }
 }
 
-TEST(CubicSplines, PointsOnALineGiveTheLine)
+TEST(CubicSplines, pointsOnALineGiveTheLine)
 {
     const Doubles c = splines({-2, -1, 0.5F, 3, 7}, {-5, -3, 0, 5, 13});
     for (std::size_t i = 0; i < c.size(); i += 4) {
@@ -205,7 +205,7 @@ TEST(CubicSplines, PointsOnALineGiveTheLine)
     }
 }
 
-TEST(CubicSplines, RepeatedAbscissaeStayInsideTheArrays)
+TEST(CubicSplines, repeatedAbscissaeStayInsideTheArrays)
 {
     // No useful curve: only the guards around the coefficients matter (checked by the helper).
     EXPECT_EQ(splines({1, 1, 1, 1}, {1, 2, 3, 4}).size(), 12U);
@@ -214,7 +214,7 @@ TEST(CubicSplines, RepeatedAbscissaeStayInsideTheArrays)
 
 // ---------------------------------------------------------------------------------------------------- CalcSpline
 
-TEST(CalcSpline, GivesTheTableAtItsKnotsUpwardsAndDownwards)
+TEST(CalcSpline, givesTheTableAtItsKnotsUpwardsAndDownwards)
 {
     Random random(83);
     for (int round = 0; round < 100; ++round) {
@@ -233,7 +233,7 @@ TEST(CalcSpline, GivesTheTableAtItsKnotsUpwardsAndDownwards)
     }
 }
 
-TEST(CalcSpline, EvaluatesTheCubicOfTheIntervalInDouble)
+TEST(CalcSpline, evaluatesTheCubicOfTheIntervalInDouble)
 {
     Random random(84);
     for (int round = 0; round < 100; ++round) {
@@ -257,7 +257,7 @@ TEST(CalcSpline, EvaluatesTheCubicOfTheIntervalInDouble)
     }
 }
 
-TEST(CalcSpline, NarrowsOnlyTheResult)
+TEST(CalcSpline, narrowsOnlyTheResult)
 {
     // 2^24 + 1 - 2^24: single precision would lose the 1.
     EXPECT_EQ(calc({0, 2}, {16777217, -16777216, 0, 0}, 1).value, 1.0F);
@@ -265,7 +265,7 @@ TEST(CalcSpline, NarrowsOnlyTheResult)
     EXPECT_TRUE(sameBits(calc({0, 2}, {0.1, 0, 0, 0}, 1).value, 0.1F));
 }
 
-TEST(CalcSpline, DistanceIsMeasuredFromTheBeginningKnot)
+TEST(CalcSpline, distanceIsMeasuredFromTheBeginningKnot)
 {
     EXPECT_EQ(calc({10, 12, 16}, {0, 1, 0, 0, 100, 1, 0, 0}, 11.5F).value, 1.5F);
     EXPECT_EQ(calc({10, 12, 16}, {0, 1, 0, 0, 100, 1, 0, 0}, 13).value, 101.0F);
@@ -274,12 +274,12 @@ TEST(CalcSpline, DistanceIsMeasuredFromTheBeginningKnot)
     EXPECT_EQ(calc({16, 12, 10}, {0, 1, 0, 0, 100, 1, 0, 0}, 10.5F).value, 98.5F);
 }
 
-TEST(CalcSpline, UsesAllFourCoefficients)
+TEST(CalcSpline, usesAllFourCoefficients)
 {
     EXPECT_EQ(calc({1, 9}, {1, 10, 100, 1000}, 3).value, 1.0F + 20 + 400 + 8000);
 }
 
-TEST(CalcSpline, KnotBelongsToTheIntervalThatBeginsThere)
+TEST(CalcSpline, knotBelongsToTheIntervalThatBeginsThere)
 {
     const Doubles steps{10, 0, 0, 0, 20, 0, 0, 0, 30, 0, 0, 0};
     const Floats up{0, 1, 2, 3};
@@ -291,7 +291,7 @@ TEST(CalcSpline, KnotBelongsToTheIntervalThatBeginsThere)
     EXPECT_EQ(calc(up, steps, 3).value, 30);
 }
 
-TEST(CalcSpline, KnotBelongsToTheIntervalThatBeginsThereOnDescendingTablesToo)
+TEST(CalcSpline, knotBelongsToTheIntervalThatBeginsThereOnDescendingTablesToo)
 {
     const Doubles steps{10, 0, 0, 0, 20, 0, 0, 0, 30, 0, 0, 0};
     const Floats down{3, 2, 1, 0};
@@ -303,13 +303,13 @@ TEST(CalcSpline, KnotBelongsToTheIntervalThatBeginsThereOnDescendingTablesToo)
     EXPECT_EQ(calc(down, steps, 0).value, 30);
 }
 
-TEST(CalcSpline, LastKnotIsReachedThroughTheLastInterval)
+TEST(CalcSpline, lastKnotIsReachedThroughTheLastInterval)
 {
     EXPECT_EQ(calc({0, 2}, {1, 0, 0, 1}, 2).value, 9);
     EXPECT_EQ(calc({2, 0}, {1, 0, 0, 1}, 0).value, -7);
 }
 
-TEST(CalcSpline, ContinuesStraightBeforeTheFirstKnot)
+TEST(CalcSpline, continuesStraightBeforeTheFirstKnot)
 {
     // Slope 5 at the first knot, whatever the curvature there.
     const Doubles c{3, 5, 7, 11};
@@ -319,7 +319,7 @@ TEST(CalcSpline, ContinuesStraightBeforeTheFirstKnot)
     EXPECT_EQ(calc({2, 0}, c, 102).value, 503);
 }
 
-TEST(CalcSpline, ContinuesStraightBehindTheLastKnot)
+TEST(CalcSpline, continuesStraightBehindTheLastKnot)
 {
     const Doubles c{3, 5, 7, 11};
     // At t = 2: value 3 + 10 + 28 + 88 = 129, slope 5 + 28 + 132 = 165.
@@ -330,7 +330,7 @@ TEST(CalcSpline, ContinuesStraightBehindTheLastKnot)
     EXPECT_EQ(calc({2, 0}, c, -100).value, -10967);
 }
 
-TEST(CalcSpline, ContinuationOfANaturalSplineIsItsEndTangent)
+TEST(CalcSpline, continuationOfANaturalSplineIsItsEndTangent)
 {
     Random random(85);
     for (int round = 0; round < 100; ++round) {
@@ -354,7 +354,7 @@ TEST(CalcSpline, ContinuationOfANaturalSplineIsItsEndTangent)
     }
 }
 
-TEST(CalcSpline, RangeIsClosedAndTheNextFloatIsOutside)
+TEST(CalcSpline, rangeIsClosedAndTheNextFloatIsOutside)
 {
     const Doubles c{0, 1, 0, 0, 0, 1, 0, 0};
     for (const Floats& knots : {Floats{-3, 1, 5}, Floats{5, 1, -3}}) {
@@ -370,7 +370,7 @@ TEST(CalcSpline, RangeIsClosedAndTheNextFloatIsOutside)
     }
 }
 
-TEST(CalcSpline, FlagStaysDownWithoutARangeCheck)
+TEST(CalcSpline, flagStaysDownWithoutARangeCheck)
 {
     const Floats knots{-3, 5};
     const Doubles c{0, 1, 0, 0};
@@ -381,7 +381,7 @@ TEST(CalcSpline, FlagStaysDownWithoutARangeCheck)
     EXPECT_EQ(calc(knots, c, 7, true).value, 10);
 }
 
-TEST(CalcSpline, NaNIsOutsideAndGivesNaN)
+TEST(CalcSpline, nanIsOutsideAndGivesNaN)
 {
     for (const Floats& knots : {Floats{-3, 1, 5}, Floats{5, 1, -3}}) {
         const Value got = calc(knots, {0, 1, 1, 1, 0, 1, 1, 1}, kNaN);
@@ -390,7 +390,7 @@ TEST(CalcSpline, NaNIsOutsideAndGivesNaN)
     }
 }
 
-TEST(CalcSpline, WithoutATableTheArgumentComesBackAndIsOutsideWhenChecked)
+TEST(CalcSpline, withoutATableTheArgumentComesBackAndIsOutsideWhenChecked)
 {
     const Floats knots{0, 1};
     const Doubles c{5, 1, 0, 0};
@@ -414,7 +414,7 @@ TEST(CalcSpline, WithoutATableTheArgumentComesBackAndIsOutsideWhenChecked)
     }
 }
 
-TEST(CalcSpline, DescendingTableIsTheSameCurveAsItsReverse)
+TEST(CalcSpline, descendingTableIsTheSameCurveAsItsReverse)
 {
     Random random(86);
     for (int round = 0; round < 50; ++round) {
@@ -432,7 +432,7 @@ TEST(CalcSpline, DescendingTableIsTheSameCurveAsItsReverse)
     }
 }
 
-TEST(CalcSpline, TablesThatRunNowhereNeverReadOutside)
+TEST(CalcSpline, tablesThatRunNowhereNeverReadOutside)
 {
     // Vectors of the exact size: an address sanitizer would notice a step beside them.
     const Doubles c(12, 1.0);

@@ -79,7 +79,7 @@ Triple rodrigues(const Triple& axis, double degrees, const Triple& v)
 
 // ----------------------------------------------------------------------------------------------- CrossMultiply
 
-TEST(CrossMultiply, AxesFollowTheRightHand)
+TEST(CrossMultiply, axesFollowTheRightHand)
 {
     EXPECT_EQ(cross(kX, kY), kZ);
     EXPECT_EQ(cross(kY, kZ), kX);
@@ -89,18 +89,18 @@ TEST(CrossMultiply, AxesFollowTheRightHand)
     EXPECT_EQ(cross(kX, kZ), (Triple{0, -1, 0}));
 }
 
-TEST(CrossMultiply, IntegerComponentsAreExact)
+TEST(CrossMultiply, integerComponentsAreExact)
 {
     EXPECT_EQ(cross({1, 2, 3}, {4, 5, 6}), (Triple{-3, 6, -3}));
     EXPECT_EQ(cross({-7, 2, 5}, {3, -4, 11}), (Triple{42, 92, 22}));
 }
 
-TEST(CrossMultiply, OfAVectorWithItselfIsExactlyZero)
+TEST(CrossMultiply, ofAVectorWithItselfIsExactlyZero)
 {
     EXPECT_EQ(cross({0.1, 0.2, 0.3}, {0.1, 0.2, 0.3}), (Triple{0, 0, 0}));
 }
 
-TEST(CrossMultiply, AgreesWithExtendedPrecision)
+TEST(CrossMultiply, agreesWithExtendedPrecision)
 {
     Random random(51);
     for (int round = 0; round < 500; ++round) {
@@ -123,7 +123,7 @@ TEST(CrossMultiply, AgreesWithExtendedPrecision)
     }
 }
 
-TEST(CrossMultiply, ProductsAreRoundedBeforeTheyAreSubtracted)
+TEST(CrossMultiply, productsAreRoundedBeforeTheyAreSubtracted)
 {
     // (1 + e)(1 - e) rounds to 1; fused arithmetic would leave -e^2 in the third component.
     const double e = 0x1p-30;
@@ -131,7 +131,7 @@ TEST(CrossMultiply, ProductsAreRoundedBeforeTheyAreSubtracted)
     EXPECT_EQ(cross({1, 1 + e, 0}, {1 - e, 1, 0})[2], 0);
 }
 
-TEST(CrossMultiply, ResultMayReplaceEitherOperand)
+TEST(CrossMultiply, resultMayReplaceEitherOperand)
 {
     const Triple a{1, 2, 3};
     const Triple b{4, 5, 7};
@@ -149,7 +149,7 @@ TEST(CrossMultiply, ResultMayReplaceEitherOperand)
 
 // ----------------------------------------------------------------------------------------- mlaRotateAroundAxis
 
-TEST(RotateAroundAxis, PositiveAnglesTurnByTheRightHand)
+TEST(RotateAroundAxis, positiveAnglesTurnByTheRightHand)
 {
     const double miss = 5e-13; // 90 degrees times the shortened literal misses a quarter turn by 3e-13
     expectNear(turned(kZ, 90, kX), kY, miss);
@@ -159,7 +159,7 @@ TEST(RotateAroundAxis, PositiveAnglesTurnByTheRightHand)
     expectNear(turned({0, 0, -1}, 90, kX), {0, -1, 0}, miss);
 }
 
-TEST(RotateAroundAxis, DegreesBecomeRadiansByTheShortenedLiteral)
+TEST(RotateAroundAxis, degreesBecomeRadiansByTheShortenedLiteral)
 {
     // The exact factor would leave 6e-17 here.
     const double remainder = turned(kZ, 90, kX)[0];
@@ -168,7 +168,7 @@ TEST(RotateAroundAxis, DegreesBecomeRadiansByTheShortenedLiteral)
     EXPECT_TRUE(within(remainder, wanted, 1e-16)); // the last digit of the angle
 }
 
-TEST(RotateAroundAxis, AgreesWithRodriguesInExtendedPrecision)
+TEST(RotateAroundAxis, agreesWithRodriguesInExtendedPrecision)
 {
     Random random(52);
     for (int round = 0; round < 500; ++round) {
@@ -179,20 +179,20 @@ TEST(RotateAroundAxis, AgreesWithRodriguesInExtendedPrecision)
     }
 }
 
-TEST(RotateAroundAxis, AxisIsTakenAsItIsAndNotNormalised)
+TEST(RotateAroundAxis, axisIsTakenAsItIsAndNotNormalised)
 {
     const Triple axis{0.3, -2, 1.5};
     const Triple v{1, 2, -3};
     expectNear(turned(axis, 37, v), rodrigues(axis, 37, v), 1e-14);
 }
 
-TEST(RotateAroundAxis, ZeroAngleReturnsTheVector)
+TEST(RotateAroundAxis, zeroAngleReturnsTheVector)
 {
     const Triple v{0.1, -2.3, 4.5};
     EXPECT_EQ(turned({0.6, 0, 0.8}, 0, v), v);
 }
 
-TEST(RotateAroundAxis, KeepsLengthAndTheComponentAlongTheAxis)
+TEST(RotateAroundAxis, keepsLengthAndTheComponentAlongTheAxis)
 {
     Random random(53);
     for (int round = 0; round < 200; ++round) {
@@ -205,7 +205,7 @@ TEST(RotateAroundAxis, KeepsLengthAndTheComponentAlongTheAxis)
     }
 }
 
-TEST(RotateAroundAxis, OppositeTurnsCancel)
+TEST(RotateAroundAxis, oppositeTurnsCancel)
 {
     Random random(54);
     for (int round = 0; round < 200; ++round) {
@@ -216,7 +216,7 @@ TEST(RotateAroundAxis, OppositeTurnsCancel)
     }
 }
 
-TEST(RotateAroundAxis, ResultMayReplaceTheVector)
+TEST(RotateAroundAxis, resultMayReplaceTheVector)
 {
     Random random(55);
     for (int round = 0; round < 50; ++round) {
@@ -228,7 +228,7 @@ TEST(RotateAroundAxis, ResultMayReplaceTheVector)
     }
 }
 
-TEST(RotateAroundAxis, NaNAngleGivesNaN)
+TEST(RotateAroundAxis, nanAngleGivesNaN)
 {
     for (const double value : turned(kZ, kNaN, {1, 2, 3})) {
         EXPECT_TRUE(std::isnan(value));
@@ -237,7 +237,7 @@ TEST(RotateAroundAxis, NaNAngleGivesNaN)
 
 // ----------------------------------------------------------------------- ConvertCartesianToSphericalCoordinates
 
-TEST(Spherical, AxesAndTheirSigns)
+TEST(Spherical, axesAndTheirSigns)
 {
     // A quarter turn of the shortened literal is 3.7e-12 degrees short of 90.
     expectNear(spherical({0, 1, 0}), {0, 0, 1}, 0);
@@ -249,13 +249,13 @@ TEST(Spherical, AxesAndTheirSigns)
     expectNear(spherical({3, 4, 5}), {-36.86989764584402, 45, std::sqrt(50.0)}, 1e-11);
 }
 
-TEST(Spherical, BehindTheSensorTheSignOfXZeroDecidesTheHalfTurn)
+TEST(Spherical, behindTheSensorTheSignOfXZeroDecidesTheHalfTurn)
 {
     EXPECT_TRUE(within(spherical({0.0, -1, 0})[0], -180.0, 1e-11));
     EXPECT_TRUE(within(spherical({-0.0, -1, 0})[0], 180.0, 1e-11));
 }
 
-TEST(Spherical, RadiansBecomeDegreesByTheShortenedLiteral)
+TEST(Spherical, radiansBecomeDegreesByTheShortenedLiteral)
 {
     // The exact factor would give 90 to one ulp, 1.4e-14.
     const double wanted = static_cast<double>(kExactPi / 2 * 57.29577951308L);
@@ -264,7 +264,7 @@ TEST(Spherical, RadiansBecomeDegreesByTheShortenedLiteral)
     EXPECT_TRUE(within(spherical({0, 0, 1})[1], wanted, 3e-14));
 }
 
-TEST(Spherical, FormulasToTheBit)
+TEST(Spherical, formulasToTheBit)
 {
     Random random(56);
     for (int round = 0; round < 300; ++round) {
@@ -277,7 +277,7 @@ TEST(Spherical, FormulasToTheBit)
     }
 }
 
-TEST(Spherical, DirectionComesBackFromItsAngles)
+TEST(Spherical, directionComesBackFromItsAngles)
 {
     Random random(57);
     for (int round = 0; round < 300; ++round) {
@@ -294,13 +294,13 @@ TEST(Spherical, DirectionComesBackFromItsAngles)
     }
 }
 
-TEST(Spherical, ZeroVectorGivesZeros)
+TEST(Spherical, zeroVectorGivesZeros)
 {
     const Triple s = spherical({0, 0, 0});
     EXPECT_EQ(s, (Triple{0, 0, 0}));
 }
 
-TEST(Spherical, NaNStaysInTheAnglesItEnters)
+TEST(Spherical, nanStaysInTheAnglesItEnters)
 {
     const Triple s = spherical({1, 1, kNaN});
     EXPECT_TRUE(within(s[0], -45.0, 1e-11));

@@ -33,7 +33,7 @@ protected:
 
 constexpr float kMark = -777.0F;
 
-TEST(AccessorsOfNewObject, EveryCheckingAccessorReturns551AndWritesNothing)
+TEST(AccessorsOfNewObject, everyCheckingAccessorReturns551AndWritesNothing)
 {
     CKorPrm prm;
     ASSERT_FALSE(loadedFlag(prm));
@@ -100,7 +100,7 @@ TEST(AccessorsOfNewObject, EveryCheckingAccessorReturns551AndWritesNothing)
     EXPECT_FALSE(modifiedFlag(prm));
 }
 
-TEST(AccessorsOfNewObject, NotLoadedComesBeforeNullPointersAndCounts)
+TEST(AccessorsOfNewObject, notLoadedComesBeforeNullPointersAndCounts)
 {
     CKorPrm prm;
     unsigned int count = 4711;
@@ -124,7 +124,7 @@ TEST(AccessorsOfNewObject, NotLoadedComesBeforeNullPointersAndCounts)
     EXPECT_EQ(count, 4711U);
 }
 
-TEST(AccessorsOfNewObject, DestroyIsHarmlessAtAnyTime)
+TEST(AccessorsOfNewObject, destroyIsHarmlessAtAnyTime)
 {
     CKorPrm prm;
     prm.Destroy();
@@ -134,7 +134,7 @@ TEST(AccessorsOfNewObject, DestroyIsHarmlessAtAnyTime)
     EXPECT_EQ(count, 4711U);
 }
 
-TEST(AccessorsOfNewObject, CopiesOfUnloadedObjectsAreUnloaded)
+TEST(AccessorsOfNewObject, copiesOfUnloadedObjectsAreUnloaded)
 {
     const CKorPrm source;
     CKorPrm copy(source);
@@ -146,7 +146,7 @@ TEST(AccessorsOfNewObject, CopiesOfUnloadedObjectsAreUnloaded)
     EXPECT_EQ(mode, 4711);
 }
 
-TEST_F(Accessors, TableGettersWithoutATableReturn20AndTellTheCount)
+TEST_F(Accessors, tableGettersWithoutATableReturn20AndTellTheCount)
 {
     unsigned int count = 4711;
     EXPECT_EQ(m_prm.getAzimuthComp(count, nullptr), kBadArgument);
@@ -175,7 +175,7 @@ TEST_F(Accessors, TableGettersWithoutATableReturn20AndTellTheCount)
     EXPECT_EQ(spline, untouchedSpline);
 }
 
-TEST_F(Accessors, TableGettersWriteExactlyTheirRows)
+TEST_F(Accessors, tableGettersWriteExactlyTheirRows)
 {
     // Buffers of exactly the size of the group: an address sanitizer sees one value too many.
     std::vector<float> azimuth(8);
@@ -193,7 +193,7 @@ TEST_F(Accessors, TableGettersWriteExactlyTheirRows)
     EXPECT_EQ(table, (std::vector{-25.0F, -4.0F, 6.0F, 26.0F, -23.0F, 24.0F, 5.5F}));
 }
 
-TEST_F(Accessors, ParameterGettersWithoutAPointerReturn20AndLeaveTheCount)
+TEST_F(Accessors, parameterGettersWithoutAPointerReturn20AndLeaveTheCount)
 {
     unsigned int count = 4711;
     EXPECT_EQ(m_prm.getLevel1Parameters(nullptr, count), kBadArgument);
@@ -220,7 +220,7 @@ TEST_F(Accessors, ParameterGettersWithoutAPointerReturn20AndLeaveTheCount)
     expectSame(snapshot(m_prm), expected(firstSensor(9)));
 }
 
-TEST_F(Accessors, ParameterGettersTellTheirSizes)
+TEST_F(Accessors, parameterGettersTellTheirSizes)
 {
     std::vector<float> seven(7);
     std::vector<float> six(6);
@@ -241,7 +241,7 @@ TEST_F(Accessors, ParameterGettersTellTheirSizes)
     EXPECT_EQ(seven, (std::vector{61.0F, 62.0F, 63.0F, 64.0F, 65.0F, 66.0F, 67.0F}));
 }
 
-TEST_F(Accessors, SetScaleFactorsTakesOneToEight)
+TEST_F(Accessors, setScaleFactorsTakesOneToEight)
 {
     const std::array<float, 8> values = {-1.0F, -2.0F, -3.0F, -4.0F, -5.0F, -6.0F, -7.0F, -8.0F};
     PrmValues wanted = firstSensor(9);
@@ -264,7 +264,7 @@ TEST_F(Accessors, SetScaleFactorsTakesOneToEight)
     EXPECT_FALSE(modifiedFlag(m_prm)) << "replacing scale factors does not count as a modification";
 }
 
-TEST_F(Accessors, SetVectorSpreadsTheFirstComponentOverAllThree)
+TEST_F(Accessors, setVectorSpreadsTheFirstComponentOverAllThree)
 {
     m_prm.SetVector({1.0, 2.0, 3.0});
     std::array<double, 3> vector{};
@@ -273,7 +273,7 @@ TEST_F(Accessors, SetVectorSpreadsTheFirstComponentOverAllThree)
     EXPECT_FALSE(modifiedFlag(m_prm));
 }
 
-TEST_F(Accessors, SetVectorNeedsNoLoadedObject)
+TEST_F(Accessors, setVectorNeedsNoLoadedObject)
 {
     CKorPrm prm;
     prm.SetVector({2.5, 0.0, 0.0});
@@ -287,7 +287,7 @@ TEST_F(Accessors, SetVectorNeedsNoLoadedObject)
     EXPECT_EQ(vector, (std::array{2.5, 2.5, 2.5}));
 }
 
-TEST_F(Accessors, KnownVectorIsStoredInDouble)
+TEST_F(Accessors, knownVectorIsStoredInDouble)
 {
     const std::array<double, 3> values = {0.1, -1e300, 1.0 / 3.0};
     EXPECT_EQ(m_prm.setKnownVector(values.data()), kSuccess);
@@ -297,7 +297,7 @@ TEST_F(Accessors, KnownVectorIsStoredInDouble)
     EXPECT_TRUE(modifiedFlag(m_prm));
 }
 
-TEST_F(Accessors, EncoderOffsetsAreWidenedAndNarrowed)
+TEST_F(Accessors, encoderOffsetsAreWidenedAndNarrowed)
 {
     EXPECT_EQ(m_prm.setEncoderOffset({0.1F, -0.7F}), kSuccess);
     EXPECT_TRUE(modifiedFlag(m_prm));
@@ -307,7 +307,7 @@ TEST_F(Accessors, EncoderOffsetsAreWidenedAndNarrowed)
     EXPECT_TRUE(sameBits(offset.y, -0.7F));
 }
 
-TEST_F(Accessors, SettersReplaceTheirGroupAndNothingElse)
+TEST_F(Accessors, settersReplaceTheirGroupAndNothingElse)
 {
     PrmValues wanted = firstSensor(9);
 
@@ -324,7 +324,7 @@ TEST_F(Accessors, SettersReplaceTheirGroupAndNothingElse)
     expectSame(snapshot(m_prm), expected(wanted));
 }
 
-TEST_F(Accessors, SixSettersMarkTheObjectAsModifiedAndNoReadClearsIt)
+TEST_F(Accessors, sixSettersMarkTheObjectAsModifiedAndNoReadClearsIt)
 {
     std::array<double, 9> matrix{};
     const std::array<double, 3> vector{};
@@ -348,7 +348,7 @@ TEST_F(Accessors, SixSettersMarkTheObjectAsModifiedAndNoReadClearsIt)
     }
 }
 
-TEST_F(Accessors, OtherChangesDoNotMarkTheObjectAsModified)
+TEST_F(Accessors, otherChangesDoNotMarkTheObjectAsModified)
 {
     std::array<float, 3> temperatures = {1.0F, 2.0F, 3.0F};
     EXPECT_EQ(m_prm.SetKORLevelLimits({}), kSuccess);
@@ -360,7 +360,7 @@ TEST_F(Accessors, OtherChangesDoNotMarkTheObjectAsModified)
     EXPECT_FALSE(modifiedFlag(m_prm));
 }
 
-TEST_F(Accessors, MatrixOperationsCopyNTimesNValues)
+TEST_F(Accessors, matrixOperationsCopyNTimesNValues)
 {
     std::array<double, 10> m{};
     m.fill(-777.0);
@@ -383,7 +383,7 @@ TEST_F(Accessors, MatrixOperationsCopyNTimesNValues)
     expectSame(snapshot(m_prm), wanted);
 }
 
-TEST_F(Accessors, MatrixOperationsTakeNegativeNAsASignedProduct)
+TEST_F(Accessors, matrixOperationsTakeNegativeNAsASignedProduct)
 {
     std::array<double, 10> m{};
     m.fill(-777.0);
@@ -399,7 +399,7 @@ TEST_F(Accessors, MatrixOperationsTakeNegativeNAsASignedProduct)
     expectSame(snapshot(m_prm), wanted);
 }
 
-TEST_F(Accessors, MatrixOperationsCopyNothingWhenTheProductIsNotPositive)
+TEST_F(Accessors, matrixOperationsCopyNothingWhenTheProductIsNotPositive)
 {
     // 46341 squared is the first product beyond 31 bits, so it is negative; the others leave zero in 32 bits.
     for (const int n : {0, 46341, -46341, 65536, std::numeric_limits<int>::min()}) {
@@ -414,7 +414,7 @@ TEST_F(Accessors, MatrixOperationsCopyNothingWhenTheProductIsNotPositive)
     expectSame(snapshot(m_prm), expected(firstSensor(9)));
 }
 
-TEST_F(Accessors, LocalMatrixWithLargerNRunsOnIntoTheMachineMatrix)
+TEST_F(Accessors, localMatrixWithLargerNRunsOnIntoTheMachineMatrix)
 {
     std::vector<double> m(16);
     EXPECT_EQ(m_prm.getLocalMatrix(m.data(), 4), kSuccess);
@@ -430,7 +430,7 @@ TEST_F(Accessors, LocalMatrixWithLargerNRunsOnIntoTheMachineMatrix)
     expectSame(snapshot(m_prm), wanted);
 }
 
-TEST_F(Accessors, MachineMatrixWithLargerNRunsOnIntoTheFieldsBehindIt)
+TEST_F(Accessors, machineMatrixWithLargerNRunsOnIntoTheFieldsBehindIt)
 {
     std::vector<double> m(16);
     EXPECT_EQ(m_prm.getMachineMatrix(m.data(), 4), kSuccess);
@@ -441,7 +441,7 @@ TEST_F(Accessors, MachineMatrixWithLargerNRunsOnIntoTheFieldsBehindIt)
     EXPECT_EQ(behind, (std::array{0.0625F, -0.125F, 0.5F, 0.125F, 0.75F, -0.25F}));
 }
 
-TEST_F(Accessors, MatrixGettersNeverReadBeyondTheObject)
+TEST_F(Accessors, matrixGettersNeverReadBeyondTheObject)
 {
     constexpr std::size_t kObject = sizeof(CKorPrm) / sizeof(double);
     const std::vector<double> untouched(1000 * 1000, -777.0);
@@ -457,7 +457,7 @@ TEST_F(Accessors, MatrixGettersNeverReadBeyondTheObject)
     EXPECT_TRUE(std::equal(m.begin() + kObject, m.end(), untouched.begin() + kObject));
 }
 
-TEST_F(Accessors, MatrixSettersNeverWriteBeyondTheTwoMatrices)
+TEST_F(Accessors, matrixSettersNeverWriteBeyondTheTwoMatrices)
 {
     for (const int n : {5, 7, 100, 1000}) {
         CKorPrm prm;
@@ -476,7 +476,7 @@ TEST_F(Accessors, MatrixSettersNeverWriteBeyondTheTwoMatrices)
     }
 }
 
-TEST_F(Accessors, SetMachineMatrixWithLargerNStoresNineValues)
+TEST_F(Accessors, setMachineMatrixWithLargerNStoresNineValues)
 {
     std::vector<double> m(16);
     for (std::size_t i = 0; i < m.size(); ++i) {
@@ -488,7 +488,7 @@ TEST_F(Accessors, SetMachineMatrixWithLargerNStoresNineValues)
     expectSame(snapshot(m_prm), wanted);
 }
 
-TEST_F(Accessors, EncoderLimitOfFullRangesIsTheRangeItself)
+TEST_F(Accessors, encoderLimitOfFullRangesIsTheRangeItself)
 {
     PrmValues values = firstSensor(9);
     values.angleOffset = {0.0F, 0.0F};
@@ -504,7 +504,7 @@ TEST_F(Accessors, EncoderLimitOfFullRangesIsTheRangeItself)
     EXPECT_TRUE(kor_test::withinUlp(limit.w, 60.0F, 1));
 }
 
-TEST_F(Accessors, EncoderLimitSubtractsInFloatAndScalesInDouble)
+TEST_F(Accessors, encoderLimitSubtractsInFloatAndScalesInDouble)
 {
     const auto half = static_cast<float>(180.0 * kRadPerDegree);
     const auto halfElevation = static_cast<float>(60.0 * kRadPerDegree);
@@ -524,7 +524,7 @@ TEST_F(Accessors, EncoderLimitSubtractsInFloatAndScalesInDouble)
     }
 }
 
-TEST_F(Accessors, EncoderLimitNarrowsTheDoubleOffsetsOfTheFileFirst)
+TEST_F(Accessors, encoderLimitNarrowsTheDoubleOffsetsOfTheFileFirst)
 {
     for (const float degrees : {0.1F, 33.3F, -12.345678F, 179.99F, 1e-7F}) {
         PrmFile file(firstSensor(9));
@@ -547,7 +547,7 @@ TEST_F(Accessors, EncoderLimitNarrowsTheDoubleOffsetsOfTheFileFirst)
 }
 
 // These radians are among the few whose degrees show in float which literal was taken.
-TEST_F(Accessors, EncoderLimitIsScaledWithTheShortenedLiteral)
+TEST_F(Accessors, encoderLimitIsScaledWithTheShortenedLiteral)
 {
     PrmValues values = firstSensor(9);
     values.halfAngle = {0.0F, 0.0F};
@@ -567,7 +567,7 @@ TEST_F(Accessors, EncoderLimitIsScaledWithTheShortenedLiteral)
     EXPECT_TRUE(sameBits(limit.w, limit.z));
 }
 
-TEST_F(Accessors, HalfRangesThatNoFileGaveAreRawNumbers)
+TEST_F(Accessors, halfRangesThatNoFileGaveAreRawNumbers)
 {
     // Kept asymmetry: 180 and 60 stand for radians here, so the limits lie thousands of degrees out.
     PrmValues values = firstSensor(5);
@@ -594,7 +594,7 @@ float thermalStep(float gain, float offset, float factor, const std::array<float
     return scaled - product;
 }
 
-TEST_F(Accessors, ThermalStepIsComputedInFloatInTheStatedOrder)
+TEST_F(Accessors, thermalStepIsComputedInFloatInTheStatedOrder)
 {
     float x = 0.3F;
     float y = -0.7F;
@@ -619,7 +619,7 @@ TEST_F(Accessors, ThermalStepIsComputedInFloatInTheStatedOrder)
     }
 }
 
-TEST_F(Accessors, ThermalMeanAddsTheMiddleTemperatureFirst)
+TEST_F(Accessors, thermalMeanAddsTheMiddleTemperatureFirst)
 {
     ASSERT_EQ(m_prm.setThermalFactor({1.0F, 0.0F, 1.0F, 0.0F}), kSuccess);
     // The first two together swallow the 1; with the last two added first it would survive.
@@ -634,7 +634,7 @@ TEST_F(Accessors, ThermalMeanAddsTheMiddleTemperatureFirst)
     EXPECT_EQ(got.y, -1.0F);
 }
 
-TEST_F(Accessors, ThermalStepWithFactorOneChangesNothing)
+TEST_F(Accessors, thermalStepWithFactorOneChangesNothing)
 {
     std::array<float, 3> temps = {20.0F, 22.0F, 24.0F};
     m_prm.TgUpdateThermal(1.0F, temps.data(), 0);
@@ -642,7 +642,7 @@ TEST_F(Accessors, ThermalStepWithFactorOneChangesNothing)
     expectSame(snapshot(m_prm), expected(firstSensor(9)));
 }
 
-TEST_F(Accessors, ThermalStepWithFactorZeroLeavesMinusMeanTimesGain)
+TEST_F(Accessors, thermalStepWithFactorZeroLeavesMinusMeanTimesGain)
 {
     std::array<float, 3> temps = {20.0F, 22.0F, 24.0F};
     m_prm.TgUpdateThermal(0.0F, temps.data(), 0);
@@ -654,7 +654,7 @@ TEST_F(Accessors, ThermalStepWithFactorZeroLeavesMinusMeanTimesGain)
     expectSame(snapshot(m_prm), expected(wanted));
 }
 
-TEST_F(Accessors, ThermalStepNeedsNoLoadedObject)
+TEST_F(Accessors, thermalStepNeedsNoLoadedObject)
 {
     CKorPrm prm;
     std::array<float, 3> temps = {1.0F, 2.0F, 3.0F};
@@ -671,7 +671,7 @@ TEST_F(Accessors, ThermalStepNeedsNoLoadedObject)
     EXPECT_TRUE(sameBits(got.w, 0.0F));
 }
 
-TEST_F(Accessors, AfterDestroyTheTablesAreGoneAndTheRestStays)
+TEST_F(Accessors, afterDestroyTheTablesAreGoneAndTheRestStays)
 {
     m_prm.Destroy();
     m_prm.Destroy();
@@ -712,7 +712,7 @@ TEST_F(Accessors, AfterDestroyTheTablesAreGoneAndTheRestStays)
     EXPECT_TRUE(loadedFlag(m_prm));
 }
 
-TEST_F(Accessors, AfterDestroyAFileCanBeReadAgain)
+TEST_F(Accessors, afterDestroyAFileCanBeReadAgain)
 {
     CKorPrm prm;
     load(prm, secondSensor(9));
@@ -722,7 +722,7 @@ TEST_F(Accessors, AfterDestroyAFileCanBeReadAgain)
     expectSame(snapshot(prm), expected(firstSensor(9)));
 }
 
-TEST_F(Accessors, LevelYTableThatWasNeverReadIsEmpty)
+TEST_F(Accessors, levelYTableThatWasNeverReadIsEmpty)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(5)).text(1, 17)), kSuccess);
@@ -739,7 +739,7 @@ TEST_F(Accessors, LevelYTableThatWasNeverReadIsEmpty)
     EXPECT_EQ(count, 0U);
 }
 
-TEST_F(Accessors, CopiesHoldEveryValue)
+TEST_F(Accessors, copiesHoldEveryValue)
 {
     ASSERT_EQ(m_prm.setTiltOffset({5.0F, 6.0F}), kSuccess);
     PrmValues wanted = firstSensor(9);
@@ -758,7 +758,7 @@ TEST_F(Accessors, CopiesHoldEveryValue)
     EXPECT_STREQ(assigned.prmDirectory, m_prm.prmDirectory);
 }
 
-TEST_F(Accessors, CopiesShareTheAzimuthTable)
+TEST_F(Accessors, copiesShareTheAzimuthTable)
 {
     CKorPrm copy(m_prm);
     CKorPrm assigned;
@@ -772,7 +772,7 @@ TEST_F(Accessors, CopiesShareTheAzimuthTable)
     expectSame(snapshot(m_prm), expected(secondSensor(9)));
 }
 
-TEST_F(Accessors, ReleasedTablesStayWithTheOtherCopies)
+TEST_F(Accessors, releasedTablesStayWithTheOtherCopies)
 {
     CKorPrm copy(m_prm);
     {
@@ -786,7 +786,7 @@ TEST_F(Accessors, ReleasedTablesStayWithTheOtherCopies)
     expectSame(snapshot(copy), expected(firstSensor(9)));
 }
 
-TEST_F(Accessors, ReplacedTablesStayWithTheOtherCopies)
+TEST_F(Accessors, replacedTablesStayWithTheOtherCopies)
 {
     PrmValues second = secondSensor(9);
     second.azimuth = firstSensor(9).azimuth;
@@ -796,14 +796,14 @@ TEST_F(Accessors, ReplacedTablesStayWithTheOtherCopies)
     expectSame(snapshot(copy), expected(firstSensor(9)));
 }
 
-TEST_F(Accessors, AssignmentToItselfChangesNothing)
+TEST_F(Accessors, assignmentToItselfChangesNothing)
 {
     CKorPrm& same = m_prm;
     m_prm = same;
     expectSame(snapshot(m_prm), expected(firstSensor(9)));
 }
 
-TEST_F(Accessors, AssignmentReleasesTheTablesOfTheTarget)
+TEST_F(Accessors, assignmentReleasesTheTablesOfTheTarget)
 {
     // A leak detector sees the tables that an assignment forgets, an address sanitizer those released twice.
     CKorPrm target;

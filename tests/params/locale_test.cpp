@@ -38,7 +38,7 @@ protected:
     std::locale m_before;
 };
 
-TEST_F(GlobalLocale, OfStreamsWithADecimalCommaChangesNoRead)
+TEST_F(GlobalLocale, ofStreamsWithADecimalCommaChangesNoRead)
 {
     PrmValues values = firstSensor(9);
     values.id = 1234567; // a grouped number would make another file name
@@ -49,7 +49,7 @@ TEST_F(GlobalLocale, OfStreamsWithADecimalCommaChangesNoRead)
     expectSame(snapshot(prm), expected(values));
 }
 
-TEST_F(GlobalLocale, OfStreamsWithADecimalCommaStillEndsANumberAtTheComma)
+TEST_F(GlobalLocale, ofStreamsWithADecimalCommaStillEndsANumberAtTheComma)
 {
     PrmFile file(firstSensor(9));
     file[27].body = "1,5\t2,5\n";
@@ -60,7 +60,7 @@ TEST_F(GlobalLocale, OfStreamsWithADecimalCommaStillEndsANumberAtTheComma)
     expectSame(snapshot(prm), expected(wanted));
 }
 
-TEST(ProcessLocale, IsLeftAsTheHostHasSetIt)
+TEST(ProcessLocale, isLeftAsTheHostHasSetIt)
 {
     const std::string before = std::setlocale(LC_ALL, nullptr);
     const TempDir dir;

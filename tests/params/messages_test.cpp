@@ -43,19 +43,19 @@ constexpr std::array<std::pair<unsigned, std::string_view>, 24> kTexts = {{
     {624, R"(Block "Level2" is not found)"},
 }};
 
-TEST(Messages, EveryTextIsAsStoredCharacterForCharacter)
+TEST(Messages, everyTextIsAsStoredCharacterForCharacter)
 {
     for (const auto& [id, text] : kTexts) {
         EXPECT_EQ(kor::params::messageText(id), text) << id;
     }
 }
 
-TEST(Messages, CaptionIsAsStored)
+TEST(Messages, captionIsAsStored)
 {
     EXPECT_EQ(kor::params::messageCaption(), "Mek Error Message for KOR");
 }
 
-TEST(Messages, OtherIdentifiersHaveNoText)
+TEST(Messages, otherIdentifiersHaveNoText)
 {
     for (const unsigned id : {0U, 1U, 20U, 550U, 553U, 600U, 625U, 0x80000259U, 0xffffffffU}) {
         EXPECT_TRUE(kor::params::messageText(id).empty()) << id;
@@ -64,7 +64,7 @@ TEST(Messages, OtherIdentifiersHaveNoText)
 
 class DisplayErrMsg : public ParamsTest {};
 
-TEST_F(DisplayErrMsg, ShowsNothingAndChangesNothing)
+TEST_F(DisplayErrMsg, showsNothingAndChangesNothing)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(9)).text()), kSuccess);
@@ -83,7 +83,7 @@ TEST_F(DisplayErrMsg, ShowsNothingAndChangesNothing)
     expectSame(snapshot(prm), expected(firstSensor(9)));
 }
 
-TEST_F(DisplayErrMsg, NeedsNoLoadedObject)
+TEST_F(DisplayErrMsg, needsNoLoadedObject)
 {
     CKorPrm prm;
     prm.DisplayErrMsg(602);
@@ -91,7 +91,7 @@ TEST_F(DisplayErrMsg, NeedsNoLoadedObject)
     EXPECT_FALSE(modifiedFlag(prm));
 }
 
-TEST_F(DisplayErrMsg, FailedReadsShowNothing)
+TEST_F(DisplayErrMsg, failedReadsShowNothing)
 {
     ::testing::internal::CaptureStdout();
     ::testing::internal::CaptureStderr();

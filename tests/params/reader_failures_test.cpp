@@ -88,7 +88,7 @@ protected:
     }
 };
 
-TEST_P(Failures, FileThatEndsWhereTheTitleIsDue)
+TEST_P(Failures, fileThatEndsWhereTheTitleIsDue)
 {
     const BlockCase& c = GetParam();
     const std::string text = PrmFile(secondSensor(10)).text(1, c.block - 1);
@@ -120,7 +120,7 @@ TEST_P(Failures, FileThatEndsWhereTheTitleIsDue)
     EXPECT_EQ(m_endedAtTitle, c.block > 1);
 }
 
-TEST_P(Failures, AnotherTitle)
+TEST_P(Failures, anotherTitle)
 {
     const BlockCase& c = GetParam();
     PrmFile file(secondSensor(10));
@@ -134,7 +134,7 @@ TEST_P(Failures, AnotherTitle)
     EXPECT_FALSE(m_endedAtTitle);
 }
 
-TEST_P(Failures, BlockLeftOut)
+TEST_P(Failures, blockLeftOut)
 {
     const BlockCase& c = GetParam();
     const PrmFile file(secondSensor(10));
@@ -143,7 +143,7 @@ TEST_P(Failures, BlockLeftOut)
     expectFailure(text, c.missing, replacedUpTo(c.block - 1));
 }
 
-TEST_P(Failures, TitleInAnotherCase)
+TEST_P(Failures, titleInAnotherCase)
 {
     const BlockCase& c = GetParam();
     PrmFile file(secondSensor(10));
@@ -153,7 +153,7 @@ TEST_P(Failures, TitleInAnotherCase)
     expectFailure(file.text(), c.missing, replacedUpTo(c.block - 1));
 }
 
-TEST_P(Failures, TitleCutShort)
+TEST_P(Failures, titleCutShort)
 {
     const BlockCase& c = GetParam();
     std::string title(titleOf(c.block));
@@ -162,7 +162,7 @@ TEST_P(Failures, TitleCutShort)
     expectFailure(text, c.missing, replacedUpTo(c.block - 1));
 }
 
-TEST_P(Failures, TitleWithAWordInFront)
+TEST_P(Failures, titleWithAWordInFront)
 {
     const BlockCase& c = GetParam();
     PrmFile file(secondSensor(10));
@@ -178,7 +178,7 @@ INSTANTIATE_TEST_SUITE_P(Block, Failures, ::testing::ValuesIn(kCases), [](const 
 class ReaderFailures : public ParamsTest {};
 
 // The words of the title before do not fill the gap: "EL Position" is not completed by an earlier "Gain".
-TEST_F(ReaderFailures, ATitleWithoutItsLastWordsIsMissing)
+TEST_F(ReaderFailures, aTitleWithoutItsLastWordsIsMissing)
 {
     const PrmFile file(secondSensor(9));
     for (const BlockCase& c : kCases) {
@@ -192,7 +192,7 @@ TEST_F(ReaderFailures, ATitleWithoutItsLastWordsIsMissing)
     }
 }
 
-TEST_F(ReaderFailures, AnotherIdInTheFileGivesMessage602)
+TEST_F(ReaderFailures, anotherIdInTheFileGivesMessage602)
 {
     PrmFile file(secondSensor(9));
     for (const char* id : {"18", "0", "-17", "170", "1", "abc", ""}) {
@@ -209,7 +209,7 @@ TEST_F(ReaderFailures, AnotherIdInTheFileGivesMessage602)
     EXPECT_EQ(message("Serial Number 17"), 603);
 }
 
-TEST_F(ReaderFailures, Mode7ThatEndsAfterTheMountingModeFailsWith609)
+TEST_F(ReaderFailures, mode7ThatEndsAfterTheMountingModeFailsWith609)
 {
     for (const int mode : {7, 8, 9, 10}) {
         const std::string text = PrmFile(secondSensor(mode)).text(1, 20);
@@ -227,7 +227,7 @@ TEST_F(ReaderFailures, Mode7ThatEndsAfterTheMountingModeFailsWith609)
 }
 
 // What stands after the last number makes no difference to whether the end is known.
-TEST_F(ReaderFailures, TheEndIsNoticedWithAndWithoutAFinalNewlineOrBlanks)
+TEST_F(ReaderFailures, theEndIsNoticedWithAndWithoutAFinalNewlineOrBlanks)
 {
     const PrmFile file(secondSensor(9));
     for (const BlockCase& c : kCases) {
@@ -246,7 +246,7 @@ TEST_F(ReaderFailures, TheEndIsNoticedWithAndWithoutAFinalNewlineOrBlanks)
     }
 }
 
-TEST_F(ReaderFailures, AnEmptyFileHasNoSerialNumber)
+TEST_F(ReaderFailures, anEmptyFileHasNoSerialNumber)
 {
     for (const char* text : {"", "\n", " \t\r\n ", "Serial"}) {
         EXPECT_EQ(message(text), 601);
@@ -255,13 +255,13 @@ TEST_F(ReaderFailures, AnEmptyFileHasNoSerialNumber)
     }
 }
 
-TEST_F(ReaderFailures, AFileThatCannotBeOpenedHasNoMessage)
+TEST_F(ReaderFailures, aFileThatCannotBeOpenedHasNoMessage)
 {
     EXPECT_EQ(messageHere(), kNoMessage);
     EXPECT_EQ(m_status, kCannotOpen);
 }
 
-TEST_F(ReaderFailures, AValueThatDoesNotParseMakesTheNextTitleFail)
+TEST_F(ReaderFailures, aValueThatDoesNotParseMakesTheNextTitleFail)
 {
     const PrmValues first = firstSensor(9);
     const PrmValues second = secondSensor(9);
@@ -285,7 +285,7 @@ TEST_F(ReaderFailures, AValueThatDoesNotParseMakesTheNextTitleFail)
     }
 }
 
-TEST_F(ReaderFailures, ADecimalCommaMakesTheNextTitleFail)
+TEST_F(ReaderFailures, aDecimalCommaMakesTheNextTitleFail)
 {
     PrmFile file(firstSensor(9));
     file[8].body = "1,5\t2.5\n";
@@ -298,7 +298,7 @@ TEST_F(ReaderFailures, ADecimalCommaMakesTheNextTitleFail)
     expectSame(snapshot(prm), expected(wanted));
 }
 
-TEST_F(ReaderFailures, MoreValuesThanTheBlockHasMakeTheNextTitleFail)
+TEST_F(ReaderFailures, moreValuesThanTheBlockHasMakeTheNextTitleFail)
 {
     const PrmValues second = secondSensor(9);
     for (const BlockCase& c : kCases) {
@@ -311,7 +311,7 @@ TEST_F(ReaderFailures, MoreValuesThanTheBlockHasMakeTheNextTitleFail)
     }
 }
 
-TEST_F(ReaderFailures, MoreRowsThanTheCountMakeTheNextTitleFail)
+TEST_F(ReaderFailures, moreRowsThanTheCountMakeTheNextTitleFail)
 {
     for (const int block : {15, 16}) {
         PrmFile file(secondSensor(9));
@@ -320,7 +320,7 @@ TEST_F(ReaderFailures, MoreRowsThanTheCountMakeTheNextTitleFail)
     }
 }
 
-TEST_F(ReaderFailures, AMissingTiltYTableIsNoticedBeforeOtherBlocks)
+TEST_F(ReaderFailures, aMissingTiltYTableIsNoticedBeforeOtherBlocks)
 {
     const PrmFile file(secondSensor(9));
     EXPECT_EQ(message(file.text(1, 17) + file.text(19)), 619);

@@ -37,7 +37,7 @@ int codeOf(int table)
     return table + 601;
 }
 
-TEST_F(Hostile, NegativeCountsFailWithTheCodeOfTheirBlock)
+TEST_F(Hostile, negativeCountsFailWithTheCodeOfTheirBlock)
 {
     for (const int table : kTables) {
         for (const char* count : {"-1", "-3", "-2147483648", "-99999999999999999999"}) {
@@ -55,7 +55,7 @@ TEST_F(Hostile, NegativeCountsFailWithTheCodeOfTheirBlock)
     }
 }
 
-TEST_F(Hostile, CountsBeyondTheFileFailWithTheCodeOfTheirBlock)
+TEST_F(Hostile, countsBeyondTheFileFailWithTheCodeOfTheirBlock)
 {
     for (const int table : kTables) {
         for (const char* count :
@@ -72,7 +72,7 @@ TEST_F(Hostile, CountsBeyondTheFileFailWithTheCodeOfTheirBlock)
     }
 }
 
-TEST_F(Hostile, CountsThatDoNotParseFailForNewObjectsWithTheCodeOfTheirBlock)
+TEST_F(Hostile, countsThatDoNotParseFailForNewObjectsWithTheCodeOfTheirBlock)
 {
     for (const int table : kTables) {
         for (const char* count : {"?", "-", "+", ".", ",3", "three"}) {
@@ -89,7 +89,7 @@ TEST_F(Hostile, CountsThatDoNotParseFailForNewObjectsWithTheCodeOfTheirBlock)
 }
 
 // The count lands in its field before anything is known of the rows, so it is told, but no rows are handed out.
-TEST_F(Hostile, ATableWhoseCountFailedKeepsItsOldCountAndRows)
+TEST_F(Hostile, aTableWhoseCountFailedKeepsItsOldCountAndRows)
 {
     for (const int table : kTables) {
         for (const char* count : {"-7", "1000000", "99999999999"}) {
@@ -103,7 +103,7 @@ TEST_F(Hostile, ATableWhoseCountFailedKeepsItsOldCountAndRows)
     }
 }
 
-TEST_F(Hostile, ALargerAzimuthTableThanTheKeptOneIsRefused)
+TEST_F(Hostile, aLargerAzimuthTableThanTheKeptOneIsRefused)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(secondSensor(9)).text()), kSuccess);
@@ -118,7 +118,7 @@ TEST_F(Hostile, ALargerAzimuthTableThanTheKeptOneIsRefused)
     EXPECT_EQ(message(PrmFile(firstSensor(9)).text()), kNoMessage);
 }
 
-TEST_F(Hostile, AKeptAzimuthTableStaysAsLargeAsItWasMade)
+TEST_F(Hostile, aKeptAzimuthTableStaysAsLargeAsItWasMade)
 {
     PrmValues values = withoutModel(firstSensor(5));
     const auto withRows = [&values](int rows) {
@@ -146,7 +146,7 @@ TEST_F(Hostile, AKeptAzimuthTableStaysAsLargeAsItWasMade)
     EXPECT_EQ(read(empty, withRows(1)), kBadFormat);
 }
 
-TEST_F(Hostile, TablesThatAreAllButEmptyMayStillSucceed)
+TEST_F(Hostile, tablesThatAreAllButEmptyMayStillSucceed)
 {
     // As many rows announced as there are bytes at least, none of them there.
     PrmFile file(firstSensor(5));
@@ -163,7 +163,7 @@ TEST_F(Hostile, TablesThatAreAllButEmptyMayStillSucceed)
     EXPECT_EQ(got.at("tilt y table"), std::vector<double>(53));
 }
 
-TEST_F(Hostile, TheExtraRowOfTiltYFitsWhateverTheCounts)
+TEST_F(Hostile, theExtraRowOfTiltYFitsWhateverTheCounts)
 {
     // The object keeps X's count from this file or, when that one is missing, from the one before.
     for (const int x : {0, 1, 2, 10, 300}) {
@@ -196,7 +196,7 @@ TEST_F(Hostile, TheExtraRowOfTiltYFitsWhateverTheCounts)
     }
 }
 
-TEST_F(Hostile, WordsAndNumbersWithoutEnd)
+TEST_F(Hostile, wordsAndNumbersWithoutEnd)
 {
     const std::string words(100'000, 'x');
     const std::string digits(100'000, '7');
@@ -213,7 +213,7 @@ TEST_F(Hostile, WordsAndNumbersWithoutEnd)
     }
 }
 
-TEST_F(Hostile, FilesOfOneByteOrOneByteRepeated)
+TEST_F(Hostile, filesOfOneByteOrOneByteRepeated)
 {
     for (int byte = 0; byte < 256; ++byte) {
         CKorPrm prm;
@@ -222,7 +222,7 @@ TEST_F(Hostile, FilesOfOneByteOrOneByteRepeated)
     }
 }
 
-TEST_F(Hostile, FilesCutAtEveryByteFailOrLoad)
+TEST_F(Hostile, filesCutAtEveryByteFailOrLoad)
 {
     const std::string text = PrmFile(secondSensor(9)).text();
     const std::size_t optionalFrom = PrmFile(secondSensor(9)).text(1, 17).size();
@@ -249,7 +249,7 @@ TEST_F(Hostile, FilesCutAtEveryByteFailOrLoad)
     }
 }
 
-TEST_F(Hostile, FilesWithRandomChangesFailOrLoad)
+TEST_F(Hostile, filesWithRandomChangesFailOrLoad)
 {
     std::mt19937 random(20240517);
     const auto below = [&random](std::size_t n) { return static_cast<std::size_t>(random() % n); };

@@ -38,7 +38,7 @@ std::ptrdiff_t openHandles()
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
-TEST_F(Posix, NoReadLeavesAHandleOpen)
+TEST_F(Posix, noReadLeavesAHandleOpen)
 {
     const PrmFile file(firstSensor(9));
     std::vector<std::string> texts;
@@ -66,7 +66,7 @@ TEST_F(Posix, NoReadLeavesAHandleOpen)
 
 // ---- files and directories ---------------------------------------------------------------------------------
 
-TEST_F(Posix, BackslashesAndPercentsInADirectoryNameAreOrdinary)
+TEST_F(Posix, backslashesAndPercentsInADirectoryNameAreOrdinary)
 {
     for (const char* name : {"back\\slash", "ends\\", "%s%d%n%ls", "C:\\D", "Tg17.prm"}) {
         const std::filesystem::path directory = m_dir.path() / name;
@@ -78,7 +78,7 @@ TEST_F(Posix, BackslashesAndPercentsInADirectoryNameAreOrdinary)
     }
 }
 
-TEST_F(Posix, ADirectoryMayEndInASlash)
+TEST_F(Posix, aDirectoryMayEndInASlash)
 {
     writeFile(filePath(), PrmFile(firstSensor(5)).text());
     CKorPrm prm;
@@ -87,7 +87,7 @@ TEST_F(Posix, ADirectoryMayEndInASlash)
     EXPECT_EQ(std::wstring(prm.prmDirectory), directory);
 }
 
-TEST_F(Posix, ADirectoryTextOf254UnitsIsTheLongest)
+TEST_F(Posix, aDirectoryTextOf254UnitsIsTheLongest)
 {
     writeFile(filePath(), PrmFile(firstSensor(5)).text());
     std::wstring directory = m_dir.path().wstring();
@@ -103,7 +103,7 @@ TEST_F(Posix, ADirectoryTextOf254UnitsIsTheLongest)
     EXPECT_NE(std::wstring(other.prmDirectory), directory + L"/");
 }
 
-TEST_F(Posix, LongDirectoryTextsCountUnitsNotBytes)
+TEST_F(Posix, longDirectoryTextsCountUnitsNotBytes)
 {
     // 80 characters of three bytes each and the temporary path: more than 254 bytes, less than 255 units.
     std::string bytes;
@@ -121,7 +121,7 @@ TEST_F(Posix, LongDirectoryTextsCountUnitsNotBytes)
     EXPECT_EQ(std::wstring(prm.prmDirectory), directory);
 }
 
-TEST_F(Posix, ACurrentDirectoryThatIsTooLongIsRefused)
+TEST_F(Posix, aCurrentDirectoryThatIsTooLongIsRefused)
 {
     const std::filesystem::path before = std::filesystem::current_path();
     std::filesystem::path directory = m_dir.path();
@@ -139,7 +139,7 @@ TEST_F(Posix, ACurrentDirectoryThatIsTooLongIsRefused)
     EXPECT_EQ(std::wstring(prm.prmDirectory), m_dir.path().wstring());
 }
 
-TEST_F(Posix, CharactersThatNoFileNameCanHoldGive550)
+TEST_F(Posix, charactersThatNoFileNameCanHoldGive550)
 {
     for (const wchar_t unit : {static_cast<wchar_t>(0xd800), static_cast<wchar_t>(0xdfff),
                                static_cast<wchar_t>(0x110000), static_cast<wchar_t>(-1)}) {
@@ -148,7 +148,7 @@ TEST_F(Posix, CharactersThatNoFileNameCanHoldGive550)
     }
 }
 
-TEST_F(Posix, OnlyRegularFilesAreOpened)
+TEST_F(Posix, onlyRegularFilesAreOpened)
 {
     CKorPrm prm;
     ASSERT_EQ(::mkfifo(filePath().c_str(), 0600), 0);
@@ -215,7 +215,7 @@ protected:
     static inline std::unique_ptr<TempDir> s_locales;
 };
 
-TEST_F(CommaLocale, OfTheProcessOrTheThreadChangesNoRead)
+TEST_F(CommaLocale, ofTheProcessOrTheThreadChangesNoRead)
 {
     const char* name = std::setlocale(LC_ALL, "de_DE.UTF-8");
     ASSERT_NE(name, nullptr) << "this test needs localedef and the German locale source";
@@ -652,7 +652,7 @@ protected:
     Measure m_loaded; // after the first sensor's file
 };
 
-TEST_F(AgainstFormattedInput, WholeFilesAgree)
+TEST_F(AgainstFormattedInput, wholeFilesAgree)
 {
     for (const int mode : {5, 7, 9}) {
         EXPECT_TRUE(compare(PrmFile(firstSensor(mode)).text()));
@@ -660,7 +660,7 @@ TEST_F(AgainstFormattedInput, WholeFilesAgree)
     }
 }
 
-TEST_F(AgainstFormattedInput, FilesCutAtEveryByteAgree)
+TEST_F(AgainstFormattedInput, filesCutAtEveryByteAgree)
 {
     const std::string text = PrmFile(secondSensor(9)).text();
     std::size_t compared = 0;
@@ -672,7 +672,7 @@ TEST_F(AgainstFormattedInput, FilesCutAtEveryByteAgree)
     EXPECT_GT(compared, text.size() - 20);
 }
 
-TEST_F(AgainstFormattedInput, FilesWithRandomChangesAgree)
+TEST_F(AgainstFormattedInput, filesWithRandomChangesAgree)
 {
     std::mt19937 random(987654321);
     const auto below = [&random](std::size_t n) { return static_cast<std::size_t>(random() % n); };
@@ -716,7 +716,7 @@ TEST_F(AgainstFormattedInput, FilesWithRandomChangesAgree)
 
 // A sign without a number is used up. A row is one formatted read and gives up there; factors are read one by one,
 // so the next of them goes on behind the sign.
-TEST_F(AgainstFormattedInput, ARowEndsAtTheFirstValueThatDoesNotParse)
+TEST_F(AgainstFormattedInput, aRowEndsAtTheFirstValueThatDoesNotParse)
 {
     PrmFile file(secondSensor(9));
     file[9].body = "+-5\t6\t7\n";

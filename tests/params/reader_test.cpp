@@ -60,7 +60,7 @@ std::string replaced(std::string text, const std::string& from, const std::strin
 
 // ---- whole files -------------------------------------------------------------------------------------------
 
-TEST_F(Reader, EveryBlockGoesIntoItsFields)
+TEST_F(Reader, everyBlockGoesIntoItsFields)
 {
     for (const int mode : {7, 8, 9, 10, 100}) {
         expectLoads(PrmFile(firstSensor(mode)).text(), firstSensor(mode));
@@ -68,14 +68,14 @@ TEST_F(Reader, EveryBlockGoesIntoItsFields)
     }
 }
 
-TEST_F(Reader, SmallerModesStopAfterTheMountingMode)
+TEST_F(Reader, smallerModesStopAfterTheMountingMode)
 {
     for (const int mode : {-1, 0, 1, 2, 3, 4, 5, 6}) {
         expectLoads(PrmFile(firstSensor(mode)).text(1, 20), withoutModel(firstSensor(mode)));
     }
 }
 
-TEST_F(Reader, Mode5IgnoresTextAfterTheMountingMode)
+TEST_F(Reader, mode5IgnoresTextAfterTheMountingMode)
 {
     const PrmValues wanted = withoutModel(firstSensor(5));
     const PrmFile file(firstSensor(5));
@@ -85,12 +85,12 @@ TEST_F(Reader, Mode5IgnoresTextAfterTheMountingMode)
     expectLoads(file.text(1, 20) + std::string(5000, '\0'), wanted);
 }
 
-TEST_F(Reader, TextAfterTheLastBlockIsIgnored)
+TEST_F(Reader, textAfterTheLastBlockIsIgnored)
 {
     expectLoads(PrmFile(firstSensor(9)).text() + "trailing words 1 2 3\n", firstSensor(9));
 }
 
-TEST_F(Reader, Modes7And8HaveNoTiltLimitsOnX)
+TEST_F(Reader, modes7And8HaveNoTiltLimitsOnX)
 {
     for (const int mode : {7, 8}) {
         CKorPrm prm;
@@ -110,7 +110,7 @@ TEST_F(Reader, Modes7And8HaveNoTiltLimitsOnX)
     }
 }
 
-TEST_F(Reader, ASecondReadReplacesEverything)
+TEST_F(Reader, aSecondReadReplacesEverything)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(9)).text()), kSuccess);
@@ -119,7 +119,7 @@ TEST_F(Reader, ASecondReadReplacesEverything)
     expectSame(snapshot(prm), expected(secondSensor(10)));
 }
 
-TEST_F(Reader, AReadThatStopsAtASmallerModeLeavesTheModelAlone)
+TEST_F(Reader, aReadThatStopsAtASmallerModeLeavesTheModelAlone)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(9)).text()), kSuccess);
@@ -144,22 +144,22 @@ PrmValues endedAfter(PrmValues values, int last)
     return values;
 }
 
-TEST_F(Reader, AFileMayEndAfterTheTiltXTable)
+TEST_F(Reader, aFileMayEndAfterTheTiltXTable)
 {
     expectLoads(PrmFile(firstSensor(9)).text(1, 17), endedAfter(firstSensor(9), 17));
 }
 
-TEST_F(Reader, AFileMayEndAfterTheTiltYTable)
+TEST_F(Reader, aFileMayEndAfterTheTiltYTable)
 {
     expectLoads(PrmFile(firstSensor(9)).text(1, 18), endedAfter(firstSensor(9), 18));
 }
 
-TEST_F(Reader, AFileMayEndAfterTheScaleFactors)
+TEST_F(Reader, aFileMayEndAfterTheScaleFactors)
 {
     expectLoads(PrmFile(firstSensor(9)).text(1, 19), endedAfter(firstSensor(9), 19));
 }
 
-TEST_F(Reader, EndingAfterTheTiltXTableKeepsTheTiltYTableOfAnEarlierRead)
+TEST_F(Reader, endingAfterTheTiltXTableKeepsTheTiltYTableOfAnEarlierRead)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(9)).text()), kSuccess);
@@ -173,7 +173,7 @@ TEST_F(Reader, EndingAfterTheTiltXTableKeepsTheTiltYTableOfAnEarlierRead)
 
 // The end is known only once a read has met it. Every block ends in a number or word whose own end, or the blanks
 // after it, lie at the end of the file, so it makes no difference what stands there.
-TEST_F(Reader, TheEndIsNoticedWithAndWithoutAFinalNewlineOrBlanks)
+TEST_F(Reader, theEndIsNoticedWithAndWithoutAFinalNewlineOrBlanks)
 {
     const PrmFile file(firstSensor(9));
     for (const int last : {17, 18, 19}) {
@@ -198,7 +198,7 @@ TEST_F(Reader, TheEndIsNoticedWithAndWithoutAFinalNewlineOrBlanks)
     }
 }
 
-TEST_F(Reader, AFileMayEndWithinTheTiltXTable)
+TEST_F(Reader, aFileMayEndWithinTheTiltXTable)
 {
     PrmFile file(firstSensor(9));
     // Two of four rows, then nothing: the end is met while reading values, and it is no title that is missing.
@@ -212,7 +212,7 @@ TEST_F(Reader, AFileMayEndWithinTheTiltXTable)
 
 // ---- the layout --------------------------------------------------------------------------------------------
 
-TEST_F(Reader, AnyWhitespaceSeparates)
+TEST_F(Reader, anyWhitespaceSeparates)
 {
     const std::string text = PrmFile(firstSensor(9)).text();
     std::string blanks = text;
@@ -228,7 +228,7 @@ TEST_F(Reader, AnyWhitespaceSeparates)
     expectLoads(replaced(text, "\t", std::string(20000, ' ')), firstSensor(9));
 }
 
-TEST_F(Reader, EachTitleMayBeSurroundedByExtraTextInItsWords)
+TEST_F(Reader, eachTitleMayBeSurroundedByExtraTextInItsWords)
 {
     for (int block = 1; block <= kBlockCount; ++block) {
         SCOPED_TRACE(block);
@@ -238,7 +238,7 @@ TEST_F(Reader, EachTitleMayBeSurroundedByExtraTextInItsWords)
     }
 }
 
-TEST_F(Reader, EachTitleMayBeSpreadOverLines)
+TEST_F(Reader, eachTitleMayBeSpreadOverLines)
 {
     for (int block = 1; block <= kBlockCount; ++block) {
         SCOPED_TRACE(block);
@@ -248,14 +248,14 @@ TEST_F(Reader, EachTitleMayBeSpreadOverLines)
     }
 }
 
-TEST_F(Reader, ScaleFactorsIsAcceptedForScaleFactor)
+TEST_F(Reader, scaleFactorsIsAcceptedForScaleFactor)
 {
     PrmFile file(firstSensor(9));
     file[19].title = "Scale Factors\n";
     expectLoads(file.text(), firstSensor(9));
 }
 
-TEST_F(Reader, TitleWordsMayBeVeryLong)
+TEST_F(Reader, titleWordsMayBeVeryLong)
 {
     const std::string padding(100'000, '#');
     for (const int block : {1, 11, 21}) {
@@ -265,7 +265,7 @@ TEST_F(Reader, TitleWordsMayBeVeryLong)
     }
 }
 
-TEST_F(Reader, BytesBeyondAsciiAreLettersInWordsAndTitles)
+TEST_F(Reader, bytesBeyondAsciiAreLettersInWordsAndTitles)
 {
     PrmFile file(firstSensor(9));
     file[2].body = "W\xe4rme\xff\x80\xc3\xb6\xe6\xb8\xac\n";
@@ -276,7 +276,7 @@ TEST_F(Reader, BytesBeyondAsciiAreLettersInWordsAndTitles)
     expectLoads(file.text(), firstSensor(9));
 }
 
-TEST_F(Reader, OwnerAndTableWordsAreDiscardedWhateverTheyHold)
+TEST_F(Reader, ownerAndTableWordsAreDiscardedWhateverTheyHold)
 {
     for (const std::string& word : {std::string("x"), std::string("1.5"), std::string("Serial"), std::string("-"),
                                     std::string(100'000, 'w'), std::string("%s%n%d")}) {
@@ -288,7 +288,7 @@ TEST_F(Reader, OwnerAndTableWordsAreDiscardedWhateverTheyHold)
     }
 }
 
-TEST_F(Reader, PlaceholderBlocksMayHoldAnyNumbers)
+TEST_F(Reader, placeholderBlocksMayHoldAnyNumbers)
 {
     PrmFile file(firstSensor(9));
     for (int block = 3; block <= 6; ++block) {
@@ -300,7 +300,7 @@ TEST_F(Reader, PlaceholderBlocksMayHoldAnyNumbers)
 
 // ---- numbers -----------------------------------------------------------------------------------------------
 
-TEST_F(Reader, NumbersMayTakeEveryFormOfTheLanguage)
+TEST_F(Reader, numbersMayTakeEveryFormOfTheLanguage)
 {
     constexpr float kInf = std::numeric_limits<float>::infinity();
     const std::vector<std::pair<std::string, float>> cases = {
@@ -347,7 +347,7 @@ TEST_F(Reader, NumbersMayTakeEveryFormOfTheLanguage)
     }
 }
 
-TEST_F(Reader, NumbersAreRoundedOnceToFloat)
+TEST_F(Reader, numbersAreRoundedOnceToFloat)
 {
     // Just beside the middle of two floats, nearer to it than double resolves: rounding to double first would
     // land on the middle and then on the even neighbour.
@@ -368,7 +368,7 @@ TEST_F(Reader, NumbersAreRoundedOnceToFloat)
     EXPECT_TRUE(sameBits(admOffset("0x1.000002fffffffffffffp0"), 0x1.000002p0F));
 }
 
-TEST_F(Reader, NumbersMayHaveAHundredThousandDigits)
+TEST_F(Reader, numbersMayHaveAHundredThousandDigits)
 {
     const std::string zeros(100'000, '0');
     EXPECT_TRUE(sameBits(admOffset("1.5" + zeros), 1.5F));
@@ -383,7 +383,7 @@ TEST_F(Reader, NumbersMayHaveAHundredThousandDigits)
     EXPECT_TRUE(sameBits(admOffset("0x1.000001" + zeros + "1p0"), 0x1.000002p0F));
 }
 
-TEST_F(Reader, FieldsInDoubleAreWidenedFromFloat)
+TEST_F(Reader, fieldsInDoubleAreWidenedFromFloat)
 {
     PrmFile file(firstSensor(9));
     file[8].body = "0.1\t-33.3\n";
@@ -407,7 +407,7 @@ TEST_F(Reader, FieldsInDoubleAreWidenedFromFloat)
 }
 
 // These degrees are among the few (two in a million) whose radians show in float which literal was taken.
-TEST_F(Reader, DegreesAreConvertedWithTheShortenedLiteral)
+TEST_F(Reader, degreesAreConvertedWithTheShortenedLiteral)
 {
     constexpr double kExact = 0.017453292519943295;
     const auto radians = [](float degrees, double literal) {
@@ -440,7 +440,7 @@ TEST_F(Reader, DegreesAreConvertedWithTheShortenedLiteral)
     EXPECT_TRUE(sameBits(limit.w, wanted[3]));
 }
 
-TEST_F(Reader, ADecimalCommaEndsTheNumber)
+TEST_F(Reader, aDecimalCommaEndsTheNumber)
 {
     PrmFile file(firstSensor(9));
     file[27].body = "1,5\t2,5\n";
@@ -451,7 +451,7 @@ TEST_F(Reader, ADecimalCommaEndsTheNumber)
     expectSame(snapshot(prm), expected(wanted));
 }
 
-TEST_F(Reader, IntegersMayHaveASignAndLeadingZeros)
+TEST_F(Reader, integersMayHaveASignAndLeadingZeros)
 {
     PrmFile file(firstSensor(5));
     file[1].body = "+0017\n";
@@ -461,7 +461,7 @@ TEST_F(Reader, IntegersMayHaveASignAndLeadingZeros)
     expectLoads(file.text(1, 20), wanted);
 }
 
-TEST_F(Reader, AnIntegerEndsAtTheFirstOtherCharacter)
+TEST_F(Reader, anIntegerEndsAtTheFirstOtherCharacter)
 {
     PrmFile file(firstSensor(5));
     file[20].body = "6.75 and more\n";
@@ -480,7 +480,7 @@ struct RowCase {
 class ReaderRows : public Reader, public ::testing::WithParamInterface<RowCase> {};
 
 // The values that are left out keep what the read before has stored, and the next title is found all the same.
-TEST_P(ReaderRows, ValuesThatAreMissingKeepTheOldOnes)
+TEST_P(ReaderRows, valuesThatAreMissingKeepTheOldOnes)
 {
     const auto [block, count] = GetParam();
     const PrmValues first = firstSensor(9);
@@ -553,7 +553,7 @@ INSTANTIATE_TEST_SUITE_P(Blocks, ReaderRows,
                                            RowCase{24, 2}, RowCase{25, 3}, RowCase{26, 3}, RowCase{27, 7}),
                          [](const auto& instance) { return "Block" + std::to_string(instance.param.block); });
 
-TEST_F(Reader, AnAdmOffsetThatIsMissingKeepsTheOldOne)
+TEST_F(Reader, anAdmOffsetThatIsMissingKeepsTheOldOne)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(9)).text()), kSuccess);
@@ -563,7 +563,7 @@ TEST_F(Reader, AnAdmOffsetThatIsMissingKeepsTheOldOne)
     expectSame(snapshot(prm), expected(firstSensor(9)));
 }
 
-TEST_F(Reader, AMountModeThatIsMissingKeepsTheOldOne)
+TEST_F(Reader, aMountModeThatIsMissingKeepsTheOldOne)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(9)).text()), kSuccess);
@@ -573,7 +573,7 @@ TEST_F(Reader, AMountModeThatIsMissingKeepsTheOldOne)
     expectSame(snapshot(prm), expected(firstSensor(9)));
 }
 
-TEST_F(Reader, AMachineMatrixThatIsMissingInvertsTheKeptOneAgain)
+TEST_F(Reader, aMachineMatrixThatIsMissingInvertsTheKeptOneAgain)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(9)).text()), kSuccess);
@@ -585,7 +585,7 @@ TEST_F(Reader, AMachineMatrixThatIsMissingInvertsTheKeptOneAgain)
     EXPECT_EQ(m, (std::array{0.0, 2.0, 0.0, 0.0, 0.0, 4.0, 8.0, 0.0, 0.0}));
 }
 
-TEST_F(Reader, FieldsThatNoFileHasFilledStartAtZero)
+TEST_F(Reader, fieldsThatNoFileHasFilledStartAtZero)
 {
     PrmFile file(firstSensor(9));
     for (int block = 8; block <= 14; ++block) {
@@ -619,7 +619,7 @@ TEST_F(Reader, FieldsThatNoFileHasFilledStartAtZero)
 }
 
 // Seven factors, as a rewritten file has them: the eighth read meets the next title and changes nothing.
-TEST_F(Reader, SevenScaleFactorsLeaveTheEighthUnchanged)
+TEST_F(Reader, sevenScaleFactorsLeaveTheEighthUnchanged)
 {
     PrmFile file(firstSensor(5));
     file[19].body = "0\t0\t0\t0\t1\t1\t1\t\n";
@@ -634,7 +634,7 @@ TEST_F(Reader, SevenScaleFactorsLeaveTheEighthUnchanged)
 }
 
 // What could have become a number is used up with the first character that shows it does not, but for that one.
-TEST_F(Reader, ThePartOfAnInfinityIsUsedUp)
+TEST_F(Reader, thePartOfAnInfinityIsUsedUp)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(9)).text()), kSuccess);
@@ -648,7 +648,7 @@ TEST_F(Reader, ThePartOfAnInfinityIsUsedUp)
 
 // ---- tables ------------------------------------------------------------------------------------------------
 
-TEST_F(Reader, TablesWithoutRowsLoadAndKeepTheRollover)
+TEST_F(Reader, tablesWithoutRowsLoadAndKeepTheRollover)
 {
     PrmFile file(firstSensor(5));
     file[15].body = "0\n";
@@ -670,7 +670,7 @@ TEST_F(Reader, TablesWithoutRowsLoadAndKeepTheRollover)
     expectSame(snapshot(loaded), wanted);
 }
 
-TEST_F(Reader, ATiltTableWithoutRowsHoldsItsExtraRow)
+TEST_F(Reader, aTiltTableWithoutRowsHoldsItsExtraRow)
 {
     PrmFile file(firstSensor(5));
     file[17].body = "0\n-1\t2\t3\nTable_End\n";
@@ -684,7 +684,7 @@ TEST_F(Reader, ATiltTableWithoutRowsHoldsItsExtraRow)
     EXPECT_EQ(got.at("level limits"), (std::vector{-1.0, 2.0, -4.0, 5.0}));
 }
 
-TEST_F(Reader, TablesOfOneRowHaveNoInterval)
+TEST_F(Reader, tablesOfOneRowHaveNoInterval)
 {
     PrmValues values = withoutModel(firstSensor(5));
     values.azimuth = {{10.0F, 1.0F}};
@@ -694,7 +694,7 @@ TEST_F(Reader, TablesOfOneRowHaveNoInterval)
     expectLoads(PrmFile(values).text(1, 20), values);
 }
 
-TEST_F(Reader, RolloverIsTheFirstAndLastReadingOfEachTable)
+TEST_F(Reader, rolloverIsTheFirstAndLastReadingOfEachTable)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(5)).text()), kSuccess);
@@ -708,7 +708,7 @@ TEST_F(Reader, RolloverIsTheFirstAndLastReadingOfEachTable)
     EXPECT_EQ(last, 60.5F);
 }
 
-TEST_F(Reader, RowsThatAreMissingAreZeroInNewTables)
+TEST_F(Reader, rowsThatAreMissingAreZeroInNewTables)
 {
     PrmFile file(firstSensor(5));
     file[15].body = "6\n1\t2\n3\t4\n5\n";
@@ -722,7 +722,7 @@ TEST_F(Reader, RowsThatAreMissingAreZeroInNewTables)
     EXPECT_EQ(got.at("elevation rollover"), (std::vector{1.0, 0.0}));
 }
 
-TEST_F(Reader, RowsThatAreMissingKeepTheOldValuesInTheReusedAzimuthTable)
+TEST_F(Reader, rowsThatAreMissingKeepTheOldValuesInTheReusedAzimuthTable)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(5)).text()), kSuccess);
@@ -737,7 +737,7 @@ TEST_F(Reader, RowsThatAreMissingKeepTheOldValuesInTheReusedAzimuthTable)
     EXPECT_EQ(got.at("elevation rollover"), (std::vector{11.0, 0.0}));
 }
 
-TEST_F(Reader, ATiltTableWithTooFewRowsTakesItsExtraRowForARow)
+TEST_F(Reader, aTiltTableWithTooFewRowsTakesItsExtraRowForARow)
 {
     PrmFile file(firstSensor(5));
     file[17].body = "5\n-30\t1\n-5\t2\n-28\t27\t6.5\nTable_End\n";
@@ -749,7 +749,7 @@ TEST_F(Reader, ATiltTableWithTooFewRowsTakesItsExtraRowForARow)
     EXPECT_EQ(got.at("level limits")[1], 0.0);
 }
 
-TEST_F(Reader, ACountThatIsMissingLeavesTheOldCountInForce)
+TEST_F(Reader, aCountThatIsMissingLeavesTheOldCountInForce)
 {
     const PrmValues first = firstSensor(5);
     Snapshot wanted = expected(withoutModel(first));
@@ -789,7 +789,7 @@ TEST_F(Reader, ACountThatIsMissingLeavesTheOldCountInForce)
     EXPECT_EQ(got.at("level limits"), (std::vector{-28.0, 27.0, 0.0, 0.0}));
 }
 
-TEST_F(Reader, ASmallerAzimuthTableReusesTheKeptOne)
+TEST_F(Reader, aSmallerAzimuthTableReusesTheKeptOne)
 {
     PrmValues values = withoutModel(firstSensor(5));
     CKorPrm prm;
@@ -804,7 +804,7 @@ TEST_F(Reader, ASmallerAzimuthTableReusesTheKeptOne)
     }
 }
 
-TEST_F(Reader, ElevationAndTiltTablesMayGrow)
+TEST_F(Reader, elevationAndTiltTablesMayGrow)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(5)).text()), kSuccess);
@@ -819,7 +819,7 @@ TEST_F(Reader, ElevationAndTiltTablesMayGrow)
     expectSame(snapshot(prm), expected(values));
 }
 
-TEST_F(Reader, TheExtraRowOfTiltYLandsAtTheRowCountOfTiltXWhenThatIsSmaller)
+TEST_F(Reader, theExtraRowOfTiltYLandsAtTheRowCountOfTiltXWhenThatIsSmaller)
 {
     PrmFile file(firstSensor(5));
     file[17].body = "3\n-30\t-1\n0\t2\n30\t4\n-28\t27\t6.5\nTable_End\n";
@@ -836,7 +836,7 @@ TEST_F(Reader, TheExtraRowOfTiltYLandsAtTheRowCountOfTiltXWhenThatIsSmaller)
                {{"spline", naturalSpline({-20.0F, -10.0F, 0.0F, 15.0F, 40.0F}, {1.0F, 3.0F, -2.0F, 5.0F, 0.0F})}});
 }
 
-TEST_F(Reader, TheExtraRowOfTiltYLandsAtTheRowCountOfTiltXWhenThatIsLarger)
+TEST_F(Reader, theExtraRowOfTiltYLandsAtTheRowCountOfTiltXWhenThatIsLarger)
 {
     for (const int rows : {5, 6, 40}) {
         PrmFile file(firstSensor(5));
@@ -858,7 +858,7 @@ TEST_F(Reader, TheExtraRowOfTiltYLandsAtTheRowCountOfTiltXWhenThatIsLarger)
     }
 }
 
-TEST_F(Reader, SplinesAreNaturalAndMeetTheirRows)
+TEST_F(Reader, splinesAreNaturalAndMeetTheirRows)
 {
     PrmFile file(firstSensor(5));
     file[17].body = "5\n-31.5\t-30.25\n-11.25\t-12\n0.5\t0.75\n9\t8.5\n33\t30\n-28\t27\t6.5\nTable_End\n";
@@ -889,7 +889,7 @@ TEST_F(Reader, SplinesAreNaturalAndMeetTheirRows)
 
 // ---- the machine matrix ------------------------------------------------------------------------------------
 
-TEST_F(Reader, MachineMatrixIsTheInverseOfTheOneInTheFile)
+TEST_F(Reader, machineMatrixIsTheInverseOfTheOneInTheFile)
 {
     PrmFile file(firstSensor(5));
     file[11].body = "0.8125 -0.25 1.5\n0.375 2.0 -0.125\n-1.25 0.5 0.75\n";
@@ -912,7 +912,7 @@ TEST_F(Reader, MachineMatrixIsTheInverseOfTheOneInTheFile)
     }
 }
 
-TEST_F(Reader, ASingularMachineMatrixStaysAsItIsInTheFile)
+TEST_F(Reader, aSingularMachineMatrixStaysAsItIsInTheFile)
 {
     PrmFile file(firstSensor(5));
     file[11].body = "1 2 3\n2 4 6\n0 0 1\n";
@@ -925,14 +925,14 @@ TEST_F(Reader, ASingularMachineMatrixStaysAsItIsInTheFile)
 
 // ---- which file --------------------------------------------------------------------------------------------
 
-TEST_F(Reader, TheDirectoryIsRemembered)
+TEST_F(Reader, theDirectoryIsRemembered)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(5)).text()), kSuccess);
     EXPECT_EQ(std::wstring(prm.prmDirectory), m_dir.path().wstring());
 }
 
-TEST_F(Reader, AFileThatCannotBeOpenedGives550AndChangesTheDirectoryOnly)
+TEST_F(Reader, aFileThatCannotBeOpenedGives550AndChangesTheDirectoryOnly)
 {
     CKorPrm prm;
     EXPECT_EQ(readHere(prm), kCannotOpen);
@@ -948,7 +948,7 @@ TEST_F(Reader, AFileThatCannotBeOpenedGives550AndChangesTheDirectoryOnly)
     EXPECT_EQ(prm.ReadCalibrationFile((directory + L"/missing").c_str(), kId), kCannotOpen);
 }
 
-TEST_F(Reader, ANullDirectoryGives20)
+TEST_F(Reader, aNullDirectoryGives20)
 {
     CKorPrm prm;
     EXPECT_EQ(prm.ReadCalibrationFile(nullptr, kId), kBadArgument);
@@ -958,7 +958,7 @@ TEST_F(Reader, ANullDirectoryGives20)
     expectSame(snapshot(prm), expected(firstSensor(9)));
 }
 
-TEST_F(Reader, AnEmptyDirectoryIsTheCurrentOne)
+TEST_F(Reader, anEmptyDirectoryIsTheCurrentOne)
 {
     writeFile(filePath(), PrmFile(firstSensor(9)).text());
     const std::filesystem::path before = std::filesystem::current_path();
@@ -972,7 +972,7 @@ TEST_F(Reader, AnEmptyDirectoryIsTheCurrentOne)
     expectSame(snapshot(prm), expected(firstSensor(9)));
 }
 
-TEST_F(Reader, ADirectoryTextOf255UnitsOrMoreIsRefused)
+TEST_F(Reader, aDirectoryTextOf255UnitsOrMoreIsRefused)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(9)).text()), kSuccess);
@@ -989,7 +989,7 @@ TEST_F(Reader, ADirectoryTextOf255UnitsOrMoreIsRefused)
     expectSame(snapshot(prm), expected(firstSensor(9)));
 }
 
-TEST_F(Reader, ADirectoryNameMayHoldAnyCharacter)
+TEST_F(Reader, aDirectoryNameMayHoldAnyCharacter)
 {
     // Both spellings of each name, so that nothing here depends on a conversion.
     const std::vector<std::pair<std::u8string, std::wstring>> names = {
@@ -1008,14 +1008,14 @@ TEST_F(Reader, ADirectoryNameMayHoldAnyCharacter)
     }
 }
 
-TEST_F(Reader, ADirectoryNamedLikeTheFileCannotBeOpened)
+TEST_F(Reader, aDirectoryNamedLikeTheFileCannotBeOpened)
 {
     std::filesystem::create_directory(filePath());
     CKorPrm prm;
     EXPECT_EQ(readHere(prm), kCannotOpen);
 }
 
-TEST_F(Reader, TheIdIsTakenAsThirtyTwoSignedBits)
+TEST_F(Reader, theIdIsTakenAsThirtyTwoSignedBits)
 {
     const std::vector<std::pair<unsigned long, std::int32_t>> ids = {
         {0UL, 0},

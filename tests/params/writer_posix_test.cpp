@@ -242,7 +242,7 @@ protected:
 
 // ---- a disk that is full -----------------------------------------------------------------------------------
 
-TEST_F(WriterFaults, AFullDiskGives550AndKeepsTheFile)
+TEST_F(WriterFaults, aFullDiskGives550AndKeepsTheFile)
 {
     const int result = inChild([this] {
         if (mountSmall(m_here.path(), "8k")) {
@@ -258,7 +258,7 @@ TEST_F(WriterFaults, AFullDiskGives550AndKeepsTheFile)
     expectKept();
 }
 
-TEST_F(WriterFaults, ACopyThatLacksOneByteIsNotPutInPlace)
+TEST_F(WriterFaults, aCopyThatLacksOneByteIsNotPutInPlace)
 {
     for (const std::size_t limit : {std::size_t{0}, std::size_t{1}, std::size_t{4096}, m_copy.size() - 1}) {
         const int result = inChild([this, limit] {
@@ -277,7 +277,7 @@ TEST_F(WriterFaults, ACopyThatLacksOneByteIsNotPutInPlace)
 }
 
 // Room that comes back does not bring back what had none.
-TEST_F(WriterFaults, AnErrorIsNotForgottenWhenLaterWritesSucceed)
+TEST_F(WriterFaults, anErrorIsNotForgottenWhenLaterWritesSucceed)
 {
     for (const bool fails : {false, true}) {
         const int result = inChild([&] {
@@ -295,7 +295,7 @@ TEST_F(WriterFaults, AnErrorIsNotForgottenWhenLaterWritesSucceed)
     }
 }
 
-TEST_F(WriterFaults, AFormatFailureOnAFullDiskIsAFormatFailure)
+TEST_F(WriterFaults, aFormatFailureOnAFullDiskIsAFormatFailure)
 {
     m_text += "Scale Factor\n1 2 3 4 5 6 7 8\nMounting Mode\n0\n";
     writeFile(file(), m_text);
@@ -309,7 +309,7 @@ TEST_F(WriterFaults, AFormatFailureOnAFullDiskIsAFormatFailure)
 
 // ---- directories that may not be written -------------------------------------------------------------------
 
-TEST_F(WriterFaults, ADirectoryThatRefusesTheReplacementKeepsFileAndCopyAndGives0)
+TEST_F(WriterFaults, aDirectoryThatRefusesTheReplacementKeepsFileAndCopyAndGives0)
 {
     fs::permissions(m_there.path(), fs::perms(0555));
     const int result = inChild([this] {
@@ -321,7 +321,7 @@ TEST_F(WriterFaults, ADirectoryThatRefusesTheReplacementKeepsFileAndCopyAndGives
     fs::permissions(m_there.path(), fs::perms::all);
 }
 
-TEST_F(WriterFaults, ACurrentDirectoryThatRefusesTheCopyGives550)
+TEST_F(WriterFaults, aCurrentDirectoryThatRefusesTheCopyGives550)
 {
     fs::permissions(m_here.path(), fs::perms(0555));
     const int result = inChild([this] {
@@ -334,7 +334,7 @@ TEST_F(WriterFaults, ACurrentDirectoryThatRefusesTheCopyGives550)
     fs::permissions(m_here.path(), fs::perms::all);
 }
 
-TEST_F(WriterFaults, AFileThatMayNotBeReadGives550AndMakesNoCopy)
+TEST_F(WriterFaults, aFileThatMayNotBeReadGives550AndMakesNoCopy)
 {
     fs::permissions(file(), fs::perms(0));
     const int result = inChild([this] {
@@ -347,7 +347,7 @@ TEST_F(WriterFaults, AFileThatMayNotBeReadGives550AndMakesNoCopy)
     EXPECT_EQ(entriesOf(m_here.path()), 0);
 }
 
-TEST_F(WriterFaults, AFileThatBecomesADirectoryMeanwhileLeavesTheCopy)
+TEST_F(WriterFaults, aFileThatBecomesADirectoryMeanwhileLeavesTheCopy)
 {
     EXPECT_EQ(rewrite(file(),
                       [this](std::uint32_t) {
@@ -359,7 +359,7 @@ TEST_F(WriterFaults, AFileThatBecomesADirectoryMeanwhileLeavesTheCopy)
     EXPECT_EQ(bytesOf(temporary()), m_copy);
 }
 
-TEST_F(WriterFaults, AFileThatIsRemovedMeanwhileComesBackAsTheCopy)
+TEST_F(WriterFaults, aFileThatIsRemovedMeanwhileComesBackAsTheCopy)
 {
     EXPECT_EQ(rewrite(file(), [this](std::uint32_t) { fs::remove(file()); }), kSuccess);
     expectReplaced();
@@ -418,7 +418,7 @@ protected:
     fs::path m_work;
 };
 
-TEST_F(WriterAcross, TheCopyIsMovedBeforeTheCallReturns)
+TEST_F(WriterAcross, theCopyIsMovedBeforeTheCallReturns)
 {
     EXPECT_EQ(across([this] {
                   const int status = rewrite(file());
@@ -428,7 +428,7 @@ TEST_F(WriterAcross, TheCopyIsMovedBeforeTheCallReturns)
     expectReplaced();
 }
 
-TEST_F(WriterAcross, TheCopyHasThePermissionsOfTheFile)
+TEST_F(WriterAcross, theCopyHasThePermissionsOfTheFile)
 {
     fs::permissions(file(), fs::perms(0640));
     EXPECT_EQ(across([this] { return rewrite(file()); }), kSuccess);
@@ -436,7 +436,7 @@ TEST_F(WriterAcross, TheCopyHasThePermissionsOfTheFile)
     expectReplaced();
 }
 
-TEST_F(WriterAcross, FilesThatLieBesideAreLeftAlone)
+TEST_F(WriterAcross, filesThatLieBesideAreLeftAlone)
 {
     writeFile(m_there.path() / "$tmp1.prm", "somebody else's");
     writeFile(m_there.path() / "$tmp.prm", "somebody's");
@@ -449,7 +449,7 @@ TEST_F(WriterAcross, FilesThatLieBesideAreLeftAlone)
     EXPECT_EQ(entriesOf(m_there.path()), 4);
 }
 
-TEST_F(WriterAcross, ADiskThatHasNoRoomBesideTheFileKeepsFileAndCopy)
+TEST_F(WriterAcross, aDiskThatHasNoRoomBesideTheFileKeepsFileAndCopy)
 {
     EXPECT_EQ(across([this] {
                   // Only from the waits on, so that the first copy is complete.
@@ -460,7 +460,7 @@ TEST_F(WriterAcross, ADiskThatHasNoRoomBesideTheFileKeepsFileAndCopy)
     expectKept();
 }
 
-TEST_F(WriterAcross, ADirectoryThatRefusesTheReplacementKeepsFileAndCopy)
+TEST_F(WriterAcross, aDirectoryThatRefusesTheReplacementKeepsFileAndCopy)
 {
     fs::permissions(m_there.path(), fs::perms(0555));
     EXPECT_EQ(across([this] {
@@ -473,7 +473,7 @@ TEST_F(WriterAcross, ADirectoryThatRefusesTheReplacementKeepsFileAndCopy)
     fs::permissions(m_there.path(), fs::perms::all);
 }
 
-TEST_F(WriterAcross, AFileThatBecomesADirectoryMeanwhileLeavesTheCopyAndNothingBeside)
+TEST_F(WriterAcross, aFileThatBecomesADirectoryMeanwhileLeavesTheCopyAndNothingBeside)
 {
     EXPECT_EQ(across([this] {
                   const int status = rewrite(file(), [this](std::uint32_t) {
@@ -487,7 +487,7 @@ TEST_F(WriterAcross, AFileThatBecomesADirectoryMeanwhileLeavesTheCopyAndNothingB
     EXPECT_EQ(entriesOf(m_there.path()), 1);
 }
 
-TEST_F(WriterAcross, AKillAtAnyMomentLeavesTheOldFileOrACompleteCopy)
+TEST_F(WriterAcross, aKillAtAnyMomentLeavesTheOldFileOrACompleteCopy)
 {
     EXPECT_GT(across([this] { return killLaterAndLater(file(), m_text, m_copy); }), 10);
 }
@@ -537,13 +537,13 @@ protected:
     int m_error = 0;
 };
 
-TEST_F(ForcedToDisk, TheCopyThenTheDirectoryThatNamesIt)
+TEST_F(ForcedToDisk, theCopyThenTheDirectoryThatNamesIt)
 {
     EXPECT_EQ(rewrite(file()), kSuccess);
     EXPECT_EQ(m_forced, (std::vector<std::string>{"$tmp.prm", "replaced"}));
 }
 
-TEST_F(ForcedToDisk, TheDirectoryBeforeTheCopyOnTheOtherFileSystemGoes)
+TEST_F(ForcedToDisk, theDirectoryBeforeTheCopyOnTheOtherFileSystemGoes)
 {
     EXPECT_EQ(across([this] {
                   const int status = rewrite(file());
@@ -555,7 +555,7 @@ TEST_F(ForcedToDisk, TheDirectoryBeforeTheCopyOnTheOtherFileSystemGoes)
 }
 
 // Some systems tell only then that there is no room, or that a write has failed.
-TEST_F(ForcedToDisk, ACopyThatDoesNotGetThereGives550AndKeepsTheFile)
+TEST_F(ForcedToDisk, aCopyThatDoesNotGetThereGives550AndKeepsTheFile)
 {
     for (const int error : {EIO, ENOSPC, EDQUOT}) {
         m_forced.clear();
@@ -565,7 +565,7 @@ TEST_F(ForcedToDisk, ACopyThatDoesNotGetThereGives550AndKeepsTheFile)
     }
 }
 
-TEST_F(ForcedToDisk, ACopyBesideTheFileThatDoesNotGetThereKeepsFileAndCopy)
+TEST_F(ForcedToDisk, aCopyBesideTheFileThatDoesNotGetThereKeepsFileAndCopy)
 {
     EXPECT_EQ(across([this] {
                   const int status = rewriteFailing(2, EDQUOT);
@@ -575,7 +575,7 @@ TEST_F(ForcedToDisk, ACopyBesideTheFileThatDoesNotGetThereKeepsFileAndCopy)
     expectKept();
 }
 
-TEST_F(ForcedToDisk, AFileSystemThatForcesNothingIsTakenAsItIs)
+TEST_F(ForcedToDisk, aFileSystemThatForcesNothingIsTakenAsItIs)
 {
     for (const std::size_t n : {1U, 2U}) {
         m_forced.clear();
@@ -585,7 +585,7 @@ TEST_F(ForcedToDisk, AFileSystemThatForcesNothingIsTakenAsItIs)
     }
 }
 
-TEST_F(WriterFaults, ADirectoryThatMayNotBeListedTakesTheReplacement)
+TEST_F(WriterFaults, aDirectoryThatMayNotBeListedTakesTheReplacement)
 {
     fs::permissions(m_there.path(), fs::perms(0333));
     const int result = inChild([this] {
@@ -600,7 +600,7 @@ TEST_F(WriterFaults, ADirectoryThatMayNotBeListedTakesTheReplacement)
 
 // ---- kills -------------------------------------------------------------------------------------------------
 
-TEST_F(WriterFaults, AKillDuringAWaitLeavesTheOldFileAndACompleteCopy)
+TEST_F(WriterFaults, aKillDuringAWaitLeavesTheOldFileAndACompleteCopy)
 {
     for (int last = 1; last <= 2; ++last) {
         int waits = 0;
@@ -619,13 +619,13 @@ TEST_F(WriterFaults, AKillDuringAWaitLeavesTheOldFileAndACompleteCopy)
     expectReplaced();
 }
 
-TEST_F(WriterFaults, AKillAtAnyMomentLeavesTheOldFileOrACompleteCopy)
+TEST_F(WriterFaults, aKillAtAnyMomentLeavesTheOldFileOrACompleteCopy)
 {
     EXPECT_GT(killLaterAndLater(file(), m_text, m_copy), 10);
 }
 
 // Whoever looks at the path meanwhile never finds it empty.
-TEST_F(WriterFaults, APathThatIsWatchedIsNeverWithoutAWholeFile)
+TEST_F(WriterFaults, aPathThatIsWatchedIsNeverWithoutAWholeFile)
 {
     const pid_t child = ::fork();
     if (child == 0) {
@@ -647,7 +647,7 @@ TEST_F(WriterFaults, APathThatIsWatchedIsNeverWithoutAWholeFile)
 
 // ---- paths, links, handles, locale -------------------------------------------------------------------------
 
-TEST_F(WriterFaults, ThePathIsTakenAsItStands)
+TEST_F(WriterFaults, thePathIsTakenAsItStands)
 {
     for (const fs::path& name : {fs::path("back\\slash.prm"), fs::path("%s%d%n"), fs::path(u8"Ma\u00df \u6e2c.prm"),
                                  fs::path("no extension"), fs::path(" ")}) {
@@ -660,7 +660,7 @@ TEST_F(WriterFaults, ThePathIsTakenAsItStands)
     EXPECT_EQ(entriesOf(m_here.path()), 0);
 }
 
-TEST_F(WriterFaults, TextThatNoFileNameCanHoldGives0)
+TEST_F(WriterFaults, textThatNoFileNameCanHoldGives0)
 {
     float dynamic[7] = {};
     for (const wchar_t unit : {static_cast<wchar_t>(0xd800), static_cast<wchar_t>(0x110000)}) {
@@ -670,7 +670,7 @@ TEST_F(WriterFaults, TextThatNoFileNameCanHoldGives0)
     EXPECT_EQ(entriesOf(m_here.path()), 0);
 }
 
-TEST_F(WriterFaults, AFileWhoseStatusIsDeniedGives0)
+TEST_F(WriterFaults, aFileWhoseStatusIsDeniedGives0)
 {
     fs::permissions(m_there.path(), fs::perms(0666));
     const int result = inChild([this] {
@@ -683,7 +683,7 @@ TEST_F(WriterFaults, AFileWhoseStatusIsDeniedGives0)
     EXPECT_EQ(entriesOf(m_here.path()), 0);
 }
 
-TEST_F(WriterFaults, AReadOnlyDirectoryAtThePathStaysReadOnly)
+TEST_F(WriterFaults, aReadOnlyDirectoryAtThePathStaysReadOnly)
 {
     const fs::path path = m_there.path() / "directory";
     fs::create_directory(path);
@@ -693,7 +693,7 @@ TEST_F(WriterFaults, AReadOnlyDirectoryAtThePathStaysReadOnly)
     EXPECT_EQ(entriesOf(m_here.path()), 0);
 }
 
-TEST_F(WriterFaults, PipesAndDevicesGive550WithoutWaiting)
+TEST_F(WriterFaults, pipesAndDevicesGive550WithoutWaiting)
 {
     const fs::path path = m_there.path() / "other";
     ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
@@ -709,7 +709,7 @@ TEST_F(WriterFaults, PipesAndDevicesGive550WithoutWaiting)
     expectKept();
 }
 
-TEST_F(WriterFaults, ALinkInTheTemporaryFilesPlaceIsNotWrittenThrough)
+TEST_F(WriterFaults, aLinkInTheTemporaryFilesPlaceIsNotWrittenThrough)
 {
     writeFile(m_there.path() / "precious", "precious");
     fs::create_symlink(m_there.path() / "precious", temporary());
@@ -722,7 +722,7 @@ TEST_F(WriterFaults, ALinkInTheTemporaryFilesPlaceIsNotWrittenThrough)
     EXPECT_EQ(bytesOf(file()), m_text);
 }
 
-TEST_F(WriterFaults, ALinkAtThePathIsReplacedAndItsTargetKept)
+TEST_F(WriterFaults, aLinkAtThePathIsReplacedAndItsTargetKept)
 {
     const fs::path link = m_here.path() / "link.prm";
     fs::create_symlink(file(), link);
@@ -732,7 +732,7 @@ TEST_F(WriterFaults, ALinkAtThePathIsReplacedAndItsTargetKept)
     expectKept();
 }
 
-TEST_F(WriterFaults, TheCopyHasThePermissionsOfTheFile)
+TEST_F(WriterFaults, theCopyHasThePermissionsOfTheFile)
 {
     for (const auto& [given, wanted] : std::vector<std::array<unsigned, 2>>{{0600, 0600}, {0640, 0640}, {0444, 0644}}) {
         writeFile(file(), m_text);
@@ -744,7 +744,7 @@ TEST_F(WriterFaults, TheCopyHasThePermissionsOfTheFile)
 }
 
 // Whoever reads a file by its group's rights owns the copy, and would be shut out of it.
-TEST_F(WriterFaults, TheCopyCanBeReadByItsOwner)
+TEST_F(WriterFaults, theCopyCanBeReadByItsOwner)
 {
     kor::platform::File from = kor::platform::openFile(file().wstring(), kor::platform::OpenMode::read);
     kor::platform::File to = kor::platform::openFile(temporary().wstring(), kor::platform::OpenMode::write);
@@ -754,7 +754,7 @@ TEST_F(WriterFaults, TheCopyCanBeReadByItsOwner)
     EXPECT_EQ(fs::status(temporary()).permissions(), fs::perms(0640));
 }
 
-TEST_F(WriterFaults, NoCallLeavesAHandleOpen)
+TEST_F(WriterFaults, noCallLeavesAHandleOpen)
 {
     const auto handles = [] { return entriesOf("/proc/self/fd"); };
     const std::ptrdiff_t before = handles();
@@ -774,7 +774,7 @@ TEST_F(WriterFaults, NoCallLeavesAHandleOpen)
     EXPECT_EQ(handles(), before);
 }
 
-TEST_F(WriterFaults, ALocaleWithACommaChangesNothing)
+TEST_F(WriterFaults, aLocaleWithACommaChangesNothing)
 {
     const TempDir locales;
     const std::string target = (locales.path() / "de_DE.UTF-8").string();

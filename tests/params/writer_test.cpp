@@ -199,22 +199,22 @@ std::string copyOf(PrmFile& file, int last)
 
 // ---- files that are copied to their end --------------------------------------------------------------------
 
-TEST_F(Writer, AFileThatEndsAfterBlock17GetsFactorsAndModeZero)
+TEST_F(Writer, aFileThatEndsAfterBlock17GetsFactorsAndModeZero)
 {
     EXPECT_EQ(rewritten(PrmFile(secondSensor(0)).text(1, 17)), kFirst17 + kDefaultFactors + kModeZero);
 }
 
-TEST_F(Writer, AFileThatEndsAfterBlock18GetsFactorsAndModeZero)
+TEST_F(Writer, aFileThatEndsAfterBlock18GetsFactorsAndModeZero)
 {
     EXPECT_EQ(rewritten(PrmFile(secondSensor(0)).text(1, 18)), kFirst17 + kBlock18 + kDefaultFactors + kModeZero);
 }
 
-TEST_F(Writer, AFileThatEndsAfterBlock19KeepsItsEightFactorsOnePerLine)
+TEST_F(Writer, aFileThatEndsAfterBlock19KeepsItsEightFactorsOnePerLine)
 {
     EXPECT_EQ(rewritten(PrmFile(secondSensor(0)).text(1, 19)), kFirst17 + kBlock18 + kBlock19 + kModeZero);
 }
 
-TEST_F(Writer, LinesEndAsInTheTextFilesOfTheSystem)
+TEST_F(Writer, linesEndAsInTheTextFilesOfTheSystem)
 {
     const std::string text = PrmFile(secondSensor(0)).text(1, 18);
     const std::string wanted = withLineEnds(kFirst17 + kBlock18 + kDefaultFactors + kModeZero, "\n", kLineEnd);
@@ -231,7 +231,7 @@ TEST_F(Writer, LinesEndAsInTheTextFilesOfTheSystem)
                            "\n", kLineEnd));
 }
 
-TEST_F(Writer, AnyLayoutIsCopiedIntoTheCanonicalOne)
+TEST_F(Writer, anyLayoutIsCopiedIntoTheCanonicalOne)
 {
     std::string text = "\xEF";
     for (const char c : PrmFile(secondSensor(0)).text(1, 19)) {
@@ -241,7 +241,7 @@ TEST_F(Writer, AnyLayoutIsCopiedIntoTheCanonicalOne)
     EXPECT_EQ(rewritten(text), kFirst17 + kBlock18 + kBlock19 + kModeZero);
 }
 
-TEST_F(Writer, WhatIsWrittenReadsBackAsBefore)
+TEST_F(Writer, whatIsWrittenReadsBackAsBefore)
 {
     for (const int last : {18, 19}) {
         const std::string text = PrmFile(firstSensor(0)).text(1, last);
@@ -253,7 +253,7 @@ TEST_F(Writer, WhatIsWrittenReadsBackAsBefore)
     }
 }
 
-TEST_F(Writer, KeptSevenDefaultFactorsLeaveTheEighthOfALaterReadAlone)
+TEST_F(Writer, keptSevenDefaultFactorsLeaveTheEighthOfALaterReadAlone)
 {
     const std::string copied = rewritten(PrmFile(secondSensor(0)).text(1, 18));
     CKorPrm prm;
@@ -262,14 +262,14 @@ TEST_F(Writer, KeptSevenDefaultFactorsLeaveTheEighthOfALaterReadAlone)
     EXPECT_EQ(snapshot(prm).at("scale factors"), (std::vector{0.0, 0.0, 0.0, 0.0, 1.0, 1.0, 1.0, 8.0}));
 }
 
-TEST_F(Writer, TheCopyIsCompleteBeforeTwoWaitsOf500Milliseconds)
+TEST_F(Writer, theCopyIsCompleteBeforeTwoWaitsOf500Milliseconds)
 {
     const std::string copied = rewritten(PrmFile(secondSensor(0)).text(1, 19));
     EXPECT_EQ(m_waits, (std::vector<std::uint32_t>{500, 500}));
     EXPECT_EQ(m_copyAtWait, copied);
 }
 
-TEST_F(Writer, ValuesOfTheFileAreWrittenNotThoseOfTheObject)
+TEST_F(Writer, valuesOfTheFileAreWrittenNotThoseOfTheObject)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(0)).text()), kSuccess);
@@ -286,7 +286,7 @@ TEST_F(Writer, ValuesOfTheFileAreWrittenNotThoseOfTheObject)
     EXPECT_EQ(std::wstring(prm.prmDirectory), path);
 }
 
-TEST_F(Writer, PrmFileCopyWaitsTwiceHalfASecond)
+TEST_F(Writer, prmFileCopyWaitsTwiceHalfASecond)
 {
     CKorPrm prm;
     writeFile(file(), PrmFile(secondSensor(0)).text(1, 19));
@@ -301,7 +301,7 @@ TEST_F(Writer, PrmFileCopyWaitsTwiceHalfASecond)
 
 // ---- kept peculiarities ------------------------------------------------------------------------------------
 
-TEST_F(Writer, KeptAFileWithAMountingModeBlockFailsWith619)
+TEST_F(Writer, keptAFileWithAMountingModeBlockFailsWith619)
 {
     for (const int mode : {0, 6}) {
         PrmFile sensor(secondSensor(mode));
@@ -310,14 +310,14 @@ TEST_F(Writer, KeptAFileWithAMountingModeBlockFailsWith619)
     }
 }
 
-TEST_F(Writer, KeptNoTitleOfTwoWordsPassesForTheTiltYTableAtBlock20)
+TEST_F(Writer, keptNoTitleOfTwoWordsPassesForTheTiltYTableAtBlock20)
 {
     PrmFile sensor(secondSensor(0));
     sensor[20].title = "Tilt Y Calibration Table\n";
     expectFailure(sensor.text(1, 20), 619, copyOf(sensor, 19));
 }
 
-TEST_F(Writer, KeptAMissingScaleFactorReports619WhereAReadReports621)
+TEST_F(Writer, keptAMissingScaleFactorReports619WhereAReadReports621)
 {
     PrmFile sensor(secondSensor(0));
     sensor[19].title = "Scale Vector\n";
@@ -325,7 +325,7 @@ TEST_F(Writer, KeptAMissingScaleFactorReports619WhereAReadReports621)
     expectFailure(sensor.text(1, 19), 619, copyOf(sensor, 18));
 }
 
-TEST_F(Writer, KeptAFileWithoutTiltYTableIsRewrittenIntoOneThatAReadRefusesWith619)
+TEST_F(Writer, keptAFileWithoutTiltYTableIsRewrittenIntoOneThatAReadRefusesWith619)
 {
     const std::string text = PrmFile(secondSensor(0)).text(1, 17);
     CKorPrm prm;
@@ -333,13 +333,13 @@ TEST_F(Writer, KeptAFileWithoutTiltYTableIsRewrittenIntoOneThatAReadRefusesWith6
     EXPECT_EQ(message(rewritten(text)), 619);
 }
 
-TEST_F(Writer, KeptARewrittenFileCannotBeRewritten)
+TEST_F(Writer, keptARewrittenFileCannotBeRewritten)
 {
     const std::string copied = rewritten(PrmFile(secondSensor(0)).text(1, 19));
     expectFailure(copied, 619, copied.substr(0, copied.size() - kModeZero.size()));
 }
 
-TEST_F(Writer, KeptTheMountModeOfTheObjectDecidesOnTheModelBlocks)
+TEST_F(Writer, keptTheMountModeOfTheObjectDecidesOnTheModelBlocks)
 {
     const std::string zeros = "0.000000\t0.000000\t0.000000\t0.000000\t0.000000\t0.000000\t";
     const std::string defaults =
@@ -354,7 +354,7 @@ TEST_F(Writer, KeptTheMountModeOfTheObjectDecidesOnTheModelBlocks)
     }
 }
 
-TEST_F(Writer, KeptTheModeOfALoadedObjectIsUsed)
+TEST_F(Writer, keptTheModeOfALoadedObjectIsUsed)
 {
     CKorPrm prm;
     ASSERT_EQ(read(prm, PrmFile(firstSensor(9)).text()), kSuccess);
@@ -367,7 +367,7 @@ TEST_F(Writer, KeptTheModeOfALoadedObjectIsUsed)
     EXPECT_TRUE(fs::exists(temporary()));
 }
 
-TEST_F(Writer, KeptTheReadOnlyBitIsGoneAlsoAfterAFailure)
+TEST_F(Writer, keptTheReadOnlyBitIsGoneAlsoAfterAFailure)
 {
     for (const bool fails : {false, true}) {
         writeFile(file(), fails ? "nothing of the kind\n" : PrmFile(secondSensor(0)).text(1, 19));
@@ -378,7 +378,7 @@ TEST_F(Writer, KeptTheReadOnlyBitIsGoneAlsoAfterAFailure)
     }
 }
 
-TEST_F(Writer, KeptTheReadOnlyBitIsGoneAlsoWhenTheCopyCannotBeOpened)
+TEST_F(Writer, keptTheReadOnlyBitIsGoneAlsoWhenTheCopyCannotBeOpened)
 {
     writeFile(file(), PrmFile(secondSensor(0)).text(1, 19));
     ASSERT_TRUE(kor::platform::setReadOnly(file().wstring(), true));
@@ -388,7 +388,7 @@ TEST_F(Writer, KeptTheReadOnlyBitIsGoneAlsoWhenTheCopyCannotBeOpened)
     EXPECT_EQ(bytesOf(file()), PrmFile(secondSensor(0)).text(1, 19));
 }
 
-TEST_F(Writer, KeptTheTemporaryFileLiesInTheCurrentDirectoryAndIsOverwritten)
+TEST_F(Writer, keptTheTemporaryFileLiesInTheCurrentDirectoryAndIsOverwritten)
 {
     writeFile(temporary(), std::string(100000, 'x'));
     writeFile(file(), "Serial Number\n17\n");
@@ -412,7 +412,7 @@ protected:
     }
 };
 
-TEST_F(ModelBlocks, KeptAllButTheLastAreCopiedAndThatOneGoesToTheObject)
+TEST_F(ModelBlocks, keptAllButTheLastAreCopiedAndThatOneGoesToTheObject)
 {
     PrmFile sensor(secondSensor(9));
     kor::params::CopyReport report;
@@ -424,7 +424,7 @@ TEST_F(ModelBlocks, KeptAllButTheLastAreCopiedAndThatOneGoesToTheObject)
     EXPECT_TRUE(report.complete);
 }
 
-TEST_F(ModelBlocks, ADynamicParameterThatDoesNotParseKeepsItsValue)
+TEST_F(ModelBlocks, aDynamicParameterThatDoesNotParseKeepsItsValue)
 {
     PrmFile sensor(secondSensor(9));
     sensor[27].body = "1\t2\tthree\t4\n";
@@ -437,7 +437,7 @@ TEST_F(ModelBlocks, ADynamicParameterThatDoesNotParseKeepsItsValue)
               (std::vector<float>{1.0F, 2.0F, 33.0F, 0.0F, 0.0F, 0.0F, 77.0F}));
 }
 
-TEST_F(ModelBlocks, FailWithTheirOwnCodesTheLastThreeSilently)
+TEST_F(ModelBlocks, failWithTheirOwnCodesTheLastThreeSilently)
 {
     const std::array<unsigned, 7> codes = {622, 623, 624, 609, 0, 0, 0};
     for (int block = 21; block <= 27; ++block) {
@@ -457,7 +457,7 @@ TEST_F(ModelBlocks, FailWithTheirOwnCodesTheLastThreeSilently)
 
 // ---- failures ----------------------------------------------------------------------------------------------
 
-TEST_F(Writer, EveryMissingTitleFailsWithItsCodeAndLeavesTheBlocksBefore)
+TEST_F(Writer, everyMissingTitleFailsWithItsCodeAndLeavesTheBlocksBefore)
 {
     for (int block = 1; block <= 20; ++block) {
         PrmFile sensor(secondSensor(0));
@@ -467,7 +467,7 @@ TEST_F(Writer, EveryMissingTitleFailsWithItsCodeAndLeavesTheBlocksBefore)
     }
 }
 
-TEST_F(Writer, AFileThatEndsBeforeARequiredTitleFailsWithItsCode)
+TEST_F(Writer, aFileThatEndsBeforeARequiredTitleFailsWithItsCode)
 {
     for (int block = 1; block <= 17; ++block) {
         PrmFile sensor(secondSensor(0));
@@ -476,7 +476,7 @@ TEST_F(Writer, AFileThatEndsBeforeARequiredTitleFailsWithItsCode)
     }
 }
 
-TEST_F(Writer, ATableCountThatTheFileHasNoRoomForFailsWithTheCodeOfItsBlock)
+TEST_F(Writer, aTableCountThatTheFileHasNoRoomForFailsWithTheCodeOfItsBlock)
 {
     for (const int table : {15, 16, 17, 18}) {
         for (const char* count : {"-1", "-2147483648", "100000", "2147483647", "99999999999999999999", "x", ""}) {
@@ -491,7 +491,7 @@ TEST_F(Writer, ATableCountThatTheFileHasNoRoomForFailsWithTheCodeOfItsBlock)
     }
 }
 
-TEST_F(Writer, ATableThatClaimsAllOfTheFileWritesNoMoreThanThatManyRows)
+TEST_F(Writer, aTableThatClaimsAllOfTheFileWritesNoMoreThanThatManyRows)
 {
     const std::string before = PrmFile(secondSensor(0)).text(1, 14);
     const std::string text = before + "AZ Calibration Table\n999990\n" + std::string(1000000, 'x');
@@ -501,7 +501,7 @@ TEST_F(Writer, ATableThatClaimsAllOfTheFileWritesNoMoreThanThatManyRows)
     EXPECT_EQ(textOf(temporary()).size(), before.size() + 28 + 999990 * 18);
 }
 
-TEST_F(Writer, APathThatDoesNotExistGives0AndCreatesNothing)
+TEST_F(Writer, aPathThatDoesNotExistGives0AndCreatesNothing)
 {
     EXPECT_EQ(rewriteHere(), kSuccess);
     EXPECT_TRUE(fs::is_empty(m_here.path()));
@@ -515,7 +515,7 @@ TEST_F(Writer, APathThatDoesNotExistGives0AndCreatesNothing)
     EXPECT_TRUE(fs::is_empty(m_here.path()));
 }
 
-TEST_F(Writer, ADirectoryGives550AndTouchesNothing)
+TEST_F(Writer, aDirectoryGives550AndTouchesNothing)
 {
     fs::create_directory(file());
     writeFile(temporary(), "left from before");
@@ -531,7 +531,7 @@ TEST_F(Writer, ADirectoryGives550AndTouchesNothing)
     EXPECT_EQ(bytesOf(temporary()), "left from before");
 }
 
-TEST_F(Writer, TheTemporaryFileItselfCannotBeRewritten)
+TEST_F(Writer, theTemporaryFileItselfCannotBeRewritten)
 {
     const std::string text = PrmFile(secondSensor(0)).text(1, 19);
     writeFile(temporary(), text);
@@ -541,7 +541,7 @@ TEST_F(Writer, TheTemporaryFileItselfCannotBeRewritten)
     }
 }
 
-TEST_F(Writer, ARelativePathIsRewrittenInTheCurrentDirectory)
+TEST_F(Writer, aRelativePathIsRewrittenInTheCurrentDirectory)
 {
     writeFile(m_here.path() / "Tg1.prm", PrmFile(secondSensor(0)).text(1, 19));
     EXPECT_EQ(kor::params::rewriteFile(L"Tg1.prm", 0, m_dynamic, [](std::uint32_t) {}).status, kSuccess);
@@ -549,7 +549,7 @@ TEST_F(Writer, ARelativePathIsRewrittenInTheCurrentDirectory)
     EXPECT_FALSE(fs::exists(temporary()));
 }
 
-TEST_F(Writer, ACopyThatHasChangedDuringTheWaitsDoesNotReplaceTheFile)
+TEST_F(Writer, aCopyThatHasChangedDuringTheWaitsDoesNotReplaceTheFile)
 {
     const std::string text = PrmFile(secondSensor(0)).text(1, 19);
     writeFile(file(), text);
@@ -573,7 +573,7 @@ TEST_F(Writer, ACopyThatHasChangedDuringTheWaitsDoesNotReplaceTheFile)
     EXPECT_EQ(bytesOf(file()), text);
 }
 
-TEST_F(Writer, ACallDuringTheWaitsOfAnotherDoesNotBringItsCopyToTheOthersFile)
+TEST_F(Writer, aCallDuringTheWaitsOfAnotherDoesNotBringItsCopyToTheOthersFile)
 {
     const std::string text = PrmFile(secondSensor(0)).text(1, 19);
     const fs::path second = m_dir.path() / "second.prm";
@@ -589,7 +589,7 @@ TEST_F(Writer, ACallDuringTheWaitsOfAnotherDoesNotBringItsCopyToTheOthersFile)
     }
 }
 
-TEST_F(Writer, AnotherCurrentDirectoryAfterTheWaitsDoesNotGiveItsTemporaryFile)
+TEST_F(Writer, anotherCurrentDirectoryAfterTheWaitsDoesNotGiveItsTemporaryFile)
 {
     const TempDir other;
     const std::string text = PrmFile(secondSensor(0)).text(1, 19);
@@ -605,7 +605,7 @@ TEST_F(Writer, AnotherCurrentDirectoryAfterTheWaitsDoesNotGiveItsTemporaryFile)
     EXPECT_EQ(textOf(temporary()), kFirst17 + kBlock18 + kBlock19 + kModeZero);
 }
 
-TEST_F(Writer, NoFailureToAllocateLeavesIt)
+TEST_F(Writer, noFailureToAllocateLeavesIt)
 {
     PrmFile sensor(secondSensor(0));
     sensor[2].body = std::string(5000, 'w') + "\n";
@@ -647,7 +647,7 @@ protected:
     }
 };
 
-TEST_F(Values, AreWrittenWithSixDecimalsFromSinglePrecision)
+TEST_F(Values, areWrittenWithSixDecimalsFromSinglePrecision)
 {
     EXPECT_EQ(valueOf("1.5"), "1.500000");
     EXPECT_EQ(valueOf("0.1"), "0.100000");
@@ -659,7 +659,7 @@ TEST_F(Values, AreWrittenWithSixDecimalsFromSinglePrecision)
     EXPECT_EQ(valueOf("3.40282347e38"), "340282346638528859811704183484516925440.000000");
 }
 
-TEST_F(Values, ThatAreNotFiniteAreWrittenSoThatTheyReadBack)
+TEST_F(Values, thatAreNotFiniteAreWrittenSoThatTheyReadBack)
 {
     EXPECT_EQ(valueOf("1e39"), "inf");
     EXPECT_EQ(valueOf("-INFINITY"), "-inf");
@@ -684,7 +684,7 @@ std::string appended(float value)
     return text;
 }
 
-TEST(WriterFloats, ArePrintedAsTheCLibraryPrintsThem)
+TEST(WriterFloats, arePrintedAsTheCLibraryPrintsThem)
 {
     std::mt19937 random(20250101);
     for (std::uint32_t exponent = 0; exponent < 255; ++exponent) {
@@ -705,7 +705,7 @@ TEST(WriterFloats, ArePrintedAsTheCLibraryPrintsThem)
     EXPECT_EQ(appended(std::numeric_limits<float>::infinity()), "inf");
 }
 
-TEST_F(Writer, WordsOfAnyBytesAndLengthAreCopiedAsTheyAre)
+TEST_F(Writer, wordsOfAnyBytesAndLengthAreCopiedAsTheyAre)
 {
     std::string everyByte;
     for (int c = 0; c < 256; ++c) {
@@ -728,7 +728,7 @@ TEST_F(Writer, WordsOfAnyBytesAndLengthAreCopiedAsTheyAre)
     }
 }
 
-TEST_F(Writer, AnIdIsWrittenAsTheSigned32BitsThatAReadCompares)
+TEST_F(Writer, anIdIsWrittenAsTheSigned32BitsThatAReadCompares)
 {
     const std::array<std::array<const char*, 2>, 8> ids = {{{"17", "17"},
                                                             {"+0017", "17"},
@@ -746,7 +746,7 @@ TEST_F(Writer, AnIdIsWrittenAsTheSigned32BitsThatAReadCompares)
     }
 }
 
-TEST_F(Writer, AValueThatDoesNotParseIsWrittenAs0AndSoAreThoseBehindItInItsRow)
+TEST_F(Writer, aValueThatDoesNotParseIsWrittenAs0AndSoAreThoseBehindItInItsRow)
 {
     // The rest of the row is taken for the next title, so the block is the last one copied.
     PrmFile sensor(secondSensor(0));
@@ -768,7 +768,7 @@ TEST_F(Writer, AValueThatDoesNotParseIsWrittenAs0AndSoAreThoseBehindItInItsRow)
     EXPECT_EQ(rows, table.text(1, 18) + kBlock19 + kModeZero);
 }
 
-TEST_F(Writer, AnEighthFactorThatIsNotThereIsWrittenAs0)
+TEST_F(Writer, anEighthFactorThatIsNotThereIsWrittenAs0)
 {
     PrmFile sensor(secondSensor(0));
     sensor[19].body = "1 2 3 4 5 6 7\n";
@@ -778,7 +778,7 @@ TEST_F(Writer, AnEighthFactorThatIsNotThereIsWrittenAs0)
                                                  kModeZero);
 }
 
-TEST_F(Writer, ATiltTableWithoutItsWordGetsOne)
+TEST_F(Writer, aTiltTableWithoutItsWordGetsOne)
 {
     for (const int last : {17, 18}) {
         PrmFile sensor(secondSensor(0));
@@ -865,7 +865,7 @@ private:
     int m_last = 0;
 };
 
-TEST_F(Writer, ARewrittenFileIsAFixedPointAfterOnePass)
+TEST_F(Writer, aRewrittenFileIsAFixedPointAfterOnePass)
 {
     for (std::uint32_t seed = 1; seed <= 300; ++seed) {
         Generator generator(seed);
@@ -893,7 +893,7 @@ TEST_F(Writer, ARewrittenFileIsAFixedPointAfterOnePass)
 }
 
 // Files cut anywhere: either refused and kept, or copied into a file that loads, too, if it has a tilt Y table.
-TEST_F(Writer, FilesCutAtAnyByteAreRefusedOrCopied)
+TEST_F(Writer, filesCutAtAnyByteAreRefusedOrCopied)
 {
     const std::string whole = PrmFile(secondSensor(0)).text(1, 19);
     int copied = 0;

@@ -35,7 +35,7 @@ private:
     fs::path m_directory;
 };
 
-TEST_F(OutputTest, AppearsOnClose)
+TEST_F(OutputTest, appearsOnClose)
 {
     Output output(path("r"));
     output.write("all of it");
@@ -45,7 +45,7 @@ TEST_F(OutputTest, AppearsOnClose)
     EXPECT_EQ(files(), 1);
 }
 
-TEST_F(OutputTest, WithoutCloseNothingRemainsAndTheOldFileStays)
+TEST_F(OutputTest, withoutCloseNothingRemainsAndTheOldFileStays)
 {
     std::ofstream(path("r")) << "old";
     {
@@ -57,7 +57,7 @@ TEST_F(OutputTest, WithoutCloseNothingRemainsAndTheOldFileStays)
     EXPECT_EQ(files(), 1);
 }
 
-TEST_F(OutputTest, PiecesOfAnySizeComeOutInOrder)
+TEST_F(OutputTest, piecesOfAnySizeComeOutInOrder)
 {
     std::string wanted;
     Output output(path("r"));
@@ -70,7 +70,7 @@ TEST_F(OutputTest, PiecesOfAnySizeComeOutInOrder)
     EXPECT_EQ(content("r"), wanted);
 }
 
-TEST_F(OutputTest, TwoToOneTargetDoNotMix)
+TEST_F(OutputTest, twoToOneTargetDoNotMix)
 {
     Output first(path("r"));
     Output second(path("r"));
@@ -83,7 +83,7 @@ TEST_F(OutputTest, TwoToOneTargetDoNotMix)
 }
 
 #ifndef _WIN32 // the device is a POSIX one
-TEST_F(OutputTest, AFullDeviceIsAWriteError)
+TEST_F(OutputTest, aFullDeviceIsAWriteError)
 {
     Output output("/dev/full");
     output.write("x");
@@ -97,7 +97,7 @@ TEST_F(OutputTest, AFullDeviceIsAWriteError)
 }
 #endif
 
-TEST_F(OutputTest, AMissingDirectoryCannotBeWrittenInto)
+TEST_F(OutputTest, aMissingDirectoryCannotBeWrittenInto)
 {
     try {
         Output output(path("none/r"));

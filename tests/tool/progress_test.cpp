@@ -12,13 +12,13 @@ namespace {
 using kor::tool::grouped;
 using kor::tool::progressLine;
 
-TEST(ProgressLine, ShowsBarShareRateAndTimeLeft)
+TEST(ProgressLine, showsBarShareRateAndTimeLeft)
 {
     EXPECT_EQ(progressLine("a.csv", 250, 1000, 500000, "samples", 2.0, 100),
               "a.csv  [##########..............................]  25%  250 000 samples/s  00:06 left");
 }
 
-TEST(ProgressLine, StartAndEnd)
+TEST(ProgressLine, startAndEnd)
 {
     EXPECT_EQ(progressLine("a", 0, 1000, 0, "samples", 0.0, 80),
               "a  [........................................]   0%  0 samples");
@@ -26,7 +26,7 @@ TEST(ProgressLine, StartAndEnd)
               "a  [########################################] 100%  300 samples/s  00:00 left");
 }
 
-TEST(ProgressLine, TheTimeLeftIsShownOnceSomethingHasBeenCounted)
+TEST(ProgressLine, theTimeLeftIsShownOnceSomethingHasBeenCounted)
 {
     EXPECT_EQ(progressLine("a", 10, 1000, 0, "samples", 0.5, 80),
               "a  [........................................]   1%  0 samples");
@@ -34,18 +34,18 @@ TEST(ProgressLine, TheTimeLeftIsShownOnceSomethingHasBeenCounted)
               "a  [........................................]   1%  1 samples  00:50 left");
 }
 
-TEST(ProgressLine, WithoutATotalThereIsNoBar)
+TEST(ProgressLine, withoutATotalThereIsNoBar)
 {
     EXPECT_EQ(progressLine("standard input", 0, 0, 1234567, "samples", 2.0, 80),
               "standard input  1 234 567 samples  617 283 samples/s");
 }
 
-TEST(ProgressLine, AFileThatGrowsStaysAtItsEnd)
+TEST(ProgressLine, aFileThatGrowsStaysAtItsEnd)
 {
     EXPECT_NE(progressLine("a", 2000, 1000, 900, "samples", 3.0, 80).find("100%"), std::string::npos);
 }
 
-TEST(ProgressLine, FitsAnyWidth)
+TEST(ProgressLine, fitsAnyWidth)
 {
     for (int width = 1; width < 140; ++width) {
         EXPECT_LE(progressLine("recording.korraw", 5, 1000, 900000, "samples", 3.0, width).size(),
@@ -53,12 +53,12 @@ TEST(ProgressLine, FitsAnyWidth)
     }
 }
 
-TEST(ProgressLine, HoursWhenItTakesThatLong)
+TEST(ProgressLine, hoursWhenItTakesThatLong)
 {
     EXPECT_NE(progressLine("a", 1, 3701, 10, "samples", 1.0, 120).find("  1:01:40 left"), std::string::npos);
 }
 
-TEST(ProgressOption, KnowsItsThreeWordsAndRefusesAnyOther)
+TEST(ProgressOption, knowsItsThreeWordsAndRefusesAnyOther)
 {
     using kor::tool::progressOption;
     using kor::tool::ShowProgress;
@@ -78,7 +78,7 @@ TEST(ProgressOption, KnowsItsThreeWordsAndRefusesAnyOther)
     }
 }
 
-TEST(Grouped, ByThousands)
+TEST(Grouped, byThousands)
 {
     EXPECT_EQ(grouped(0), "0");
     EXPECT_EQ(grouped(999), "999");

@@ -24,7 +24,7 @@ using kor_test::read;
 using kor_test::row;
 using kor_test::sameBits;
 
-RC_GTEST_PROP(Recording, AnyBytesBehindTheHeaderGiveSamplesOrProblemsAndEnd, (const std::string& bytes))
+RC_GTEST_PROP(Recording, anyBytesBehindTheHeaderGiveSamplesOrProblemsAndEnd, (const std::string& bytes))
 {
     const Read all = read(kHeader + bytes, Format::csv);
     RC_ASSERT(all.samples.size() + all.problems.size() <= bytes.size());
@@ -36,7 +36,7 @@ RC_GTEST_PROP(Recording, AnyBytesBehindTheHeaderGiveSamplesOrProblemsAndEnd, (co
     }
 }
 
-RC_GTEST_PROP(Recording, AnyHeaderIsTakenOrRefused, (const std::string& bytes))
+RC_GTEST_PROP(Recording, anyHeaderIsTakenOrRefused, (const std::string& bytes))
 {
     try {
         read(bytes, Format::csv);
@@ -46,7 +46,7 @@ RC_GTEST_PROP(Recording, AnyHeaderIsTakenOrRefused, (const std::string& bytes))
     }
 }
 
-RC_GTEST_PROP(Results, NumbersReadBackToTheBit, (std::uint32_t floatBits, std::uint64_t doubleBits))
+RC_GTEST_PROP(Results, numbersReadBackToTheBit, (std::uint32_t floatBits, std::uint64_t doubleBits))
 {
     Result result = numbered();
     result.info.elevation = std::bit_cast<float>(floatBits);

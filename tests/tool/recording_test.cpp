@@ -20,7 +20,7 @@ using kor_test::Read;
 using kor_test::read;
 using kor_test::sameBits;
 
-TEST(Recording, EveryColumnReachesItsField)
+TEST(Recording, everyColumnReachesItsField)
 {
     const Read all = read(kHeader + "-2,1.5,2.5,3.5,4.5,5.5,6.5,7.5,8.5,9.5,200,-11,12,-13,4294967295\n", Format::csv);
     ASSERT_EQ(all.samples.size(), 1u);
@@ -44,7 +44,7 @@ TEST(Recording, EveryColumnReachesItsField)
     EXPECT_EQ(raw.reserved44, 0);
 }
 
-TEST(Recording, DecimalTextGoesStraightToSinglePrecision)
+TEST(Recording, decimalTextGoesStraightToSinglePrecision)
 {
     // Just above the middle between 1 and the next float, by less than a double can hold: through a double it would
     // round to even, to 1.
@@ -53,7 +53,7 @@ TEST(Recording, DecimalTextGoesStraightToSinglePrecision)
     EXPECT_TRUE(sameBits(all.samples[0].sensorVector[0], std::nextafter(1.0f, 2.0f)));
 }
 
-TEST(Recording, SignedZeroAndSubnormalsAreKept)
+TEST(Recording, signedZeroAndSubnormalsAreKept)
 {
     const Read all = read(kHeader + "2,-0,1e-45,-1.1754942e-38,0,0,0,0,0,0,0,0,0,0,0\n", Format::csv);
     ASSERT_EQ(all.samples.size(), 1u);
@@ -62,7 +62,7 @@ TEST(Recording, SignedZeroAndSubnormalsAreKept)
     EXPECT_TRUE(sameBits(all.samples[0].sensorVector[2], -1.1754942e-38f));
 }
 
-TEST(Recording, NumbersTooSmallForSinglePrecisionAreZeroWithTheirSign)
+TEST(Recording, numbersTooSmallForSinglePrecisionAreZeroWithTheirSign)
 {
     const std::string zeros(60, '0');
     for (const std::string& text :
@@ -78,7 +78,7 @@ TEST(Recording, NumbersTooSmallForSinglePrecisionAreZeroWithTheirSign)
     }
 }
 
-TEST(Recording, NumbersTooLargeForSinglePrecisionAreRefused)
+TEST(Recording, numbersTooLargeForSinglePrecisionAreRefused)
 {
     for (const std::string& text :
          {std::string("1e39"), std::string("-3.5e38"), std::string("1e99999999999999999999"),
@@ -88,7 +88,7 @@ TEST(Recording, NumbersTooLargeForSinglePrecisionAreRefused)
     }
 }
 
-TEST(Recording, RowsOfAllLengthsAroundTheBufferAreWhole)
+TEST(Recording, rowsOfAllLengthsAroundTheBufferAreWhole)
 {
     // An ignored column of growing width moves the rows over every position of the buffer's ends.
     std::string content = "pad," + kHeader;
@@ -104,7 +104,7 @@ TEST(Recording, RowsOfAllLengthsAroundTheBufferAreWhole)
     }
 }
 
-TEST(Recording, BadRowsAreNamedOneByOneAndTheRestIsRead)
+TEST(Recording, badRowsAreNamedOneByOneAndTheRestIsRead)
 {
     const std::string good = "2,0,0,0,0,0,0,0,0,0,0,0,0,0,7\n";
     const Read all = read(kHeader + good + "2,0\n" + good + "2,0,0,0,0,0,zero,0,0,0,0,0,0,0,7\n" + good, Format::csv);
@@ -115,7 +115,7 @@ TEST(Recording, BadRowsAreNamedOneByOneAndTheRestIsRead)
               ": line 5, column levelXRaw: found \"zero\", expected a number, not too large for single precision");
 }
 
-TEST(Recording, AnEmptyFieldIsNoNumberInAnyColumn)
+TEST(Recording, anEmptyFieldIsNoNumberInAnyColumn)
 {
     for (int column = 0; column < 15; ++column) {
         std::string row;
@@ -129,7 +129,7 @@ TEST(Recording, AnEmptyFieldIsNoNumberInAnyColumn)
     }
 }
 
-TEST(Recording, LongLinesAreCountedAndLeftOutWhereverTheyEnd)
+TEST(Recording, longLinesAreCountedAndLeftOutWhereverTheyEnd)
 {
     for (const std::size_t length :
          {kor::tool::kLongestLine + 1, Input::kRoom - 1, Input::kRoom, Input::kRoom + 1, 5 * Input::kRoom + 17}) {
@@ -144,7 +144,7 @@ TEST(Recording, LongLinesAreCountedAndLeftOutWhereverTheyEnd)
     }
 }
 
-TEST(Recording, BinaryRecordsAreTakenByteForByte)
+TEST(Recording, binaryRecordsAreTakenByteForByte)
 {
     std::string content(3 * sizeof(KOR_RAWINFO), '\0');
     for (std::size_t i = 0; i < content.size(); ++i) {
@@ -155,7 +155,7 @@ TEST(Recording, BinaryRecordsAreTakenByteForByte)
     EXPECT_EQ(std::memcmp(all.samples.data(), content.data(), content.size()), 0);
 }
 
-TEST(Recording, ATruncatedRecordIsNamedWithItsNumberAndByte)
+TEST(Recording, aTruncatedRecordIsNamedWithItsNumberAndByte)
 {
     const Read all = read(std::string(2 * sizeof(KOR_RAWINFO) + 1, '\0'), Format::binary);
     EXPECT_EQ(all.samples.size(), 2u);

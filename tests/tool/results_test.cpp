@@ -20,7 +20,7 @@ using kor_test::row;
 using kor_test::sameBits;
 using kor_test::written;
 
-TEST(Results, HeaderNamesAsManyColumnsAsARowHas)
+TEST(Results, headerNamesAsManyColumnsAsARowHas)
 {
     const std::string text = written(numbered(), Format::csv);
     const std::string_view header = std::string_view(text).substr(0, text.find('\n'));
@@ -29,7 +29,7 @@ TEST(Results, HeaderNamesAsManyColumnsAsARowHas)
     EXPECT_EQ(text.back(), '\n');
 }
 
-TEST(Results, ColumnsFollowTheRecordWithoutItsReservedWords)
+TEST(Results, columnsFollowTheRecordWithoutItsReservedWords)
 {
     const std::vector<std::string> wanted = {"4294967295", "1.5",  "2.5",  "3.5",  "4.5",  "5.5",  "6.5",  "7.5",
                                              "9.5",        "10.5", "11.5", "12.5", "13.5", "14.5", "-1",   "-1.1",
@@ -37,7 +37,7 @@ TEST(Results, ColumnsFollowTheRecordWithoutItsReservedWords)
     EXPECT_EQ(row(numbered()), wanted);
 }
 
-TEST(Results, BinaryIsTheRecordItself)
+TEST(Results, binaryIsTheRecordItself)
 {
     const Result result = numbered();
     const std::string content = written(result, Format::binary);
@@ -45,7 +45,7 @@ TEST(Results, BinaryIsTheRecordItself)
     EXPECT_EQ(std::memcmp(content.data(), &result.info, content.size()), 0);
 }
 
-TEST(Results, NotANumberHasNoSign)
+TEST(Results, notANumberHasNoSign)
 {
     Result result = numbered();
     result.info.azimuth = -std::numeric_limits<float>::quiet_NaN();
@@ -54,7 +54,7 @@ TEST(Results, NotANumberHasNoSign)
     EXPECT_EQ(row(result)[14], "nan");
 }
 
-TEST(Results, TheLongestNumbersFitIntoARow)
+TEST(Results, theLongestNumbersFitIntoARow)
 {
     Result result = numbered();
     const float longFloat = -1.17549435e-38f;

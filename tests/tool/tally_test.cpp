@@ -36,7 +36,7 @@ Result answer(double diagonal, double other, float x)
 
 const Result kNothing = answer(1.0, 0.0, 0.0f);
 
-TEST(Judge, StatusOtherThanTwoIsRejected)
+TEST(Judge, statusOtherThanTwoIsRejected)
 {
     Judge judge(5);
     for (const std::int32_t status : {0, 1, 3, -1, 258}) {
@@ -44,7 +44,7 @@ TEST(Judge, StatusOtherThanTwoIsRejected)
     }
 }
 
-TEST(Judge, BelowModeSevenTheEchoOfThePositionTells)
+TEST(Judge, belowModeSevenTheEchoOfThePositionTells)
 {
     for (const int mode : {-1, 0, 1, 3, 5, 6}) {
         Judge judge(mode);
@@ -53,14 +53,14 @@ TEST(Judge, BelowModeSevenTheEchoOfThePositionTells)
     }
 }
 
-TEST(Judge, AnEchoThatIsNotANumberIsAnEcho)
+TEST(Judge, anEchoThatIsNotANumberIsAnEcho)
 {
     const float nan = std::numeric_limits<float>::quiet_NaN();
     EXPECT_EQ(Judge(1).judge(raw(2, nan), answer(1.0, 0.0, nan)), Outcome::valid);
     EXPECT_EQ(Judge(1).judge(raw(2, nan), kNothing), Outcome::withoutMatrix);
 }
 
-TEST(Judge, ThePositionZeroIsDecidedOnceThereIsAReference)
+TEST(Judge, thePositionZeroIsDecidedOnceThereIsAReference)
 {
     Judge judge(1);
     EXPECT_EQ(judge.judge(raw(2, 0.0f), kNothing), Outcome::valid) << "cannot be told: the benefit of the doubt";
@@ -69,7 +69,7 @@ TEST(Judge, ThePositionZeroIsDecidedOnceThereIsAReference)
     EXPECT_EQ(judge.judge(raw(2, 0.0f), answer(0.5, 0.1, 0.0f)), Outcome::valid);
 }
 
-TEST(Judge, ASampleHeldBackIsNoReference)
+TEST(Judge, aSampleHeldBackIsNoReference)
 {
     KOR_RAWINFO held = raw();
     held.referenceHold = 1;
@@ -81,14 +81,14 @@ TEST(Judge, ASampleHeldBackIsNoReference)
     }
 }
 
-TEST(Judge, ThreeVectorsAlwaysHaveAMatrix)
+TEST(Judge, threeVectorsAlwaysHaveAMatrix)
 {
     for (const int mode : {7, 8}) {
         EXPECT_EQ(Judge(mode).judge(raw(), kNothing), Outcome::valid) << mode;
     }
 }
 
-TEST(Judge, TheTwoLevelModelWithoutATraceHasNone)
+TEST(Judge, theTwoLevelModelWithoutATraceHasNone)
 {
     for (const int mode : {9, 10}) {
         Judge judge(mode);
@@ -98,14 +98,14 @@ TEST(Judge, TheTwoLevelModelWithoutATraceHasNone)
     }
 }
 
-TEST(Judge, AMatrixOfZerosIsNoneInTheTwoLevelModesOnly)
+TEST(Judge, aMatrixOfZerosIsNoneInTheTwoLevelModesOnly)
 {
     EXPECT_EQ(Judge(9).judge(raw(), answer(0.0, 0.0, 0.0f)), Outcome::withoutMatrix);
     EXPECT_EQ(Judge(9).judge(raw(), answer(0.0, 0.0, 3.0f)), Outcome::valid);
     EXPECT_EQ(Judge(8).judge(raw(), answer(0.0, 0.0, 0.0f)), Outcome::valid);
 }
 
-TEST(Judge, AboveModeTenOnlyAReferenceTells)
+TEST(Judge, aboveModeTenOnlyAReferenceTells)
 {
     Judge judge(11);
     EXPECT_EQ(judge.judge(raw(), kNothing), Outcome::valid) << "cannot be told";
@@ -137,50 +137,50 @@ Window window(std::int64_t from, std::int64_t to)
     return made;
 }
 
-TEST(Window, WithoutBoundsHoldsEverything)
+TEST(Window, withoutBoundsHoldsEverything)
 {
     EXPECT_FALSE(Window().limited());
     EXPECT_EQ(held(window(-1, -1), {5, 0, 4294967295u}), "5 0 4294967295 ");
 }
 
-TEST(Window, BothBoundsAreInclusive)
+TEST(Window, bothBoundsAreInclusive)
 {
     EXPECT_EQ(held(window(20, 30), {10, 19, 20, 25, 30, 31}), "20 25 30 ");
     EXPECT_EQ(held(window(20, 20), {19, 20, 21}), "20 ");
 }
 
-TEST(Window, FromALaterToAnEarlierStampLiesAcrossTheWrap)
+TEST(Window, fromALaterToAnEarlierStampLiesAcrossTheWrap)
 {
     EXPECT_EQ(held(window(4294967290, 5), {4294967289u, 4294967290u, 4294967295u, 0, 5, 6}),
               "4294967290 4294967295 0 5 ");
 }
 
-TEST(Window, OneBoundBelowTheFirstStampLiesBeforeTheRecording)
+TEST(Window, oneBoundBelowTheFirstStampLiesBeforeTheRecording)
 {
     EXPECT_EQ(held(window(0, -1), {1000, 1010}), "1000 1010 ");
     EXPECT_EQ(held(window(-1, 999), {1000, 1010}), "");
 }
 
-TEST(Window, OneBoundFarBelowTheFirstStampLiesBehindTheWrap)
+TEST(Window, oneBoundFarBelowTheFirstStampLiesBehindTheWrap)
 {
     EXPECT_EQ(held(window(5, -1), {4294967290u, 0, 5, 6}), "5 6 ");
     EXPECT_EQ(held(window(-1, 5), {4294967290u, 0, 5, 6}), "4294967290 0 5 ");
 }
 
-TEST(Window, TheLimitBetweenBeforeAndBehindIsHalfTheRange)
+TEST(Window, theLimitBetweenBeforeAndBehindIsHalfTheRange)
 {
     const std::uint32_t first = 0x90000000u;
     EXPECT_EQ(held(window(0x10000001, -1), {first}), "2415919104 ");
     EXPECT_EQ(held(window(0x10000000, -1), {first}), "");
 }
 
-TEST(Window, OneBoundAboveTheFirstStampLiesBehindItHoweverFar)
+TEST(Window, oneBoundAboveTheFirstStampLiesBehindItHoweverFar)
 {
     EXPECT_EQ(held(window(-1, 4294967295), {0, 1000}), "0 1000 ");
     EXPECT_EQ(held(window(4294967295, -1), {0, 1000}), "");
 }
 
-TEST(Tally, CountsAndStamps)
+TEST(Tally, countsAndStamps)
 {
     Tally tally;
     tally.count(4294967290u, Outcome::valid);
@@ -198,7 +198,7 @@ TEST(Tally, CountsAndStamps)
                                                       "  samples per second:  8\n");
 }
 
-TEST(Tally, LinesThatOnlySomeRunsHave)
+TEST(Tally, linesThatOnlySomeRunsHave)
 {
     Tally tally;
     tally.outside = 7;

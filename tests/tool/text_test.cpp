@@ -17,7 +17,7 @@ using kor::tool::strictInteger;
 using kor::tool::textOf;
 using kor::tool::wideFromUtf8;
 
-TEST(StrictInteger, TakesTheWholeRange)
+TEST(StrictInteger, takesTheWholeRange)
 {
     EXPECT_EQ(strictInteger<std::int32_t>("-2147483648"), std::numeric_limits<std::int32_t>::min());
     EXPECT_EQ(strictInteger<std::int32_t>("2147483647"), std::numeric_limits<std::int32_t>::max());
@@ -25,7 +25,7 @@ TEST(StrictInteger, TakesTheWholeRange)
     EXPECT_EQ(strictInteger<std::uint32_t>("007"), 7u);
 }
 
-TEST(StrictInteger, RefusesEverythingElse)
+TEST(StrictInteger, refusesEverythingElse)
 {
     for (const char* text : {"", " 1", "1 ", "+1", "1.0", "1e3", "0x1", "2147483648", "-2147483649", "one", "1,2"}) {
         EXPECT_FALSE(strictInteger<std::int32_t>(text)) << text;
@@ -35,24 +35,24 @@ TEST(StrictInteger, RefusesEverythingElse)
     EXPECT_FALSE(strictInteger<std::int32_t>(std::string_view("1\0", 2)));
 }
 
-TEST(InQuotes, EscapesWhatIsNotPrintableAscii)
+TEST(InQuotes, escapesWhatIsNotPrintableAscii)
 {
     EXPECT_EQ(inQuotes("abc"), "\"abc\"");
     EXPECT_EQ(inQuotes(std::string_view("\0\x1b[1m\xc3\xa4\x7f", 8)), "\"\\x00\\x1b[1m\\xc3\\xa4\\x7f\"");
 }
 
-TEST(InQuotes, IsBounded)
+TEST(InQuotes, isBounded)
 {
     EXPECT_EQ(inQuotes(std::string(40, 'x')), "\"" + std::string(40, 'x') + "\"");
     EXPECT_EQ(inQuotes(std::string(41, 'x')), "\"" + std::string(40, 'x') + "\"...");
 }
 
-TEST(Shown, KeepsUtf8AndEscapesControlCharacters)
+TEST(Shown, keepsUtf8AndEscapesControlCharacters)
 {
     EXPECT_EQ(shown("M\xc3\xbcller\n.csv"), "M\xc3\xbcller\\x0a.csv");
 }
 
-TEST(WideFromUtf8, DecodesEveryLength)
+TEST(WideFromUtf8, decodesEveryLength)
 {
     EXPECT_EQ(wideFromUtf8("a\xc3\xa4\xe6\xb8\xac"), L"a\u00e4\u6e2c");
     EXPECT_EQ(wideFromUtf8("\xf0\x9f\x93\x8f"), L"\U0001f4cf");
@@ -60,7 +60,7 @@ TEST(WideFromUtf8, DecodesEveryLength)
     EXPECT_EQ(wideFromUtf8(""), L"");
 }
 
-TEST(WideFromUtf8, RefusesWhatIsNotUtf8)
+TEST(WideFromUtf8, refusesWhatIsNotUtf8)
 {
     for (const char* text : {"\x80", "\xc3", "\xc3(", "\xc0\x80", "\xe0\x80\x80", "\xf0\x80\x80\x80", "\xed\xa0\x80",
                              "\xf4\x90\x80\x80", "\xf8\x88\x80\x80\x80", "\xff", "a\xe6\xb8"}) {
@@ -69,7 +69,7 @@ TEST(WideFromUtf8, RefusesWhatIsNotUtf8)
     EXPECT_FALSE(wideFromUtf8(std::string_view("a\0b", 3)));
 }
 
-TEST(Path, KeepsItsBytes)
+TEST(Path, keepsItsBytes)
 {
     EXPECT_EQ(textOf(pathFrom("d\xc3\xa4/x.csv")), "d\xc3\xa4/x.csv");
 #ifndef _WIN32 // where names are text
@@ -77,7 +77,7 @@ TEST(Path, KeepsItsBytes)
 #endif
 }
 
-TEST(Split, KeepsEmptyParts)
+TEST(Split, keepsEmptyParts)
 {
     EXPECT_EQ(split("", ','), (std::vector<std::string_view>{""}));
     EXPECT_EQ(split("a,,b,", ','), (std::vector<std::string_view>{"a", "", "b", ""}));

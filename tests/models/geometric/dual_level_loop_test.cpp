@@ -58,7 +58,7 @@ Errors measure(const Loop& loop, Half half, unsigned int seed, Errors* ratios = 
     return errors;
 }
 
-TEST(DualLevelLoop, IsExactWhereRiseAndSecondLevelHaveTheSameSign)
+TEST(DualLevelLoop, isExactWhereRiseAndSecondLevelHaveTheSameSign)
 {
     for (const int parity : {0, 1}) {
         const Errors errors = measure({0.01, 5, 30, 0, 0, parity}, Half::Exact, 201);
@@ -68,7 +68,7 @@ TEST(DualLevelLoop, IsExactWhereRiseAndSecondLevelHaveTheSameSign)
     }
 }
 
-TEST(DualLevelLoop, IsExactWithLevelAxesThatAreNotAtRightAngles)
+TEST(DualLevelLoop, isExactWithLevelAxesThatAreNotAtRightAngles)
 {
     for (const float deviation : {1.0F, -1.0F}) {
         EXPECT_LT(measure({0.01, 5, 30, deviation}, Half::Exact, 202).worst(), 3e-11);
@@ -79,7 +79,7 @@ TEST(DualLevelLoop, IsExactWithLevelAxesThatAreNotAtRightAngles)
 
 // Kept: the angle between line of sight and level azimuth takes the size of the rise, not its sign, so half of all
 // poses are only right to second order.
-TEST(DualLevelLoop, ErrsToSecondOrderWhereRiseAndSecondLevelDiffer)
+TEST(DualLevelLoop, errsToSecondOrderWhereRiseAndSecondLevelDiffer)
 {
     struct Row {
         Loop loop;
@@ -103,7 +103,7 @@ TEST(DualLevelLoop, ErrsToSecondOrderWhereRiseAndSecondLevelDiffer)
 }
 
 // Kept: two levels within their dead-band mean an upright base.
-TEST(DualLevelLoop, DropsTheTiltInsideTheLevelDeadBand)
+TEST(DualLevelLoop, dropsTheTiltInsideTheLevelDeadBand)
 {
     PoseSource random(206);
     Errors errors;
@@ -125,7 +125,7 @@ TEST(DualLevelLoop, DropsTheTiltInsideTheLevelDeadBand)
 }
 
 // Kept: in the exact half any level X gives the same base.
-TEST(DualLevelLoop, FirstLevelHasNoInfluenceInTheExactHalf)
+TEST(DualLevelLoop, firstLevelHasNoInfluenceInTheExactHalf)
 {
     PoseSource random(207);
     Errors exact;
@@ -144,7 +144,7 @@ TEST(DualLevelLoop, FirstLevelHasNoInfluenceInTheExactHalf)
     EXPECT_GT(inexact.median(), 1e-3);
 }
 
-TEST(DualLevelLoop, FirstLevelMattersInTheOtherHalf)
+TEST(DualLevelLoop, firstLevelMattersInTheOtherHalf)
 {
     PoseSource random(208);
     Errors moved;
@@ -164,7 +164,7 @@ TEST(DualLevelLoop, FirstLevelMattersInTheOtherHalf)
 
 // Kept: the offset of the level frame moves the level's azimuth but enters its tilt through another angle, so a
 // non-zero one is never exact.
-TEST(DualLevelLoop, LevelFrameOffsetIsNeverExact)
+TEST(DualLevelLoop, levelFrameOffsetIsNeverExact)
 {
     const auto errorsOf = [](float offset, bool jumped) {
         PoseSource random(209);
@@ -194,7 +194,7 @@ TEST(DualLevelLoop, LevelFrameOffsetIsNeverExact)
     EXPECT_LT(two.worst(), 0.66);
 }
 
-TEST(DualLevelLoop, TurningTheLevelAxesByTheOffsetErrsToFirstOrder)
+TEST(DualLevelLoop, turningTheLevelAxesByTheOffsetErrsToFirstOrder)
 {
     for (const double turn : {1.0, -1.0}) {
         PoseSource random(210);
@@ -214,7 +214,7 @@ TEST(DualLevelLoop, TurningTheLevelAxesByTheOffsetErrsToFirstOrder)
     }
 }
 
-TEST(DualLevelLoop, FlatLineOfSightIsNotANumber)
+TEST(DualLevelLoop, flatLineOfSightIsNotANumber)
 {
     PoseSource random(211);
     for (int i = 0; i < 200; ++i) {
@@ -225,7 +225,7 @@ TEST(DualLevelLoop, FlatLineOfSightIsNotANumber)
     }
 }
 
-TEST(DualLevelLoop, UpsideDownBaseIsNeverRecovered)
+TEST(DualLevelLoop, upsideDownBaseIsNeverRecovered)
 {
     PoseSource random(212);
     for (int i = 0; i < 1000; ++i) {
@@ -238,7 +238,7 @@ TEST(DualLevelLoop, UpsideDownBaseIsNeverRecovered)
     }
 }
 
-TEST(DualLevelLoop, RarelyRoundsAFirstLevelOfZeroIntoNoNumber)
+TEST(DualLevelLoop, rarelyRoundsAFirstLevelOfZeroIntoNoNumber)
 {
     PoseSource random(213);
     int nans = 0;

@@ -82,7 +82,7 @@ Matrix frameOf(const Vector& g, const Vector& u)
     return literalColumns(u, s1, literalNormalised(literalCross(u, s1)));
 }
 
-TEST(DualLevel, ReferenceGivesTheStatedHorizontalAngles)
+TEST(DualLevel, referenceGivesTheStatedHorizontalAngles)
 {
     EXPECT_EQ(literalHorizontalAngle(0.00001, -1), 4.7123889803850005);
     EXPECT_EQ(literalHorizontalAngle(0.00001, 1), 1.570796326795);
@@ -95,7 +95,7 @@ TEST(DualLevel, ReferenceGivesTheStatedHorizontalAngles)
     EXPECT_EQ(literalHorizontalAngle(1, -1), std::atan(-1.0) + 6.28318530718);
 }
 
-TEST(DualLevel, MatchesTheReferenceToTheBitOnRandomInputsThroughEveryBranch)
+TEST(DualLevel, matchesTheReferenceToTheBitOnRandomInputsThroughEveryBranch)
 {
     PoseSource random(101);
     int gammas[5] = {};
@@ -115,7 +115,7 @@ TEST(DualLevel, MatchesTheReferenceToTheBitOnRandomInputsThroughEveryBranch)
     EXPECT_GT(acute[1], 1000);
 }
 
-TEST(DualLevel, MatchesTheReferenceToTheBitWhenOneLevelIsZeroOrBothAreSmall)
+TEST(DualLevel, matchesTheReferenceToTheBitWhenOneLevelIsZeroOrBothAreSmall)
 {
     PoseSource random(102);
     int limited = 0;
@@ -141,7 +141,7 @@ TEST(DualLevel, MatchesTheReferenceToTheBitWhenOneLevelIsZeroOrBothAreSmall)
     EXPECT_GT(limited, 1000);
 }
 
-TEST(DualLevel, MatchesTheReferenceToTheBitOnAwkwardInputs)
+TEST(DualLevel, matchesTheReferenceToTheBitOnAwkwardInputs)
 {
     forAwkwardInputs(sound(), thresholds(), 103, 20000, [](const Inputs& inputs) { ASSERT_TRUE(agrees(inputs)); });
     Inputs level = sound();
@@ -150,7 +150,7 @@ TEST(DualLevel, MatchesTheReferenceToTheBitOnAwkwardInputs)
     forAwkwardInputs(level, thresholds(), 104, 20000, [](const Inputs& inputs) { ASSERT_TRUE(agrees(inputs)); });
 }
 
-TEST(DualLevel, AzimuthDeadBandHoldsUpToItsVeryValueOnBothComponents)
+TEST(DualLevel, azimuthDeadBandHoldsUpToItsVeryValueOnBothComponents)
 {
     std::vector<double> components = aroundBothSigns(kAzimuthDeadBand, 2);
     for (const double value : aroundBothSigns(kLevelDeadBand, 1))
@@ -172,7 +172,7 @@ TEST(DualLevel, AzimuthDeadBandHoldsUpToItsVeryValueOnBothComponents)
 
 // A component just inside the dead-band and one just outside give different quadrant values, so the results differ by
 // far more than the step between the two inputs.
-TEST(DualLevel, CrossingTheAzimuthDeadBandIsAJump)
+TEST(DualLevel, crossingTheAzimuthDeadBandIsAJump)
 {
     Inputs inputs = sound();
     const double outside = std::nextafter(kAzimuthDeadBand, 1.0);
@@ -190,7 +190,7 @@ TEST(DualLevel, CrossingTheAzimuthDeadBandIsAJump)
     EXPECT_LT(jump(1, std::nextafter(kAzimuthDeadBand, 0.0), kAzimuthDeadBand), 1e-9);
 }
 
-TEST(DualLevel, LevelDeadBandHoldsUpToItsVeryValue)
+TEST(DualLevel, levelDeadBandHoldsUpToItsVeryValue)
 {
     std::vector<double> levels = aroundBothSigns(kLevelDeadBand / kDegree, 3);
     int inside = 0;
@@ -217,7 +217,7 @@ TEST(DualLevel, LevelDeadBandHoldsUpToItsVeryValue)
     EXPECT_GE(outside, 2);
 }
 
-TEST(DualLevel, TheTwoDeadBandsDiffer)
+TEST(DualLevel, theTwoDeadBandsDiffer)
 {
     // 1.7448e-5 lies between them: no dead-band for a direction, but one for the levels.
     const double between = 1.7448e-5;
@@ -235,7 +235,7 @@ TEST(DualLevel, TheTwoDeadBandsDiffer)
     EXPECT_GT(angleBetween(outside, dualLevel(inputs).matrix), 1e-6);
 }
 
-TEST(DualLevel, SmallLevelsMeanAnUprightBaseWhateverTheOffsetOfTheLevelFrame)
+TEST(DualLevel, smallLevelsMeanAnUprightBaseWhateverTheOffsetOfTheLevelFrame)
 {
     PoseSource random(105);
     for (int i = 0; i < 200; ++i) {
@@ -258,7 +258,7 @@ TEST(DualLevel, SmallLevelsMeanAnUprightBaseWhateverTheOffsetOfTheLevelFrame)
     }
 }
 
-TEST(DualLevel, LevelZeroLookingAlongXAtTheReferenceAnglesIsTheIdentity)
+TEST(DualLevel, levelZeroLookingAlongXAtTheReferenceAnglesIsTheIdentity)
 {
     Inputs inputs;
     inputs.sample.slots = {1, 0, 0, 0, 0, 33.0, -12.0, 0, 0};
@@ -270,7 +270,7 @@ TEST(DualLevel, LevelZeroLookingAlongXAtTheReferenceAnglesIsTheIdentity)
         EXPECT_EQ(outcome.matrix[i], kIdentity[i]) << i;
 }
 
-TEST(DualLevel, SecondComponentAloneTurnsTheFrameByAQuarter)
+TEST(DualLevel, secondComponentAloneTurnsTheFrameByAQuarter)
 {
     Inputs inputs;
     inputs.sample.slots = {0.00001, -1, 0, 0, 0, 0, 0, 0, 0};
@@ -283,7 +283,7 @@ TEST(DualLevel, SecondComponentAloneTurnsTheFrameByAQuarter)
     EXPECT_TRUE(closeTo(dualLevel(inputs).matrix, {-1, 0, 0, 0, -1, 0, 0, 0, 1}, 0.0));
 }
 
-TEST(DualLevel, AxisAnglesTurnTheResultAboutTheAxes)
+TEST(DualLevel, axisAnglesTurnTheResultAboutTheAxes)
 {
     // At level zero and line of sight x the frame is the identity and only the inverse axis rotations remain.
     Inputs inputs;
@@ -301,7 +301,7 @@ TEST(DualLevel, AxisAnglesTurnTheResultAboutTheAxes)
 }
 
 // With p near half pi the sign of psi depends on which of the two formulas is taken.
-TEST(DualLevel, ObtuseFormulaStartsAtTheRoundedHalfPi)
+TEST(DualLevel, obtuseFormulaStartsAtTheRoundedHalfPi)
 {
     const double halfPi = 1.570796326795;
     bool below = false;
@@ -332,7 +332,7 @@ TEST(DualLevel, ObtuseFormulaStartsAtTheRoundedHalfPi)
 }
 
 // A steep second level alone: the tilt found may fall an ulp short of it, which the tangents show and the sines do not.
-TEST(DualLevel, ACosineBeyondOneByRoundingIsTakenAsOne)
+TEST(DualLevel, aCosineBeyondOneByRoundingIsTakenAsOne)
 {
     PoseSource random(111);
     int beyond = 0;
@@ -351,7 +351,7 @@ TEST(DualLevel, ACosineBeyondOneByRoundingIsTakenAsOne)
     EXPECT_GT(beyond, 10);
 }
 
-TEST(DualLevel, FlatLineOfSightWithATiltIsNotANumberAndStillSucceeds)
+TEST(DualLevel, flatLineOfSightWithATiltIsNotANumberAndStillSucceeds)
 {
     for (const double z : {0.0, -0.0}) {
         Inputs inputs = sound();
@@ -366,7 +366,7 @@ TEST(DualLevel, FlatLineOfSightWithATiltIsNotANumberAndStillSucceeds)
     }
 }
 
-TEST(DualLevel, LineOfSightAlongTheVerticalIsNotANumberAndStillSucceeds)
+TEST(DualLevel, lineOfSightAlongTheVerticalIsNotANumberAndStillSucceeds)
 {
     for (const double z : {1.0, -1.0, 5000.0}) {
         Inputs inputs = sound();
@@ -378,7 +378,7 @@ TEST(DualLevel, LineOfSightAlongTheVerticalIsNotANumberAndStillSucceeds)
     }
 }
 
-TEST(DualLevel, ZeroDirectionIsNotANumberAndStillSucceeds)
+TEST(DualLevel, zeroDirectionIsNotANumberAndStillSucceeds)
 {
     for (const double zero : {0.0, -0.0, 1e-300}) { // the square of the last one is zero too
         Inputs inputs = sound();
@@ -390,7 +390,7 @@ TEST(DualLevel, ZeroDirectionIsNotANumberAndStillSucceeds)
     }
 }
 
-TEST(DualLevel, LevelsThatNoTiltCanGiveAreNotANumberAndStillSucceed)
+TEST(DualLevel, levelsThatNoTiltCanGiveAreNotANumberAndStillSucceed)
 {
     Inputs inputs = sound();
     inputs.sample.slots[3] = 70.0;
@@ -401,7 +401,7 @@ TEST(DualLevel, LevelsThatNoTiltCanGiveAreNotANumberAndStillSucceed)
     EXPECT_TRUE(agrees(inputs));
 }
 
-TEST(DualLevel, AxisAnglesThatAreNoNumbersFailButThePlainProductIsWritten)
+TEST(DualLevel, axisAnglesThatAreNoNumbersFailButThePlainProductIsWritten)
 {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double inf = std::numeric_limits<double>::infinity();
@@ -425,7 +425,7 @@ TEST(DualLevel, AxisAnglesThatAreNoNumbersFailButThePlainProductIsWritten)
 }
 
 // A rotation wherever it is finite and the line of sight is 1e-3 degrees or more away from the found vertical.
-TEST(DualLevel, FiniteResultsAreProperRotations)
+TEST(DualLevel, finiteResultsAreProperRotations)
 {
     PoseSource random(106);
     int finite = 0;
@@ -440,7 +440,7 @@ TEST(DualLevel, FiniteResultsAreProperRotations)
     EXPECT_GT(finite, 15000);
 }
 
-TEST(DualLevel, ScalingTheDirectionByAPowerOfTwoChangesNoBit)
+TEST(DualLevel, scalingTheDirectionByAPowerOfTwoChangesNoBit)
 {
     PoseSource random(107);
     for (int i = 0; i < 2000; ++i) {
@@ -457,7 +457,7 @@ TEST(DualLevel, ScalingTheDirectionByAPowerOfTwoChangesNoBit)
     }
 }
 
-TEST(DualLevel, TheAzimuthDeadBandDoesNotScaleWithTheDirection)
+TEST(DualLevel, theAzimuthDeadBandDoesNotScaleWithTheDirection)
 {
     Inputs inputs = sound();
     inputs.sample.slots = {4e-5, 8e-5, 6e-5, 1.25, -3.75, 0, 0, 0, 0};
@@ -467,7 +467,7 @@ TEST(DualLevel, TheAzimuthDeadBandDoesNotScaleWithTheDirection)
     EXPECT_GT(angleBetween(dualLevel(inputs).matrix, outside), 1e-3);
 }
 
-TEST(DualLevel, ReadsNeitherTheTemperaturesNorTheOtherParametersNorTheParity)
+TEST(DualLevel, readsNeitherTheTemperaturesNorTheOtherParametersNorTheParity)
 {
     PoseSource random(108);
     std::vector<float> numbers = awkwardNumbers<float>();
@@ -494,7 +494,7 @@ TEST(DualLevel, ReadsNeitherTheTemperaturesNorTheOtherParametersNorTheParity)
     }
 }
 
-TEST(DualLevel, LeavesTheQvcBufferOfTheCallerAlone)
+TEST(DualLevel, leavesTheQvcBufferOfTheCallerAlone)
 {
     CKorDualLevel model;
     prime(model, sound().parameters);
@@ -506,7 +506,7 @@ TEST(DualLevel, LeavesTheQvcBufferOfTheCallerAlone)
         EXPECT_EQ(out[i], static_cast<float>(i + 1));
 }
 
-TEST(DualLevel, CopiesAndMovesGiveTheSameBits)
+TEST(DualLevel, copiesAndMovesGiveTheSameBits)
 {
     PoseSource random(109);
     for (int i = 0; i < 100; ++i) {
@@ -528,7 +528,7 @@ TEST(DualLevel, CopiesAndMovesGiveTheSameBits)
     }
 }
 
-TEST(DualLevel, RemembersNothingFromOneSampleToTheNext)
+TEST(DualLevel, remembersNothingFromOneSampleToTheNext)
 {
     PoseSource random(110);
     CKorDualLevel model;
@@ -542,7 +542,7 @@ TEST(DualLevel, RemembersNothingFromOneSampleToTheNext)
     }
 }
 
-TEST(DualLevel, WritesNineElementsAndNoMoreWhateverTheSize)
+TEST(DualLevel, writesNineElementsAndNoMoreWhateverTheSize)
 {
     for (const int size : {3, 0, -1, 1, 2, 4, 16, 1000}) {
         CKorDualLevel model;
@@ -563,7 +563,7 @@ TEST(DualLevel, WritesNineElementsAndNoMoreWhateverTheSize)
     }
 }
 
-TEST(DualLevel, AddsNoFieldsToTheBase)
+TEST(DualLevel, addsNoFieldsToTheBase)
 {
     EXPECT_EQ(sizeof(CKorDualLevel), sizeof(CKorModel));
     EXPECT_TRUE((std::is_base_of_v<CKorModel, CKorDualLevel>));

@@ -200,31 +200,31 @@ void expectModel(int mode, int parity)
     }
 }
 
-TEST(Modes, OneAndTwoAreDualLevel)
+TEST(Modes, oneAndTwoAreDualLevel)
 {
     expectModel(1, 1);
     expectModel(2, 0);
 }
 
-TEST(Modes, ThreeAndFourArePendulumWithTheParityOfTheMode)
+TEST(Modes, threeAndFourArePendulumWithTheParityOfTheMode)
 {
     expectModel(3, 1);
     expectModel(4, 0);
 }
 
-TEST(Modes, FiveAndSixArePolarizer)
+TEST(Modes, fiveAndSixArePolarizer)
 {
     expectModel(5, 1);
     expectModel(6, 0);
 }
 
-TEST(Modes, SevenAndEightAreThreeVectorsWithTheParityOfTheMode)
+TEST(Modes, sevenAndEightAreThreeVectorsWithTheParityOfTheMode)
 {
     expectModel(7, 1);
     expectModel(8, 0);
 }
 
-TEST(Modes, ZeroAndModesAboveTenArePendulum)
+TEST(Modes, zeroAndModesAboveTenArePendulum)
 {
     expectModel(0, 0);
     expectModel(11, 1);
@@ -233,7 +233,7 @@ TEST(Modes, ZeroAndModesAboveTenArePendulum)
 }
 
 // Kept: a negative odd mode has a negative remainder, which leaves the parity zero.
-TEST(Modes, NegativeModesArePendulumOfEvenParity)
+TEST(Modes, negativeModesArePendulumOfEvenParity)
 {
     expectModel(-1, 0);
     expectModel(-2, 0);
@@ -241,7 +241,7 @@ TEST(Modes, NegativeModesArePendulumOfEvenParity)
     expectModel(-2147483647 - 1, 0);
 }
 
-TEST(Modes, UnknownModesAboveTenReportLikeModeSeven)
+TEST(Modes, unknownModesAboveTenReportLikeModeSeven)
 {
     for (const int mode : {11, 12}) {
         CKor engine;
@@ -255,7 +255,7 @@ TEST(Modes, UnknownModesAboveTenReportLikeModeSeven)
     }
 }
 
-TEST(Modes, BelowSevenTheSensorVectorIsEchoed)
+TEST(Modes, belowSevenTheSensorVectorIsEchoed)
 {
     for (const int mode : {-3, -2, -1, 0, 1, 2, 3, 4, 5, 6}) {
         CKor engine;
@@ -267,7 +267,7 @@ TEST(Modes, BelowSevenTheSensorVectorIsEchoed)
     }
 }
 
-TEST(Modes, SevenAndEightReportTheModelsQvcValuesAndKeepTheLevels)
+TEST(Modes, sevenAndEightReportTheModelsQvcValuesAndKeepTheLevels)
 {
     for (const int mode : {7, 8}) {
         CKor engine;
@@ -287,7 +287,7 @@ TEST(Modes, SevenAndEightReportTheModelsQvcValuesAndKeepTheLevels)
     }
 }
 
-TEST(Modes, SevenAndEightIgnoreMachineAndLocalMatrixAndTheMcsFlag)
+TEST(Modes, sevenAndEightIgnoreMachineAndLocalMatrixAndTheMcsFlag)
 {
     for (const int mode : {7, 8}) {
         for (const bool mcs : {true, false}) {
@@ -307,7 +307,7 @@ TEST(Modes, SevenAndEightIgnoreMachineAndLocalMatrixAndTheMcsFlag)
     }
 }
 
-TEST(Modes, MachineCoordinatesAreTheMachineMatrixTimesTheModelsMatrix)
+TEST(Modes, machineCoordinatesAreTheMachineMatrixTimesTheModelsMatrix)
 {
     for (const int mode : {1, 2, 3, 4, 5, 6, 0, -3}) {
         Configured setup = sound();
@@ -328,7 +328,7 @@ TEST(Modes, MachineCoordinatesAreTheMachineMatrixTimesTheModelsMatrix)
     }
 }
 
-TEST(Modes, LocalCoordinatesCarryTheTurnSinceTheReferenceIntoTheLocalFrame)
+TEST(Modes, localCoordinatesCarryTheTurnSinceTheReferenceIntoTheLocalFrame)
 {
     for (const int mode : {1, 2, 3, 4, 5, 6, 0, -3}) {
         Configured setup = sound();
@@ -361,7 +361,7 @@ TEST(Modes, LocalCoordinatesCarryTheTurnSinceTheReferenceIntoTheLocalFrame)
     }
 }
 
-TEST(Modes, FirstGoodSampleIsTheReferenceAndReportsNoAngles)
+TEST(Modes, firstGoodSampleIsTheReferenceAndReportsNoAngles)
 {
     for (const int mode : {1, 2, 3, 4, 5, 6, 7, 8}) {
         CKor engine;
@@ -398,7 +398,7 @@ TEST(Modes, FirstGoodSampleIsTheReferenceAndReportsNoAngles)
     }
 }
 
-TEST(Modes, ARejectedSampleIsZeroWithTheIdentityAndTheNextOneIsGoodAgain)
+TEST(Modes, aRejectedSampleIsZeroWithTheIdentityAndTheNextOneIsGoodAgain)
 {
     for (const int mode : {1, 3, 5, 7}) {
         CKor engine;
@@ -422,7 +422,7 @@ TEST(Modes, ARejectedSampleIsZeroWithTheIdentityAndTheNextOneIsGoodAgain)
     }
 }
 
-TEST(Modes, AModelThatCannotInvertGivesZerosButAValidMatrixFlag)
+TEST(Modes, aModelThatCannotInvertGivesZerosButAValidMatrixFlag)
 {
     for (const int mode : {1, 2, 3, 4}) {
         CKor engine;
@@ -441,7 +441,7 @@ TEST(Modes, AModelThatCannotInvertGivesZerosButAValidMatrixFlag)
     }
 }
 
-TEST(Modes, LaterSamplesNeverChangeEarlierResultsAndStampsAndLimitsNeverMatter)
+TEST(Modes, laterSamplesNeverChangeEarlierResultsAndStampsAndLimitsNeverMatter)
 {
     for (const int mode : {1, 2, 3, 4, 7, 8}) {
         CKor stamped;
@@ -473,7 +473,7 @@ TEST(Modes, LaterSamplesNeverChangeEarlierResultsAndStampsAndLimitsNeverMatter)
 }
 
 // Kept: the kind of the model is fixed by the first mount mode; a later one only changes the steps around it.
-TEST(Modes, ThreeThenSevenKeepsThePendulumButReportsLikeModeSeven)
+TEST(Modes, threeThenSevenKeepsThePendulumButReportsLikeModeSeven)
 {
     Configured setup = sound();
     setup.machine = rotationX(0.3);
@@ -499,7 +499,7 @@ TEST(Modes, ThreeThenSevenKeepsThePendulumButReportsLikeModeSeven)
     EXPECT_EQ(result.info.sensorOut[0], ordinary().sensorVector[0]);
 }
 
-TEST(Modes, ParityStaysThatOfTheFirstMode)
+TEST(Modes, parityStaysThatOfTheFirstMode)
 {
     for (const int first : {3, 4, 7, 8}) {
         const int second = first % 2 == 1 ? first + 1 : first - 1;
@@ -515,7 +515,7 @@ TEST(Modes, ParityStaysThatOfTheFirstMode)
     }
 }
 
-TEST(Modes, SevenThenThreeKeepsTheThreeVectorModelInMachineCoordinates)
+TEST(Modes, sevenThenThreeKeepsTheThreeVectorModelInMachineCoordinates)
 {
     Configured setup = sound();
     setup.machine = rotationX(0.3);
@@ -531,7 +531,7 @@ TEST(Modes, SevenThenThreeKeepsTheThreeVectorModelInMachineCoordinates)
         EXPECT_EQ(result.info.sensorOut[i], ordinary().sensorVector[i]);
 }
 
-TEST(Modes, AModeChangeToFiveMakesLevelXTheRatioForTheOldModel)
+TEST(Modes, aModeChangeToFiveMakesLevelXTheRatioForTheOldModel)
 {
     const Configured setup = sound();
     CKor engine;
@@ -551,7 +551,7 @@ TEST(Modes, AModeChangeToFiveMakesLevelXTheRatioForTheOldModel)
     EXPECT_TRUE(sameBitsThroughout(result.matrix, multiply(kIdentity, outcome.matrix)));
 }
 
-TEST(Modes, ParametersReachTheModelWithTheNextMountModeOnly)
+TEST(Modes, parametersReachTheModelWithTheNextMountModeOnly)
 {
     for (const int mode : {1, 3, 7}) {
         Configured setup = sound();
@@ -576,7 +576,7 @@ TEST(Modes, ParametersReachTheModelWithTheNextMountModeOnly)
     }
 }
 
-TEST(Modes, GroupsNeverSetPrimeTheModelWithZeros)
+TEST(Modes, groupsNeverSetPrimeTheModelWithZeros)
 {
     Configured setup = sound();
     CKor engine;
@@ -609,7 +609,7 @@ Matrix rebuilt(const KOR_INFO& info, bool local)
     return local ? multiply(multiply(z, y), x) : multiply(multiply(x, y), z);
 }
 
-TEST(Modes, ReportedAnglesRebuildTheMatrixOfEveryMode)
+TEST(Modes, reportedAnglesRebuildTheMatrixOfEveryMode)
 {
     for (const int mode : {1, 2, 3, 4, 5, 6, 7, 8}) {
         for (const bool mcs : {true, false}) {
@@ -648,7 +648,7 @@ float degreesOf(float radians)
     return static_cast<float>(static_cast<double>(radians) * 57.29577951308);
 }
 
-TEST(Modes, SevenAndEightTakeTheirAnglesWithTheFirstWithinARightAngle)
+TEST(Modes, sevenAndEightTakeTheirAnglesWithTheFirstWithinARightAngle)
 {
     int flipped = 0;
     for (const int mode : {7, 8}) {
@@ -721,7 +721,7 @@ Errors loopErrors(int mode, unsigned int seed)
     return errors;
 }
 
-TEST(Modes, WholeEngineRecoversTheBaseToThePrecisionOfTheRecord)
+TEST(Modes, wholeEngineRecoversTheBaseToThePrecisionOfTheRecord)
 {
     for (const int mode : {1, 2, 7, 8}) {
         const Errors errors = loopErrors(mode, 708);
@@ -732,7 +732,7 @@ TEST(Modes, WholeEngineRecoversTheBaseToThePrecisionOfTheRecord)
     }
 }
 
-TEST(Modes, WholeEngineRecoversThePendulumsBaseToItsTolerance)
+TEST(Modes, wholeEngineRecoversThePendulumsBaseToItsTolerance)
 {
     for (const int mode : {3, 4, 0, 12}) {
         const Errors errors = loopErrors(mode, 709);
@@ -767,7 +767,7 @@ private:
 
 const float kDynamic[7] = {0.5F, 0.1F, 0.2F, 0.3F, 1, 2, 3};
 
-TEST(Modes, FilledStoreMovesTheLineOfSightByTheDetectorInSinglePrecision)
+TEST(Modes, filledStoreMovesTheLineOfSightByTheDetectorInSinglePrecision)
 {
     PoseSource random(710);
     for (int i = 0; i < 400; ++i) {
@@ -802,7 +802,7 @@ TEST(Modes, FilledStoreMovesTheLineOfSightByTheDetectorInSinglePrecision)
     }
 }
 
-TEST(Modes, DetectorCountsAreNarrowedToSinglePrecisionBeforeTheyAreDivided)
+TEST(Modes, detectorCountsAreNarrowedToSinglePrecisionBeforeTheyAreDivided)
 {
     const float a[3] = {0.0F, 1.0F, 0.0F};
     const float b[3] = {0.0F, 1.0F, 0.0F};
@@ -824,7 +824,7 @@ TEST(Modes, DetectorCountsAreNarrowedToSinglePrecisionBeforeTheyAreDivided)
     }
 }
 
-TEST(Modes, ADetectorDivisorOfZeroLeavesOnlyTheConstantTerms)
+TEST(Modes, aDetectorDivisorOfZeroLeavesOnlyTheConstantTerms)
 {
     const float a[3] = {0.5F, 7.0F, 9.0F};
     const float b[3] = {0.25F, 7.0F, 9.0F};
@@ -843,7 +843,7 @@ TEST(Modes, ADetectorDivisorOfZeroLeavesOnlyTheConstantTerms)
     EXPECT_TRUE(sameBitsThroughout(result.matrix, outcome.matrix));
 }
 
-TEST(Modes, AnEmptyStoreLeavesTheLineOfSightAlone)
+TEST(Modes, anEmptyStoreLeavesTheLineOfSightAlone)
 {
     const Configured setup = sound();
     CKor engine;
@@ -856,7 +856,7 @@ TEST(Modes, AnEmptyStoreLeavesTheLineOfSightAlone)
     EXPECT_TRUE(sameBitsThroughout(result.matrix, outcome.matrix));
 }
 
-TEST(Modes, BelowSevenTheDetectorNeverReachesAThreeVectorModel)
+TEST(Modes, belowSevenTheDetectorNeverReachesAThreeVectorModel)
 {
     const float a[3] = {0.5F, 1.0F, 1.0F};
     const float b[3] = {0.25F, 1.0F, 1.0F};
@@ -873,7 +873,7 @@ TEST(Modes, BelowSevenTheDetectorNeverReachesAThreeVectorModel)
     EXPECT_TRUE(sameBitsThroughout(result.matrix, multiply(kIdentity, outcome.matrix)));
 }
 
-TEST(Modes, QvcParametersSetWhileRunningTakeEffectWithAFilledStoreOnly)
+TEST(Modes, qvcParametersSetWhileRunningTakeEffectWithAFilledStoreOnly)
 {
     const float zero[3] = {0, 0, 0};
     for (const bool filled : {true, false}) {
@@ -897,7 +897,7 @@ TEST(Modes, QvcParametersSetWhileRunningTakeEffectWithAFilledStoreOnly)
 
 // The two-level model keeps values for the whole process: each of these tests has a process of its own.
 
-TEST(ModesTwoLevel, FirstCallSucceedsWithAZeroMatrix)
+TEST(ModesTwoLevel, firstCallSucceedsWithAZeroMatrix)
 {
     CKorThreeVec2Levelv2 model;
     prime(model, sound().parameters);
@@ -943,17 +943,17 @@ void expectTwoLevel(int mode)
     }
 }
 
-TEST(ModesTwoLevel, NineIsTheSecondTwoLevelModel)
+TEST(ModesTwoLevel, nineIsTheSecondTwoLevelModel)
 {
     expectTwoLevel(9);
 }
 
-TEST(ModesTwoLevel, TenIsTheSecondTwoLevelModel)
+TEST(ModesTwoLevel, tenIsTheSecondTwoLevelModel)
 {
     expectTwoLevel(10);
 }
 
-TEST(ModesTwoLevel, ARejectedSampleRestartsTheRunClock)
+TEST(ModesTwoLevel, aRejectedSampleRestartsTheRunClock)
 {
     CKor engine;
     configure(engine, sound());
@@ -973,7 +973,7 @@ TEST(ModesTwoLevel, ARejectedSampleRestartsTheRunClock)
         EXPECT_EQ(element, 0.0);
 }
 
-TEST(ModesTwoLevel, ARunClockSurvivesTheWrapOfTheStamp)
+TEST(ModesTwoLevel, aRunClockSurvivesTheWrapOfTheStamp)
 {
     CKor engine;
     configure(engine, sound());
@@ -988,7 +988,7 @@ TEST(ModesTwoLevel, ARunClockSurvivesTheWrapOfTheStamp)
     EXPECT_TRUE(sameBitsThroughout(update(engine, sample).matrix, kIdentity));
 }
 
-TEST(ModesTwoLevel, BothLevelsOutOfRangeGiveNoMatrixButAValidFlag)
+TEST(ModesTwoLevel, bothLevelsOutOfRangeGiveNoMatrixButAValidFlag)
 {
     CKor engine;
     configure(engine, sound());

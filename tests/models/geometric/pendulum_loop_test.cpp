@@ -43,7 +43,7 @@ Vector elevationAxis(const Reading& reading)
     return {reading.stage[1], reading.stage[4], reading.stage[7]};
 }
 
-TEST(PendulumLoop, IsExactWithThePendulumAlongTheElevationAxis)
+TEST(PendulumLoop, isExactWithThePendulumAlongTheElevationAxis)
 {
     for (const int parity : {0, 1}) {
         PoseSource random(401);
@@ -66,7 +66,7 @@ TEST(PendulumLoop, IsExactWithThePendulumAlongTheElevationAxis)
     }
 }
 
-TEST(PendulumLoop, ATiltInsideTheDeadBandIsLost)
+TEST(PendulumLoop, aTiltInsideTheDeadBandIsLost)
 {
     for (const int parity : {0, 1}) {
         PoseSource random(402);
@@ -88,7 +88,7 @@ TEST(PendulumLoop, ATiltInsideTheDeadBandIsLost)
     }
 }
 
-TEST(PendulumLoop, ReachesTheToleranceWithASkewedPendulum)
+TEST(PendulumLoop, reachesTheToleranceWithASkewedPendulum)
 {
     for (const int parity : {0, 1}) {
         PoseSource random(403);
@@ -106,7 +106,7 @@ TEST(PendulumLoop, ReachesTheToleranceWithASkewedPendulum)
     }
 }
 
-TEST(PendulumLoop, ReachesTheToleranceAtLargeTiltAndElevation)
+TEST(PendulumLoop, reachesTheToleranceAtLargeTiltAndElevation)
 {
     for (const int parity : {0, 1}) {
         PoseSource random(404);
@@ -127,7 +127,7 @@ TEST(PendulumLoop, ReachesTheToleranceAtLargeTiltAndElevation)
 
 // Kept: the search stops as soon as the pendulum's elevation is within the dead-band of the tilt read, coming from one
 // side, so what is left lies between 1 - 1 / 2.7 of the dead-band and the whole of it.
-TEST(PendulumLoop, LeavesAOneSidedBiasOfMostOfTheTolerance)
+TEST(PendulumLoop, leavesAOneSidedBiasOfMostOfTheTolerance)
 {
     PoseSource random(405);
     Errors left;
@@ -152,7 +152,7 @@ TEST(PendulumLoop, LeavesAOneSidedBiasOfMostOfTheTolerance)
     EXPECT_GT(left.median(), 0.7);
 }
 
-TEST(PendulumLoop, SixteenSignCombinationsAreAllExact)
+TEST(PendulumLoop, sixteenSignCombinationsAreAllExact)
 {
     PoseSource random(406);
     int seen[16] = {};
@@ -172,7 +172,7 @@ TEST(PendulumLoop, SixteenSignCombinationsAreAllExact)
         EXPECT_GT(count, 100);
 }
 
-TEST(PendulumLoop, IsRightExactlyWhileTheElevationAxisLiesLeftOfTheLineOfSight)
+TEST(PendulumLoop, isRightExactlyWhileTheElevationAxisLiesLeftOfTheLineOfSight)
 {
     PoseSource random(407);
     int left = 0;
@@ -198,7 +198,7 @@ TEST(PendulumLoop, IsRightExactlyWhileTheElevationAxisLiesLeftOfTheLineOfSight)
     EXPECT_GT(right, 300);
 }
 
-TEST(PendulumLoop, AnUpsideDownBaseIsHalfATurnOff)
+TEST(PendulumLoop, anUpsideDownBaseIsHalfATurnOff)
 {
     PoseSource random(408);
     for (int i = 0; i < 1000; ++i) {
@@ -210,7 +210,7 @@ TEST(PendulumLoop, AnUpsideDownBaseIsHalfATurnOff)
 }
 
 // A sensor that hangs upside down is described upright: parity one, offset of the other sign, pendulum turned over.
-TEST(PendulumLoop, AnInvertedSensorIsRecoveredWithTheOddParity)
+TEST(PendulumLoop, anInvertedSensorIsRecoveredWithTheOddParity)
 {
     PoseSource random(409);
     Errors errors;
@@ -244,7 +244,7 @@ TEST(PendulumLoop, AnInvertedSensorIsRecoveredWithTheOddParity)
 }
 
 // Kept: the arm's foot is found from the rise divided by the tilt, so a vanishing rise takes the digits with it.
-TEST(PendulumLoop, LosesDigitsWithTheRise)
+TEST(PendulumLoop, losesDigitsWithTheRise)
 {
     const auto worstAt = [](double rise, int* nans) {
         PoseSource random(410);
@@ -277,7 +277,7 @@ TEST(PendulumLoop, LosesDigitsWithTheRise)
     EXPECT_GT(millionth.median(), 10.0);
 }
 
-TEST(PendulumLoop, SearchLengthGrowsWithTheSkewOfThePendulum)
+TEST(PendulumLoop, searchLengthGrowsWithTheSkewOfThePendulum)
 {
     const auto searchAt = [](float azimuth, double* error) {
         Parameters parameters = plain(0);

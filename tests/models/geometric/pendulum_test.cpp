@@ -89,7 +89,7 @@ Inputs plain()
     return inputs;
 }
 
-TEST(Pendulum, MatchesTheReferenceToTheBitOnRandomInputsThroughEveryCase)
+TEST(Pendulum, matchesTheReferenceToTheBitOnRandomInputsThroughEveryCase)
 {
     PoseSource random(301);
     std::array<int, 5> cases{};
@@ -107,7 +107,7 @@ TEST(Pendulum, MatchesTheReferenceToTheBitOnRandomInputsThroughEveryCase)
     EXPECT_GT(longest, 5);
 }
 
-TEST(Pendulum, MatchesTheReferenceToTheBitWhenTheTiltIsInsideTheDeadBand)
+TEST(Pendulum, matchesTheReferenceToTheBitWhenTheTiltIsInsideTheDeadBand)
 {
     PoseSource random(302);
     for (int i = 0; i < 5000; ++i) {
@@ -119,7 +119,7 @@ TEST(Pendulum, MatchesTheReferenceToTheBitWhenTheTiltIsInsideTheDeadBand)
     }
 }
 
-TEST(Pendulum, MatchesTheReferenceToTheBitOnAwkwardInputs)
+TEST(Pendulum, matchesTheReferenceToTheBitOnAwkwardInputs)
 {
     const auto check = [](const Inputs& inputs) { ASSERT_TRUE(agrees(inputs)); };
     forAwkwardInputs(sound(), thresholds(), 303, 5000, check);
@@ -133,7 +133,7 @@ TEST(Pendulum, MatchesTheReferenceToTheBitOnAwkwardInputs)
     forAwkwardInputs(level, thresholds(), 306, 5000, check);
 }
 
-TEST(Pendulum, DeadBandOfTheTiltEndsJustBelowItsVeryValue)
+TEST(Pendulum, deadBandOfTheTiltEndsJustBelowItsVeryValue)
 {
     bool below = false;
     bool at = false;
@@ -167,7 +167,7 @@ TEST(Pendulum, DeadBandOfTheTiltEndsJustBelowItsVeryValue)
     EXPECT_TRUE(below && at && above);
 }
 
-TEST(Pendulum, AzimuthDeadBandHoldsUpToItsVeryValueOnBothComponents)
+TEST(Pendulum, azimuthDeadBandHoldsUpToItsVeryValueOnBothComponents)
 {
     std::vector<double> components = aroundBothSigns(kDeadBand, 2);
     for (const double value : {0.0, -0.0, 0.00001, -0.00001, 1.0, -1.0, 1.745e-5, 1500.0, -1500.0})
@@ -185,7 +185,7 @@ TEST(Pendulum, AzimuthDeadBandHoldsUpToItsVeryValueOnBothComponents)
     }
 }
 
-TEST(Pendulum, EverySignOfRiseAndTiltHasItsOwnCase)
+TEST(Pendulum, everySignOfRiseAndTiltHasItsOwnCase)
 {
     const double signs[4][2] = {{1, 1}, {1, -1}, {-1, 1}, {-1, -1}};
     for (std::size_t i = 0; i < 4; ++i) {
@@ -209,7 +209,7 @@ TEST(Pendulum, EverySignOfRiseAndTiltHasItsOwnCase)
     }
 }
 
-TEST(Pendulum, TiltThatMeetsTheToleranceAtOnceRunsExactlyOneIteration)
+TEST(Pendulum, tiltThatMeetsTheToleranceAtOnceRunsExactlyOneIteration)
 {
     PoseSource random(307);
     int single = 0;
@@ -233,7 +233,7 @@ TEST(Pendulum, TiltThatMeetsTheToleranceAtOnceRunsExactlyOneIteration)
 
 // A pendulum a little above the horizontal, seen level: the rise scales its elevation finely enough to put the error
 // of the first iteration on the tolerance itself.
-TEST(Pendulum, AnErrorOfExactlyTheToleranceGoesOnSearching)
+TEST(Pendulum, anErrorOfExactlyTheToleranceGoesOnSearching)
 {
     int seen[3] = {};
     for (int step = 1; step <= 40; ++step) {
@@ -269,7 +269,7 @@ TEST(Pendulum, AnErrorOfExactlyTheToleranceGoesOnSearching)
     EXPECT_GT(seen[2], 0);
 }
 
-TEST(Pendulum, RunsFiveHundredIterationsAndNoMoreWhenThePendulumPointsAway)
+TEST(Pendulum, runsFiveHundredIterationsAndNoMoreWhenThePendulumPointsAway)
 {
     int full = 0;
     for (const float azimuth : {120.0F, 150.0F, -130.0F, 179.0F}) {
@@ -294,7 +294,7 @@ TEST(Pendulum, RunsFiveHundredIterationsAndNoMoreWhenThePendulumPointsAway)
     EXPECT_GT(full, 0);
 }
 
-TEST(Pendulum, ASearchThatSwingsForEverStopsOnTheFiveHundredthFrame)
+TEST(Pendulum, aSearchThatSwingsForEverStopsOnTheFiveHundredthFrame)
 {
     // A tilt gain that the pendulum cannot follow keeps the error from shrinking.
     PoseSource random(308);
@@ -315,7 +315,7 @@ TEST(Pendulum, ASearchThatSwingsForEverStopsOnTheFiveHundredthFrame)
     EXPECT_GT(told, 0);
 }
 
-TEST(Pendulum, ParityOfExactlyOneFlipsTheThreeAnglesAndNoOtherDoes)
+TEST(Pendulum, parityOfExactlyOneFlipsTheThreeAnglesAndNoOtherDoes)
 {
     PoseSource random(309);
     for (int i = 0; i < 300; ++i) {
@@ -347,7 +347,7 @@ TEST(Pendulum, ParityOfExactlyOneFlipsTheThreeAnglesAndNoOtherDoes)
 }
 
 // Each gain multiplies its own angle, after the offset.
-TEST(Pendulum, GainsMultiplyTheirOwnAngles)
+TEST(Pendulum, gainsMultiplyTheirOwnAngles)
 {
     PoseSource random(310);
     for (int i = 0; i < 300; ++i) {
@@ -380,7 +380,7 @@ TEST(Pendulum, GainsMultiplyTheirOwnAngles)
     }
 }
 
-TEST(Pendulum, AxisAnglesTurnTheResultAboutTheAxes)
+TEST(Pendulum, axisAnglesTurnTheResultAboutTheAxes)
 {
     // Pendulum along the elevation axis: the frame does not depend on the axis angles, so they show by themselves.
     Inputs inputs = plain();
@@ -401,7 +401,7 @@ TEST(Pendulum, AxisAnglesTurnTheResultAboutTheAxes)
 }
 
 // Twice the same arm square is added and taken away, so it shows only in the rounding.
-TEST(Pendulum, ArmOfAThousandShowsOnlyInTheRoundingOfTheLevelCase)
+TEST(Pendulum, armOfAThousandShowsOnlyInTheRoundingOfTheLevelCase)
 {
     Inputs inputs = plain();
     inputs.sample.slots[4] = 0.0;
@@ -413,7 +413,7 @@ TEST(Pendulum, ArmOfAThousandShowsOnlyInTheRoundingOfTheLevelCase)
     EXPECT_TRUE(closeTo(pendulum(inputs).matrix, base, 1e-12));
 }
 
-TEST(Pendulum, ZeroDirectionTakesTheSpaceDiagonal)
+TEST(Pendulum, zeroDirectionTakesTheSpaceDiagonal)
 {
     for (const double zero : {0.0, -0.0, 1e-300}) {
         for (const double tilt : {0.0, 2.0, -2.0}) {
@@ -429,7 +429,7 @@ TEST(Pendulum, ZeroDirectionTakesTheSpaceDiagonal)
     EXPECT_TRUE(anyNan(pendulum(inputs).matrix));
 }
 
-TEST(Pendulum, DirectionAlongTheVerticalIsNotANumberAndStillSucceeds)
+TEST(Pendulum, directionAlongTheVerticalIsNotANumberAndStillSucceeds)
 {
     for (const double z : {900.0, -900.0}) {
         for (const double tilt : {0.0, 2.0, -2.0}) {
@@ -443,7 +443,7 @@ TEST(Pendulum, DirectionAlongTheVerticalIsNotANumberAndStillSucceeds)
     }
 }
 
-TEST(Pendulum, FlatDirectionWithATiltHasNoSoundFrameAndStillSucceeds)
+TEST(Pendulum, flatDirectionWithATiltHasNoSoundFrameAndStillSucceeds)
 {
     PoseSource random(311);
     int unsound = 0;
@@ -463,7 +463,7 @@ TEST(Pendulum, FlatDirectionWithATiltHasNoSoundFrameAndStillSucceeds)
     EXPECT_EQ(unsound, 200);
 }
 
-TEST(Pendulum, AxisAnglesThatAreNoNumbersFailButThePlainProductIsWritten)
+TEST(Pendulum, axisAnglesThatAreNoNumbersFailButThePlainProductIsWritten)
 {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double inf = std::numeric_limits<double>::infinity();
@@ -484,7 +484,7 @@ TEST(Pendulum, AxisAnglesThatAreNoNumbersFailButThePlainProductIsWritten)
 }
 
 // Also where the search does not converge: the frame is built from normalised vectors in every iteration.
-TEST(Pendulum, FiniteResultsAreProperRotations)
+TEST(Pendulum, finiteResultsAreProperRotations)
 {
     PoseSource random(312);
     int finite = 0;
@@ -502,7 +502,7 @@ TEST(Pendulum, FiniteResultsAreProperRotations)
     EXPECT_GT(finite, 4000);
 }
 
-TEST(Pendulum, ScalingTheDirectionByAPowerOfTwoChangesNoBitWhileTheTiltStaysOutsideTheDeadBand)
+TEST(Pendulum, scalingTheDirectionByAPowerOfTwoChangesNoBitWhileTheTiltStaysOutsideTheDeadBand)
 {
     PoseSource random(313);
     int compared = 0;
@@ -524,7 +524,7 @@ TEST(Pendulum, ScalingTheDirectionByAPowerOfTwoChangesNoBitWhileTheTiltStaysOuts
     EXPECT_GT(compared, 2000);
 }
 
-TEST(Pendulum, ReadsNeitherLevelXNorTheTemperaturesNorTheOtherParameters)
+TEST(Pendulum, readsNeitherLevelXNorTheTemperaturesNorTheOtherParameters)
 {
     PoseSource random(314);
     const std::vector<float> numbers = awkwardNumbers<float>();
@@ -546,7 +546,7 @@ TEST(Pendulum, ReadsNeitherLevelXNorTheTemperaturesNorTheOtherParameters)
     }
 }
 
-TEST(Pendulum, EveryParameterAndSlotThatItReadsMatters)
+TEST(Pendulum, everyParameterAndSlotThatItReadsMatters)
 {
     const Inputs inputs = sound();
     const Outcome outcome = pendulum(inputs);
@@ -562,7 +562,7 @@ TEST(Pendulum, EveryParameterAndSlotThatItReadsMatters)
     }
 }
 
-TEST(Pendulum, LeavesTheQvcBufferOfTheCallerAlone)
+TEST(Pendulum, leavesTheQvcBufferOfTheCallerAlone)
 {
     CKorPendulum model;
     prime(model, sound().parameters);
@@ -574,7 +574,7 @@ TEST(Pendulum, LeavesTheQvcBufferOfTheCallerAlone)
         EXPECT_EQ(out[i], static_cast<float>(i + 1));
 }
 
-TEST(Pendulum, CopiesAndMovesGiveTheSameBits)
+TEST(Pendulum, copiesAndMovesGiveTheSameBits)
 {
     PoseSource random(315);
     for (int i = 0; i < 100; ++i) {
@@ -596,7 +596,7 @@ TEST(Pendulum, CopiesAndMovesGiveTheSameBits)
     }
 }
 
-TEST(Pendulum, RemembersNothingFromOneSampleToTheNext)
+TEST(Pendulum, remembersNothingFromOneSampleToTheNext)
 {
     PoseSource random(316);
     CKorPendulum model;
@@ -610,7 +610,7 @@ TEST(Pendulum, RemembersNothingFromOneSampleToTheNext)
     }
 }
 
-TEST(Pendulum, WritesNineElementsAndNoMoreWhateverTheSize)
+TEST(Pendulum, writesNineElementsAndNoMoreWhateverTheSize)
 {
     for (const int size : {3, 0, -1, 1, 2, 4, 16, 1000}) {
         CKorPendulum model;
@@ -628,7 +628,7 @@ TEST(Pendulum, WritesNineElementsAndNoMoreWhateverTheSize)
     }
 }
 
-TEST(Pendulum, AddsNoFieldsToTheBase)
+TEST(Pendulum, addsNoFieldsToTheBase)
 {
     EXPECT_EQ(sizeof(CKorPendulum), sizeof(CKorModel));
     EXPECT_TRUE((std::is_base_of_v<CKorModel, CKorPendulum>));

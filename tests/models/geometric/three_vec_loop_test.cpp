@@ -51,7 +51,7 @@ bool rightSide(const Reading& reading, int parity, const Vector& vertical)
     return literalDot(parity != 0 ? kUp : kDown, n) * literalDot(seen, n) > 0;
 }
 
-TEST(ThreeVecLoop, EvenParityIsExact)
+TEST(ThreeVecLoop, evenParityIsExact)
 {
     struct Row {
         double tilt;
@@ -77,7 +77,7 @@ TEST(ThreeVecLoop, EvenParityIsExact)
     }
 }
 
-TEST(ThreeVecLoop, OddParityIsExactWhileLineOfSightAndLevelAxisAreAtRightAngles)
+TEST(ThreeVecLoop, oddParityIsExactWhileLineOfSightAndLevelAxisAreAtRightAngles)
 {
     PoseSource random(602);
     Errors errors;
@@ -92,7 +92,7 @@ TEST(ThreeVecLoop, OddParityIsExactWhileLineOfSightAndLevelAxisAreAtRightAngles)
 
 // Kept: with the odd parity the polar angle still counts from below, so a line of sight that is not at right angles
 // to the level axis leaves an error that grows with the elevation.
-TEST(ThreeVecLoop, OddParityErrsByTheElevationTimesTheSkewOfTheLevelAxis)
+TEST(ThreeVecLoop, oddParityErrsByTheElevationTimesTheSkewOfTheLevelAxis)
 {
     PoseSource random(603);
     Errors errors;
@@ -118,7 +118,7 @@ TEST(ThreeVecLoop, OddParityErrsByTheElevationTimesTheSkewOfTheLevelAxis)
 
 // Kept: a base that hangs upside down, its level referred to the direction down, comes back turned by half a turn
 // about the line of sight.
-TEST(ThreeVecLoop, OddParityTurnsAnInvertedBaseAboutTheLineOfSight)
+TEST(ThreeVecLoop, oddParityTurnsAnInvertedBaseAboutTheLineOfSight)
 {
     PoseSource random(604);
     Errors fromTurned;
@@ -144,7 +144,7 @@ TEST(ThreeVecLoop, OddParityTurnsAnInvertedBaseAboutTheLineOfSight)
     EXPECT_GT(fromTruth.least(), 179.0);
 }
 
-TEST(ThreeVecLoop, MirrorSolutionIsRightExactlyOnTheSideOfTheVertical)
+TEST(ThreeVecLoop, mirrorSolutionIsRightExactlyOnTheSideOfTheVertical)
 {
     for (const int parity : {0, 1}) {
         const Vector& vertical = parity == 0 ? kDown : kUp;
@@ -175,7 +175,7 @@ TEST(ThreeVecLoop, MirrorSolutionIsRightExactlyOnTheSideOfTheVertical)
     }
 }
 
-TEST(ThreeVecLoop, DigitsGoOnlyCloseToNinetyDegreesOfRoll)
+TEST(ThreeVecLoop, digitsGoOnlyCloseToNinetyDegreesOfRoll)
 {
     const auto worstAt = [](double roll) {
         PoseSource random(606);
@@ -203,7 +203,7 @@ TEST(ThreeVecLoop, DigitsGoOnlyCloseToNinetyDegreesOfRoll)
     EXPECT_GT(worstAt(89), worstAt(80));
 }
 
-TEST(ThreeVecLoop, LargeTiltPutsSomePosesOnTheWrongSide)
+TEST(ThreeVecLoop, largeTiltPutsSomePosesOnTheWrongSide)
 {
     PoseSource random(607);
     int wrong = 0;
@@ -221,7 +221,7 @@ TEST(ThreeVecLoop, LargeTiltPutsSomePosesOnTheWrongSide)
     EXPECT_LT(part, 0.2);
 }
 
-TEST(ThreeVecLoop, TargetOnTheVerticalOnlyLeavesTheHeadingOpen)
+TEST(ThreeVecLoop, targetOnTheVerticalOnlyLeavesTheHeadingOpen)
 {
     PoseSource random(608);
     for (int i = 0; i < 200; ++i) {
@@ -238,7 +238,7 @@ TEST(ThreeVecLoop, TargetOnTheVerticalOnlyLeavesTheHeadingOpen)
     }
 }
 
-TEST(ThreeVecLoop, QvcVectorIsTheOffsetInTheTrackerFrame)
+TEST(ThreeVecLoop, qvcVectorIsTheOffsetInTheTrackerFrame)
 {
     PoseSource random(609);
     for (int i = 0; i < 2000; ++i) {

@@ -87,7 +87,7 @@ public:
     float* result() { return qvcMatrix; }
 };
 
-TEST(ThreeVec, MatchesTheReferenceToTheBitOnRandomInputsWithAllSolutions)
+TEST(ThreeVec, matchesTheReferenceToTheBitOnRandomInputsWithAllSolutions)
 {
     PoseSource random(501);
     int codes[3] = {};
@@ -106,7 +106,7 @@ TEST(ThreeVec, MatchesTheReferenceToTheBitOnRandomInputsWithAllSolutions)
     EXPECT_GT(sides[1][0] + sides[1][1], 1000);
 }
 
-TEST(ThreeVec, MatchesTheReferenceToTheBitOnAwkwardInputs)
+TEST(ThreeVec, matchesTheReferenceToTheBitOnAwkwardInputs)
 {
     const auto check = [](const Inputs& inputs) { ASSERT_TRUE(agrees(inputs)); };
     forAwkwardInputs(sound(), aroundBothSigns(90.0, 2), 502, 20000, check);
@@ -116,7 +116,7 @@ TEST(ThreeVec, MatchesTheReferenceToTheBitOnAwkwardInputs)
     forAwkwardInputs(odd, {}, 504, 20000, check);
 }
 
-TEST(ThreeVec, MatchesTheReferenceToTheBitAroundALineOfSightAlongTheLevelAxis)
+TEST(ThreeVec, matchesTheReferenceToTheBitAroundALineOfSightAlongTheLevelAxis)
 {
     // The determinant of the solve goes through its limit of 1e-12 about 1e-6 rad from parallel.
     int codes[3] = {};
@@ -135,7 +135,7 @@ TEST(ThreeVec, MatchesTheReferenceToTheBitAroundALineOfSightAlongTheLevelAxis)
     EXPECT_GT(codes[0] + codes[1], 50);
 }
 
-TEST(ThreeVec, MatchesTheReferenceToTheBitWhereTheTwoConesJustTouch)
+TEST(ThreeVec, matchesTheReferenceToTheBitWhereTheTwoConesJustTouch)
 {
     // Level and elevation of the line of sight add up to a right angle: h2 passes through zero and -1e-9.
     int codes[3] = {};
@@ -155,7 +155,7 @@ TEST(ThreeVec, MatchesTheReferenceToTheBitWhereTheTwoConesJustTouch)
     EXPECT_GT(codes[1], 100);
 }
 
-TEST(ThreeVec, LevelAndLookingAlongYIsTheIdentityOfAnUprightBase)
+TEST(ThreeVec, levelAndLookingAlongYIsTheIdentityOfAnUprightBase)
 {
     Inputs inputs = plain();
     EXPECT_TRUE(threeVec(inputs).ok);
@@ -164,7 +164,7 @@ TEST(ThreeVec, LevelAndLookingAlongYIsTheIdentityOfAnUprightBase)
     EXPECT_TRUE(closeTo(threeVec(inputs).matrix, kIdentity, 1e-12));
 }
 
-TEST(ThreeVec, AzimuthOfTheTargetRunsFromYTowardsMinusX)
+TEST(ThreeVec, azimuthOfTheTargetRunsFromYTowardsMinusX)
 {
     Inputs inputs = plain();
     inputs.sample.slots[0] = -5000 * std::sin(0.5);
@@ -172,7 +172,7 @@ TEST(ThreeVec, AzimuthOfTheTargetRunsFromYTowardsMinusX)
     EXPECT_TRUE(closeTo(threeVec(inputs).matrix, rotationZ(0.5), 1e-12));
 }
 
-TEST(ThreeVec, AzimuthAxisIsTakenOutAboutZ)
+TEST(ThreeVec, azimuthAxisIsTakenOutAboutZ)
 {
     Inputs inputs = plain();
     inputs.sample.slots[5] = 30;
@@ -182,7 +182,7 @@ TEST(ThreeVec, AzimuthAxisIsTakenOutAboutZ)
     EXPECT_TRUE(closeTo(threeVec(inputs).matrix, rotationZ(0.5), 1e-12));
 }
 
-TEST(ThreeVec, ElevationAxisAndItsOffsetTurnTheLineOfSight)
+TEST(ThreeVec, elevationAxisAndItsOffsetTurnTheLineOfSight)
 {
     // Target 20 degrees up, the axis turned up by as much: the base stays level.
     Inputs inputs = plain();
@@ -199,7 +199,7 @@ TEST(ThreeVec, ElevationAxisAndItsOffsetTurnTheLineOfSight)
     EXPECT_TRUE(closeTo(threeVec(inputs).matrix, rotationX(-20 * kDegree), 1e-11));
 }
 
-TEST(ThreeVec, LevelReadingIsARollAboutTheLineOfSight)
+TEST(ThreeVec, levelReadingIsARollAboutTheLineOfSight)
 {
     Inputs inputs = plain();
     inputs.sample.slots[4] = 3.0;
@@ -215,7 +215,7 @@ TEST(ThreeVec, LevelReadingIsARollAboutTheLineOfSight)
 }
 
 // Kept: the one stands first in the level axis and second in the line of sight.
-TEST(ThreeVec, TiltAnglesOfLevelAxisAndLineOfSightBelongToDifferentComponents)
+TEST(ThreeVec, tiltAnglesOfLevelAxisAndLineOfSightBelongToDifferentComponents)
 {
     // The line of sight turned about z by its first angle, towards +x: the base turns back.
     Inputs inputs = plain();
@@ -236,7 +236,7 @@ TEST(ThreeVec, TiltAnglesOfLevelAxisAndLineOfSightBelongToDifferentComponents)
     EXPECT_TRUE(closeTo(threeVec(inputs).matrix, rotationY(roll), 1e-11));
 }
 
-TEST(ThreeVec, RotationAxisOfTheElevationTurnsInTheXzPlane)
+TEST(ThreeVec, rotationAxisOfTheElevationTurnsInTheXzPlane)
 {
     // Axis z: the elevation reading turns the line of sight about z like an azimuth.
     Inputs inputs = plain();
@@ -245,7 +245,7 @@ TEST(ThreeVec, RotationAxisOfTheElevationTurnsInTheXzPlane)
     EXPECT_TRUE(closeTo(threeVec(inputs).matrix, rotationZ(-10 * kDegree), 1e-11));
 }
 
-TEST(ThreeVec, AnyNonZeroParityMeansTheVerticalUp)
+TEST(ThreeVec, anyNonZeroParityMeansTheVerticalUp)
 {
     PoseSource random(505);
     for (int i = 0; i < 300; ++i) {
@@ -261,7 +261,7 @@ TEST(ThreeVec, AnyNonZeroParityMeansTheVerticalUp)
     }
 }
 
-TEST(ThreeVec, AParityFlipOnALivingModelTakesEffectAtOnce)
+TEST(ThreeVec, aParityFlipOnALivingModelTakesEffectAtOnce)
 {
     Inputs inputs = sound();
     CKorThreeVec model;
@@ -275,7 +275,7 @@ TEST(ThreeVec, AParityFlipOnALivingModelTakesEffectAtOnce)
 }
 
 // Kept: second and third component change places on the way in and on the way out.
-TEST(ThreeVec, QvcComponentsAreSwappedGoingInAndComingOut)
+TEST(ThreeVec, qvcComponentsAreSwappedGoingInAndComingOut)
 {
     Inputs inputs = plain();
     inputs.parameters.qvc[0] = 10.0F;
@@ -296,7 +296,7 @@ TEST(ThreeVec, QvcComponentsAreSwappedGoingInAndComingOut)
     EXPECT_NEAR(got[2], 10.0F, 1e-5F);
 }
 
-TEST(ThreeVec, QvcVectorTurnsWithTheAzimuthStageNotWithTheBase)
+TEST(ThreeVec, qvcVectorTurnsWithTheAzimuthStageNotWithTheBase)
 {
     Inputs inputs = sound();
     const std::array<float, 6> before = threeVec(inputs).qvc;
@@ -307,7 +307,7 @@ TEST(ThreeVec, QvcVectorTurnsWithTheAzimuthStageNotWithTheBase)
     EXPECT_FALSE(sameBitsThroughout(threeVec(inputs).qvc, before));
 }
 
-TEST(ThreeVec, QvcVectorIsTheStageTimesTheSwappedParameters)
+TEST(ThreeVec, qvcVectorIsTheStageTimesTheSwappedParameters)
 {
     PoseSource random(506);
     for (int i = 0; i < 500; ++i) {
@@ -327,7 +327,7 @@ TEST(ThreeVec, QvcVectorIsTheStageTimesTheSwappedParameters)
     }
 }
 
-TEST(ThreeVec, LastThreeQvcResultsAreNeverWritten)
+TEST(ThreeVec, lastThreeQvcResultsAreNeverWritten)
 {
     WithOpenResult model;
     const Inputs inputs = sound();
@@ -350,7 +350,7 @@ TEST(ThreeVec, LastThreeQvcResultsAreNeverWritten)
     }
 }
 
-TEST(ThreeVec, QvcCopyOutWritesExactlyWhatIsAskedFor)
+TEST(ThreeVec, qvcCopyOutWritesExactlyWhatIsAskedFor)
 {
     WithOpenResult model;
     for (int i = 0; i < 6; ++i)
@@ -363,7 +363,7 @@ TEST(ThreeVec, QvcCopyOutWritesExactlyWhatIsAskedFor)
     }
 }
 
-TEST(ThreeVec, CountsOfZeroOrLessCopyNothingIn)
+TEST(ThreeVec, countsOfZeroOrLessCopyNothingIn)
 {
     const Inputs inputs = sound();
     CKorThreeVec model;
@@ -383,7 +383,7 @@ TEST(ThreeVec, CountsOfZeroOrLessCopyNothingIn)
     EXPECT_TRUE(sameOutcome(feed(model, inputs.sample), literalThreeVec(changed, inputs.sample)));
 }
 
-TEST(ThreeVec, AlwaysSucceeds)
+TEST(ThreeVec, alwaysSucceeds)
 {
     for (std::size_t place = 0; place < Inputs::kDoubles; ++place) {
         Inputs inputs = sound();
@@ -393,7 +393,7 @@ TEST(ThreeVec, AlwaysSucceeds)
     }
 }
 
-TEST(ThreeVec, DirectionAlongTheVerticalIsCaughtByNothing)
+TEST(ThreeVec, directionAlongTheVerticalIsCaughtByNothing)
 {
     // The cosine of the rounded right angle is not zero, so the cross product keeps a trace; only the reference tells.
     for (const double z : {1.0, -1.0, 5000.0}) {
@@ -410,7 +410,7 @@ TEST(ThreeVec, DirectionAlongTheVerticalIsCaughtByNothing)
     }
 }
 
-TEST(ThreeVec, ZeroDirectionCountsAsAzimuthAndElevationZero)
+TEST(ThreeVec, zeroDirectionCountsAsAzimuthAndElevationZero)
 {
     Inputs inputs = sound();
     inputs.sample.slots[0] = inputs.sample.slots[1] = inputs.sample.slots[2] = 0.0;
@@ -420,7 +420,7 @@ TEST(ThreeVec, ZeroDirectionCountsAsAzimuthAndElevationZero)
     EXPECT_TRUE(allFinite(zero.matrix));
 }
 
-TEST(ThreeVec, LineOfSightAlongTheLevelAxisIsNotANumberAndStillSucceeds)
+TEST(ThreeVec, lineOfSightAlongTheLevelAxisIsNotANumberAndStillSucceeds)
 {
     Inputs inputs = plain();
     inputs.parameters.qvc[5] = 90.0F;
@@ -435,7 +435,7 @@ TEST(ThreeVec, LineOfSightAlongTheLevelAxisIsNotANumberAndStillSucceeds)
 }
 
 // A rotation wherever it is finite: the axis, the line of sight and the direction are unit vectors to an ulp.
-TEST(ThreeVec, FiniteResultsAreProperRotations)
+TEST(ThreeVec, finiteResultsAreProperRotations)
 {
     PoseSource random(507);
     int finite = 0;
@@ -449,7 +449,7 @@ TEST(ThreeVec, FiniteResultsAreProperRotations)
     EXPECT_EQ(finite, 20000);
 }
 
-TEST(ThreeVec, ScalingTheDirectionByAPowerOfTwoChangesNoBit)
+TEST(ThreeVec, scalingTheDirectionByAPowerOfTwoChangesNoBit)
 {
     PoseSource random(508);
     for (int i = 0; i < 2000; ++i) {
@@ -464,7 +464,7 @@ TEST(ThreeVec, ScalingTheDirectionByAPowerOfTwoChangesNoBit)
     }
 }
 
-TEST(ThreeVec, ReadsNeitherTheUnusedSlotsNorTheUnusedParameters)
+TEST(ThreeVec, readsNeitherTheUnusedSlotsNorTheUnusedParameters)
 {
     PoseSource random(509);
     const std::vector<float> numbers = awkwardNumbers<float>();
@@ -489,7 +489,7 @@ TEST(ThreeVec, ReadsNeitherTheUnusedSlotsNorTheUnusedParameters)
     }
 }
 
-TEST(ThreeVec, EveryParameterAndSlotThatItReadsMatters)
+TEST(ThreeVec, everyParameterAndSlotThatItReadsMatters)
 {
     const Inputs inputs = sound();
     const Outcome outcome = threeVec(inputs);
@@ -505,7 +505,7 @@ TEST(ThreeVec, EveryParameterAndSlotThatItReadsMatters)
     }
 }
 
-TEST(ThreeVec, CopiesAndMovesGiveTheSameBitsAndCarryTheResult)
+TEST(ThreeVec, copiesAndMovesGiveTheSameBitsAndCarryTheResult)
 {
     PoseSource random(510);
     for (int i = 0; i < 100; ++i) {
@@ -539,7 +539,7 @@ TEST(ThreeVec, CopiesAndMovesGiveTheSameBitsAndCarryTheResult)
     }
 }
 
-TEST(ThreeVec, RemembersNothingFromOneSampleToTheNext)
+TEST(ThreeVec, remembersNothingFromOneSampleToTheNext)
 {
     PoseSource random(511);
     CKorThreeVec model;
@@ -553,7 +553,7 @@ TEST(ThreeVec, RemembersNothingFromOneSampleToTheNext)
     }
 }
 
-TEST(ThreeVec, IgnoresLimitsCountersTimesAndDynamicParameters)
+TEST(ThreeVec, ignoresLimitsCountersTimesAndDynamicParameters)
 {
     const Inputs inputs = sound();
     CKorThreeVec model;
@@ -571,7 +571,7 @@ TEST(ThreeVec, IgnoresLimitsCountersTimesAndDynamicParameters)
     EXPECT_EQ(level2, 12.0F);
 }
 
-TEST(ThreeVec, WritesNineElementsAndNoMoreWhateverTheSize)
+TEST(ThreeVec, writesNineElementsAndNoMoreWhateverTheSize)
 {
     for (const int size : {3, 0, -1, 1, 2, 4, 16, 1000}) {
         CKorThreeVec model;
@@ -589,7 +589,7 @@ TEST(ThreeVec, WritesNineElementsAndNoMoreWhateverTheSize)
     }
 }
 
-TEST(ThreeVec, AddsNoFieldsToTheBase)
+TEST(ThreeVec, addsNoFieldsToTheBase)
 {
     EXPECT_EQ(sizeof(CKorThreeVec), sizeof(CKorModel));
     EXPECT_TRUE((std::is_base_of_v<CKorModel, CKorThreeVec>));
