@@ -28,8 +28,9 @@ public:
         // Past the last row the rollover: the first row, one turn later.
         const double begin = key(row);
         const double width = (next == 0 ? key(0) + kTurn : key(next)) - begin;
-        if (!(width > 0.0))
+        if (!(width > 0.0)) {
             return correctionOf(row);
+        }
         const double part = std::clamp((p - begin) / width, 0.0, 1.0);
         return correctionOf(row) + (correctionOf(next) - correctionOf(row)) * part;
     }
@@ -48,8 +49,9 @@ private:
     {
         const double first = key(0);
         const double ahead = position - first;
-        if (ahead >= 0.0 && ahead < kTurn)
+        if (ahead >= 0.0 && ahead < kTurn) {
             return position;
+        }
         // Turns are taken off before the difference, where that is exact however many they are.
         const double offset = std::fmod(std::fmod(position, kTurn) - first, kTurn);
         return first + (offset < 0.0 ? offset + kTurn : offset);
@@ -94,16 +96,18 @@ void CEncoder::setRawReading(float reading) noexcept
 
 float CEncoder::encCalibration(float reading) const noexcept
 {
-    if (m_count < 1 || !std::isfinite(reading))
+    if (m_count < 1 || !std::isfinite(reading)) {
         return reading;
+    }
     const double r = static_cast<double>(reading);
     return finiteOr(r + Scale(m_table, m_count, false).correction(r), reading);
 }
 
 float CEncoder::inverseEncCalibration(float angle) const noexcept
 {
-    if (m_count < 1 || !std::isfinite(angle))
+    if (m_count < 1 || !std::isfinite(angle)) {
         return angle;
+    }
     const double a = static_cast<double>(angle);
     return finiteOr(a - Scale(m_table, m_count, true).correction(a), angle);
 }

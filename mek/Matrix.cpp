@@ -22,8 +22,9 @@ double largestMagnitude(const double* m, std::ptrdiff_t count)
 {
     double largest = 0.0;
     for (std::ptrdiff_t i = 0; i < count; ++i) {
-        if (std::fabs(m[i]) > largest)
+        if (std::fabs(m[i]) > largest) {
             largest = std::fabs(m[i]);
+        }
     }
     return largest;
 }
@@ -35,8 +36,9 @@ std::ptrdiff_t pivotRow(const double* work, std::ptrdiff_t n, std::ptrdiff_t k, 
     double largest = threshold;
     for (std::ptrdiff_t i = k; i < n; ++i) {
         const double magnitude = std::fabs(work[i * 2 * n + k]);
-        if (std::isnan(magnitude))
+        if (std::isnan(magnitude)) {
             return kNoPivot;
+        }
         if (magnitude > largest) {
             largest = magnitude;
             best = i;
@@ -63,29 +65,35 @@ bool eliminate(double* m, Size size, double* work)
 
     for (std::ptrdiff_t k = 0; k < n; ++k) {
         const std::ptrdiff_t best = pivotRow(work, n, k, threshold);
-        if (best == kNoPivot)
+        if (best == kNoPivot) {
             return false;
+        }
 
         double* const pivoted = work + k * width;
-        if (best != k)
+        if (best != k) {
             std::swap_ranges(pivoted + k, pivoted + width, work + best * width + k);
+        }
 
         const double pivot = pivoted[k];
-        for (std::ptrdiff_t j = k; j < width; ++j)
+        for (std::ptrdiff_t j = k; j < width; ++j) {
             pivoted[j] /= pivot;
+        }
 
         for (std::ptrdiff_t i = 0; i < n; ++i) {
-            if (i == k)
+            if (i == k) {
                 continue;
+            }
             double* const row = work + i * width;
             const double factor = row[k];
-            for (std::ptrdiff_t j = k; j < width; ++j)
+            for (std::ptrdiff_t j = k; j < width; ++j) {
                 row[j] -= factor * pivoted[j];
+            }
         }
     }
 
-    for (std::ptrdiff_t i = 0; i < n; ++i)
+    for (std::ptrdiff_t i = 0; i < n; ++i) {
         std::copy_n(work + i * width + n, n, m + i * n);
+    }
     return true;
 }
 
@@ -94,16 +102,18 @@ bool eliminate(double* m, Size size, double* work)
 void MatrixMultiply(const double* a, const double* b, int r, int n, int c, double* out) noexcept
 {
     // The sizes of the per-sample path as constants, for the compiler to unroll; the arithmetic is the same.
-    if (r == 3 && n == 3 && c == 3)
+    if (r == 3 && n == 3 && c == 3) {
         multiplyInto(a, b, 3, 3, 3, out);
-    else
+    } else {
         multiplyInto(a, b, r, n, c, out);
+    }
 }
 
 bool MatrixInverse(double* m, int n) noexcept
 {
-    if (n < 1)
+    if (n < 1) {
         return false;
+    }
     if (n == 3) {
         // The size of the per-sample path.
         double work[2 * 3 * 3];
@@ -111,8 +121,9 @@ bool MatrixInverse(double* m, int n) noexcept
     }
     const auto size = static_cast<std::uint64_t>(n);
     Scratch<2 * kNearSize * kNearSize> work(2 * size * size);
-    if (work.data() == nullptr)
+    if (work.data() == nullptr) {
         return false;
+    }
     return eliminate(m, static_cast<std::ptrdiff_t>(n), work.data());
 }
 
@@ -120,8 +131,9 @@ void MatrixTransform(double* m, int r, int c) noexcept
 {
     const std::int64_t rows = r;
     const std::int64_t cols = c;
-    if (rows < 1 || cols < 1)
+    if (rows < 1 || cols < 1) {
         return;
+    }
 
     // Where the element comes from that belongs at p in the transposed matrix.
     const auto source = [rows, cols](std::int64_t p) { return p % rows * cols + p / rows; };
@@ -129,10 +141,12 @@ void MatrixTransform(double* m, int r, int c) noexcept
     // The permutation falls into cycles; each is turned once, from its smallest place.
     for (std::int64_t start = 0; start < rows * cols; ++start) {
         std::int64_t p = source(start);
-        while (p > start)
+        while (p > start) {
             p = source(p);
-        if (p < start)
+        }
+        if (p < start) {
             continue;
+        }
 
         const double first = m[start];
         for (std::int64_t from = source(p); from != start; from = source(p)) {
@@ -147,8 +161,9 @@ void EyeMatrix(double* m, int n) noexcept
 {
     const std::ptrdiff_t size = n;
     for (std::ptrdiff_t i = 0; i < size; ++i) {
-        for (std::ptrdiff_t j = 0; j < size; ++j)
+        for (std::ptrdiff_t j = 0; j < size; ++j) {
             m[i * size + j] = i == j ? 1.0 : 0.0;
+        }
     }
 }
 

@@ -26,42 +26,48 @@ struct Pairs {
 double meanX(const Pairs& pairs)
 {
     double sum = 0.0;
-    for (std::ptrdiff_t i = 0; i < pairs.count; ++i)
+    for (std::ptrdiff_t i = 0; i < pairs.count; ++i) {
         sum += pairs.x(i);
+    }
     return sum / static_cast<double>(pairs.count);
 }
 
 double meanY(const Pairs& pairs)
 {
     double sum = 0.0;
-    for (std::ptrdiff_t i = 0; i < pairs.count; ++i)
+    for (std::ptrdiff_t i = 0; i < pairs.count; ++i) {
         sum += pairs.y(i);
+    }
     return sum / static_cast<double>(pairs.count);
 }
 
 // What is left where no fit can be made: the mean, and no dependence on x.
 int noFit(const Pairs& pairs, std::ptrdiff_t order, double* coeffs)
 {
-    for (std::ptrdiff_t j = 0; j <= order; ++j)
+    for (std::ptrdiff_t j = 0; j <= order; ++j) {
         coeffs[j] = 0.0;
-    if (order >= 0 && pairs.count > 0)
+    }
+    if (order >= 0 && pairs.count > 0) {
         coeffs[0] = meanY(pairs);
+    }
     return 1;
 }
 
 bool allEqual(const Pairs& pairs)
 {
     for (std::ptrdiff_t i = 1; i < pairs.count; ++i) {
-        if (pairs.x(i) != pairs.x(0))
+        if (pairs.x(i) != pairs.x(0)) {
             return false;
+        }
     }
     return true;
 }
 
 int fitLine(const Pairs& pairs, double* coeffs)
 {
-    if (allEqual(pairs))
+    if (allEqual(pairs)) {
         return noFit(pairs, 1, coeffs);
+    }
 
     const double xMean = meanX(pairs);
     const double yMean = meanY(pairs);
@@ -84,8 +90,9 @@ void rotateIn(double* triangle, double* row, std::ptrdiff_t terms)
     for (std::ptrdiff_t k = 0; k < terms; ++k) {
         double* const above = triangle + k * (terms + 1);
         const double r = std::hypot(above[k], row[k]);
-        if (r == 0.0)
+        if (r == 0.0) {
             continue;
+        }
         const double c = above[k] / r;
         const double s = row[k] / r;
         for (std::ptrdiff_t j = k; j <= terms; ++j) {
@@ -105,8 +112,9 @@ int fitPolynomial(const Pairs& pairs, std::ptrdiff_t order, double* coeffs)
     const auto size = static_cast<std::uint64_t>(terms) + 1;
     Scratch<(kNearTerms + 1) * (kNearTerms + 1)> scratch(size * size);
     double* const triangle = scratch.data();
-    if (triangle == nullptr)
+    if (triangle == nullptr) {
         return noFit(pairs, order, coeffs);
+    }
     std::fill_n(triangle, terms * (terms + 1), 0.0);
     double* const row = triangle + terms * (terms + 1);
 
@@ -123,8 +131,9 @@ int fitPolynomial(const Pairs& pairs, std::ptrdiff_t order, double* coeffs)
     for (std::ptrdiff_t i = 0; i < pairs.count; ++i) {
         const double t = (pairs.x(i) - centre) / half;
         row[0] = 1.0;
-        for (std::ptrdiff_t j = 1; j < terms; ++j)
+        for (std::ptrdiff_t j = 1; j < terms; ++j) {
             row[j] = row[j - 1] * t;
+        }
         row[terms] = pairs.y(i);
         rotateIn(triangle, row, terms);
     }
@@ -132,16 +141,18 @@ int fitPolynomial(const Pairs& pairs, std::ptrdiff_t order, double* coeffs)
     // A diagonal element that rounding could have made, or a NaN, means too few different x.
     const double threshold = static_cast<double>(pairs.count) * static_cast<double>(terms) * kEpsilon * triangle[0];
     for (std::ptrdiff_t k = 0; k < terms; ++k) {
-        if (!(std::fabs(triangle[k * (terms + 1) + k]) > threshold))
+        if (!(std::fabs(triangle[k * (terms + 1) + k]) > threshold)) {
             return noFit(pairs, order, coeffs);
+        }
     }
 
     // Back substitution: coefficients in t.
     for (std::ptrdiff_t k = order; k >= 0; --k) {
         const double* const equation = triangle + k * (terms + 1);
         double value = equation[terms];
-        for (std::ptrdiff_t j = k + 1; j < terms; ++j)
+        for (std::ptrdiff_t j = k + 1; j < terms; ++j) {
             value -= equation[j] * coeffs[j];
+        }
         coeffs[k] = value / equation[k];
     }
 
@@ -152,8 +163,9 @@ int fitPolynomial(const Pairs& pairs, std::ptrdiff_t order, double* coeffs)
         coeffs[j] /= scale;
     }
     for (std::ptrdiff_t i = 0; i < order; ++i) {
-        for (std::ptrdiff_t j = order - 1; j >= i; --j)
+        for (std::ptrdiff_t j = order - 1; j >= i; --j) {
             coeffs[j] -= centre * coeffs[j + 1];
+        }
     }
     return 0;
 }
@@ -163,14 +175,16 @@ int fitPolynomial(const Pairs& pairs, std::ptrdiff_t order, double* coeffs)
 int JPolyfit(int count, const double* xy, int order, double* coeffs) noexcept
 {
     const Pairs pairs{xy, count};
-    if (order < 0 || count <= order)
+    if (order < 0 || count <= order) {
         return noFit(pairs, order, coeffs);
+    }
     if (order == 0) {
         coeffs[0] = meanY(pairs);
         return 0;
     }
-    if (order == 1)
+    if (order == 1) {
         return fitLine(pairs, coeffs);
+    }
     return fitPolynomial(pairs, order, coeffs);
 }
 

@@ -26,8 +26,9 @@ private:
     static double* allocate(std::uint64_t count) noexcept
     {
         // Asked for more than can be addressed, operator new[] throws even in its nothrow form.
-        if (count > PTRDIFF_MAX / sizeof(double))
+        if (count > PTRDIFF_MAX / sizeof(double)) {
             return nullptr;
+        }
         return new (std::nothrow) double[static_cast<std::size_t>(count)];
     }
 

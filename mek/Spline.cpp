@@ -31,8 +31,9 @@ std::ptrdiff_t findInterval(const float* knots, std::ptrdiff_t segments, float x
 void CubicSplines(const float* x, const float* y, int n, double* coeffs) noexcept
 {
     const std::ptrdiff_t segments = n;
-    if (segments < 1)
+    if (segments < 1) {
         return;
+    }
 
     // Forward sweep of the tridiagonal system for c2 at the inner knots, the end values being zero:
     //   h[i-1] c2[i-1] + 2 (h[i-1] + h[i]) c2[i] + h[i] c2[i+1] = 3 (slope[i] - slope[i-1]).
@@ -78,8 +79,9 @@ float CalcSpline(bool checkRange, const float* knots, const double* coeffs, int 
     const float last = knots[segments];
     const bool inside = (first <= x && x <= last) || (last <= x && x <= first);
     *outOfRange = checkRange && !inside;
-    if (std::isnan(x))
+    if (std::isnan(x)) {
         return x;
+    }
 
     const bool ascending = first <= last;
     const bool before = ascending ? x < first : x > first;
@@ -88,8 +90,9 @@ float CalcSpline(bool checkRange, const float* knots, const double* coeffs, int 
     const double* const c = coeffs + 4 * i;
     const double t = static_cast<double>(x) - static_cast<double>(knots[i]);
 
-    if (before)
+    if (before) {
         return static_cast<float>(c[0] + c[1] * t);
+    }
     if (past) {
         const double h = difference(knots, i);
         const double end = c[0] + h * (c[1] + h * (c[2] + h * c[3]));

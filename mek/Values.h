@@ -45,8 +45,9 @@ constexpr void store(const Vec3& v, double* out) noexcept
 
 constexpr void store(const Mat3& a, double* out) noexcept
 {
-    for (std::size_t i = 0; i < 9; ++i)
+    for (std::size_t i = 0; i < 9; ++i) {
         out[i] = a.m[i];
+    }
 }
 
 // Vectors.
@@ -111,8 +112,9 @@ constexpr void multiplyInto(const double* a, const double* b, std::ptrdiff_t r, 
     for (std::ptrdiff_t i = 0; i < r; ++i) {
         for (std::ptrdiff_t j = 0; j < c; ++j) {
             double sum = n < 1 ? 0.0 : a[i * n] * b[j];
-            for (std::ptrdiff_t t = 1; t < n; ++t)
+            for (std::ptrdiff_t t = 1; t < n; ++t) {
                 sum += a[i * n + t] * b[t * c + j];
+            }
             out[i * c + j] = sum;
         }
     }
