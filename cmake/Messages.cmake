@@ -1,14 +1,14 @@
-# Turns params/messages.txt into the table that params/Messages.cpp includes and, for Windows, into the strings of
+# Turns params/file/messages.txt into the table that params/file/Messages.cpp includes and, for Windows, into the strings of
 # KORInterface.dll's resources.
 
-set(messages ${CMAKE_CURRENT_LIST_DIR}/../params/messages.txt)
+set(messages ${CMAKE_CURRENT_LIST_DIR}/../params/file/messages.txt)
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${messages})
 file(STRINGS ${messages} lines REGEX "^[^#]")
 set(table)
 set(kor_strings) # for module/KORInterface.rc.in
 foreach(line IN LISTS lines)
   if(NOT line MATCHES "^([0-9]+|caption) \"(.*)\"$")
-    message(FATAL_ERROR "params/messages.txt: cannot read '${line}'")
+    message(FATAL_ERROR "params/file/messages.txt: cannot read '${line}'")
   endif()
   set(id ${CMAKE_MATCH_1})
   set(text "${CMAKE_MATCH_2}")

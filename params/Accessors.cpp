@@ -6,8 +6,8 @@
 
 #include "KORInterface/CKorPrm.h"
 #include "mek/Literals.h"
-#include "params/Blocks.h"
-#include "params/SharedArray.h"
+#include "params/file/Blocks.h"
+#include "params/file/SharedArray.h"
 
 namespace {
 

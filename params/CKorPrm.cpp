@@ -9,10 +9,10 @@
 #include <string>
 #include <string_view>
 
-#include "params/Messages.h"
-#include "params/Reader.h"
-#include "params/SharedArray.h"
-#include "params/Writer.h"
+#include "params/file/Messages.h"
+#include "params/file/Reader.h"
+#include "params/file/SharedArray.h"
+#include "params/file/Writer.h"
 #include "platform/Files.h"
 #include "platform/Wait.h"
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "params/Messages.h"
+#include "params/file/Messages.h"
 #include "params/prm_file.h"
 
 namespace {

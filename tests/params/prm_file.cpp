@@ -7,7 +7,7 @@
 #include <random>
 #include <stdexcept>
 
-#include "params/Reader.h"
+#include "params/file/Reader.h"
 #include "support/Float.h"
 
 namespace prm_test {

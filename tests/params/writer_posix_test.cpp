@@ -30,7 +30,7 @@
 #include <thread>
 #include <vector>
 
-#include "params/Writer.h"
+#include "params/file/Writer.h"
 #include "params/prm_file.h"
 #include "platform/Files.h"
 

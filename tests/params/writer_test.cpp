@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "KORInterface/CKorPrm.h"
-#include "params/Writer.h"
+#include "params/file/Writer.h"
 #include "params/prm_file.h"
 #include "params/scarce_memory.h"
 #include "platform/Files.h"

@@ -10,10 +10,10 @@
 
 #include <gtest/gtest.h>
 
-#include "kor/Recording.h"
-#include "kor/Results.h"
-#include "kor/Text.h"
-#include "kor/os.h"
+#include "platform/Text.h"
+#include "platform/os.h"
+#include "recordings/Recording.h"
+#include "recordings/Results.h"
 
 namespace kor_test {
 

@@ -1,5 +1,5 @@
 // Output files: complete under their name, or not there.
-#include "kor/Output.h"
+#include "recordings/Output.h"
 
 #include <filesystem>
 #include <fstream>

@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "kor/PortableMath.h"
-#include "kor/Random.h"
+#include "simulation/PortableMath.h"
+#include "simulation/Random.h"
 
 using namespace kor::tool;
 

@@ -1,11 +1,11 @@
 // The text of a progress line.
-#include "kor/Progress.h"
+#include "tools/kor/Progress.h"
 
 #include <string>
 
 #include <gtest/gtest.h>
 
-#include "kor/Exit.h"
+#include "tools/kor/Exit.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include <rapidcheck.h>
 #include <rapidcheck/gtest.h>
 
-#include "kor/Exit.h"
 #include "support/Float.h"
 #include "tool/ReadBack.h"
+#include "tools/kor/Exit.h"
 
 namespace {
 

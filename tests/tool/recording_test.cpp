@@ -1,14 +1,14 @@
 // Readers of recordings: what the end-to-end tests cannot see from outside.
-#include "kor/Recording.h"
+#include "recordings/Recording.h"
 
 #include <cstring>
 #include <string>
 
 #include <gtest/gtest.h>
 
-#include "kor/Exit.h"
 #include "support/Float.h"
 #include "tool/ReadBack.h"
+#include "tools/kor/Exit.h"
 
 namespace {
 

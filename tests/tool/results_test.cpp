@@ -1,5 +1,5 @@
 // Writers of results.
-#include "kor/Results.h"
+#include "recordings/Results.h"
 
 #include <cstring>
 #include <limits>

@@ -4,13 +4,13 @@
 
 #include <gtest/gtest.h>
 
-#include "kor/Budget.h"
-#include "kor/ClosedLoop.h"
-#include "kor/Exit.h"
-#include "kor/Motion.h"
-#include "kor/Random.h"
-#include "kor/Sensor.h"
-#include "kor/Simulator.h"
+#include "accuracy/Budget.h"
+#include "accuracy/ClosedLoop.h"
+#include "simulation/Motion.h"
+#include "simulation/Random.h"
+#include "simulation/Sensor.h"
+#include "simulation/Simulator.h"
+#include "tools/kor/Exit.h"
 
 using namespace kor::tool;
 

@@ -1,5 +1,5 @@
 // What becomes of a sample, which samples a window holds, and the summary.
-#include "kor/Tally.h"
+#include "tools/kor/Tally.h"
 
 #include <initializer_list>
 #include <limits>

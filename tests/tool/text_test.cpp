@@ -1,5 +1,5 @@
 // Strict numbers, printable text and wide strings.
-#include "kor/Text.h"
+#include "platform/Text.h"
 
 #include <cstdint>
 #include <limits>

@@ -1,5 +1,5 @@
 // The resources of the built KORInterface.dll: the messages and the version.
-#include "params/Messages.h"
+#include "params/file/Messages.h"
 
 #include <gtest/gtest.h>
 

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "Exit.h"
-#include "Text.h"
+#include "platform/Text.h"
+#include "tools/kor/Exit.h"
 
 namespace kor::tool {
 

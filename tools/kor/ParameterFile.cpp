@@ -1,14 +1,14 @@
-#include "ParameterFile.h"
+#include "tools/kor/ParameterFile.h"
 
 #include <optional>
 #include <string_view>
 
-#include "params/Messages.h"
-#include "params/Reader.h"
+#include "params/file/Messages.h"
+#include "params/file/Reader.h"
 
-#include "Exit.h"
-#include "Text.h"
-#include "os.h"
+#include "platform/Text.h"
+#include "platform/os.h"
+#include "tools/kor/Exit.h"
 
 namespace kor::tool {
 

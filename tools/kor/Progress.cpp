@@ -1,10 +1,10 @@
-#include "Progress.h"
+#include "tools/kor/Progress.h"
 
 #include <algorithm>
 #include <string_view>
 
-#include "Options.h"
-#include "os.h"
+#include "platform/os.h"
+#include "tools/kor/Options.h"
 
 namespace kor::tool {
 

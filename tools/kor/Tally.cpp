@@ -1,4 +1,4 @@
-#include "Tally.h"
+#include "tools/kor/Tally.h"
 
 #include <algorithm>
 #include <utility>

@@ -6,7 +6,7 @@
 
 #include "KORInterface/Records.h"
 
-#include "Results.h"
+#include "recordings/Results.h"
 
 namespace kor::tool {
 

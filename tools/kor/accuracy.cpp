@@ -16,16 +16,16 @@
 
 #include "KORInterface/CKorPrm.h"
 
-#include "Budget.h"
-#include "ClosedLoop.h"
-#include "Commands.h"
-#include "Exit.h"
-#include "Motion.h"
-#include "Options.h"
-#include "Output.h"
-#include "ParameterFile.h"
-#include "Progress.h"
-#include "Text.h"
+#include "accuracy/Budget.h"
+#include "accuracy/ClosedLoop.h"
+#include "platform/Text.h"
+#include "recordings/Output.h"
+#include "simulation/Motion.h"
+#include "tools/kor/Commands.h"
+#include "tools/kor/Exit.h"
+#include "tools/kor/Options.h"
+#include "tools/kor/ParameterFile.h"
+#include "tools/kor/Progress.h"
 
 namespace kor::tool {
 

@@ -8,11 +8,11 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "Commands.h"
-#include "Exit.h"
-#include "Output.h"
-#include "Text.h"
-#include "os.h"
+#include "platform/Text.h"
+#include "platform/os.h"
+#include "recordings/Output.h"
+#include "tools/kor/Commands.h"
+#include "tools/kor/Exit.h"
 
 namespace kor::tool {
 

@@ -26,17 +26,17 @@
 #include "KORInterface/Configure.h"
 #include "KORInterface/ParameterStore.h"
 
-#include "Commands.h"
-#include "Exit.h"
-#include "Options.h"
-#include "Output.h"
-#include "ParameterFile.h"
-#include "Progress.h"
-#include "Recording.h"
-#include "Results.h"
-#include "Tally.h"
-#include "Text.h"
-#include "os.h"
+#include "platform/Text.h"
+#include "platform/os.h"
+#include "recordings/Output.h"
+#include "recordings/Recording.h"
+#include "recordings/Results.h"
+#include "tools/kor/Commands.h"
+#include "tools/kor/Exit.h"
+#include "tools/kor/Options.h"
+#include "tools/kor/ParameterFile.h"
+#include "tools/kor/Progress.h"
+#include "tools/kor/Tally.h"
 
 namespace kor::tool {
 

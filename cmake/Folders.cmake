@@ -1,0 +1,32 @@
+# One target per folder. A folder links exactly the folders that it may use; tests/lint holds the includes to the same
+# arrows.
+
+# A folder of the library, as a static library. The shared library and the tests take their objects from here.
+#   USES  the folders that this one may use
+function(kor_folder name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_compile_features(${name} PUBLIC cxx_std_20)
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR})
+  target_compile_definitions(${name} PRIVATE KORINTERFACE_EXPORTS)
+  target_link_libraries(${name} PUBLIC ${ARG_USES} PRIVATE kor_build_flags)
+  target_compile_options(${name} PRIVATE ${KORINTERFACE_LIBRARY_OPTIONS})
+  # g++ makes statics of the standard library's templates unique in the process, and a library that holds one is never
+  # unloaded.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${name} PRIVATE -fno-gnu-unique)
+  endif()
+  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden
+                                           VISIBILITY_INLINES_HIDDEN ON CXX_EXTENSIONS OFF)
+  set_property(GLOBAL APPEND PROPERTY kor_library_folders ${name})
+endfunction()
+
+# A folder beside the library: it stands on the public headers, like any host, and on the folders that it names.
+function(kor_side_folder name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_compile_features(${name} PUBLIC cxx_std_20)
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PUBLIC ${ARG_USES} PRIVATE kor_build_flags)
+  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_EXTENSIONS OFF)
+endfunction()

@@ -1,0 +1,276 @@
+#include "params/file/Scanner.h"
+
+#include <charconv>
+#include <limits>
+
+namespace kor::params {
+
+namespace {
+
+constexpr bool isSpace(int c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
+constexpr int lowerOf(int c)
+{
+    return c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c;
+}
+
+constexpr bool isDigit(int c)
+{
+    return c >= '0' && c <= '9';
+}
+
+constexpr bool isHexDigit(int c)
+{
+    return isDigit(c) || (lowerOf(c) >= 'a' && lowerOf(c) <= 'f');
+}
+
+constexpr bool isNanCharacter(int c)
+{
+    return isDigit(c) || c == '_' || (lowerOf(c) >= 'a' && lowerOf(c) <= 'z');
+}
+
+// Whether a number that is out of range is too large (and not too small): the place of its first digit decides,
+// because both borders are far away from 1.
+bool isTooLarge(std::string_view number, bool hexadecimal)
+{
+    const std::size_t end = number.find(hexadecimal ? 'p' : 'e');
+    const std::string_view mantissa = number.substr(0, end);
+    const std::size_t point = mantissa.find('.');
+    const std::size_t whole = point == std::string_view::npos ? mantissa.size() : point;
+    const std::size_t first = mantissa.find_first_not_of("0.");
+    if (first == std::string_view::npos) {
+        return false;
+    }
+    const std::int64_t places = static_cast<std::int64_t>(whole) - static_cast<std::int64_t>(first);
+
+    std::int64_t exponent = 0;
+    if (end != std::string_view::npos) {
+        const std::string_view digits = number.substr(end + 1);
+        if (std::from_chars(digits.data(), digits.data() + digits.size(), exponent).ec != std::errc()) {
+            return digits.front() != '-';
+        }
+    }
+    return exponent > -(hexadecimal ? 4 : 1) * places;
+}
+
+// `number`: digits with at most one point, then perhaps 'e' or 'p' and an exponent; no sign, no "0x".
+float magnitudeOf(std::string_view number, bool hexadecimal)
+{
+    float value = 0.0F;
+    const std::from_chars_result result =
+        std::from_chars(number.data(), number.data() + number.size(), value,
+                        hexadecimal ? std::chars_format::hex : std::chars_format::general);
+    if (result.ec == std::errc::result_out_of_range) {
+        return isTooLarge(number, hexadecimal) ? std::numeric_limits<float>::infinity() : 0.0F;
+    }
+    return value;
+}
+
+} // namespace
+
+Scanner::Scanner(std::FILE* file) noexcept : m_file(file) {}
+
+Scanner::Scanner(std::string_view bytes) noexcept : m_bytes(bytes.data()), m_fetched(bytes.size()) {}
+
+// The next byte without reading it, kNone at the end.
+int Scanner::peek() noexcept
+{
+    if (m_next == m_fetched) {
+        if (m_atEnd || m_broken) {
+            return kNone;
+        }
+        if (m_file != nullptr) {
+            m_before += m_fetched;
+            m_bytes = m_buffer.data();
+            m_next = 0;
+            m_fetched = std::fread(m_buffer.data(), 1, m_buffer.size(), m_file);
+            m_broken = m_fetched == 0 && std::ferror(m_file) != 0;
+        }
+        if (m_next == m_fetched) {
+            m_atEnd = !m_broken;
+            return kNone;
+        }
+    }
+    return static_cast<unsigned char>(m_bytes[m_next]);
+}
+
+// Only after a peek that was not kNone.
+void Scanner::take() noexcept
+{
+    m_line += m_bytes[m_next] == '\n' ? 1U : 0U;
+    ++m_next;
+}
+
+bool Scanner::takeIf(char lower) noexcept
+{
+    if (lowerOf(peek()) != lower) {
+        return false;
+    }
+    take();
+    return true;
+}
+
+void Scanner::skipSpace() noexcept
+{
+    while (isSpace(peek())) {
+        take();
+    }
+}
+
+bool Scanner::beginItem() noexcept
+{
+    skipSpace();
+    m_itemLine = m_line;
+    return peek() != kNone;
+}
+
+std::size_t Scanner::words(std::size_t count, std::string& joined)
+{
+    joined.clear();
+    for (std::size_t done = 0; done < count; ++done) {
+        if (!beginItem()) {
+            return done;
+        }
+        if (done > 0) {
+            joined += ' ';
+        }
+        for (; peek() != kNone && !isSpace(peek()); take()) {
+            joined += static_cast<char>(peek());
+        }
+    }
+    skipSpace();
+    return count;
+}
+
+bool Scanner::skipWord() noexcept
+{
+    if (!beginItem()) {
+        return false;
+    }
+    while (peek() != kNone && !isSpace(peek())) {
+        take();
+    }
+    skipSpace();
+    return true;
+}
+
+bool Scanner::takeSign() noexcept
+{
+    return !takeIf('+') && takeIf('-');
+}
+
+bool Scanner::integer(std::int64_t& value) noexcept
+{
+    if (!beginItem()) {
+        return false;
+    }
+    // Counted downwards, because the smallest value has no positive counterpart.
+    constexpr std::int64_t kSmallest = std::numeric_limits<std::int64_t>::min();
+    constexpr std::int64_t kLargest = std::numeric_limits<std::int64_t>::max();
+    const bool negative = takeSign();
+    if (!isDigit(peek())) {
+        return false;
+    }
+    std::int64_t below = 0;
+    for (; isDigit(peek()); take()) {
+        const std::int64_t digit = peek() - '0';
+        below = below < (kSmallest + digit) / 10 ? kSmallest : 10 * below - digit;
+    }
+    value = negative ? below : below == kSmallest ? kLargest : -below;
+    skipSpace();
+    return true;
+}
+
+std::size_t Scanner::floats(std::span<float> values)
+{
+    for (std::size_t done = 0; done < values.size(); ++done) {
+        if (!beginItem() || !takeNumber(values[done])) {
+            return done;
+        }
+    }
+    skipSpace();
+    return values.size();
+}
+
+// The rest of a word in lower case, as far as it goes.
+bool Scanner::takeRest(std::string_view lower) noexcept
+{
+    for (const char c : lower) {
+        if (!takeIf(c)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Scanner::takeDigits(bool hexadecimal)
+{
+    bool any = false;
+    for (; hexadecimal ? isHexDigit(peek()) : isDigit(peek()); take()) {
+        m_digits += static_cast<char>(lowerOf(peek()));
+        any = true;
+    }
+    return any;
+}
+
+bool Scanner::takeNumber(float& value)
+{
+    const bool negative = takeSign();
+    float magnitude = 0.0F;
+
+    if (takeIf('i')) {
+        if (!takeRest("nf") || (takeIf('i') && !takeRest("nity"))) {
+            return false;
+        }
+        magnitude = std::numeric_limits<float>::infinity();
+    } else if (takeIf('n')) {
+        if (!takeRest("an")) {
+            return false;
+        }
+        if (takeIf('(')) {
+            while (isNanCharacter(peek())) {
+                take();
+            }
+            if (!takeIf(')')) {
+                return false;
+            }
+        }
+        magnitude = std::numeric_limits<float>::quiet_NaN();
+    } else {
+        m_digits.clear();
+        bool any = takeIf('0');
+        const bool hexadecimal = any && takeIf('x');
+        if (hexadecimal) {
+            any = false;
+        } else if (any) {
+            m_digits += '0';
+        }
+        any = takeDigits(hexadecimal) || any;
+        if (takeIf('.')) {
+            m_digits += '.';
+            any = takeDigits(hexadecimal) || any;
+        }
+        if (!any) {
+            return false;
+        }
+        const char exponent = hexadecimal ? 'p' : 'e';
+        if (takeIf(exponent)) {
+            m_digits += exponent;
+            if (takeSign()) {
+                m_digits += '-';
+            }
+            if (!takeDigits(false)) {
+                return false;
+            }
+        }
+        magnitude = magnitudeOf(m_digits, hexadecimal);
+    }
+
+    value = negative ? -magnitude : magnitude;
+    return true;
+}
+
+} // namespace kor::params

@@ -1,0 +1,483 @@
+#include "simulation/Motion.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <optional>
+#include <string_view>
+
+#include "platform/Text.h"
+#include "recordings/Input.h"
+#include "simulation/Random.h"
+#include "tools/kor/Exit.h"
+
+namespace kor::tool {
+
+const char* const kMotionNames = "static, circle, roll, swing or random";
+
+namespace {
+
+using portable::kDegree;
+using portable::kPi;
+
+// A smooth sum of sines about a centre.
+struct Wave {
+    struct Term {
+        double amplitude;
+        double frequency; // Hz
+        double phase = 0.0;
+    };
+    double centre;
+    std::vector<Term> terms;
+
+    Wave(Random& random, double middle, std::vector<Term> sines) : centre(middle), terms(std::move(sines))
+    {
+        for (Term& term : terms) {
+            term.phase = random.uniform(0.0, 2.0 * kPi);
+        }
+    }
+
+    double operator()(double t) const
+    {
+        double value = centre;
+        for (const Term& term : terms) {
+            value += term.amplitude * portable::sine(2.0 * kPi * term.frequency * t + term.phase);
+        }
+        return value;
+    }
+};
+
+// Where the target point is and how the base stands there, in terms of what the sensor sees.
+struct Stance {
+    double bearing;  // of the target point, degrees
+    double distance; // horizontal, mm
+    double height;   // mm
+    double azimuth;  // turn of the azimuth stage, degrees (but for the tilt)
+    double tiltX;    // of the base about x, then y, degrees
+    double tiltY;
+};
+
+// How a mount mode wants to be held.
+struct Hold {
+    double lineOfSight; // direction of the base that looks away from the tracker at azimuth 0, degrees from x
+    bool upsideDown;
+    double tiltX, tiltY; // centres
+};
+
+Hold holdOf(int mode)
+{
+    switch (modelOf(mode)) {
+    case Model::dualLevel:
+        return {0.0, false, 6.0, 1.0}; // elevation axis rising, target above: where the model is exact
+    case Model::pendulum:
+        return {0.0, false, 1.0, -1.0};
+    case Model::twoLevels:
+        // Level X stays away from zero, which would switch the model off.
+        return mode % 2 == 1 ? Hold{90.0, true, -2.0, 8.0} : Hold{90.0, false, 2.0, -8.0};
+    default:
+        return {90.0, false, 1.0, -1.0};
+    }
+}
+
+Mat3 attitude(const Stance& stance, const Hold& hold)
+{
+    const Mat3 tilt = turnX(stance.tiltX * kDegree) * turnY(stance.tiltY * kDegree);
+    if (hold.upsideDown) {
+        return turnZ((stance.bearing + stance.azimuth + hold.lineOfSight) * kDegree) * tilt * kUpsideDown;
+    }
+    return turnZ((stance.bearing - stance.azimuth - hold.lineOfSight) * kDegree) * tilt;
+}
+
+Vec3 place(const Stance& stance)
+{
+    const double bearing = stance.bearing * kDegree;
+    return {stance.distance * portable::cosine(bearing), stance.distance * portable::sine(bearing), stance.height};
+}
+
+// Held still for two seconds in one pose after the other, with two smooth seconds in between.
+class StaticPoses : public Motion {
+public:
+    StaticPoses(const Hold& hold, std::uint64_t seed) : m_hold(hold), m_seed(seed) {}
+
+    Pose pose(double time) const override
+    {
+        constexpr double kHeld = 2.0;
+        constexpr double kCycle = 4.0;
+        const double cycle = std::floor(std::fmax(time, 0.0) / kCycle);
+        const double part = std::fmax(0.0, time - cycle * kCycle - kHeld) / (kCycle - kHeld);
+        const double s = part * part * part * (10.0 - part * (15.0 - 6.0 * part)); // starts and ends without a jerk
+        const auto index = static_cast<std::uint64_t>(cycle);
+        const Stance from = drawn(index);
+        if (s <= 0.0) {
+            return {attitude(from, m_hold), place(from), {}};
+        }
+        const Stance to = drawn(index + 1);
+        const auto between = [s](double a, double b) { return a + s * (b - a); };
+        const Stance now = {between(from.bearing, to.bearing), between(from.distance, to.distance),
+                            between(from.height, to.height),   between(from.azimuth, to.azimuth),
+                            between(from.tiltX, to.tiltX),     between(from.tiltY, to.tiltY)};
+        return {attitude(now, m_hold), place(now), {}};
+    }
+
+private:
+    Stance drawn(std::uint64_t index) const
+    {
+        Random random(m_seed, "pose " + std::to_string(index));
+        Stance stance{};
+        stance.bearing = random.uniform(30.0, 50.0);
+        stance.distance = random.uniform(3800.0, 4600.0);
+        stance.height = random.uniform(400.0, 1000.0);
+        stance.azimuth = random.uniform(-20.0, 20.0);
+        stance.tiltX = m_hold.tiltX + random.uniform(-3.0, 3.0);
+        stance.tiltY = m_hold.tiltY + random.uniform(-3.0, 3.0);
+        return stance;
+    }
+
+    Hold m_hold;
+    std::uint64_t m_seed;
+};
+
+// The target point goes round a level circle of half a metre's radius in ten seconds; the base keeps its attitude.
+class Circle : public Motion {
+public:
+    explicit Circle(const Hold& hold)
+        : m_stance{40.0, 4000.0, 650.0, 5.0, hold.tiltX, hold.tiltY}, m_base(attitude(m_stance, hold))
+    {
+    }
+
+    Pose pose(double time) const override
+    {
+        const double angle = 2.0 * kPi * withinPeriod(time, 10.0) / 10.0;
+        const Vec3 centre = place(m_stance);
+        return {m_base,
+                {centre[0] + 500.0 * portable::cosine(angle), centre[1] + 500.0 * portable::sine(angle), centre[2]},
+                {}};
+    }
+
+private:
+    Stance m_stance;
+    Mat3 m_base;
+};
+
+// The base rolls by 30 degrees to both sides about the line from the tracker to the target point, which stays.
+class Roll : public Motion {
+public:
+    explicit Roll(const Hold& hold)
+        : m_stance{40.0, 4000.0, 650.0, 5.0, hold.tiltX, hold.tiltY}, m_base(attitude(m_stance, hold))
+    {
+    }
+
+    Pose pose(double time) const override
+    {
+        const Vec3 P = place(m_stance);
+        const double roll = 30.0 * portable::sine(2.0 * kPi * withinPeriod(time, 8.0) / 8.0) * kDegree;
+        const double bearing = portable::arcTangent(P[1], P[0]);
+        const double rise = portable::arcTangent(P[2], std::sqrt(P[0] * P[0] + P[1] * P[1]));
+        const Mat3 sight = turnZ(bearing) * turnY(-rise); // takes x to the line of sight
+        return {sight * turnX(roll) * transposed(sight) * m_base, P, {}};
+    }
+
+private:
+    Stance m_stance;
+    Mat3 m_base;
+};
+
+// To and fro across the line of sight with 100 mm/s2 at 0.5 Hz, and one degree of tilt with it.
+class Swing : public Motion {
+public:
+    explicit Swing(const Hold& hold) : m_hold(hold) {}
+
+    Pose pose(double time) const override
+    {
+        constexpr double kOmega = kPi; // 0.5 Hz
+        constexpr double kReach = 100.0 / (kOmega * kOmega);
+        const double s = portable::sine(kOmega * withinPeriod(time, 2.0));
+        const Stance stance = {40.0, 4000.0, 650.0, 5.0, m_hold.tiltX + s, m_hold.tiltY};
+        Vec3 P = place(stance);
+        P[0] -= kReach * s * portable::sine(40.0 * kDegree);
+        P[1] += kReach * s * portable::cosine(40.0 * kDegree);
+        return {attitude(stance, m_hold), P, {}};
+    }
+
+private:
+    Hold m_hold;
+};
+
+// Carried about by hand: everything wanders in slow sines.
+class Wandering : public Motion {
+public:
+    Wandering(const Hold& hold, Random random)
+        : m_hold(hold), m_bearing(random, 40.0, {{18.0, 0.041}, {4.0, 0.13}, {0.6, 0.47}}),
+          m_distance(random, 4200.0, {{900.0, 0.037}, {180.0, 0.17}, {15.0, 0.61}}),
+          m_height(random, 700.0, {{300.0, 0.053}, {90.0, 0.21}, {6.0, 0.55}}),
+          m_azimuth(random, 3.0, {{20.0, 0.047}, {8.0, 0.15}, {1.5, 0.43}}),
+          m_tiltX(random, hold.tiltX, {{2.4, 0.071}, {0.7, 0.23}, {0.1, 0.71}}),
+          m_tiltY(random, hold.tiltY, {{2.4, 0.059}, {0.7, 0.19}, {0.1, 0.67}})
+    {
+    }
+
+    Pose pose(double time) const override
+    {
+        const double t = withinPeriod(time, 1000.0); // of all waves together
+        const Stance stance = {m_bearing(t), m_distance(t), m_height(t), m_azimuth(t), m_tiltX(t), m_tiltY(t)};
+        return {attitude(stance, m_hold), place(stance), {}};
+    }
+
+private:
+    Hold m_hold;
+    Wave m_bearing, m_distance, m_height, m_azimuth, m_tiltX, m_tiltY;
+};
+
+// ------------------------------------------------------------------------------------------------- way-points
+
+using Quaternion = std::array<double, 4>; // w, x, y, z
+
+Quaternion product(const Quaternion& a, const Quaternion& b)
+{
+    return {
+        a[0] * b[0] - a[1] * b[1] - a[2] * b[2] - a[3] * b[3], a[0] * b[1] + a[1] * b[0] + a[2] * b[3] - a[3] * b[2],
+        a[0] * b[2] - a[1] * b[3] + a[2] * b[0] + a[3] * b[1], a[0] * b[3] + a[1] * b[2] - a[2] * b[1] + a[3] * b[0]};
+}
+
+Quaternion quaternionOf(const WayPoint& point)
+{
+    const auto turn = [](double degrees, std::size_t axis) {
+        Quaternion q = {portable::cosine(0.5 * degrees * kDegree), 0.0, 0.0, 0.0};
+        q[axis] = portable::sine(0.5 * degrees * kDegree);
+        return q;
+    };
+    return product(product(turn(point.yaw, 3), turn(point.pitch, 2)), turn(point.roll, 1));
+}
+
+Mat3 matrixOf(Quaternion q)
+{
+    const double size = std::sqrt(q[0] * q[0] + q[1] * q[1] + q[2] * q[2] + q[3] * q[3]);
+    for (double& component : q) {
+        component /= size;
+    }
+    const auto [w, x, y, z] = q;
+    return {1.0 - 2.0 * (y * y + z * z), 2.0 * (x * y - w * z),       2.0 * (x * z + w * y),
+            2.0 * (x * y + w * z),       1.0 - 2.0 * (x * x + z * z), 2.0 * (y * z - w * x),
+            2.0 * (x * z - w * y),       2.0 * (y * z + w * x),       1.0 - 2.0 * (x * x + y * y)};
+}
+
+// Seven natural cubic splines on common times, by their second derivatives.
+constexpr std::size_t kTracks = 7;
+using Row = std::array<double, kTracks>;
+
+class WayPoints : public Motion {
+public:
+    explicit WayPoints(const std::vector<WayPoint>& points)
+    {
+        for (const WayPoint& point : points) {
+            Quaternion q = quaternionOf(point);
+            if (!m_values.empty()) {
+                // A quaternion and its negative are the same attitude: take the one on the shorter way.
+                const Row& last = m_values.back();
+                const double cosineHalf = last[3] * q[0] + last[4] * q[1] + last[5] * q[2] + last[6] * q[3];
+                for (double& component : q) {
+                    component = cosineHalf < 0.0 ? -component : component;
+                }
+            }
+            m_times.push_back(point.time);
+            m_values.push_back({point.position[0], point.position[1], point.position[2], q[0], q[1], q[2], q[3]});
+        }
+        solve();
+    }
+
+    Pose pose(double time) const override
+    {
+        const double within = std::clamp(time, m_times.front(), m_times.back());
+        const auto next = std::upper_bound(m_times.begin(), m_times.end(), within);
+        Row now = m_values.back();
+        if (next != m_times.end()) {
+            const auto i = static_cast<std::size_t>(next - m_times.begin()) - 1;
+            const double h = m_times[i + 1] - m_times[i];
+            const double b = (within - m_times[i]) / h;
+            const double a = 1.0 - b;
+            for (std::size_t k = 0; k < kTracks; ++k) {
+                now[k] = a * m_values[i][k] + b * m_values[i + 1][k] +
+                         ((a * a * a - a) * m_bends[i][k] + (b * b * b - b) * m_bends[i + 1][k]) * h * h / 6.0;
+            }
+        }
+        return {matrixOf({now[3], now[4], now[5], now[6]}), {now[0], now[1], now[2]}, {}};
+    }
+
+private:
+    // The tridiagonal system of the inner points, eliminated downwards and substituted upwards.
+    void solve()
+    {
+        const std::size_t count = m_times.size();
+        m_bends.assign(count, Row{});
+        std::vector<double> upper(count, 0.0);
+        for (std::size_t i = 1; i + 1 < count; ++i) {
+            const double before = m_times[i] - m_times[i - 1];
+            const double after = m_times[i + 1] - m_times[i];
+            const double pivot = 2.0 * (before + after) - before * upper[i - 1];
+            upper[i] = after / pivot;
+            for (std::size_t k = 0; k < kTracks; ++k) {
+                const double bend =
+                    (m_values[i + 1][k] - m_values[i][k]) / after - (m_values[i][k] - m_values[i - 1][k]) / before;
+                m_bends[i][k] = (6.0 * bend - before * m_bends[i - 1][k]) / pivot;
+            }
+        }
+        for (std::size_t i = count - 1; i-- > 1;) {
+            for (std::size_t k = 0; k < kTracks; ++k) {
+                m_bends[i][k] -= upper[i] * m_bends[i + 1][k];
+            }
+        }
+    }
+
+    std::vector<double> m_times;
+    std::vector<Row> m_values;
+    std::vector<Row> m_bends; // second derivatives
+};
+
+constexpr std::string_view kColumns[] = {"time_s", "x_mm", "y_mm", "z_mm", "roll_deg", "pitch_deg", "yaw_deg"};
+
+std::string_view trimmed(std::string_view text)
+{
+    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
+    while (!text.empty() && blank(text.front())) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && blank(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
+}
+
+std::string wholeText(const std::string& path)
+{
+    constexpr std::size_t kLargest = 64 * 1024 * 1024;
+    Input input(path);
+    std::string text;
+    do {
+        text += input.ahead();
+        input.consume(input.ahead().size());
+        if (text.size() > kLargest) {
+            throw Failure(kExitDataError, input.title() + ": larger than 64 MB");
+        }
+    } while (input.more());
+    return text;
+}
+
+} // namespace
+
+double withinPeriod(double time, double period)
+{
+    constexpr double kFar = 1e5;
+    return time < kFar ? time : std::fmod(time, period);
+}
+
+Pose poseAt(const Motion& motion, double time)
+{
+    constexpr double h = 0.005; // short against all motions, long against the rounding of the position
+    Pose now = motion.pose(time);
+    if (motion.held()) {
+        return now;
+    }
+    const Vec3 before = motion.pose(time - h).position;
+    const Vec3 after = motion.pose(time + h).position;
+    for (std::size_t i = 0; i < 3; ++i) {
+        now.acceleration[i] = (after[i] - 2.0 * now.position[i] + before[i]) / (h * h);
+    }
+    return now;
+}
+
+std::unique_ptr<Motion> builtInMotion(const std::string& name, int mountMode, std::uint64_t seed)
+{
+    const Hold hold = holdOf(mountMode);
+    if (name == "static") {
+        return std::make_unique<StaticPoses>(hold, seed);
+    }
+    if (name == "circle") {
+        return std::make_unique<Circle>(hold);
+    }
+    if (name == "roll") {
+        return std::make_unique<Roll>(hold);
+    }
+    if (name == "swing") {
+        return std::make_unique<Swing>(hold);
+    }
+    if (name == "random") {
+        return std::make_unique<Wandering>(hold, Random(seed, "motion"));
+    }
+    return nullptr;
+}
+
+std::unique_ptr<Motion> wayPointMotion(const std::vector<WayPoint>& points)
+{
+    if (points.empty()) {
+        throw Failure(kExitDataError, "there is no way-point");
+    }
+    for (std::size_t i = 1; i < points.size(); ++i) {
+        if (!(points[i].time > points[i - 1].time)) {
+            throw Failure(kExitDataError, "the times of the way-points do not ascend");
+        }
+    }
+    return std::make_unique<WayPoints>(points);
+}
+
+std::vector<WayPoint> readWayPoints(const std::string& path)
+{
+    const std::string text = wholeText(path);
+    std::string_view rest = text;
+    if (rest.starts_with("\xef\xbb\xbf")) {
+        rest.remove_prefix(3);
+    }
+    std::vector<WayPoint> points;
+    std::vector<std::size_t> order; // of the columns, in the order of kColumns
+    std::size_t width = 0;
+    for (std::size_t line = 1; !rest.empty(); ++line) {
+        const std::size_t end = std::min(rest.find('\n'), rest.size());
+        const std::string_view row = trimmed(rest.substr(0, end));
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+        if (row.empty()) {
+            continue;
+        }
+        const auto refuse = [&path, line](const std::string& what) {
+            throw Failure(kExitDataError, shown(path) + ":" + std::to_string(line) + ": " + what);
+        };
+        std::vector<std::string_view> cells = split(row, ',');
+        std::transform(cells.begin(), cells.end(), cells.begin(), trimmed);
+        if (order.empty()) {
+            width = cells.size();
+            for (const std::string_view name : kColumns) {
+                const auto at = std::find(cells.begin(), cells.end(), name);
+                if (at == cells.end() || std::count(cells.begin(), cells.end(), name) > 1) {
+                    refuse("expected one column " + inQuotes(name) + " of time_s, x_mm, y_mm, z_mm, roll_deg, " +
+                           "pitch_deg and yaw_deg");
+                }
+                order.push_back(static_cast<std::size_t>(at - cells.begin()));
+            }
+            if (width != std::size(kColumns)) {
+                refuse("found " + std::to_string(width) + " columns, expected 7");
+            }
+            continue;
+        }
+        if (cells.size() != width) {
+            refuse("found " + std::to_string(cells.size()) + " values, expected 7");
+        }
+        double values[std::size(kColumns)];
+        for (std::size_t i = 0; i < std::size(kColumns); ++i) {
+            const std::string_view cell = cells[order[i]];
+            const auto [stop, error] = std::from_chars(cell.data(), cell.data() + cell.size(), values[i]);
+            if (error != std::errc() || stop != cell.data() + cell.size() || !(std::fabs(values[i]) <= 1e6)) {
+                refuse("column " + std::string(kColumns[i]) + ": found " + inQuotes(cell) +
+                       ", expected a number from -1e6 to 1e6");
+            }
+        }
+        if (!points.empty() && !(values[0] > points.back().time)) {
+            refuse("column time_s: found " + inQuotes(cells[order[0]]) + ", expected more than in the row before");
+        }
+        points.push_back({values[0], {values[1], values[2], values[3]}, values[4], values[5], values[6]});
+    }
+    if (points.empty()) {
+        throw Failure(kExitDataError, shown(path) + ": there is no way-point");
+    }
+    return points;
+}
+
+} // namespace kor::tool
