@@ -24,6 +24,8 @@ endif()
 # Copyright, changelog and what else differs between a Debian package and an archive.
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/packages/finish.cmake)
 set(CPACK_KOR_SOURCE_DIR ${PROJECT_SOURCE_DIR})
+find_package(Python3 COMPONENTS Interpreter) # makes the changelog of the Debian packages
+set(CPACK_KOR_PYTHON "${Python3_EXECUTABLE}")
 
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

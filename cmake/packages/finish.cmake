@@ -26,13 +26,17 @@ if(NOT CPACK_GENERATOR STREQUAL "DEB")
   return()
 endif()
 
+if(NOT CPACK_KOR_PYTHON)
+  message(FATAL_ERROR "Debian packages need Python 3: install it and run CMake again, or name it with "
+                      "-DPython3_EXECUTABLE=...")
+endif()
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER ${component} name)
   set(tree ${CPACK_TEMPORARY_INSTALL_DIRECTORY}/${component}/usr)
   set(documents ${tree}/share/doc/${CPACK_DEBIAN_${name}_PACKAGE_NAME})
   set(changelog ${documents}/changelog.Debian)
   configure_file(${source}/cmake/packages/copyright ${documents}/copyright COPYONLY)
-  run(COMMAND python3 ${source}/cmake/packages/debian_changelog.py ${source}/CHANGELOG.md
+  run(COMMAND ${CPACK_KOR_PYTHON} ${source}/cmake/packages/debian_changelog.py ${source}/CHANGELOG.md
               ${CPACK_PACKAGE_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE} ${CPACK_PACKAGE_CONTACT} OUTPUT_FILE ${changelog})
   file(GLOB compressed ${changelog} ${tree}/share/man/man*/*)
   run(COMMAND gzip -9n ${compressed})

@@ -2,7 +2,7 @@
 # Checks of the shipped recordings. Usage: recordings.sh reproduce | verify | replay KOR NAME LIMIT | twice KOR NAME
 set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
-python=/usr/bin/python3
+python=${KOR_PYTHON:-$(cmake -P "$root/cmake/Python.cmake")}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 

@@ -38,7 +38,7 @@ replays() { # KOR [ARGUMENT...]: prints its version, and a replay agrees with th
         fail "kor --version says $version"
     local folder=$root/data/polarizer
     silently "$@" replay --prm "$folder" --id 1005 "$folder/polarizer.csv" -o "$work/results.csv"
-    silently python3 "$root/data/compare.py" "$work/results.csv" "$folder/polarizer_truth.csv" --limit 2e-5
+    silently "${KOR_PYTHON:-python3}" "$root/data/compare.py" "$work/results.csv" "$folder/polarizer_truth.csv" --limit 2e-5
 }
 
 case $check in

@@ -5,7 +5,7 @@ set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 driver=$(realpath "$1")
 shift
-python=/usr/bin/python3
+python=${KOR_PYTHON:-$(cmake -P "$here/../../cmake/Python.cmake")}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 

@@ -1039,7 +1039,7 @@ class Options(Case):
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self.assertEqual(made.returncode, 0, made.stdout.decode())
         environment = dict(os.environ, LOCPATH=locales, LC_ALL="de_DE.UTF-8")
-        point = subprocess.run(["/usr/bin/python3", "-c", "import locale as l; l.setlocale(l.LC_ALL, ''); "
+        point = subprocess.run([sys.executable, "-c", "import locale as l; l.setlocale(l.LC_ALL, ''); "
                                 "print(l.localeconv()['decimal_point'])"], env=environment, stdout=subprocess.PIPE)
         self.assertEqual(point.stdout, b",\n", "the locale is in force")
         self.assertEqual(self.replay("a.csv", env=environment)[0], self.replay("a.csv")[0])

@@ -6,6 +6,7 @@
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
+python=${KOR_PYTHON:-$(cmake -P "$root/cmake/Python.cmake")}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 windows_kor=("$here/run.sh" "$1" "$2")
@@ -58,10 +59,10 @@ id=$(basename "$folder"/Tg*.prm .prm)
 arguments=(replay --prm "$folder" --id "${id#Tg}" "$folder/$name.csv")
 silently "$native_kor" "${arguments[@]}" -o "$work/native.csv"
 silently "${windows_kor[@]}" "${arguments[@]}" -o "$work/windows.csv"
-/usr/bin/python3 "$here/compare_replays.py" "$name" "$work/native.csv" "$work/windows.csv"
-/usr/bin/python3 "$root/data/compare.py" "$work/windows.csv" "$folder/${name}_truth.csv" --limit "$5"
+"$python" "$here/compare_replays.py" "$name" "$work/native.csv" "$work/windows.csv"
+"$python" "$root/data/compare.py" "$work/windows.csv" "$folder/${name}_truth.csv" --limit "$5"
 
 # Bit for bit as stored for this toolchain.
 printf '#!/bin/sh\nexec "%s" "%s" "%s" "$@"\n' "${windows_kor[@]}" >"$work/kor"
 chmod +x "$work/kor"
-/usr/bin/python3 "$root/tests/data/golden.py" check "$work/kor" "GNU Windows x86_64" "$name"
+"$python" "$root/tests/data/golden.py" check "$work/kor" "GNU Windows x86_64" "$name"
