@@ -8,7 +8,7 @@ need "${build_packages[@]}"
 
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
-if ! { cmake --preset release -DKORINTERFACE_BUILD_TESTS=OFF && cmake --build --preset release; } >"$log" 2>&1; then
+if ! { cmake --preset release && cmake --build --preset release; } >"$log" 2>&1; then
     cat "$log" >&2
     exit 1
 fi

@@ -3,6 +3,7 @@
 option(BUILD_SHARED_LIBS "Build KORInterface as a shared library" ON)
 option(KORINTERFACE_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
 option(KORINTERFACE_BUILD_TOOLS "Build the kor tool" ${PROJECT_IS_TOP_LEVEL})
+option(KORINTERFACE_BUILD_BENCHMARKS "Build the benchmarks" OFF)
 option(KORINTERFACE_BUILD_FUZZERS "Build the fuzzers (clang)" OFF)
 option(KORINTERFACE_WERROR "Treat warnings as errors" ${PROJECT_IS_TOP_LEVEL})
 set(KORINTERFACE_LIBRARY_OPTIONS "" CACHE STRING "Compiler options of the library's own sources, after those of the build type")
