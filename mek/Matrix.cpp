@@ -1,13 +1,13 @@
 #include "mek/Matrix.h"
 
-#include "mek/Scratch.h"
-#include "mek/Values.h"
-
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
+
+#include "mek/Scratch.h"
+#include "mek/Values.h"
 
 namespace mek {
 

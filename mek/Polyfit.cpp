@@ -1,11 +1,11 @@
 #include "mek/Polyfit.h"
 
-#include "mek/Scratch.h"
-
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+
+#include "mek/Scratch.h"
 
 namespace mek {
 

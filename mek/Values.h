@@ -5,11 +5,11 @@
 // order of every sum and product is as written here and is part of the contract.
 #pragma once
 
-#include "mek/Arithmetic.h"
-#include "mek/Literals.h"
-
 #include <cmath>
 #include <cstddef>
+
+#include "mek/Arithmetic.h"
+#include "mek/Literals.h"
 
 namespace mek {
 

@@ -1,10 +1,10 @@
 #include "mek/Vector.h"
 
-#include "mek/Literals.h"
-#include "mek/Values.h"
-
 #include <algorithm>
 #include <cmath>
+
+#include "mek/Literals.h"
+#include "mek/Values.h"
 
 namespace mek {
 

@@ -1,4 +1,6 @@
 // Level filtering and acceleration of the two-level models.
+#include "models/LevelFilters.h"
+
 #include <cmath>
 #include <cstdint>
 
@@ -6,7 +8,6 @@
 #include "KORInterface/CKorThreeVec2Levelv2.h"
 #include "mek/Polyfit.h"
 #include "models/Geometry.h"
-#include "models/LevelFilters.h"
 
 namespace {
 
