@@ -9,13 +9,29 @@ namespace kor::tool {
 // The numbers are those of <sysexits.h>, which not every platform has.
 enum Exit : int {
     kExitOk = 0,
-    kExitBeyondBound = 1,   // something measured is not as good as recorded
-    kExitUsage = 64,        // the command line asks for something that cannot be
-    kExitDataError = 65,    // a recording or parameter file is not what it should be
-    kExitNoInput = 66,      // a recording or parameter file cannot be opened
-    kExitSoftware = 70,     // the tool itself failed
-    kExitCannotCreate = 73, // an output cannot be created
-    kExitIoError = 74       // reading or writing failed on the way
+    kExitBeyondBound = 1,
+    kExitUsage = 64,
+    kExitDataError = 65,
+    kExitNoInput = 66,
+    kExitSoftware = 70,
+    kExitCannotCreate = 73,
+    kExitIoError = 74
+};
+
+// What they mean: the help prints this table, and a test holds the documents to it.
+struct ExitMeaning {
+    Exit status;
+    const char* meaning;
+};
+inline constexpr ExitMeaning kExitMeanings[] = {
+    {kExitOk, "done"},
+    {kExitBeyondBound, "kor accuracy: a bound is exceeded"},
+    {kExitUsage, "wrong usage"},
+    {kExitDataError, "bad recording or parameter file"},
+    {kExitNoInput, "an input cannot be opened"},
+    {kExitSoftware, "internal error"},
+    {kExitCannotCreate, "an output cannot be created"},
+    {kExitIoError, "reading or writing failed"},
 };
 
 // What ends a command early. The text is complete but for the tool's name in front.

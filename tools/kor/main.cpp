@@ -75,10 +75,11 @@ int run(int argc, char** argv)
     root.get_help_ptr()->description("Print this help and exit");
     root.require_subcommand(1);
     root.allow_windows_style_options(false); // a slash begins a path
-    root.footer(
-        "Exit status: 0 done, 1 accuracy beyond a bound, 64 wrong usage, 65 bad recording or parameter file,\n"
-        "             66 input cannot be opened, 70 internal error, 73 output cannot be created, 74 reading or\n"
-        "             writing failed.");
+    std::string statuses = "Exit statuses:\n";
+    for (const ExitMeaning& exit : kExitMeanings) {
+        statuses += fmt::format("  {:<3} {}\n", static_cast<int>(exit.status), exit.meaning);
+    }
+    root.footer(statuses);
 
     const std::vector<Command> commands = {declareReplay(root), declareSimulate(root), declareAccuracy(root)};
     const std::vector<std::string> arguments = os::arguments(argc, argv);

@@ -442,9 +442,8 @@ Command declareReplay(CLI::App& root)
     app->footer("Example:\n"
                 "  kor replay --prm calibration --id 1005 run.csv -o run_results.csv\n\n"
                 "A summary goes to standard error. Results appear under their name when they are complete.\n\n"
-                "Exit status: 0 done, 64 wrong usage, 65 bad recording or parameter file, 66 input cannot be opened,\n"
-                "             70 internal error, 73 output cannot be created, 74 reading or writing failed. Several\n"
-                "             recordings end with the first status in their order that is not 0.");
+                "kor --help lists the exit statuses. Several recordings end with the first status in their order\n"
+                "that is not 0.");
     return {app, [request] { return replay(*request); }};
 }
 
