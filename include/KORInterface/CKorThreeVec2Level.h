@@ -18,7 +18,7 @@
 /// GetQVCMatrix gives P - F q (tracker frame, mm), entries 3 to 5 stay as they are.
 ///
 /// The result is false, with the buffer and the QVC values untouched, when both levels are excluded and as long as no
-/// level has an acceleration: during the first 102 samples of a run.
+/// level has an acceleration: during the first 101 samples of a run.
 ///
 /// Accuracy  at rest 7e-11 degrees (tilts to 5, elevations to 30; even parity upright, odd parity upside down). In
 ///           motion the levels are 40 + 167 samples old: about 2.5 degrees for each degree per second of tilting.
