@@ -9,7 +9,9 @@
 
 #include "accuracy/ClosedLoop.h"
 
-namespace kor::tool {
+namespace kor::accuracy {
+
+using namespace simulation;
 
 namespace {
 
@@ -290,4 +292,4 @@ std::optional<Budget> budgetOf(const SensorParameters& sensor, const Pose& pose)
     return budget;
 }
 
-} // namespace kor::tool
+} // namespace kor::accuracy

@@ -7,7 +7,11 @@
 
 #include "simulation/Sensor.h"
 
-namespace kor::tool {
+namespace kor::accuracy {
+
+using simulation::Pose;
+using simulation::SensorParameters;
+using simulation::Vec3;
 
 struct Sensitivity {
     std::string group; // reading, position, temperature, parameter
@@ -15,8 +19,8 @@ struct Sensitivity {
     std::string unit;
     double value = 0.0;
     Vec3 turn{}; // arc-seconds about the tracker's x, y and z per unit
-    double uncertainty =
-        0.0; // of these, arc-seconds per unit: what two step widths differ by, and what the search leaves
+    // Of the turn, arc-seconds per unit: the difference between two step widths and what the model's search leaves.
+    double uncertainty = 0.0;
 };
 
 struct Budget {
@@ -40,4 +44,4 @@ Pose typicalPose(int mode);
 ///        4  The machine and local matrices turn the result and are left out.
 std::optional<Budget> budgetOf(const SensorParameters& sensor, const Pose& pose);
 
-} // namespace kor::tool
+} // namespace kor::accuracy

@@ -15,7 +15,9 @@
 #include "simulation/Random.h"
 #include "simulation/Simulator.h"
 
-namespace kor::tool {
+namespace kor::accuracy {
+
+using namespace simulation;
 
 namespace {
 
@@ -264,7 +266,10 @@ void throughEngine(Finding& finding, const Motion& motion, std::uint64_t poses, 
     std::vector<Mat3> truths;
 
     const auto feed = [&](bool measured) {
-        const SimulatedSample sample = simulator.next();
+        SimulatedSample sample;
+        if (!simulator.next(sample)) {
+            sample.raw.status = 0; // no drawn pose is so; it would show as a sample without a matrix
+        }
         truths.push_back(sample.pose.base);
         KOR_INFO info;
         engine.updateKORData(sample.raw, info);
@@ -447,4 +452,4 @@ Finding measure(int mode, const Stratum& stratum, std::uint64_t poses, std::uint
     return finding;
 }
 
-} // namespace kor::tool
+} // namespace kor::accuracy

@@ -11,7 +11,9 @@
 
 #include "simulation/Sensor.h"
 
-namespace kor::tool {
+namespace kor::accuracy {
+
+using simulation::SensorParameters;
 
 // Where the poses of a stratum come from and which way they go.
 enum class Route {
@@ -92,4 +94,4 @@ constexpr double kEncoderNoise = 0.0002; // degrees
 constexpr double kLevelNoise = 0.0005;   // degrees
 constexpr double kPositionNoise = 0.01;  // mm
 
-} // namespace kor::tool
+} // namespace kor::accuracy

@@ -2,7 +2,9 @@
 
 #include "accuracy/ClosedLoop.h"
 
-namespace kor::tool {
+namespace kor::accuracy {
+
+using namespace simulation;
 
 namespace {
 
@@ -272,4 +274,4 @@ std::vector<Stratum> strataOf(int mode)
     }
 }
 
-} // namespace kor::tool
+} // namespace kor::accuracy

@@ -2,17 +2,13 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
-#include <optional>
-#include <string_view>
+#include <utility>
+#include <vector>
 
-#include "platform/Text.h"
-#include "recordings/Input.h"
 #include "simulation/Random.h"
-#include "tools/kor/Exit.h"
 
-namespace kor::tool {
+namespace kor::simulation {
 
 const char* const kMotionNames = "static, circle, roll, swing or random";
 
@@ -121,7 +117,17 @@ public:
     }
 
 private:
-    Stance drawn(std::uint64_t index) const
+    // The last two are kept: most samples stand between the same poses as the sample before.
+    const Stance& drawn(std::uint64_t index) const
+    {
+        Drawn& kept = m_drawn[index % 2];
+        if (!kept.filled || kept.index != index) {
+            kept = {true, index, draw(index)};
+        }
+        return kept.stance;
+    }
+
+    Stance draw(std::uint64_t index) const
     {
         Random random(m_seed, "pose " + std::to_string(index));
         Stance stance{};
@@ -134,8 +140,15 @@ private:
         return stance;
     }
 
+    struct Drawn {
+        bool filled = false;
+        std::uint64_t index = 0;
+        Stance stance{};
+    };
+
     Hold m_hold;
     std::uint64_t m_seed;
+    mutable std::array<Drawn, 2> m_drawn;
 };
 
 // The target point goes round a level circle of half a metre's radius in ten seconds; the base keeps its attitude.
@@ -229,140 +242,6 @@ private:
     Wave m_bearing, m_distance, m_height, m_azimuth, m_tiltX, m_tiltY;
 };
 
-// ------------------------------------------------------------------------------------------------- way-points
-
-using Quaternion = std::array<double, 4>; // w, x, y, z
-
-Quaternion product(const Quaternion& a, const Quaternion& b)
-{
-    return {
-        a[0] * b[0] - a[1] * b[1] - a[2] * b[2] - a[3] * b[3], a[0] * b[1] + a[1] * b[0] + a[2] * b[3] - a[3] * b[2],
-        a[0] * b[2] - a[1] * b[3] + a[2] * b[0] + a[3] * b[1], a[0] * b[3] + a[1] * b[2] - a[2] * b[1] + a[3] * b[0]};
-}
-
-Quaternion quaternionOf(const WayPoint& point)
-{
-    const auto turn = [](double degrees, std::size_t axis) {
-        Quaternion q = {portable::cosine(0.5 * degrees * kDegree), 0.0, 0.0, 0.0};
-        q[axis] = portable::sine(0.5 * degrees * kDegree);
-        return q;
-    };
-    return product(product(turn(point.yaw, 3), turn(point.pitch, 2)), turn(point.roll, 1));
-}
-
-Mat3 matrixOf(Quaternion q)
-{
-    const double size = std::sqrt(q[0] * q[0] + q[1] * q[1] + q[2] * q[2] + q[3] * q[3]);
-    for (double& component : q) {
-        component /= size;
-    }
-    const auto [w, x, y, z] = q;
-    return {1.0 - 2.0 * (y * y + z * z), 2.0 * (x * y - w * z),       2.0 * (x * z + w * y),
-            2.0 * (x * y + w * z),       1.0 - 2.0 * (x * x + z * z), 2.0 * (y * z - w * x),
-            2.0 * (x * z - w * y),       2.0 * (y * z + w * x),       1.0 - 2.0 * (x * x + y * y)};
-}
-
-// Seven natural cubic splines on common times, by their second derivatives.
-constexpr std::size_t kTracks = 7;
-using Row = std::array<double, kTracks>;
-
-class WayPoints : public Motion {
-public:
-    explicit WayPoints(const std::vector<WayPoint>& points)
-    {
-        for (const WayPoint& point : points) {
-            Quaternion q = quaternionOf(point);
-            if (!m_values.empty()) {
-                // A quaternion and its negative are the same attitude: take the one on the shorter way.
-                const Row& last = m_values.back();
-                const double cosineHalf = last[3] * q[0] + last[4] * q[1] + last[5] * q[2] + last[6] * q[3];
-                for (double& component : q) {
-                    component = cosineHalf < 0.0 ? -component : component;
-                }
-            }
-            m_times.push_back(point.time);
-            m_values.push_back({point.position[0], point.position[1], point.position[2], q[0], q[1], q[2], q[3]});
-        }
-        solve();
-    }
-
-    Pose pose(double time) const override
-    {
-        const double within = std::clamp(time, m_times.front(), m_times.back());
-        const auto next = std::upper_bound(m_times.begin(), m_times.end(), within);
-        Row now = m_values.back();
-        if (next != m_times.end()) {
-            const auto i = static_cast<std::size_t>(next - m_times.begin()) - 1;
-            const double h = m_times[i + 1] - m_times[i];
-            const double b = (within - m_times[i]) / h;
-            const double a = 1.0 - b;
-            for (std::size_t k = 0; k < kTracks; ++k) {
-                now[k] = a * m_values[i][k] + b * m_values[i + 1][k] +
-                         ((a * a * a - a) * m_bends[i][k] + (b * b * b - b) * m_bends[i + 1][k]) * h * h / 6.0;
-            }
-        }
-        return {matrixOf({now[3], now[4], now[5], now[6]}), {now[0], now[1], now[2]}, {}};
-    }
-
-private:
-    // The tridiagonal system of the inner points, eliminated downwards and substituted upwards.
-    void solve()
-    {
-        const std::size_t count = m_times.size();
-        m_bends.assign(count, Row{});
-        std::vector<double> upper(count, 0.0);
-        for (std::size_t i = 1; i + 1 < count; ++i) {
-            const double before = m_times[i] - m_times[i - 1];
-            const double after = m_times[i + 1] - m_times[i];
-            const double pivot = 2.0 * (before + after) - before * upper[i - 1];
-            upper[i] = after / pivot;
-            for (std::size_t k = 0; k < kTracks; ++k) {
-                const double bend =
-                    (m_values[i + 1][k] - m_values[i][k]) / after - (m_values[i][k] - m_values[i - 1][k]) / before;
-                m_bends[i][k] = (6.0 * bend - before * m_bends[i - 1][k]) / pivot;
-            }
-        }
-        for (std::size_t i = count - 1; i-- > 1;) {
-            for (std::size_t k = 0; k < kTracks; ++k) {
-                m_bends[i][k] -= upper[i] * m_bends[i + 1][k];
-            }
-        }
-    }
-
-    std::vector<double> m_times;
-    std::vector<Row> m_values;
-    std::vector<Row> m_bends; // second derivatives
-};
-
-constexpr std::string_view kColumns[] = {"time_s", "x_mm", "y_mm", "z_mm", "roll_deg", "pitch_deg", "yaw_deg"};
-
-std::string_view trimmed(std::string_view text)
-{
-    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
-    while (!text.empty() && blank(text.front())) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && blank(text.back())) {
-        text.remove_suffix(1);
-    }
-    return text;
-}
-
-std::string wholeText(const std::string& path)
-{
-    constexpr std::size_t kLargest = 64 * 1024 * 1024;
-    Input input(path);
-    std::string text;
-    do {
-        text += input.ahead();
-        input.consume(input.ahead().size());
-        if (text.size() > kLargest) {
-            throw Failure(kExitDataError, input.title() + ": larger than 64 MB");
-        }
-    } while (input.more());
-    return text;
-}
-
 } // namespace
 
 double withinPeriod(double time, double period)
@@ -407,77 +286,4 @@ std::unique_ptr<Motion> builtInMotion(const std::string& name, int mountMode, st
     return nullptr;
 }
 
-std::unique_ptr<Motion> wayPointMotion(const std::vector<WayPoint>& points)
-{
-    if (points.empty()) {
-        throw Failure(kExitDataError, "there is no way-point");
-    }
-    for (std::size_t i = 1; i < points.size(); ++i) {
-        if (!(points[i].time > points[i - 1].time)) {
-            throw Failure(kExitDataError, "the times of the way-points do not ascend");
-        }
-    }
-    return std::make_unique<WayPoints>(points);
-}
-
-std::vector<WayPoint> readWayPoints(const std::string& path)
-{
-    const std::string text = wholeText(path);
-    std::string_view rest = text;
-    if (rest.starts_with("\xef\xbb\xbf")) {
-        rest.remove_prefix(3);
-    }
-    std::vector<WayPoint> points;
-    std::vector<std::size_t> order; // of the columns, in the order of kColumns
-    std::size_t width = 0;
-    for (std::size_t line = 1; !rest.empty(); ++line) {
-        const std::size_t end = std::min(rest.find('\n'), rest.size());
-        const std::string_view row = trimmed(rest.substr(0, end));
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-        if (row.empty()) {
-            continue;
-        }
-        const auto refuse = [&path, line](const std::string& what) {
-            throw Failure(kExitDataError, shown(path) + ":" + std::to_string(line) + ": " + what);
-        };
-        std::vector<std::string_view> cells = split(row, ',');
-        std::transform(cells.begin(), cells.end(), cells.begin(), trimmed);
-        if (order.empty()) {
-            width = cells.size();
-            for (const std::string_view name : kColumns) {
-                const auto at = std::find(cells.begin(), cells.end(), name);
-                if (at == cells.end() || std::count(cells.begin(), cells.end(), name) > 1) {
-                    refuse("expected one column " + inQuotes(name) + " of time_s, x_mm, y_mm, z_mm, roll_deg, " +
-                           "pitch_deg and yaw_deg");
-                }
-                order.push_back(static_cast<std::size_t>(at - cells.begin()));
-            }
-            if (width != std::size(kColumns)) {
-                refuse("found " + std::to_string(width) + " columns, expected 7");
-            }
-            continue;
-        }
-        if (cells.size() != width) {
-            refuse("found " + std::to_string(cells.size()) + " values, expected 7");
-        }
-        double values[std::size(kColumns)];
-        for (std::size_t i = 0; i < std::size(kColumns); ++i) {
-            const std::string_view cell = cells[order[i]];
-            const auto [stop, error] = std::from_chars(cell.data(), cell.data() + cell.size(), values[i]);
-            if (error != std::errc() || stop != cell.data() + cell.size() || !(std::fabs(values[i]) <= 1e6)) {
-                refuse("column " + std::string(kColumns[i]) + ": found " + inQuotes(cell) +
-                       ", expected a number from -1e6 to 1e6");
-            }
-        }
-        if (!points.empty() && !(values[0] > points.back().time)) {
-            refuse("column time_s: found " + inQuotes(cells[order[0]]) + ", expected more than in the row before");
-        }
-        points.push_back({values[0], {values[1], values[2], values[3]}, values[4], values[5], values[6]});
-    }
-    if (points.empty()) {
-        throw Failure(kExitDataError, shown(path) + ": there is no way-point");
-    }
-    return points;
-}
-
-} // namespace kor::tool
+} // namespace kor::simulation

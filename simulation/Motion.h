@@ -4,11 +4,10 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "simulation/Sensor.h"
 
-namespace kor::tool {
+namespace kor::simulation {
 
 class Motion {
 public:
@@ -36,20 +35,4 @@ extern const char* const kMotionNames;
 // The base stands as the mount mode expects it: upside down in mode 9, upright in all others.
 std::unique_ptr<Motion> builtInMotion(const std::string& name, int mountMode, std::uint64_t seed);
 
-// One way-point: where the sensor is at a time.
-struct WayPoint {
-    double time;             // seconds
-    Vec3 position;           // mm, tracker frame
-    double roll, pitch, yaw; // degrees; base to tracker is Rz(yaw) Ry(pitch) Rx(roll)
-};
-
-// Natural cubic splines through the way-points: of each coordinate, and of each component of the unit quaternion, which
-// is scaled to unit length afterwards. At rest before the first and after the last one. Throws Failure (65) when there
-// is none or the times do not ascend.
-std::unique_ptr<Motion> wayPointMotion(const std::vector<WayPoint>& points);
-
-// The way-points of a CSV file: columns time_s, x_mm, y_mm, z_mm, roll_deg, pitch_deg, yaw_deg in any order. Throws
-// Failure with file and line.
-std::vector<WayPoint> readWayPoints(const std::string& path);
-
-} // namespace kor::tool
+} // namespace kor::simulation

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <limits>
 
-namespace kor::tool::portable {
+namespace kor::simulation::portable {
 
 namespace {
 
@@ -190,4 +190,4 @@ double logarithm(double x)
     return e * kLn2 - ((half - (s * (half + tail) + e * kLn2Rest)) - f);
 }
 
-} // namespace kor::tool::portable
+} // namespace kor::simulation::portable

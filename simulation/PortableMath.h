@@ -6,14 +6,14 @@
 // rounding nor computes in a longer format, which the build makes sure of.
 #pragma once
 
-namespace kor::tool::portable {
+namespace kor::simulation::portable {
 
 constexpr double kPi = 0x1.921fb54442d18p+1;
 constexpr double kDegree = kPi / 180.0;
 
 /// Sine and cosine of an angle in radians.
 /// Accuracy  within 1 ulp of the exact value for |x| up to 1000, 2 ulp to 1e5 away from the zeros of the function
-///           (tests/tool/portable_math_test.cpp)
+///           (tests/simulation/portable_math_test.cpp)
 /// Notes  1  Beyond 2^20 quarter turns, for infinities and for NaN the result is NaN.
 double sine(double x);
 double cosine(double x);
@@ -31,4 +31,4 @@ double arcSine(double x);
 /// Natural logarithm of a positive, normal number; NaN for all others. Within 2 ulp.
 double logarithm(double x);
 
-} // namespace kor::tool::portable
+} // namespace kor::simulation::portable

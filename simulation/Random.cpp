@@ -5,7 +5,7 @@
 
 #include "simulation/PortableMath.h"
 
-namespace kor::tool {
+namespace kor::simulation {
 
 namespace {
 
@@ -70,4 +70,4 @@ double Random::normal()
     }
 }
 
-} // namespace kor::tool
+} // namespace kor::simulation

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace kor::tool {
+namespace kor::simulation {
 
 /// A sequence of its own for every seed and purpose, so that drawing for one purpose never moves another one's numbers.
 ///
@@ -26,4 +26,4 @@ private:
     bool m_hasSpare = false;
 };
 
-} // namespace kor::tool
+} // namespace kor::simulation

@@ -6,7 +6,7 @@
 
 #include "simulation/PortableMath.h"
 
-namespace kor::tool {
+namespace kor::simulation {
 
 using Vec3 = std::array<double, 3>;
 using Mat3 = std::array<double, 9>; // row by row
@@ -109,4 +109,4 @@ inline double angleBetween(const Mat3& a, const Mat3& b)
     return half < 1.0 ? 2.0 * portable::arcSine(half) / portable::kDegree : 180.0;
 }
 
-} // namespace kor::tool
+} // namespace kor::simulation

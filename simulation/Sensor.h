@@ -1,16 +1,16 @@
 // A sensor that does not exist: which readings would it deliver, held like this?
 #pragma once
 
-#include <cstdint>
+#include <optional>
 #include <string>
-#include <vector>
 
 #include "KORInterface/CKor.h"
 #include "KORInterface/CKorPrm.h"
 
 #include "simulation/Rotation.h"
+#include "simulation/Tables.h"
 
-namespace kor::tool {
+namespace kor::simulation {
 
 // A true pose. The base is the part of the sensor that does not turn with the axes; its z is the azimuth axis.
 struct Pose {
@@ -32,30 +32,6 @@ enum class Model { dualLevel, pendulum, polarizer, threeVectors, twoLevels };
 Model modelOf(int mountMode);
 std::string modelName(int mountMode);
 
-// Calibration of an encoder: rows of reading and correction over one turn, straight between them.
-struct EncoderTable {
-    std::vector<float> rows;
-
-    double calibrated(double reading) const;
-    double reading(double angle) const; // inverse of calibrated
-};
-
-// Compensation of a level: a cubic on every interval of the knots, straight on beyond both ends.
-struct LevelTable {
-    std::vector<float> knots;
-    std::vector<double> coefficients;
-    std::vector<float> limits; // the three numbers behind the knots in a parameter file
-
-    bool present() const { return knots.size() >= 2; }
-    double angle(double reading) const;
-    double reading(double angle) const; // inverse of angle; NaN when there is none
-    bool outside(double reading) const;
-
-private:
-    double slope(std::size_t interval, double t) const;
-    double value(std::size_t interval, double t) const;
-};
-
 // All numbers that describe a sensor, as the engine has them.
 struct SensorParameters {
     int mode = 1;
@@ -73,12 +49,14 @@ struct SensorParameters {
     LevelTable levelXTable;
     LevelTable levelYTable;
 
-    // Throws Failure (65) for numbers that no reading can be computed from.
-    void check() const;
+    // Which of these numbers no reading can be computed from, and why; empty if all are usable.
+    std::string unusable() const;
     void configure(CKor& engine) const;
 };
 
-SensorParameters parametersOf(CKorPrm& prm, int mode);
+// The numbers of a parameter set, for a mount mode that need not be its own. Nothing if the set refuses to hand out
+// what it holds.
+std::optional<SensorParameters> parametersOf(CKorPrm& prm, int mode);
 
 // What the simulation knows of a pose besides the readings.
 struct Forward {
@@ -107,4 +85,4 @@ inline bool formsRatio(int mode)
     return mode == 5 || mode == 6;
 }
 
-} // namespace kor::tool
+} // namespace kor::simulation

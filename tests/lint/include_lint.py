@@ -65,7 +65,6 @@ PENDING = {
     ("params", "mek/Literals.h"),
     ("engine", "KORInterface/ParameterStore.h"),
     ("recordings", "tools/kor/Exit.h"),
-    ("simulation", "tools/kor/Exit.h"),
     ("simulation", "platform/Text.h"),
     ("tools/kor", "params/file/Reader.h"),
     ("tools/kor", "params/file/Messages.h"),

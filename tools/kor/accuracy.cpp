@@ -20,14 +20,18 @@
 #include "accuracy/ClosedLoop.h"
 #include "platform/Text.h"
 #include "recordings/Output.h"
-#include "simulation/Motion.h"
+#include "simulation/WayPoints.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
 #include "tools/kor/ParameterFile.h"
 #include "tools/kor/Progress.h"
+#include "tools/kor/SimulatedSensor.h"
 
 namespace kor::tool {
+
+using namespace accuracy;
+using namespace simulation;
 
 namespace {
 
@@ -148,7 +152,7 @@ Pose poseOption(const std::string& text)
     return wayPointMotion({{0.0, {values[0], values[1], values[2]}, values[3], values[4], values[5]}})->pose(0.0);
 }
 
-int budget(const AccuracyRequest& request, int only)
+int runBudget(const AccuracyRequest& request, int only)
 {
     if (request.poses || request.seed || request.progress) {
         throw Misuse("--budget takes neither --poses nor --seed nor --progress");
@@ -167,7 +171,7 @@ int budget(const AccuracyRequest& request, int only)
         if (only == 0) {
             prm.getMountMode(mode);
         }
-        sensors.push_back(parametersOf(prm, mode));
+        sensors.push_back(sensorOf(prm, mode));
     } else {
         for (int mode = 1; mode <= 10; ++mode) {
             if (only == 0 || only == mode) {
@@ -204,11 +208,11 @@ int budget(const AccuracyRequest& request, int only)
     return kExitOk;
 }
 
-int accuracy(const AccuracyRequest& request)
+int runAccuracy(const AccuracyRequest& request)
 {
     const int only = request.mode ? wholeOption<int>("--mode", *request.mode, 1, 10) : 0;
     if (request.budget) {
-        return budget(request, only);
+        return runBudget(request, only);
     }
     if (request.pose || request.prm || request.id) {
         throw Misuse("--pose, --prm and --id go with --budget");
@@ -282,7 +286,7 @@ Command declareAccuracy(CLI::App& root)
     app->footer(
         "True poses go through the inverse of the library and back through it; an error is the angle of the\n"
         "rotation between the found and the true orientation. Exit status 1 when a stratum is beyond its bound.");
-    return {app, [request] { return accuracy(*request); }};
+    return {app, [request] { return runAccuracy(*request); }};
 }
 
 } // namespace kor::tool

@@ -21,13 +21,17 @@
 #include "recordings/Recording.h"
 #include "simulation/Motion.h"
 #include "simulation/Simulator.h"
+#include "simulation/WayPoints.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
 #include "tools/kor/ParameterFile.h"
 #include "tools/kor/Progress.h"
+#include "tools/kor/SimulatedSensor.h"
 
 namespace kor::tool {
+
+using namespace simulation;
 
 namespace {
 
@@ -63,14 +67,14 @@ void channelValues(const char* option, const std::vector<std::string>& given, do
             at == std::string::npos ? std::nullopt : channelNamed(std::string_view(text).substr(0, at));
         if (!channel) {
             std::string names;
-            for (const std::string_view name : kChannels) {
-                names += (names.empty() ? "" : ", ") + std::string(name);
+            for (const recordings::Column& column : kChannels) {
+                names += (names.empty() ? "" : ", ") + std::string(column.name);
             }
             throw Misuse(fmt::format("{}: found {}, expected CHANNEL=VALUE with a channel of {}", option,
                                      inQuotes(text), names));
         }
         if (set[*channel]) {
-            throw Misuse(fmt::format("{}: {} is given twice", option, kChannels[*channel]));
+            throw Misuse(fmt::format("{}: {} is given twice", option, kChannels[*channel].name));
         }
         set[*channel] = true;
         into[*channel] = number(option, std::string_view(text).substr(at + 1), least, 1e9);
@@ -230,7 +234,7 @@ int simulate(const SimulateRequest& request)
     if (request.mode) {
         mode = wholeOption<std::int32_t>("--mode", *request.mode);
     }
-    plan.sensor = parametersOf(prm, mode);
+    plan.sensor = sensorOf(prm, mode);
     if (modelOf(mode) == Model::twoLevels && plan.rate != 100.0) {
         warn(fmt::format("mount mode {} takes its samples to be 10 ms apart, whatever --rate says", mode));
     }
@@ -244,7 +248,11 @@ int simulate(const SimulateRequest& request)
             throw Misuse(fmt::format("--motion: found {}, expected {}, or a file of way-points",
                                      inQuotes(request.motion), kMotionNames));
         }
-        motion = wayPointMotion(readWayPoints(request.motion));
+        const WayPointFile file = readWayPoints(request.motion);
+        if (file.problem) {
+            throw Failure(kExitDataError, recordings::text(file.problem));
+        }
+        motion = wayPointMotion(file.points);
     }
     refuseToOverwrite(request, source, fileMotion);
 
@@ -261,11 +269,14 @@ int simulate(const SimulateRequest& request)
     Progress progress(show, "simulate", samples, "samples");
     std::uint64_t dropped = 0;
     std::uint64_t valid = 0;
+    SimulatedSample sample;
     for (std::uint64_t i = 0; i < samples; ++i) {
         if (i % 256 == 0) {
             progress.update(i, i);
         }
-        const SimulatedSample sample = simulator.next();
+        if (!simulator.next(sample)) {
+            throw Failure(kExitDataError, simulator.problem());
+        }
         if (sample.dropped) {
             ++dropped;
             continue;
