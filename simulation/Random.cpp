@@ -1,7 +1,7 @@
 #include "simulation/Random.h"
 
-#include <bit>
 #include <cmath>
+#include <vector>
 
 #include "simulation/PortableMath.h"
 
@@ -9,42 +9,19 @@ namespace kor::simulation {
 
 namespace {
 
-std::uint64_t splitmix(std::uint64_t& state)
+std::mt19937_64 generatorFor(std::uint64_t seed, std::string_view purpose)
 {
-    std::uint64_t z = (state += 0x9e3779b97f4a7c15u);
-    z = (z ^ (z >> 30)) * 0xbf58476d1ce4e5b9u;
-    z = (z ^ (z >> 27)) * 0x94d049bb133111ebu;
-    return z ^ (z >> 31);
+    std::vector<std::uint32_t> words = {static_cast<std::uint32_t>(seed), static_cast<std::uint32_t>(seed >> 32)};
+    for (const char letter : purpose) {
+        words.push_back(static_cast<unsigned char>(letter));
+    }
+    std::seed_seq sequence(words.begin(), words.end());
+    return std::mt19937_64(sequence);
 }
 
 } // namespace
 
-Random::Random(std::uint64_t seed, std::string_view purpose)
-{
-    std::uint64_t state = seed;
-    std::uint64_t mixed = splitmix(state);
-    for (const char letter : purpose) {
-        state = mixed ^ static_cast<unsigned char>(letter);
-        mixed = splitmix(state);
-    }
-    state = mixed;
-    for (std::uint64_t& word : m_state) {
-        word = splitmix(state);
-    }
-}
-
-std::uint64_t Random::bits()
-{
-    const std::uint64_t result = std::rotl(m_state[1] * 5, 7) * 9;
-    const std::uint64_t shifted = m_state[1] << 17;
-    m_state[2] ^= m_state[0];
-    m_state[3] ^= m_state[1];
-    m_state[1] ^= m_state[2];
-    m_state[0] ^= m_state[3];
-    m_state[2] ^= shifted;
-    m_state[3] = std::rotl(m_state[3], 45);
-    return result;
-}
+Random::Random(std::uint64_t seed, std::string_view purpose) : m_generator(generatorFor(seed, purpose)) {}
 
 double Random::uniform()
 {
