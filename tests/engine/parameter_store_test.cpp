@@ -1,4 +1,6 @@
 // The parameter store: filling it, and what the engine does with a filled one.
+#include "engine/ParameterStore.h"
+
 #include "engine/engine_pair.h"
 
 #include <cmath>
@@ -43,6 +45,34 @@ TEST(ParameterStore, nullPointersGive20AndFillNothing)
     pair.mountMode(8);
     pair.feedBoth(sample());
     pair.feedBoth(sample());
+}
+
+TEST(ParameterStore, aFetchAnswersNotLoadedBeforeItLooksAtThePointers)
+{
+    kor::ParameterStore store;
+    std::array<float, 7> dynamic{};
+    std::array<float, 3> a{};
+    std::array<float, 3> b{};
+    EXPECT_EQ(store.fetchDynamicParameters(nullptr), 551);
+    EXPECT_EQ(store.fetchDynamicParameters(dynamic.data()), 551);
+    EXPECT_EQ(store.fetchCoefficients(nullptr, nullptr), 551);
+    EXPECT_EQ(store.fetchCoefficients(a.data(), nullptr), 551);
+    EXPECT_EQ(store.fetchCoefficients(nullptr, b.data()), 551);
+    EXPECT_EQ(store.fetchCoefficients(a.data(), b.data()), 551);
+
+    store.fill(kDynamic.data(), kA.data(), kB.data());
+    EXPECT_EQ(store.fetchDynamicParameters(nullptr), 20);
+    EXPECT_EQ(store.fetchCoefficients(nullptr, nullptr), 20);
+    EXPECT_EQ(store.fetchCoefficients(a.data(), nullptr), 20);
+    EXPECT_EQ(store.fetchCoefficients(nullptr, b.data()), 20);
+    EXPECT_TRUE(sameBitsThroughout(a, std::array<float, 3>{})) << "a refused fetch copies nothing";
+    EXPECT_TRUE(sameBitsThroughout(b, std::array<float, 3>{}));
+
+    EXPECT_EQ(store.fetchDynamicParameters(dynamic.data()), 0);
+    EXPECT_EQ(store.fetchCoefficients(a.data(), b.data()), 0);
+    EXPECT_TRUE(sameBitsThroughout(dynamic, kDynamic));
+    EXPECT_TRUE(sameBitsThroughout(a, kA));
+    EXPECT_TRUE(sameBitsThroughout(b, kB));
 }
 
 TEST(ParameterStore, anUnloadedParameterSetGives551)
