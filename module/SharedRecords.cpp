@@ -36,8 +36,8 @@ CStyloPRM::PrmEntry& CStyloPRM::PrmEntry::operator=(const PrmEntry& other)
 }
 
 CStyloPRM::CStyloPRM()
-    : leadingWord(0), leadingLong(0), leadingWords{}, leadingLongs{}, readStatus(false), statusWords{}, statusLongs{},
-      entries(), entryWords{}, values{}, fixedEntries{}, tailBytes{}, tailWords{}
+    : leadingWord(0), leadingLong(0), leadingWords{}, leadingLongs{},
+      readStatus(false), statusWords{}, statusLongs{}, entryWords{}, values{}, fixedEntries{}, tailBytes{}, tailWords{}
 {
 }
 

@@ -21,10 +21,10 @@ public:
         PrmEntry(const PrmEntry& other);
         PrmEntry& operator=(const PrmEntry& other);
 
-        std::int32_t first;     ///<
-        std::int32_t values[4]; ///<
-        wchar_t name[16];       ///< at most 15 characters and the terminator; a copy of a text without one is empty
-        std::int32_t last[2];   ///<
+        std::int32_t first;
+        std::int32_t values[4];
+        wchar_t name[16]; ///< at most 15 characters and the terminator; a copy of a text without one is empty
+        std::int32_t last[2];
     };
 
     /// Every number zero, every flag false, no entries.
@@ -36,19 +36,19 @@ public:
     /// Whether the component that fills the record has read its file.
     bool getPrmFileReadStatus() const;
 
-    std::int32_t leadingWord;      ///<
-    std::int64_t leadingLong;      ///<
-    std::int32_t leadingWords[8];  ///<
-    std::int64_t leadingLongs[8];  ///<
-    bool readStatus;               ///< what getPrmFileReadStatus returns
-    std::int32_t statusWords[8];   ///<
-    std::int64_t statusLongs[8];   ///<
-    std::vector<PrmEntry> entries; ///<
-    std::int32_t entryWords[2];    ///<
-    double values[16];             ///<
-    PrmEntry fixedEntries[4];      ///<
-    std::uint8_t tailBytes[5];     ///<
-    std::int32_t tailWords[4];     ///<
+    std::int32_t leadingWord;
+    std::int64_t leadingLong;
+    std::int32_t leadingWords[8];
+    std::int64_t leadingLongs[8];
+    bool readStatus; ///< what getPrmFileReadStatus returns
+    std::int32_t statusWords[8];
+    std::int64_t statusLongs[8];
+    std::vector<PrmEntry> entries;
+    std::int32_t entryWords[2];
+    double values[16];
+    PrmEntry fixedEntries[4];
+    std::uint8_t tailBytes[5];
+    std::int32_t tailWords[4];
 };
 
 /// Seven 8-byte members, the last a double; copied one to one.
@@ -58,8 +58,8 @@ public:
     CBBManager(const CBBManager& other);
     CBBManager& operator=(const CBBManager& other);
 
-    std::int64_t members[6]; ///<
-    double value;            ///<
+    std::int64_t members[6];
+    double value;
 };
 
 /// Five 8-byte members, the last a double; copied one to one.
@@ -69,8 +69,8 @@ public:
     CLevel(const CLevel& other);
     CLevel& operator=(const CLevel& other);
 
-    std::int64_t members[4]; ///<
-    double value;            ///<
+    std::int64_t members[4];
+    double value;
 };
 
 /// Three doubles, copied one to one.
@@ -80,7 +80,7 @@ public:
     CPhotoSensor(const CPhotoSensor& other);
     CPhotoSensor& operator=(const CPhotoSensor& other);
 
-    double values[3]; ///<
+    double values[3];
 };
 
 /// Six 8-byte members, copied one to one.
@@ -90,7 +90,7 @@ public:
     JSplineBLandform(const JSplineBLandform& other);
     JSplineBLandform& operator=(const JSplineBLandform& other);
 
-    std::int64_t members[6]; ///<
+    std::int64_t members[6];
 };
 
 /// State of a distance meter, of which the library looks at the thermal status only.
@@ -101,7 +101,7 @@ public:
     /// The thermal status as it stands.
     int getThermalStatus() const;
 
-    int thermalStatus; ///<
+    int thermalStatus;
 };
 
 #endif
