@@ -29,7 +29,7 @@ else()
   if(KORINTERFACE_WERROR)
     target_compile_options(kor_build_flags INTERFACE -Werror)
   endif()
-  # g++ 12 sees overlapping copies inside std::string where there are none (GCC bug 105329).
+  # g++ 12 reports overlapping copies inside std::string that do not overlap (GCC bug 105329).
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     target_compile_options(kor_build_flags INTERFACE -Wno-restrict)
   endif()

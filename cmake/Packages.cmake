@@ -48,8 +48,8 @@ ${about}This package holds the shared library.")
 # A program needs the ABI number that it was built with, and a library no older.
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
-# A trigger keeps the linker's cache. CPack would write maintainer scripts that call ldconfig, unless it is told that
-# such scripts are given; those named here do not exist, and so there are none.
+# A trigger keeps the linker's cache. CPack would write maintainer scripts that call ldconfig, unless it is given
+# such scripts; the two that are named here do not exist, so that the package has none.
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/packages/triggers
                                                ${PROJECT_SOURCE_DIR}/cmake/packages/none/postinst
                                                ${PROJECT_SOURCE_DIR}/cmake/packages/none/postrm)

@@ -11,7 +11,7 @@ namespace {
 constexpr double kDeadZone = 1e-12;
 
 // Angle of (x, y) with dead zones about the axes, radians. On the axes: 0, pi/2, pi and 3 pi/2.
-// Kept: off the axes the two uses differ; belowLeft and belowRight are what they add in the lower two quadrants.
+// Kept: off the axes the two uses differ; they add belowLeft and belowRight in the lower two quadrants.
 double quadrantAngle(double y, double x, double belowLeft, double belowRight)
 {
     if (std::fabs(x) <= kDeadZone) {

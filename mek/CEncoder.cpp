@@ -57,7 +57,7 @@ private:
         return first + (offset < 0.0 ? offset + kTurn : offset);
     }
 
-    // The last row at or before p; the first when there is none.
+    // The last row at or before p; the first row if p lies before it.
     std::ptrdiff_t rowBefore(double p) const
     {
         std::ptrdiff_t low = 0;

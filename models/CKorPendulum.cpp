@@ -36,7 +36,7 @@ mek::Vec3 armDirection(const Measurement& m, double rho)
     }
 
     // Tracker above or below, arm rising or falling: four triangles, two shapes. The second shape serves opposite
-    // signs; the first one equal signs and, with a height of zero, whatever is left.
+    // signs; the first one all others: equal signs, and a height of zero.
     const bool above = m.z > 0.0;
     const bool below = m.z < 0.0;
     const bool opposite = (above && rho < 0.0) || (below && rho > 0.0);

@@ -20,7 +20,7 @@ constexpr std::uint32_t kWarmUpSkipped = 200; // samples before the warm-up mean
 constexpr std::uint32_t kWarmUpEnd = 400;     // samples when it ends
 constexpr double kWarmUpSamples = 200.0;
 constexpr double kCorrectionScale = 0.01;
-// Kept: samples count as 0.01 s apart whatever their times.
+// Kept: samples count as 0.01 s apart; their time stamps are not used.
 constexpr double kInverseTimeStep2 = 625.0; // 1/(16 h^2) at h = 0.01 s, the weight of the seven-point second difference
 
 // Kept: the solve's state belongs to the process and survives its objects.
@@ -41,8 +41,8 @@ struct ProcessState {
     double reference7;
     double reference8;
     // Kept: one matrix for both, so that a failing first solve blends the last blend again.
-    mek::Mat3 rotation{};       // of the previous sample; also what the first level's solve writes
-    mek::Mat3 secondRotation{}; // what the second level's solve writes
+    mek::Mat3 rotation{};       // of the previous sample; the first level's solve writes here, too
+    mek::Mat3 secondRotation{}; // of the second level's solve
     mek::Mat3 out{};            // last returned matrix
     std::uint32_t warmCount = 0;
     bool warmDone = false;
@@ -69,7 +69,7 @@ PositionRings& positionRings()
     return rings;
 }
 
-// A lag in whole samples, towards zero, within one lap of the rings whatever its value; a NaN counts as none.
+// A lag in whole samples, rounded towards zero and reduced to one lap of the rings; NaN counts as 0.
 std::int32_t wholeLag(float lag)
 {
     if (std::isnan(lag)) {

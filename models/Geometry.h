@@ -53,7 +53,7 @@ mek::Mat3 frameOf(const mek::Vec3& a, const mek::Vec3& b);
 /// Given     gravity   in the stage
 ///           sight     line of sight in the stage, unit vector
 ///           measured  direction of the line of sight in the tracker frame
-/// Notes  1  The tracker's vertical is taken as -z whatever the mount parity.
+/// Notes  1  The tracker's vertical is taken as -z for both mount parities.
 mek::Mat3 stageRotation(const mek::Vec3& gravity, const mek::Vec3& sight, const Direction& measured);
 
 /// Angles of R = Rx(x) Ry(y) Rz(z), radians.

@@ -7,7 +7,7 @@
 
 namespace kor {
 
-/// Copies a terminated text and clears what is behind it.
+/// Copies a terminated text and clears the units behind it.
 /// Given     from  text with its terminator within N units
 /// Returned  to    the text; empty when from has no terminator, as the bounded copies of the C library leave it
 template <std::size_t N>

@@ -25,7 +25,7 @@ need() {
     rm -f "$log"
 }
 
-# What building the library and the tool takes, and what the tests take beyond that.
+# For building the library and the tool; for the tests besides.
 build_packages=(g++ cmake ninja-build libcli11-dev libfmt-dev python3)
 # llvm brings the symbolizer, without which the leak checker does not recognise the buffers that are kept on purpose.
 test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy libgtest-dev librapidcheck-dev libeigen3-dev libgsl-dev

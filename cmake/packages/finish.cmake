@@ -1,7 +1,7 @@
 # Run by CPack between the installation into its own folder and the packing.
 set(source ${CPACK_KOR_SOURCE_DIR})
 
-# Notices of what is compiled into the program, from where the build machine keeps them.
+# Copyright notices of the libraries that are compiled into the program, from the build machine's packages.
 function(copy_notices folder)
   set(packages libcli11-dev libfmt-dev)
   if(CPACK_GENERATOR STREQUAL "ZIP")
@@ -42,7 +42,7 @@ foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   run(COMMAND gzip -9n ${compressed})
   if(component STREQUAL "tools")
     copy_notices(${documents})
-    # The library lies where the linker looks by itself.
+    # The installed library lies in a folder that the dynamic linker searches.
     file(RPATH_REMOVE FILE ${tree}/bin/kor)
   endif()
   file(GLOB_RECURSE files LIST_DIRECTORIES ON ${tree}/share/doc/* ${tree}/share/man/*)

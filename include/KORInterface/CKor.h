@@ -35,7 +35,7 @@ public:
     int Initialization();
 
     /// Scale factors of the orientation model.
-    /// Given     values  count floats, 8 in use; what lies beyond the eighth is ignored
+    /// Given     values  count floats, 8 in use; values beyond the eighth are ignored
     int setScaleFactors(const float* values, int count);
 
     /// QVC parameters of the three-vector models: 6 in use, as setScaleFactors.
