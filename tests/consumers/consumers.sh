@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Checks of the public headers and of an installed tree. Usage: consumers.sh CHECK COMPILER|BUILD_FOLDER
+# Checks of the public headers, of an installed tree and of the preset release. Usage: consumers.sh CHECK
+# [COMPILER|BUILD_FOLDER]
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -53,6 +54,18 @@ exports)
     for symbol in 'CKor::updateKORData(' 'CKorPrm::ReadCalibrationFile(' 'CKorPolarizer::CalTranxMatrix('; do
         grep -qF "$symbol" "$work/exported" || fail "$symbol is not exported"
     done
+    ;;
+release)
+    # As the README builds it: without what only the tests need.
+    hidden=()
+    for package in GTest rapidcheck Eigen3 GSL; do
+        hidden+=("-DCMAKE_DISABLE_FIND_PACKAGE_$package=ON")
+    done
+    (cd "$root" && cmake --preset release -B "$work/build" "${hidden[@]}") >"$work/log" 2>&1 ||
+        { cat "$work/log"; fail "the preset release asks for a package of the tests"; }
+    cmake --build "$work/build" --target help >"$work/targets"
+    grep -q '^kor:' "$work/targets" || fail "the preset release does not build kor"
+    ! grep '_test:' "$work/targets" || fail "the preset release builds tests"
     ;;
 readme)
     awk '/^```cpp$/ { inside = 1; next } /^```$/ { if (inside) exit } inside' "$root/README.md" >"$work/readme.cpp"
