@@ -112,8 +112,10 @@ def check_file(path, text, files):
         return
     folder = FOLDERS[name]
     rank = 0
-    own = next((header for header in (re.sub(r"\.cpp$", ".h", path), re.sub(r".*/(.*)\.cpp$", r"include/KORInterface/\1.h", path))
-                if header != path and header in files), None)
+    stem = re.sub(r"\.cpp$", "", path)
+    own = next((header for header in (stem + ".h", re.sub(r"/(posix|windows)/", "/", stem) + ".h",
+                                      re.sub(r".*/", "include/KORInterface/", stem) + ".h")
+                if stem != path and header in files), None)
     for number, quoted, header in includes(text):
         def finding(rule, says):
             return f"{path}:{number}: {rule}: {says}"
@@ -156,6 +158,7 @@ def itself():
         "include/KORInterface/Records.h": "#include <cstdint>\n",
         "include/KORInterface/CKor.h": '#include "KORInterface/Records.h"\n',
         "include/KORInterface/CKorPrm.h": '#include "KORInterface/Records.h"\n',
+        "platform/Own.h": "",
         "include/KORInterface/Both.h": '#include "KORInterface/CKor.h"\n#include "KORInterface/CKorPrm.h"\n',
     }
     wanted = [
@@ -188,6 +191,7 @@ def itself():
         ("mek/A.cpp", '#include "mek/Matrix.cpp"', "source"),
         ("mek/A.cpp", '#include "mek/Matrix.h"\n#include <cmath>', "order"),
         ("models/Both.cpp", '#include "mek/Matrix.h"\n#include "KORInterface/Records.h"', None),
+        ("platform/posix/Own.cpp", '#include "platform/Own.h"\n#include <unistd.h>\n#include "platform/Other.h"', None),
         ("recordings/Records.cpp", '#include <cmath>\n#include "KORInterface/Records.h"', "order"),
         ("tools/kor/a.cpp", "#include <fmt/format.h>\n#include <string>", "order"),
         ("elsewhere/A.cpp", "", "placed"),
