@@ -72,10 +72,10 @@ Pose drawn(int mode, const Stratum& s, Random& random)
     return pose;
 }
 
-// Degrees; the pendulum model takes what is smaller as zero.
+// Degrees; the pendulum model takes smaller angles as zero.
 constexpr double kPendulumZero = 0.001;
 
-// Whether a pose belongs to its stratum, which for some depends on what the sensor reads.
+// Whether a pose belongs to its stratum; for some strata that depends on the sensor's readings.
 bool belongs(const Stratum& s, int mode, const Pose& pose, const Forward& forward)
 {
     const Readings& r = forward.readings;

@@ -91,7 +91,8 @@ void inherent(Stratum& s, const std::string& why, double atLeast)
     s.atLeast = atLeast;
 }
 
-// The solution mirrored at 90 degrees of roll: off by twice what is beyond, 20 to 160 degrees and some of the tilt.
+// The solution mirrored at 90 degrees of roll: off by twice the roll beyond 90 degrees, 20 to 160, and some of the
+// tilt.
 Stratum rolledTooFar()
 {
     Stratum s = rolled("rolled too far", "roll 100 to 170 about the line of sight", 100.0, 170.0, {115.0, 175.0});
@@ -122,7 +123,7 @@ std::vector<Stratum> dualLevel()
     strata.push_back(rolled("rolled", "roll 60 to 80 about the line of sight", 60.0, 80.0, {2e-11, 2e-10}));
     throughEngine(strata, {6e-6, 5e-5}, {2e-3, 1e-2}, {1.5e-5, 5e-5});
     for (Stratum& s : strata) {
-        s.side = 1; // height and level Y of the same sign, where the model is exact
+        s.side = 1; // height and level Y of the same sign: there the model is exact
     }
     for (Stratum& s : strata) {
         if (s.route == Route::moving) {

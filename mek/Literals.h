@@ -6,11 +6,11 @@
 
 namespace mek {
 
-inline constexpr double kRadPerDeg = 0.01745329251994;       // rad/degree, pi/180 (1 - 1.9e-13)
-inline constexpr double kDegPerRad = 57.29577951308;         // degree/rad, 180/pi (1 - 4.1e-14)
-inline constexpr double kPi = 3.14159265359;                 // rad, pi (1 + 6.6e-14)
-inline constexpr double kHalfPi = 1.570796326795;            // rad, pi/2 (1 + 6.6e-14)
-inline constexpr double kThreeHalvesPi = 4.7123889803850005; // rad, 3 pi/2 (1 + 6.6e-14)
-inline constexpr double kTwoPi = 6.28318530718;              // rad, 2 pi (1 + 6.6e-14)
+inline constexpr double kRadPerDeg = 0.01745329251994;       ///< rad/degree, pi/180 (1 - 1.9e-13)
+inline constexpr double kDegPerRad = 57.29577951308;         ///< degree/rad, 180/pi (1 - 4.1e-14)
+inline constexpr double kPi = 3.14159265359;                 ///< rad, pi (1 + 6.6e-14)
+inline constexpr double kHalfPi = 1.570796326795;            ///< rad, pi/2 (1 + 6.6e-14)
+inline constexpr double kThreeHalvesPi = 4.7123889803850005; ///< rad, 3 pi/2 (1 + 6.6e-14)
+inline constexpr double kTwoPi = 6.28318530718;              ///< rad, 2 pi (1 + 6.6e-14)
 
 } // namespace mek

@@ -19,7 +19,7 @@ constexpr std::uint64_t kFirstSoundMatrix = 16;
 // Closer than this to the border between two solutions the model may take the wrong one.
 constexpr double kLeastRollMargin = 0.02;
 
-// Degrees over the horizon; the pendulum model takes what is below 0.001 as zero.
+// Degrees over the horizon; the pendulum model takes less than 0.001 as zero.
 constexpr double kLevelPendulum = 0.002;
 
 bool twoLevelMode(const SensorParameters& sensor)

@@ -44,7 +44,7 @@ struct Wave {
     }
 };
 
-// Where the target point is and how the base stands there, in terms of what the sensor sees.
+// Place of the target point and attitude of the base there, as the sensor sees them.
 struct Stance {
     double bearing;  // of the target point, degrees
     double distance; // horizontal, mm
@@ -65,7 +65,7 @@ Hold holdOf(int mode)
 {
     switch (modelOf(mode)) {
     case Model::dualLevel:
-        return {0.0, false, 6.0, 1.0}; // elevation axis rising, target above: where the model is exact
+        return {0.0, false, 6.0, 1.0}; // elevation axis rising, target above: there the model is exact
     case Model::pendulum:
         return {0.0, false, 1.0, -1.0};
     case Model::twoLevels:

@@ -14,7 +14,7 @@ constexpr double kHalfPi = 0x1.921fb54442d18p+0;
 constexpr double kHalfPiRest = 0x1.1a62633145c07p-54;
 constexpr double kPiRest = 0x1.1a62633145c07p-53;
 
-// An angle taken to [-pi/4, pi/4] by quarter turns, with what the rounding of the angle left over.
+// An angle taken to [-pi/4, pi/4] by quarter turns, with the remainder that rounding the angle left.
 struct Reduced {
     double angle;
     double rest;
@@ -173,7 +173,7 @@ double logarithm(double x)
         m *= 0.5;
         ++exponent;
     }
-    // log m = 2 artanh(s) with s = f / (2 + f), f = m - 1, written as f less what the series takes off it.
+    // log m = 2 artanh(s) with s = f / (2 + f), f = m - 1, written as f less a correction by the series.
     const double f = m - 1.0;
     const double s = f / (2.0 + f);
     const double z = s * s;

@@ -1,8 +1,8 @@
 // Elementary functions that give the same bits on every platform.
 //
-// The functions of the C library differ in their last bits from one library to the next, and with them whatever is
-// made from them. These use additions, subtractions, multiplications, divisions and square roots only, which IEEE
-// arithmetic rounds in one way. That holds with a compiler that neither contracts a product and a sum into one
+// The functions of the C library differ in their last bits from one library to the next, and so do all results that
+// are computed with them. These use additions, subtractions, multiplications, divisions and square roots only, which
+// IEEE arithmetic rounds in one way. That holds with a compiler that neither contracts a product and a sum into one
 // rounding nor computes in a longer format, which the build makes sure of.
 #pragma once
 

@@ -17,9 +17,9 @@ public:
     Random(std::uint64_t seed, std::string_view purpose);
 
     std::uint64_t bits() { return m_generator(); }
-    double uniform(); // [0, 1), 53 bits
+    double uniform(); ///< [0, 1), 53 bits
     double uniform(double low, double high) { return low + (high - low) * uniform(); }
-    double normal(); // mean 0, standard deviation 1
+    double normal(); ///< mean 0, standard deviation 1
     bool chance(double probability) { return uniform() < probability; }
 
 private:

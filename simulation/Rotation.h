@@ -9,7 +9,7 @@
 namespace kor::simulation {
 
 using Vec3 = std::array<double, 3>;
-using Mat3 = std::array<double, 9>; // row by row
+using Mat3 = std::array<double, 9>; ///< row by row
 
 constexpr Mat3 kIdentity = {1, 0, 0, 0, 1, 0, 0, 0, 1};
 
@@ -60,7 +60,7 @@ inline Mat3 operator*(const Mat3& a, const Mat3& b)
     return product;
 }
 
-// Right-handed turns about the axes, radians.
+/// Right-handed turns about the axes, radians.
 inline Mat3 turnX(double angle)
 {
     const double c = portable::cosine(angle);
@@ -82,11 +82,11 @@ inline Mat3 turnZ(double angle)
     return {c, -s, 0, s, c, 0, 0, 0, 1};
 }
 
-// Half a turn about x, without the rounding of a half turn's sine.
+/// Half a turn about x, without the rounding of a half turn's sine.
 constexpr Mat3 kUpsideDown = {1, 0, 0, 0, -1, 0, 0, 0, -1};
 
-// Small turn, radians about the axes of the frame that both matrices lead to, which takes b to a. Exact to third
-// order; by differences, so that small turns keep their digits.
+/// Small turn, radians about the axes of the frame that both matrices lead to, which takes b to a. Exact to third
+/// order; by differences, so that small turns keep their digits.
 inline Vec3 turnBetween(const Mat3& a, const Mat3& b)
 {
     Mat3 difference{};
@@ -97,8 +97,8 @@ inline Vec3 turnBetween(const Mat3& a, const Mat3& b)
     return {0.5 * (d[7] - d[5]), 0.5 * (d[2] - d[6]), 0.5 * (d[3] - d[1])};
 }
 
-// Degrees of the rotation that takes b to a; 180 when a is not a number. Through the distance of the matrices,
-// 2 sqrt(2) sin(angle / 2), which is exact for small angles.
+/// Degrees of the rotation that takes b to a; 180 if a holds a nan. Through the distance of the matrices,
+/// 2 sqrt(2) sin(angle / 2), which is exact for small angles.
 inline double angleBetween(const Mat3& a, const Mat3& b)
 {
     double squares = 0.0;

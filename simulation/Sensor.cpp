@@ -34,7 +34,7 @@ bool fetch(CKorPrm& prm, int (CKorPrm::*get)(unsigned int&, float*, double*) con
     return fetched;
 }
 
-// The first factor that readings are divided by and that is 0, in words; empty if there is none.
+// The first divisor of a reading that is 0 or not finite, in words; empty if all are usable.
 std::string unusableGain(const SensorParameters& sensor)
 {
     const auto usable = [](float value) { return value != 0.0f && std::isfinite(value); };

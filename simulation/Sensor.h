@@ -12,14 +12,14 @@
 
 namespace kor::simulation {
 
-// A true pose. The base is the part of the sensor that does not turn with the axes; its z is the azimuth axis.
+/// A true pose. The base is the part of the sensor that does not turn with the axes; its z is the azimuth axis.
 struct Pose {
-    Mat3 base = kIdentity;         // base to tracker frame
-    Vec3 position = {0, 0, 0};     // target point, tracker frame, mm
-    Vec3 acceleration = {0, 0, 0}; // of the target point, mm/s2; felt by the levels of modes 9 and 10
+    Mat3 base = kIdentity;         ///< base to tracker frame
+    Vec3 position = {0, 0, 0};     ///< target point, tracker frame, mm
+    Vec3 acceleration = {0, 0, 0}; ///< of the target point, mm/s2; felt by the levels of modes 9 and 10
 };
 
-// What the orientation models take: the readings after all corrections, degrees.
+/// What the orientation models take: the readings after all corrections, degrees.
 struct Readings {
     double levelX = 0.0;
     double levelY = 0.0;
@@ -32,53 +32,54 @@ enum class Model { dualLevel, pendulum, polarizer, threeVectors, twoLevels };
 Model modelOf(int mountMode);
 std::string modelName(int mountMode);
 
-// All numbers that describe a sensor, as the engine has them.
+/// All numbers that describe a sensor, as the engine has them.
 struct SensorParameters {
     int mode = 1;
-    float encoderOffset[2] = {0, 0}; // radians
+    float encoderOffset[2] = {0, 0}; ///< radians
     float tiltOffset[2] = {0, 0};
     float thermal[4] = {0, 1, 0, 1};
     float factors[8] = {0, 0, 0, 0, 1, 1, 1, 0};
     float qvc[6] = {0, 0, 0, 0, 0, 0};
     float level1[7] = {0, 0, 0, 0, 0, 0, 1};
     float level2[7] = {0, 0, 0, 0, 0, 0, 1};
-    double machine[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1}; // as the engine has it: the inverse of the file's
+    double machine[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1}; ///< as the engine has it: the inverse of the file's
     double local[9] = {1, 0, 0, 0, 1, 0, 0, 0, 1};
     EncoderTable azimuthTable;
     EncoderTable elevationTable;
     LevelTable levelXTable;
     LevelTable levelYTable;
 
-    // Which of these numbers no reading can be computed from, and why; empty if all are usable.
+    /// The first number from which no reading can be computed, with the reason; empty if all are usable.
     std::string unusable() const;
     void configure(CKor& engine) const;
 };
 
-// The numbers of a parameter set, for a mount mode that need not be its own. Nothing if the set refuses to hand out
-// what it holds.
+/// The numbers of a parameter set, for a mount mode that need not be its own. Nothing if a getter of
+/// the set fails.
 std::optional<SensorParameters> parametersOf(CKorPrm& prm, int mode);
 
-// What the simulation knows of a pose besides the readings.
+/// Readings of a pose, with figures that say how exact the model is there.
 struct Forward {
     Readings readings;
-    double azimuthTurn = 0.0; // of the azimuth stage about the base's z, radians
+    double azimuthTurn = 0.0; ///< of the azimuth stage about the base's z, radians
     double heightTimesLevelY = 0.0;
-    double rollMargin = 0.0; // modes 3, 4, 7 and above: above 0 where the model picks the right one of two solutions
-    double sightAlongLevel = 0.0; // modes 7 and 8: cosine between line of sight and level axis
-    double pendulumRise = 0.0;    // modes 3 and 4: of the pendulum's direction over the horizon, degrees
-    double toHalfTurn = 180.0;    // modes 9 and 10: how far the stage's angles about x and z are from it, degrees
+    double rollMargin = 0.0; ///< modes 3, 4, 7 and above: above 0 if the model picks the right one of two solutions
+    double sightAlongLevel = 0.0; ///< modes 7 and 8: cosine between line of sight and level axis
+    double pendulumRise = 0.0;    ///< modes 3 and 4: of the pendulum's direction over the horizon, degrees
+    double toHalfTurn =
+        180.0; ///< modes 9 and 10: how far the stage's angles about x and z are from a half turn, degrees
 };
 
-// Corrected readings of a perfect sensor. NaN among them when it cannot look at the tracker in this pose.
-//
-// azimuthNear: the azimuth stage is said to have turned by the angle nearest to this one, radians, so that the azimuth
-// counts on over full turns.
+/// Corrected readings of a perfect sensor. NaN among them if it cannot look at the tracker in this pose.
+///
+/// azimuthNear: the azimuth stage is said to have turned by the angle nearest to this one, radians, so that the azimuth
+/// counts on over full turns.
 Forward forwardReadings(const SensorParameters& sensor, const Pose& pose, double azimuthNear);
 
-// A level's thermal factor, in the engine's single precision. which: 0 level X, 1 level Y.
+/// A level's thermal factor, in the engine's single precision. which: 0 level X, 1 level Y.
 float thermalGain(const SensorParameters& sensor, int which, float temperature);
 
-// In modes 5 and 6 the engine divides level X by level Y beyond this magnitude.
+/// In modes 5 and 6 the engine divides level X by level Y beyond this magnitude.
 constexpr float kRatioThreshold = 2000.0f;
 inline bool formsRatio(int mode)
 {

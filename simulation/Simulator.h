@@ -1,4 +1,4 @@
-// Raw samples of a simulated sensor, with what is true of them and what is done to them.
+// Raw samples of a simulated sensor, with their truth and the faults that were added.
 #pragma once
 
 #include <cstdint>
@@ -16,19 +16,19 @@ namespace kor::simulation {
 struct SimulationPlan {
     SensorParameters sensor;
     std::uint64_t seed = 1;
-    double rate = 100.0; // Hz
+    double rate = 100.0; ///< Hz
     std::uint32_t firstStamp = 0;
-    std::uint64_t reference = 20; // from this sample on the reference may be captured
+    std::uint64_t reference = 20; ///< from this sample on the reference may be captured
     Faults faults;
 };
 
 struct SimulatedSample {
     KOR_RAWINFO raw{};
-    Pose pose;             // true
-    Mat3 result{};         // what the engine should hand out, MCS flag set
-    const char* note = ""; // why that may not be so
+    Pose pose;             ///< true
+    Mat3 result{};         ///< what the engine should give with its MCS flag set
+    const char* note = ""; ///< why the engine's result may differ
     bool valid = false;
-    bool dropped = false; // never left the sensor
+    bool dropped = false; ///< never left the sensor
 };
 
 /// The samples of a motion, one after the other.
@@ -40,7 +40,7 @@ class Simulator {
 public:
     Simulator(const SimulationPlan& plan, const Motion& motion);
 
-    // The next sample. False when the sensor has no readings for its pose; problem() says why.
+    /// The next sample. False when the sensor has no readings for its pose; problem() says why.
     bool next(SimulatedSample& sample);
 
     const std::string& problem() const { return m_problem; }
@@ -64,9 +64,9 @@ private:
     SimulationPlan m_plan;
     const Motion& m_motion;
     FaultMaker m_faults;
-    double m_phase[5]; // of the climate's waves
+    double m_phase[5]; ///< of the climate's waves
     std::uint64_t m_index = 0;
-    double m_turn = 0.0; // of the azimuth stage at the sample before
+    double m_turn = 0.0; ///< of the azimuth stage at the sample before
     Forward m_forward;
     FedSoFar m_fed;
     std::string m_problem;

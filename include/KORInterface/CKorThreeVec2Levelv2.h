@@ -52,7 +52,7 @@ public:
     CKorThreeVec2Levelv2& operator=(const CKorThreeVec2Levelv2& other);
     ~CKorThreeVec2Levelv2() override;
 
-    // The second version adds overloads beside these.
+    /// The second version adds overloads beside these.
     using CKorThreeVec2Level::GetF1;
     using CKorThreeVec2Level::GetLevelAfterAccComp;
     using CKorThreeVec2Level::MovingFilter;

@@ -4,7 +4,7 @@ namespace kor::simulation {
 
 using namespace portable;
 
-// The pendulum hangs on the azimuth stage; its direction rises over the horizon by what the sensor reads.
+// The pendulum hangs on the azimuth stage; the sensor reads its rise over the horizon.
 Forward pendulum(const SensorParameters& sensor, const Pose& pose, double near)
 {
     Forward out;

@@ -20,7 +20,7 @@ PRODUCT = ("include/", "mek/", "platform/", "models/", "params/", "engine/", "mo
 TOKEN = re.compile(r'(?P<comment>//[^\n]*)|/\*.*?\*/|R"(\w*)\(.*?\)\2"|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\'|'
                    r"(?P<line>\n)|(?P<brace>[{}])|(?P<end>;)|(?P<other>.)", re.S)
 # What a comment may stand above without describing it.
-NOT_DESCRIBED = re.compile(r"\s*(#|\}|(public|protected|private)\s*:|namespace\b|using namespace\b|extern\b|$)")
+NOT_DESCRIBED = re.compile(r"\s*(#|\}|(public|protected|private)\s*:|namespace\b|using namespace\b|extern *\"|$)")
 
 
 def comments(text):
@@ -73,7 +73,7 @@ def check(path, text):
         if documents or inside or not is_header:
             continue
         if before.strip():
-            if not before.strip().endswith(("}", "};")):
+            if before.strip() not in ("}", "};"):
                 yield f"{path}:{line}: header: {content}"
         elif line - 1 not in whole or lines[line - 2].strip().startswith("///"):
             after = line + 1
@@ -93,6 +93,7 @@ def itself():
         ("mek/A.h", "namespace n {\n// Two\n// lines.\nclass A {\n};\n}", "header"),
         ("mek/A.h", "class A {\npublic:\n    // What it does.\n    int f() const;\n};", "header"),
         ("mek/A.h", "struct A {\n    int m; // degrees\n};", "header"),
+        ("mek/A.h", "struct A {\n    int m{}; // degrees\n};", "header"),
         ("mek/A.h", "enum class E : int {\n    one, // first\n};", "header"),
         ("mek/A.h", "constexpr int kA = 1; // unit", "header"),
         ("mek/A.h", "int f()\n{\n    return 1; /// one\n}", "body"),
