@@ -108,59 +108,64 @@ Input floatInput(std::string name, const char* unit, double step, State& at, Sel
             static_cast<double>(select(at))};
 }
 
-std::vector<Input> inputsOf(State& at)
+constexpr double kDegreeStep = 0.05;
+
+void addReadings(std::vector<Input>& inputs, State& at)
 {
-    std::vector<Input> inputs;
-    const int mode = at.sensor.mode;
-    const bool ratio = formsRatio(mode);
+    const bool ratio = formsRatio(at.sensor.mode);
     const char* const levelUnit = ratio ? "count" : "table unit";
     const auto stepOf = [](const LevelTable& table) {
         return 0.01 * std::fabs(table.reading(1.0) - table.reading(0.0));
     };
     const double ratioStep = 0.01 * std::max(1.0, std::fabs(at.levelXRaw));
-    const double degreeStep = 0.05;
-
-    const auto real = [&](const char* group, const char* name, const char* unit, double step, auto select,
-                          double stored = 1.0) {
-        inputs.push_back(realInput(group, name, unit, step, at, select, stored));
+    const auto add = [&](const char* group, const char* name, const char* unit, double step, auto select) {
+        inputs.push_back(realInput(group, name, unit, step, at, select));
     };
-    real("reading", "azimuth encoder", "deg", degreeStep, [](State& s) -> double& { return s.azimuthRaw; });
-    real("reading", "elevation encoder", "deg", degreeStep, [](State& s) -> double& { return s.elevationRaw; });
-    real("reading", "level X", levelUnit, ratio ? ratioStep : stepOf(at.sensor.levelXTable),
-         [](State& s) -> double& { return s.levelXRaw; });
-    real("reading", "level Y", levelUnit, stepOf(at.sensor.levelYTable),
-         [](State& s) -> double& { return s.levelYRaw; });
-    real("position", "x", "mm", 2.0, [](State& s) -> double& { return s.position[0]; });
-    real("position", "y", "mm", 2.0, [](State& s) -> double& { return s.position[1]; });
-    real("position", "z", "mm", 2.0, [](State& s) -> double& { return s.position[2]; });
-    real("temperature", "levelTemperature", "1", 10.0, [](State& s) -> double& { return s.levelTemperature; });
-    real("temperature", "temperature 0", "1", 10.0, [](State& s) -> double& { return s.temperature[0]; });
-    real("temperature", "temperature 2", "1", 10.0, [](State& s) -> double& { return s.temperature[1]; });
+    add("reading", "azimuth encoder", "deg", kDegreeStep, [](State& s) -> double& { return s.azimuthRaw; });
+    add("reading", "elevation encoder", "deg", kDegreeStep, [](State& s) -> double& { return s.elevationRaw; });
+    add("reading", "level X", levelUnit, ratio ? ratioStep : stepOf(at.sensor.levelXTable),
+        [](State& s) -> double& { return s.levelXRaw; });
+    add("reading", "level Y", levelUnit, stepOf(at.sensor.levelYTable),
+        [](State& s) -> double& { return s.levelYRaw; });
+    add("position", "x", "mm", 2.0, [](State& s) -> double& { return s.position[0]; });
+    add("position", "y", "mm", 2.0, [](State& s) -> double& { return s.position[1]; });
+    add("position", "z", "mm", 2.0, [](State& s) -> double& { return s.position[2]; });
+    add("temperature", "levelTemperature", "1", 10.0, [](State& s) -> double& { return s.levelTemperature; });
+    add("temperature", "temperature 0", "1", 10.0, [](State& s) -> double& { return s.temperature[0]; });
+    add("temperature", "temperature 2", "1", 10.0, [](State& s) -> double& { return s.temperature[1]; });
+}
 
+// Parameters of the engine, which every mount mode uses.
+void addCorrections(std::vector<Input>& inputs, State& at)
+{
+    const auto add = [&](std::string name, const char* unit, double step, auto select, double stored = 1.0) {
+        inputs.push_back(realInput("parameter", std::move(name), unit, step, at, select, stored));
+    };
     const char* const tables[4] = {"AZ Calibration Table", "EL Calibration Table", "Tilt X Calibration Table",
                                    "Tilt Y Calibration Table"};
     for (std::size_t i = 0; i < 4; ++i) {
-        real("parameter", tables[i], "deg", degreeStep, [i](State& s) -> double& { return s.tableShift[i]; });
+        add(tables[i], "deg", kDegreeStep, [i](State& s) -> double& { return s.tableShift[i]; });
     }
     const char* const offsets[2] = {"Angle Offset 1", "Angle Offset 2"};
     const char* const tilts[2] = {"Tilt Sensor Offset 1", "Tilt Sensor Offset 2"};
     for (std::size_t i = 0; i < 2; ++i) {
-        real(
-            "parameter", offsets[i], "deg", degreeStep, [i](State& s) -> double& { return s.encoderOffset[i]; },
-            kDegree);
-        real("parameter", tilts[i], "deg", degreeStep, [i](State& s) -> double& { return s.tiltOffset[i]; });
+        const auto encoderOffset = [i](State& s) -> double& { return s.encoderOffset[i]; };
+        add(offsets[i], "deg", kDegreeStep, encoderOffset, kDegree);
+        add(tilts[i], "deg", kDegreeStep, [i](State& s) -> double& { return s.tiltOffset[i]; });
     }
     for (std::size_t i = 0; i < 4; ++i) {
-        const std::string name = "Thermal Compensation Factor " + std::to_string(i + 1);
-        real("parameter", name.c_str(), "1", i % 2 == 0 ? 1e-4 : 1e-2,
-             [i](State& s) -> double& { return s.thermal[i]; });
+        add("Thermal Compensation Factor " + std::to_string(i + 1), "1", i % 2 == 0 ? 1e-4 : 1e-2,
+            [i](State& s) -> double& { return s.thermal[i]; });
     }
+}
 
-    // What the mount mode's model reads of the groups; angles and gains have steps of their own.
-    const auto group = [&](const char* title, std::vector<int> read, auto select, auto unitOf) {
-        for (const int i : read) {
+// The numbers of the parameter groups that the mount mode's model uses; angles and gains have steps of their own.
+void addModelParameters(std::vector<Input>& inputs, State& at)
+{
+    const auto add = [&](const char* title, std::vector<int> used, auto select, auto unitOf) {
+        for (const int i : used) {
             const char* const unit = unitOf(i);
-            const double step = std::string(unit) == "1" ? 1e-2 : std::string(unit) == "mm" ? 2.0 : degreeStep;
+            const double step = std::string(unit) == "1" ? 1e-2 : std::string(unit) == "mm" ? 2.0 : kDegreeStep;
             inputs.push_back(floatInput(std::string(title) + " " + std::to_string(i + 1), unit, step, at,
                                         [select, i](State& s) -> float& { return select(s)[i]; }));
         }
@@ -172,36 +177,49 @@ std::vector<Input> inputsOf(State& at)
     const auto level1 = [](State& s) -> float* { return s.sensor.level1; };
     const auto level2 = [](State& s) -> float* { return s.sensor.level2; };
     const auto levelUnits = [](int i) { return i == 6 ? "1" : "deg"; };
-    switch (modelOf(mode)) {
+    switch (modelOf(at.sensor.mode)) {
     case Model::dualLevel:
-        group("Scale Factor", {0, 1}, factors, factorUnit);
+        add("Scale Factor", {0, 1}, factors, factorUnit);
         break;
     case Model::pendulum:
-        group("Scale Factor", {0, 1, 2, 3, 4, 5, 6}, factors, factorUnit);
+        add("Scale Factor", {0, 1, 2, 3, 4, 5, 6}, factors, factorUnit);
         break;
     case Model::polarizer:
-        group("Scale Factor", {0, 1, 4, 5, 6}, factors, factorUnit);
+        add("Scale Factor", {0, 1, 4, 5, 6}, factors, factorUnit);
         break;
     case Model::threeVectors:
-        group("QVC", {0, 1, 2, 3, 4, 5}, qvc, qvcUnit);
-        group("Level_X", {3, 4, 5, 6}, level1, levelUnits);
+        add("QVC", {0, 1, 2, 3, 4, 5}, qvc, qvcUnit);
+        add("Level_X", {3, 4, 5, 6}, level1, levelUnits);
         break;
     case Model::twoLevels:
-        group("QVC", {0, 1, 2, 3, 4, 5}, qvc, qvcUnit);
-        group("Level_X", {3, 4, 5, 6}, level1, levelUnits);
-        group("Level_Y", {3, 4, 5, 6}, level2, levelUnits);
+        add("QVC", {0, 1, 2, 3, 4, 5}, qvc, qvcUnit);
+        add("Level_X", {3, 4, 5, 6}, level1, levelUnits);
+        add("Level_Y", {3, 4, 5, 6}, level2, levelUnits);
         break;
     }
-    // The pendulum's search stops within 0.001 degrees; only a pendulum along the axis is hit at once.
-    if (modelOf(mode) == Model::pendulum) {
-        const bool oblique = at.sensor.factors[2] != 0.0f || at.sensor.factors[3] != 0.0f;
-        for (Input& input : inputs) {
-            const bool direction = input.name == "Scale Factor 3" || input.name == "Scale Factor 4";
-            if (oblique || direction) {
-                input.resolution = 3.6;
-                input.step *= direction ? 40.0 : 1.0;
-            }
+}
+
+// The pendulum's search stops within 0.001 degrees; only a pendulum along the axis is hit at once.
+void widenStepsOfSearch(std::vector<Input>& inputs, const State& at)
+{
+    const bool oblique = at.sensor.factors[2] != 0.0f || at.sensor.factors[3] != 0.0f;
+    for (Input& input : inputs) {
+        const bool direction = input.name == "Scale Factor 3" || input.name == "Scale Factor 4";
+        if (oblique || direction) {
+            input.resolution = 3.6;
+            input.step *= direction ? 40.0 : 1.0;
         }
+    }
+}
+
+std::vector<Input> inputsOf(State& at)
+{
+    std::vector<Input> inputs;
+    addReadings(inputs, at);
+    addCorrections(inputs, at);
+    addModelParameters(inputs, at);
+    if (modelOf(at.sensor.mode) == Model::pendulum) {
+        widenStepsOfSearch(inputs, at);
     }
     return inputs;
 }

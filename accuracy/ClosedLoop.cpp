@@ -75,6 +75,43 @@ Pose drawn(int mode, const Stratum& s, Random& random)
 // Degrees; the pendulum model takes smaller angles as zero.
 constexpr double kPendulumZero = 0.001;
 
+bool belongsToDualLevel(const Stratum& s, const Forward& forward)
+{
+    const Readings& r = forward.readings;
+    if (s.side == 0) {
+        return true;
+    }
+    if (s.side == 2) {
+        return std::fabs(r.levelX) < 0.001 && std::fabs(r.levelY) < 0.001;
+    }
+    const bool banded = std::fabs(r.levelX) < 0.001 || std::fabs(r.levelY) < 0.001;
+    // On the way a moving sensor must not come to the other side.
+    const bool far = s.route != Route::moving || std::fabs(r.levelY) > 4.0;
+    return !banded && far && forward.heightTimesLevelY * s.side > 0.0;
+}
+
+bool belongsToPendulum(const Stratum& s, const Pose& pose, const Forward& forward)
+{
+    const double rise = std::fabs(forward.pendulumRise);
+    if (s.side == 2) {
+        return rise <= kPendulumZero;
+    }
+    if (rise < (s.route == Route::moving ? 4.0 : 2.0 * kPendulumZero)) {
+        return false;
+    }
+    return s.side != 0 || s.mostHeight != 0.0 || std::fabs(pose.position[2]) >= 10.0;
+}
+
+bool belongsToTwoLevels(const Stratum& s, const Forward& forward)
+{
+    const bool moving = s.route == Route::moving;
+    if (!moving && s.route != Route::noisy) {
+        return true;
+    }
+    const double half = forward.toHalfTurn;
+    return s.side == 2 ? half <= 0.002 : half >= (moving ? 2.5 : 1.0);
+}
+
 // Whether a pose belongs to its stratum; for some strata that depends on the sensor's readings.
 bool belongs(const Stratum& s, int mode, const Pose& pose, const Forward& forward)
 {
@@ -82,35 +119,20 @@ bool belongs(const Stratum& s, int mode, const Pose& pose, const Forward& forwar
     if (!std::isfinite(r.azimuth) || !std::isfinite(r.elevation) || !std::isfinite(r.levelY)) {
         return false;
     }
-    if (modelOf(mode) == Model::dualLevel && s.side != 0) {
-        if (s.side == 2) {
-            return std::fabs(r.levelX) < 0.001 && std::fabs(r.levelY) < 0.001;
-        }
-        const bool banded = std::fabs(r.levelX) < 0.001 || std::fabs(r.levelY) < 0.001;
-        // On the way a moving sensor must not come to the other side.
-        const bool far = s.route != Route::moving || std::fabs(r.levelY) > 4.0;
-        return !banded && far && forward.heightTimesLevelY * s.side > 0.0;
+    const Model model = modelOf(mode);
+    if (model == Model::dualLevel) {
+        return belongsToDualLevel(s, forward);
     }
-    if (modelOf(mode) == Model::dualLevel || modelOf(mode) == Model::polarizer || s.otherSideUp || s.mostRoll > 90.0) {
+    if (model == Model::polarizer || s.otherSideUp || s.mostRoll > 90.0) {
         return true;
     }
-    const bool moving = s.route == Route::moving;
-    if (modelOf(mode) == Model::pendulum) {
-        const double rise = std::fabs(forward.pendulumRise);
-        if (s.side == 2 ? rise > kPendulumZero : rise < (moving ? 4.0 : 2.0 * kPendulumZero)) {
-            return false;
-        }
-        if (s.side == 0 && s.mostHeight == 0.0 && std::fabs(pose.position[2]) < 10.0) {
-            return false;
-        }
+    if (model == Model::pendulum && !belongsToPendulum(s, pose, forward)) {
+        return false;
     }
-    if (modelOf(mode) == Model::twoLevels && (moving || s.route == Route::noisy)) {
-        const double half = forward.toHalfTurn;
-        if (s.side == 2 ? half > 0.002 : half < (moving ? 2.5 : 1.0)) {
-            return false;
-        }
+    if (model == Model::twoLevels && !belongsToTwoLevels(s, forward)) {
+        return false;
     }
-    // On the right side of the two solutions, and where noise or roll could lead to the other one, well on it.
+    // On the right side of the two solutions, and well on it if noise or roll could lead to the other one.
     return forward.rollMargin > (s.mostRoll > 0.0 || s.route == Route::noisy ? 0.05 : 0.0);
 }
 
