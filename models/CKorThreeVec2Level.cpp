@@ -6,6 +6,7 @@
 #include "mek/Values.h"
 #include "models/Geometry.h"
 #include "models/ParameterArrays.h"
+#include "models/ProcessValues.h"
 
 namespace {
 
@@ -14,22 +15,23 @@ constexpr double kDriftScale = 0.001;
 
 // Kept: the smoothing belongs to the process, so that two objects fed in turn disturb each other.
 struct LevelState {
-    double smooth; // exponential smoother
-    double last;   // last compensated value; written only
+    double smooth = 0.0; // exponential smoother
+    double last = 0.0;   // last compensated value; written only
 };
 
 struct ProcessState {
-    double reference7;
-    double reference8;
+    double reference7 = 0.0;
+    double reference8 = 0.0;
     LevelState level1;
     LevelState level2;
 };
 
-// Set up once, thread-safely, by the first call that gets here, from that call's input.
+constinit kor::ProcessValue<ProcessState> g_process;
+
+// Set up by the first call of the process, from that call's input.
 ProcessState& processState(const double* io)
 {
-    static ProcessState state{io[7], io[8], {io[3], io[3]}, {io[4], io[4]}};
-    return state;
+    return g_process.get([io] { return ProcessState{io[7], io[8], {io[3], io[3]}, {io[4], io[4]}}; });
 }
 
 // Along a level's axis in the stage; not of unit length.
@@ -48,6 +50,11 @@ struct Solution {
 };
 
 } // namespace
+
+void kor::freshFirstVersionValues()
+{
+    g_process.makeFresh();
+}
 
 // Kept: the two rings are never released, so that copies, which share them, cannot release them twice.
 CKorThreeVec2Level::CKorThreeVec2Level()

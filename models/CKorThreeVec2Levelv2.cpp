@@ -12,6 +12,7 @@
 #include "models/Geometry.h"
 #include "models/LevelFilters.h"
 #include "models/ParameterArrays.h"
+#include "models/ProcessValues.h"
 
 namespace {
 
@@ -25,8 +26,8 @@ constexpr double kInverseTimeStep2 = 625.0; // 1/(16 h^2) at h = 0.01 s, the wei
 
 // Kept: the solve's state belongs to the process and survives its objects.
 struct LevelState {
-    double reference; // smoother state
-    double lastTime;  // time of the last processed sample
+    double reference = 0.0; // smoother state
+    double lastTime = 0.0;  // time of the last processed sample
     std::uint32_t usable = 0;
     double angle = 0.0;       // interpolated level, then its angle
     double compensated = 0.0; // freed of acceleration
@@ -38,8 +39,8 @@ struct LevelState {
 struct ProcessState {
     LevelState level1;
     LevelState level2;
-    double reference7;
-    double reference8;
+    double reference7 = 0.0;
+    double reference8 = 0.0;
     // Kept: one matrix for both, so that a failing first solve blends the last blend again.
     mek::Mat3 rotation{};       // of the previous sample; the first level's solve writes here, too
     mek::Mat3 secondRotation{}; // of the second level's solve
@@ -50,23 +51,28 @@ struct ProcessState {
     double warmSum8 = 0.0;
 };
 
-// Set up once, thread-safely, by the first call that gets here, from that call's input.
-ProcessState& processState(const double* io, double time1, double time2)
-{
-    static ProcessState state{{io[3], time1}, {io[4], time2}, io[7], io[8]};
-    return state;
-}
-
 // The last seven positions per axis, for all objects of the process.
 struct PositionRings {
     double values[3][7] = {};
     int index = 0;
 };
 
-PositionRings& positionRings()
+constinit kor::ProcessValue<ProcessState> g_process;
+constinit PositionRings g_positionRings;
+
+// Set up by the first call of the process, from that call's input.
+ProcessState& processState(const double* io, double time1, double time2)
 {
-    static PositionRings rings;
-    return rings;
+    return g_process.get([&] {
+        ProcessState state;
+        state.level1.reference = io[3];
+        state.level1.lastTime = time1;
+        state.level2.reference = io[4];
+        state.level2.lastTime = time2;
+        state.reference7 = io[7];
+        state.reference8 = io[8];
+        return state;
+    });
 }
 
 // A lag in whole samples, rounded towards zero and reduced to one lap of the rings; NaN counts as 0.
@@ -127,6 +133,12 @@ double firstLevelWeight(std::int64_t c1, std::int64_t c2)
 }
 
 } // namespace
+
+void kor::freshSecondVersionValues()
+{
+    g_process.makeFresh();
+    g_positionRings = {};
+}
 
 CKorThreeVec2Levelv2::CKorThreeVec2Levelv2()
     : m_ringIndex(0), m_rawRing{}, m_filteredRing{}, m_psdRing{}, m_psdFilteredRing{}, m_axisZRing{},
@@ -217,7 +229,7 @@ bool CKorThreeVec2Levelv2::GetF1(const double* levelAxis, double levelAngleDeg, 
 
 bool CKorThreeVec2Levelv2::GetAccO1(const double* pos, unsigned long /*counter*/, double /*time*/)
 {
-    PositionRings& rings = positionRings();
+    PositionRings& rings = g_positionRings;
     for (int axis = 0; axis < 3; ++axis) {
         double* ring = rings.values[axis];
         ring[rings.index] = pos[axis];
