@@ -6,7 +6,9 @@
 #include <memory>
 #include <mutex>
 
+#include "KORInterface/Status.h"
 #include "engine/State.h"
+#include "mek/Matrix.h"
 
 namespace {
 
@@ -55,6 +57,10 @@ void CKor::Destroy()
     State& s = *m_state;
     const Guard guard(s.lock);
     s.model.reset();
+    s.modelKind = kor::ModelKind::none;
+    s.lastSample = {};
+    s.matrixValid = false;
+    mek::EyeMatrix(s.resultMatrix, 3);
     s.levelX.knots = {};
     s.levelX.coefficients = {};
     s.levelY.knots = {};
@@ -74,10 +80,11 @@ int CKor::Initialization()
 
 int CKor::ReadMatrix(double* matrix)
 {
+    // Kept: a null pointer alone is answered without the lock.
     if (matrix == nullptr) {
-        return 20;
+        return kor::kBadArgument;
     }
     const Guard guard(m_state->lock);
     std::copy(std::begin(m_state->resultMatrix), std::end(m_state->resultMatrix), matrix);
-    return m_state->matrixValid ? 0 : 554;
+    return m_state->matrixValid ? kor::kSuccess : kor::kNoMatrix;
 }

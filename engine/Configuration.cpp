@@ -12,8 +12,10 @@
 #include "KORInterface/CKorPolarizer.h"
 #include "KORInterface/CKorThreeVec.h"
 #include "KORInterface/CKorThreeVec2Levelv2.h"
+#include "KORInterface/Status.h"
 #include "engine/State.h"
 #include "mek/Matrix.h"
+#include "models/ParameterArrays.h"
 
 namespace {
 
@@ -28,12 +30,12 @@ std::size_t natural(int count)
 template <std::size_t N>
 int copyGroup(const float* values, int count, float (&group)[N], kor::platform::RecursiveLock& lock)
 {
-    if (values == nullptr) {
-        return 20;
-    }
     const Guard guard(lock);
-    std::copy_n(values, std::min(natural(count), N), group);
-    return 0;
+    if (values == nullptr) {
+        return kor::kBadArgument;
+    }
+    kor::copyIn(group, values, count);
+    return kor::kSuccess;
 }
 
 // Elements of an n x n matrix that a 3 x 3 field holds.
@@ -62,53 +64,69 @@ bool makeRoom(kor::Table<Value>& table, std::size_t size)
 int setLevelComp(kor::LevelCompensation& level, int count, const float* knots, const double* coefficients,
                  kor::platform::RecursiveLock& lock)
 {
-    if (knots == nullptr || coefficients == nullptr || count < 1) {
-        return 20;
-    }
     const Guard guard(lock);
+    if (knots == nullptr || coefficients == nullptr || count < 1) {
+        return kor::kBadArgument;
+    }
     const std::size_t rows = natural(count);
     kor::LevelCompensation next = level;
     if (!makeRoom(next.knots, rows + 3) || !makeRoom(next.coefficients, 4 * rows)) {
-        return 20;
+        return kor::kBadArgument;
     }
     next.count = count;
     std::copy_n(knots, rows + 3, next.knots.values.get());
     std::copy_n(coefficients, 4 * rows, next.coefficients.values.get());
     level = std::move(next);
-    return 0;
+    return kor::kSuccess;
 }
 
 int setEncoderComp(kor::Table<float>& table, std::int32_t& storedCount, mek::CEncoder& encoder, int count,
                    const float* values, kor::platform::RecursiveLock& lock)
 {
-    if (values == nullptr) {
-        return 20;
-    }
     const Guard guard(lock);
+    if (values == nullptr) {
+        return kor::kBadArgument;
+    }
     const std::size_t size = 2 * natural(count);
     if (!makeRoom(table, size)) {
-        return 20;
+        return kor::kBadArgument;
     }
     storedCount = count;
     std::copy_n(values, size, table.values.get());
     encoder.setCalTable(table.values.get(), count);
-    return 0;
+    return kor::kSuccess;
 }
 
-std::shared_ptr<CKorModel> makeModel(int mode)
+kor::ModelKind modelKindOf(int mode)
 {
     switch (mode) {
     case 1:
     case 2:
-        return std::make_shared<CKorDualLevel>();
+        return kor::ModelKind::dualLevel;
     case 5:
     case 6:
-        return std::make_shared<CKorPolarizer>();
+        return kor::ModelKind::polarizer;
     case 7:
     case 8:
-        return std::make_shared<CKorThreeVec>();
+        return kor::ModelKind::threeVectors;
     case 9:
     case 10:
+        return kor::ModelKind::twoLevels;
+    default:
+        return kor::ModelKind::pendulum;
+    }
+}
+
+std::shared_ptr<CKorModel> makeModel(kor::ModelKind kind)
+{
+    switch (kind) {
+    case kor::ModelKind::dualLevel:
+        return std::make_shared<CKorDualLevel>();
+    case kor::ModelKind::polarizer:
+        return std::make_shared<CKorPolarizer>();
+    case kor::ModelKind::threeVectors:
+        return std::make_shared<CKorThreeVec>();
+    case kor::ModelKind::twoLevels:
         return std::make_shared<CKorThreeVec2Levelv2>();
     default:
         return std::make_shared<CKorPendulum>();
@@ -164,7 +182,7 @@ int CKor::setEncoderOffset(const F_VECTOR2& offset)
     const Guard guard(m_state->lock);
     m_state->encoderOffset[0] = static_cast<double>(offset.x);
     m_state->encoderOffset[1] = static_cast<double>(offset.y);
-    return 0;
+    return kor::kSuccess;
 }
 
 int CKor::setTiltOffset(const F_VECTOR2& offset)
@@ -172,7 +190,7 @@ int CKor::setTiltOffset(const F_VECTOR2& offset)
     const Guard guard(m_state->lock);
     m_state->tiltOffset[0] = offset.x;
     m_state->tiltOffset[1] = offset.y;
-    return 0;
+    return kor::kSuccess;
 }
 
 // Kept: the thermal factor is stored without the lock; the host calls this only while no sample is processed.
@@ -182,49 +200,49 @@ int CKor::setThermalFactor(const F_VECTOR4& factor)
     m_state->thermalFactor[1] = factor.y;
     m_state->thermalFactor[2] = factor.z;
     m_state->thermalFactor[3] = factor.w;
-    return 0;
+    return kor::kSuccess;
 }
 
 int CKor::setKnownVector(const double* vector)
 {
-    if (vector == nullptr) {
-        return 20;
-    }
     const Guard guard(m_state->lock);
+    if (vector == nullptr) {
+        return kor::kBadArgument;
+    }
     std::copy_n(vector, 3, m_state->knownVector);
-    return 0;
+    return kor::kSuccess;
 }
 
 // Kept: the inverse stands beside the matrix, and a singular matrix stands as its own inverse.
 int CKor::setLocalMatrix(const double* matrix, int n)
 {
-    if (matrix == nullptr) {
-        return 20;
-    }
     State& s = *m_state;
     const Guard guard(s.lock);
+    if (matrix == nullptr) {
+        return kor::kBadArgument;
+    }
     const std::size_t size = matrixElements(n);
     std::copy_n(matrix, size, s.localMatrix);
     std::copy_n(matrix, size, s.localMatrixInverse);
     mek::MatrixInverse(s.localMatrixInverse, std::min(n, 3));
-    return 0;
+    return kor::kSuccess;
 }
 
 int CKor::setMachineMatrix(double* matrix, int n)
 {
-    if (matrix == nullptr) {
-        return 20;
-    }
     const Guard guard(m_state->lock);
+    if (matrix == nullptr) {
+        return kor::kBadArgument;
+    }
     std::copy_n(matrix, matrixElements(n), m_state->machineMatrix);
-    return 0;
+    return kor::kSuccess;
 }
 
 int CKor::setMcsFlag(bool flag)
 {
     const Guard guard(m_state->lock);
     m_state->mcsFlag = flag;
-    return 0;
+    return kor::kSuccess;
 }
 
 int CKor::setPSDParameters(int first, int second, int divisor)
@@ -233,7 +251,7 @@ int CKor::setPSDParameters(int first, int second, int divisor)
     m_state->psdFirst = first;
     m_state->psdSecond = second;
     m_state->psdDivisor = divisor;
-    return 0;
+    return kor::kSuccess;
 }
 
 // Kept: runs without the lock, and a model once made is kept whatever later modes ask for; the stored mode steers
@@ -244,9 +262,11 @@ int CKor::setMountMode(int mode)
     s.mountMode = mode;
     if (s.model == nullptr) {
         try {
-            s.model = makeModel(mode);
+            const kor::ModelKind kind = modelKindOf(mode);
+            s.model = makeModel(kind);
+            s.modelKind = kind;
         } catch (const std::bad_alloc&) {
-            return 0; // without a model every sample is refused
+            return kor::kSuccess; // without a model every sample is refused
         }
         // Kept: a negative odd mode asks with -1 and so leaves the parity zero.
         s.model->set_iMMode(mode % 2);
@@ -259,7 +279,7 @@ int CKor::setMountMode(int mode)
     if (s.parameterStore != nullptr && s.parameterStore->fetchDynamicParameters(dynamicParameters) == 0) {
         s.model->SetDynamicParameters(dynamicParameters);
     }
-    return 0;
+    return kor::kSuccess;
 }
 
 // Kept: the inverse calibrations run without the lock.

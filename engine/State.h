@@ -35,6 +35,20 @@ struct LevelRun {
     double elapsedSeconds = 0.0;
 };
 
+/// What became of the last sample, as far as the matrices do not tell.
+struct SampleTrace {
+    enum class Step : std::uint8_t { neverFed, noModel, rejectedByStatus, noMatrix, matrix };
+
+    Step step = Step::neverFed;
+    bool levelXOutside = false;     ///< of its table
+    bool levelYOutside = false;     ///< of its table
+    bool hadReference = false;      ///< the reference had been captured before this sample
+    bool capturedReference = false; ///< this sample became the reference
+};
+
+/// The kinds of orientation model that a mount mode may choose.
+enum class ModelKind : std::uint8_t { none, dualLevel, pendulum, polarizer, threeVectors, twoLevels };
+
 /// The fields that a copy of an engine takes over, in declaration order.
 struct EngineFields {
     mek::CEncoder elevationEncoder;
@@ -60,6 +74,7 @@ struct EngineFields {
     double resultMatrix[9] = {};
     bool mcsFlag = true;
     std::shared_ptr<CKorModel> model;
+    ModelKind modelKind = ModelKind::none;
     bool matrixValid = false;
     float qvcParameters[6] = {};
     float adjustedQvcParameters[6] = {};
@@ -74,6 +89,7 @@ struct EngineFields {
     LevelRun levelXRun;
     LevelRun levelYRun;
     std::shared_ptr<ParameterStore> parameterStore;
+    SampleTrace lastSample;
 };
 
 } // namespace kor

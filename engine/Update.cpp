@@ -119,11 +119,6 @@ kor::OrientationAngles compose(kor::EngineFields& s, const double* rotation)
     return kor::localAngles(s.resultMatrix);
 }
 
-float degrees(float radians)
-{
-    return static_cast<float>(static_cast<double>(radians) * mek::kDegPerRad);
-}
-
 } // namespace
 
 void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
@@ -133,6 +128,8 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
     State& s = *m_state;
     const std::lock_guard<kor::platform::RecursiveLock> guard(s.lock);
     s.matrixValid = false;
+    s.lastSample = {.step = kor::SampleTrace::Step::noModel, .hadReference = s.referenceCaptured};
+    mek::EyeMatrix(s.resultMatrix, 3);
     if (s.model == nullptr) {
         return;
     }
@@ -146,14 +143,16 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
     info.levelY = correctedLevel(s.levelY, raw.levelYRaw, s.tiltOffset[1], s.thermalFactor[2], s.thermalFactor[3],
                                  raw.levelTemperature, &outOfRangeY);
     model.SetLevelLimits(outOfRangeX, outOfRangeY);
+    s.lastSample.levelXOutside = outOfRangeX;
+    s.lastSample.levelYOutside = outOfRangeY;
 
     // Encoders and temperatures.
     info.elevation = calibrated(s.elevationEncoder, raw.elevationRaw);
     info.azimuth = calibrated(s.azimuthEncoder, raw.azimuthRaw);
     std::transform(std::begin(raw.temperatureCount), std::end(raw.temperatureCount), info.temperature, temperature);
 
-    mek::EyeMatrix(s.resultMatrix, 3);
     if (raw.status != kValidStatus) {
+        s.lastSample.step = kor::SampleTrace::Step::rejectedByStatus;
         restart(s.levelXRun);
         restart(s.levelYRun);
         return;
@@ -181,8 +180,10 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
     }
 
     if (!model.CalTranxMatrix(s.modelBuffer, s.encoderOffset[0], s.encoderOffset[1], 3)) {
+        s.lastSample.step = kor::SampleTrace::Step::noMatrix;
         return;
     }
+    s.lastSample.step = kor::SampleTrace::Step::matrix;
 
     if (threeVector) {
         model.GetQVCMatrix(s.modelQvcValues, 6);
@@ -194,14 +195,15 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
 
     if (s.referenceCaptured) {
         const kor::OrientationAngles angles = compose(s, s.modelBuffer);
-        info.orientationAngles[0] = degrees(angles.first);
-        info.orientationAngles[1] = degrees(angles.second);
-        info.orientationAngles[2] = degrees(angles.third);
+        info.orientationAngles[0] = mek::degrees(angles.first);
+        info.orientationAngles[1] = mek::degrees(angles.second);
+        info.orientationAngles[2] = mek::degrees(angles.third);
     } else if (raw.referenceGate <= kReferenceGate && raw.referenceHold == 0) {
         // Kept: the first good sample becomes the reference, and nothing clears it again. A singular one stands as its
         // own inverse.
         std::copy(std::begin(s.modelBuffer), std::end(s.modelBuffer), s.referenceInverse);
         mek::MatrixInverse(s.referenceInverse, 3);
         s.referenceCaptured = true;
+        s.lastSample.capturedReference = true;
     }
 }

@@ -13,4 +13,10 @@ inline constexpr double kHalfPi = 1.570796326795;            ///< rad, pi/2 (1 +
 inline constexpr double kThreeHalvesPi = 4.7123889803850005; ///< rad, 3 pi/2 (1 + 6.6e-14)
 inline constexpr double kTwoPi = 6.28318530718;              ///< rad, 2 pi (1 + 6.6e-14)
 
+/// Degrees of an angle in radians, in single precision: multiplied in double, then narrowed.
+constexpr float degrees(float radians) noexcept
+{
+    return static_cast<float>(static_cast<double>(radians) * kDegPerRad);
+}
+
 } // namespace mek

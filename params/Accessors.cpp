@@ -5,27 +5,16 @@
 #include <iterator>
 
 #include "KORInterface/CKorPrm.h"
+#include "KORInterface/Status.h"
 #include "mek/Literals.h"
 #include "params/file/Blocks.h"
-#include "params/file/SharedArray.h"
+#include "params/file/ParameterSet.h"
 
 namespace {
 
-constexpr int kDone = 0;
-constexpr int kBadArgument = 20;
-constexpr int kNotLoaded = 551;
-
-template <class T, std::size_t n>
-void copyOut(T* to, const T (&from)[n])
-{
-    std::copy(std::begin(from), std::end(from), to);
-}
-
-template <class T, std::size_t n>
-void copyIn(T (&to)[n], const T* from)
-{
-    std::copy(from, from + n, to);
-}
+using kor::kBadArgument;
+using kor::kNotLoaded;
+using kor::kSuccess;
 
 // Kept: n x n is a 32-bit signed product that wraps, and nothing is copied unless it is positive; -3 copies nine.
 std::size_t elementsOf(int n)
@@ -52,13 +41,13 @@ int encoderTable(std::uint32_t rows, const float* from, unsigned int& count, flo
     if (table == nullptr) {
         return kBadArgument;
     }
-    if (kor::params::sharedCapacity(from) / 2 < rows) {
+    if (rows > 0 && !kor::params::encoderTableHolds(from, rows)) {
         return kNotLoaded; // destroyed, or left behind by a failed read
     }
     if (from != nullptr) {
         std::copy(from, from + 2 * std::size_t{rows}, table);
     }
-    return kDone;
+    return kSuccess;
 }
 
 int levelTable(std::uint32_t rows, const float* fromTable, const double* fromCoeffs, unsigned int& count, float* table,
@@ -70,45 +59,38 @@ int levelTable(std::uint32_t rows, const float* fromTable, const double* fromCoe
         return kBadArgument;
     }
     if (rows == 0 && (fromTable == nullptr || fromCoeffs == nullptr)) {
-        return kDone; // the file has no such table
+        return kSuccess; // the file has no such table
     }
-    // A level table has room for its extra values at least.
-    if (fromTable == nullptr || kor::params::sharedCapacity(fromTable) - kor::params::kTiltExtras < rows ||
-        kor::params::sharedCapacity(fromCoeffs) / 4 < rows) {
+    if (!kor::params::levelTableHolds(fromTable, fromCoeffs, rows)) {
         return kNotLoaded;
     }
     std::copy(fromTable, fromTable + rows + kor::params::kTiltExtras, table);
     std::copy(fromCoeffs, fromCoeffs + 4 * std::size_t{rows}, coeffs);
-    return kDone;
+    return kSuccess;
 }
 
 // Kept: unlike the tables, a null pointer leaves the count as it was.
 template <std::size_t n>
-int parameters(const float (&from)[n], float* values, unsigned int& count)
+int parameterGroup(const float (&from)[n], float* values, unsigned int& count)
 {
     if (values == nullptr) {
         return kBadArgument;
     }
     count = n;
-    copyOut(values, from);
-    return kDone;
-}
-
-float degreesOf(float radians)
-{
-    return static_cast<float>(static_cast<double>(radians) * mek::kDegPerRad);
+    std::copy(std::begin(from), std::end(from), values);
+    return kSuccess;
 }
 
 } // namespace
 
 int CKorPrm::getAzimuthComp(unsigned int& count, float* table) const
 {
-    return prmLoaded ? encoderTable(azCompCount, azCompTable, count, table) : kNotLoaded;
+    return prmLoaded ? encoderTable(m_set.azCompCount, m_set.azCompTable, count, table) : kNotLoaded;
 }
 
 int CKorPrm::getElevationComp(unsigned int& count, float* table) const
 {
-    return prmLoaded ? encoderTable(elCompCount, elCompTable, count, table) : kNotLoaded;
+    return prmLoaded ? encoderTable(m_set.elCompCount, m_set.elCompTable, count, table) : kNotLoaded;
 }
 
 int CKorPrm::getAzimuthCompRollover(float& first, float& last)
@@ -116,9 +98,9 @@ int CKorPrm::getAzimuthCompRollover(float& first, float& last)
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    first = azRollover[0];
-    last = azRollover[1];
-    return kDone;
+    first = m_set.azRollover[0];
+    last = m_set.azRollover[1];
+    return kSuccess;
 }
 
 int CKorPrm::getElevationCompRollover(float& first, float& last)
@@ -126,41 +108,43 @@ int CKorPrm::getElevationCompRollover(float& first, float& last)
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    first = elRollover[0];
-    last = elRollover[1];
-    return kDone;
+    first = m_set.elRollover[0];
+    last = m_set.elRollover[1];
+    return kSuccess;
 }
 
 int CKorPrm::getLevelXComp(unsigned int& count, float* table, double* coeffs) const
 {
-    return prmLoaded ? levelTable(levelXCount, levelXTable, levelXCoeffs, count, table, coeffs) : kNotLoaded;
+    return prmLoaded ? levelTable(m_set.levelXCount, m_set.levelXTable, m_set.levelXCoeffs, count, table, coeffs)
+                     : kNotLoaded;
 }
 
 // Kept: gives the first count + 3 values of the table, although the extra values of table Y stand behind the row
 // count of table X.
 int CKorPrm::getLevelYComp(unsigned int& count, float* table, double* coeffs) const
 {
-    return prmLoaded ? levelTable(levelYCount, levelYTable, levelYCoeffs, count, table, coeffs) : kNotLoaded;
+    return prmLoaded ? levelTable(m_set.levelYCount, m_set.levelYTable, m_set.levelYCoeffs, count, table, coeffs)
+                     : kNotLoaded;
 }
 
 int CKorPrm::getLevel1Parameters(float* values, unsigned int& count) const
 {
-    return prmLoaded ? parameters(level1Parameters, values, count) : kNotLoaded;
+    return prmLoaded ? parameterGroup(m_set.level1Parameters, values, count) : kNotLoaded;
 }
 
 int CKorPrm::getLevel2Parameters(float* values, unsigned int& count) const
 {
-    return prmLoaded ? parameters(level2Parameters, values, count) : kNotLoaded;
+    return prmLoaded ? parameterGroup(m_set.level2Parameters, values, count) : kNotLoaded;
 }
 
 int CKorPrm::getQVCParameters(float* values, unsigned int& count) const
 {
-    return prmLoaded ? parameters(qvcParameters, values, count) : kNotLoaded;
+    return prmLoaded ? parameterGroup(m_set.qvcParameters, values, count) : kNotLoaded;
 }
 
 int CKorPrm::getScaleFactors(float* values, unsigned int& count) const
 {
-    return prmLoaded ? parameters(scaleFactors, values, count) : kNotLoaded;
+    return prmLoaded ? parameterGroup(m_set.scaleFactors, values, count) : kNotLoaded;
 }
 
 // Kept: does not count as a modification, here and in SetKORLevelLimits.
@@ -169,11 +153,11 @@ int CKorPrm::setScaleFactors(const float* values, unsigned int count)
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    if (values == nullptr || count < 1 || count > std::size(scaleFactors)) {
+    if (values == nullptr || count < 1 || count > std::size(m_set.scaleFactors)) {
         return kBadArgument;
     }
-    std::copy(values, values + count, scaleFactors);
-    return kDone;
+    std::copy(values, values + count, m_set.scaleFactors);
+    return kSuccess;
 }
 
 int CKorPrm::getDynamicKORParameters(float* values) const
@@ -184,8 +168,8 @@ int CKorPrm::getDynamicKORParameters(float* values) const
     if (values == nullptr) {
         return kBadArgument;
     }
-    copyOut(values, dynamicParameters);
-    return kDone;
+    std::copy(std::begin(m_set.dynamicParameters), std::end(m_set.dynamicParameters), values);
+    return kSuccess;
 }
 
 int CKorPrm::getPSDParameters(float* x, float* y) const
@@ -196,9 +180,9 @@ int CKorPrm::getPSDParameters(float* x, float* y) const
     if (x == nullptr || y == nullptr) {
         return kBadArgument;
     }
-    copyOut(x, psdX);
-    copyOut(y, psdY);
-    return kDone;
+    std::copy(std::begin(m_set.psdX), std::end(m_set.psdX), x);
+    std::copy(std::begin(m_set.psdY), std::end(m_set.psdY), y);
+    return kSuccess;
 }
 
 int CKorPrm::getEncoderOffset(F_VECTOR2& offset) const
@@ -206,8 +190,8 @@ int CKorPrm::getEncoderOffset(F_VECTOR2& offset) const
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    offset = {static_cast<float>(encoderOffsetAz), static_cast<float>(encoderOffsetEl)};
-    return kDone;
+    offset = {static_cast<float>(m_set.encoderOffsetAz), static_cast<float>(m_set.encoderOffsetEl)};
+    return kSuccess;
 }
 
 int CKorPrm::setEncoderOffset(const F_VECTOR2& offset)
@@ -215,10 +199,10 @@ int CKorPrm::setEncoderOffset(const F_VECTOR2& offset)
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    encoderOffsetAz = static_cast<double>(offset.x);
-    encoderOffsetEl = static_cast<double>(offset.y);
+    m_set.encoderOffsetAz = static_cast<double>(offset.x);
+    m_set.encoderOffsetEl = static_cast<double>(offset.y);
     prmModified = true;
-    return kDone;
+    return kSuccess;
 }
 
 int CKorPrm::getEncoderLimit(F_VECTOR4& limit) const
@@ -226,11 +210,11 @@ int CKorPrm::getEncoderLimit(F_VECTOR4& limit) const
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    const float azimuth = static_cast<float>(encoderOffsetAz);
-    const float elevation = static_cast<float>(encoderOffsetEl);
-    limit = {degreesOf(azimuth - encoderHalfRangeAz), degreesOf(azimuth + encoderHalfRangeAz),
-             degreesOf(elevation - encoderHalfRangeEl), degreesOf(elevation + encoderHalfRangeEl)};
-    return kDone;
+    const float azimuth = static_cast<float>(m_set.encoderOffsetAz);
+    const float elevation = static_cast<float>(m_set.encoderOffsetEl);
+    limit = {mek::degrees(azimuth - m_set.encoderHalfRangeAz), mek::degrees(azimuth + m_set.encoderHalfRangeAz),
+             mek::degrees(elevation - m_set.encoderHalfRangeEl), mek::degrees(elevation + m_set.encoderHalfRangeEl)};
+    return kSuccess;
 }
 
 int CKorPrm::getKnownVector(double* vector) const
@@ -241,8 +225,8 @@ int CKorPrm::getKnownVector(double* vector) const
     if (vector == nullptr) {
         return kBadArgument;
     }
-    copyOut(vector, knownVector);
-    return kDone;
+    std::copy(std::begin(m_set.knownVector), std::end(m_set.knownVector), vector);
+    return kSuccess;
 }
 
 int CKorPrm::setKnownVector(const double* vector)
@@ -253,15 +237,15 @@ int CKorPrm::setKnownVector(const double* vector)
     if (vector == nullptr) {
         return kBadArgument;
     }
-    copyIn(knownVector, vector);
+    std::copy_n(vector, std::size(m_set.knownVector), m_set.knownVector);
     prmModified = true;
-    return kDone;
+    return kSuccess;
 }
 
 // Kept: the first component goes to all three elements, loaded or not.
 void CKorPrm::SetVector(D_VECTOR3 vector)
 {
-    std::fill(std::begin(knownVector), std::end(knownVector), vector.x);
+    std::fill(std::begin(m_set.knownVector), std::end(m_set.knownVector), vector.x);
 }
 
 int CKorPrm::getLocalMatrix(double* m, int n) const
@@ -272,8 +256,8 @@ int CKorPrm::getLocalMatrix(double* m, int n) const
     if (m == nullptr) {
         return kBadArgument;
     }
-    copyFromObject(m, this, sizeof(*this), localMatrix, elementsOf(n));
-    return kDone;
+    copyFromObject(m, this, sizeof(*this), m_set.localMatrix, elementsOf(n));
+    return kSuccess;
 }
 
 // Kept: an n above 3 runs on into the machine matrix, and no further.
@@ -286,12 +270,12 @@ int CKorPrm::setLocalMatrix(const double* m, int n)
         return kBadArgument;
     }
     const std::size_t elements = elementsOf(n);
-    const std::size_t own = std::min(elements, std::size(localMatrix));
-    const std::size_t beyond = std::min(elements - own, std::size(machineMatrix));
-    std::copy(m, m + own, localMatrix);
-    std::copy(m + own, m + own + beyond, machineMatrix);
+    const std::size_t own = std::min(elements, std::size(m_set.localMatrix));
+    const std::size_t beyond = std::min(elements - own, std::size(m_set.machineMatrix));
+    std::copy(m, m + own, m_set.localMatrix);
+    std::copy(m + own, m + own + beyond, m_set.machineMatrix);
     prmModified = true;
-    return kDone;
+    return kSuccess;
 }
 
 int CKorPrm::getMachineMatrix(double* m, int n)
@@ -302,8 +286,8 @@ int CKorPrm::getMachineMatrix(double* m, int n)
     if (m == nullptr) {
         return kBadArgument;
     }
-    copyFromObject(m, this, sizeof(*this), machineMatrix, elementsOf(n));
-    return kDone;
+    copyFromObject(m, this, sizeof(*this), m_set.machineMatrix, elementsOf(n));
+    return kSuccess;
 }
 
 // What an n above 3 brings is dropped: the fields behind this matrix are not numbers of its kind.
@@ -315,9 +299,9 @@ int CKorPrm::setMachineMatrix(double* m, int n)
     if (m == nullptr) {
         return kBadArgument;
     }
-    std::copy(m, m + std::min(elementsOf(n), std::size(machineMatrix)), machineMatrix);
+    std::copy(m, m + std::min(elementsOf(n), std::size(m_set.machineMatrix)), m_set.machineMatrix);
     prmModified = true;
-    return kDone;
+    return kSuccess;
 }
 
 int CKorPrm::getThermalFactor(F_VECTOR4& factor) const
@@ -325,8 +309,8 @@ int CKorPrm::getThermalFactor(F_VECTOR4& factor) const
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    factor = {thermalFactor[0], thermalFactor[1], thermalFactor[2], thermalFactor[3]};
-    return kDone;
+    factor = {m_set.thermalFactor[0], m_set.thermalFactor[1], m_set.thermalFactor[2], m_set.thermalFactor[3]};
+    return kSuccess;
 }
 
 int CKorPrm::setThermalFactor(const F_VECTOR4& factor)
@@ -334,12 +318,12 @@ int CKorPrm::setThermalFactor(const F_VECTOR4& factor)
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    thermalFactor[0] = factor.x;
-    thermalFactor[1] = factor.y;
-    thermalFactor[2] = factor.z;
-    thermalFactor[3] = factor.w;
+    m_set.thermalFactor[0] = factor.x;
+    m_set.thermalFactor[1] = factor.y;
+    m_set.thermalFactor[2] = factor.z;
+    m_set.thermalFactor[3] = factor.w;
     prmModified = true;
-    return kDone;
+    return kSuccess;
 }
 
 int CKorPrm::getTiltOffset(F_VECTOR2& offset) const
@@ -347,8 +331,8 @@ int CKorPrm::getTiltOffset(F_VECTOR2& offset) const
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    offset = {tiltOffset[0], tiltOffset[1]};
-    return kDone;
+    offset = {m_set.tiltOffset[0], m_set.tiltOffset[1]};
+    return kSuccess;
 }
 
 int CKorPrm::setTiltOffset(const F_VECTOR2& offset)
@@ -356,10 +340,10 @@ int CKorPrm::setTiltOffset(const F_VECTOR2& offset)
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    tiltOffset[0] = offset.x;
-    tiltOffset[1] = offset.y;
+    m_set.tiltOffset[0] = offset.x;
+    m_set.tiltOffset[1] = offset.y;
     prmModified = true;
-    return kDone;
+    return kSuccess;
 }
 
 int CKorPrm::getMountMode(int& mode) const
@@ -367,8 +351,8 @@ int CKorPrm::getMountMode(int& mode) const
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    mode = mountMode;
-    return kDone;
+    mode = m_set.mountMode;
+    return kSuccess;
 }
 
 int CKorPrm::getADMOffset(float& offset) const
@@ -376,8 +360,8 @@ int CKorPrm::getADMOffset(float& offset) const
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    offset = admOffset;
-    return kDone;
+    offset = m_set.admOffset;
+    return kSuccess;
 }
 
 int CKorPrm::GetKORLevelLimits(F_VECTOR4& limits)
@@ -385,8 +369,8 @@ int CKorPrm::GetKORLevelLimits(F_VECTOR4& limits)
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    limits = levelLimits;
-    return kDone;
+    limits = m_set.levelLimits;
+    return kSuccess;
 }
 
 int CKorPrm::SetKORLevelLimits(F_VECTOR4 limits)
@@ -394,8 +378,8 @@ int CKorPrm::SetKORLevelLimits(F_VECTOR4 limits)
     if (!prmLoaded) {
         return kNotLoaded;
     }
-    levelLimits = limits;
-    return kDone;
+    m_set.levelLimits = limits;
+    return kSuccess;
 }
 
 void CKorPrm::TgUpdateThermal(float factor, float* temps, int which)
@@ -405,7 +389,7 @@ void CKorPrm::TgUpdateThermal(float factor, float* temps, int which)
     }
     const float mean = (temps[1] + temps[0] + temps[2]) / 3.0F;
     const std::size_t gain = which == 0 ? 0 : 2;
-    float& offset = thermalFactor[gain + 1];
-    const float p = mean * thermalFactor[gain];
+    float& offset = m_set.thermalFactor[gain + 1];
+    const float p = mean * m_set.thermalFactor[gain];
     offset = (p + offset) * factor - p;
 }

@@ -3,24 +3,23 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <chrono>
 #include <exception>
 #include <iterator>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 
+#include "KORInterface/Status.h"
+#include "params/ParameterAccess.h"
 #include "params/file/Messages.h"
+#include "params/file/ParameterSet.h"
 #include "params/file/Reader.h"
-#include "params/file/SharedArray.h"
 #include "params/file/Writer.h"
 #include "platform/Files.h"
-#include "platform/Wait.h"
 
 namespace {
-
-constexpr int kNullPointer = 20;
-constexpr int kCannotOpen = 550;
-constexpr int kFormatError = 553;
 
 // A null-terminated text; nothing when it is longer than `longest` characters.
 std::optional<std::wstring> boundedText(const wchar_t* text, std::size_t longest)
@@ -33,6 +32,11 @@ std::optional<std::wstring> boundedText(const wchar_t* text, std::size_t longest
     return *end == L'\0' ? std::optional<std::wstring>(std::wstring(text, end)) : std::nullopt;
 }
 
+void settle(std::uint32_t milliseconds)
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
 // "Tg<id>.prm", the ID in signed decimal.
 std::wstring fileNameOf(std::int32_t id)
 {
@@ -43,26 +47,11 @@ std::wstring fileNameOf(std::int32_t id)
     return name += L".prm";
 }
 
-template <class T, std::size_t n>
-void copyArray(T (&to)[n], const T (&from)[n])
-{
-    std::copy(std::begin(from), std::end(from), std::begin(to));
-}
-
 } // namespace
 
 // Kept: the half ranges start as the raw numbers 180.0 and 60.0, while a read stores radians. Files below mount mode 7
 // have no half ranges, and their encoder limits are made from these numbers as if they were radians.
-CKorPrm::CKorPrm()
-    : prmLoaded(false), prmModified(false), prmDirectory{}, encoderOffsetAz(0.0),
-      encoderOffsetEl(0.0), knownVector{}, localMatrix{}, machineMatrix{}, tiltOffset{}, thermalFactor{}, mountMode(0),
-      admOffset(0.0F), levelXCount(0), levelXTable(nullptr), levelXCoeffs(nullptr), levelYCount(0),
-      levelYTable(nullptr), levelYCoeffs(nullptr), azCompCount(0), elCompCount(0), azCompTable(nullptr),
-      elCompTable(nullptr), scaleFactors{}, azRollover{1.0F, 360.0F}, elRollover{1.0F, 360.0F}, qvcParameters{},
-      level1Parameters{}, level2Parameters{}, encoderHalfRangeAz(180.0F),
-      encoderHalfRangeEl(60.0F), levelLimits{-35.0F, 35.0F, -35.0F, 35.0F}, psdX{}, psdY{}, dynamicParameters{}
-{
-}
+CKorPrm::CKorPrm() : prmLoaded(false), prmModified(false), prmDirectory{} {}
 
 CKorPrm::CKorPrm(const CKorPrm& other) : CKorPrm()
 {
@@ -76,49 +65,12 @@ CKorPrm& CKorPrm::operator=(const CKorPrm& other)
     if (this == &other) {
         return *this;
     }
-    using namespace kor::params;
-    retainShared(other.azCompTable);
-    retainShared(other.elCompTable);
-    retainShared(other.levelXTable);
-    retainShared(other.levelYTable);
-    retainShared(other.levelYCoeffs);
-    retainShared(other.levelXCoeffs);
+    kor::params::retainTables(other.m_set);
     Destroy();
-
     prmLoaded = other.prmLoaded;
     prmModified = other.prmModified;
-    copyArray(prmDirectory, other.prmDirectory);
-    encoderOffsetAz = other.encoderOffsetAz;
-    encoderOffsetEl = other.encoderOffsetEl;
-    copyArray(knownVector, other.knownVector);
-    copyArray(localMatrix, other.localMatrix);
-    copyArray(machineMatrix, other.machineMatrix);
-    copyArray(tiltOffset, other.tiltOffset);
-    copyArray(thermalFactor, other.thermalFactor);
-    mountMode = other.mountMode;
-    admOffset = other.admOffset;
-    levelXCount = other.levelXCount;
-    levelXTable = other.levelXTable;
-    levelXCoeffs = other.levelXCoeffs;
-    levelYCount = other.levelYCount;
-    levelYTable = other.levelYTable;
-    levelYCoeffs = other.levelYCoeffs;
-    azCompCount = other.azCompCount;
-    elCompCount = other.elCompCount;
-    azCompTable = other.azCompTable;
-    elCompTable = other.elCompTable;
-    copyArray(scaleFactors, other.scaleFactors);
-    copyArray(azRollover, other.azRollover);
-    copyArray(elRollover, other.elRollover);
-    copyArray(qvcParameters, other.qvcParameters);
-    copyArray(level1Parameters, other.level1Parameters);
-    copyArray(level2Parameters, other.level2Parameters);
-    encoderHalfRangeAz = other.encoderHalfRangeAz;
-    encoderHalfRangeEl = other.encoderHalfRangeEl;
-    levelLimits = other.levelLimits;
-    copyArray(psdX, other.psdX);
-    copyArray(psdY, other.psdY);
-    copyArray(dynamicParameters, other.dynamicParameters);
+    std::copy(std::begin(other.prmDirectory), std::end(other.prmDirectory), prmDirectory);
+    m_set = other.m_set;
     return *this;
 }
 
@@ -129,84 +81,52 @@ CKorPrm::~CKorPrm()
 
 void CKorPrm::Destroy()
 {
-    using kor::params::releaseShared;
-    releaseShared(azCompTable);
-    releaseShared(elCompTable);
-    releaseShared(levelXTable);
-    releaseShared(levelYTable);
-    releaseShared(levelYCoeffs);
-    releaseShared(levelXCoeffs);
+    kor::params::releaseTables(m_set);
 }
 
 int CKorPrm::ReadCalibrationFile(const wchar_t* directory, unsigned long id)
 {
+    kor::params::ReadReport report;
+    return kor::ParameterAccess::read(*this, directory, id, report);
+}
+
+int kor::ParameterAccess::read(CKorPrm& prm, const wchar_t* directory, unsigned long id,
+                               params::ReadReport& report) noexcept
+{
+    report = params::ReadReport(report.collects);
     if (directory == nullptr) {
-        return kNullPointer;
+        return report.status = kBadArgument;
     }
-    constexpr std::size_t kLongest = std::size(decltype(prmDirectory){}) - 1;
+    constexpr std::size_t kLongest = std::size(decltype(prm.prmDirectory){}) - 1;
     try {
         // `directory` may be prmDirectory itself, so it is copied out before that is written.
         std::optional<std::wstring> chosen = boundedText(directory, kLongest);
         if (chosen && chosen->empty()) {
-            chosen = kor::platform::currentDirectory();
+            chosen = platform::currentDirectory();
         }
         if (!chosen || chosen->size() > kLongest) {
-            return kCannotOpen;
+            return report.status = kCannotOpen;
         }
         const std::uint32_t lowId = static_cast<std::uint32_t>(id);
-        const std::wstring path = kor::platform::joinPath(*chosen, fileNameOf(static_cast<std::int32_t>(lowId)));
-        *std::copy(chosen->begin(), chosen->end(), prmDirectory) = L'\0';
+        const std::wstring path = platform::joinPath(*chosen, fileNameOf(static_cast<std::int32_t>(lowId)));
+        *std::copy(chosen->begin(), chosen->end(), prm.prmDirectory) = L'\0';
 
-        kor::platform::File file = kor::platform::openFile(path, kor::platform::OpenMode::read);
+        if (report.collects) {
+            report.path = path;
+        }
+        const platform::File file = platform::openFile(path, platform::OpenMode::read);
         if (!file) {
-            return kCannotOpen;
+            return report.status = kCannotOpen;
         }
-        kor::params::Fields fields = {
-            .encoderOffsetAz = encoderOffsetAz,
-            .encoderOffsetEl = encoderOffsetEl,
-            .knownVector = knownVector,
-            .localMatrix = localMatrix,
-            .machineMatrix = machineMatrix,
-            .tiltOffset = tiltOffset,
-            .thermalFactor = thermalFactor,
-            .mountMode = mountMode,
-            .admOffset = admOffset,
-            .levelXCount = levelXCount,
-            .levelXTable = levelXTable,
-            .levelXCoeffs = levelXCoeffs,
-            .levelYCount = levelYCount,
-            .levelYTable = levelYTable,
-            .levelYCoeffs = levelYCoeffs,
-            .azCompCount = azCompCount,
-            .elCompCount = elCompCount,
-            .azCompTable = azCompTable,
-            .elCompTable = elCompTable,
-            .scaleFactors = scaleFactors,
-            .azRollover = azRollover,
-            .elRollover = elRollover,
-            .qvcParameters = qvcParameters,
-            .level1Parameters = level1Parameters,
-            .level2Parameters = level2Parameters,
-            .encoderHalfRangeAz = encoderHalfRangeAz,
-            .encoderHalfRangeEl = encoderHalfRangeEl,
-            .levelLimits = levelLimits,
-            .psdX = psdX,
-            .psdY = psdY,
-            .dynamicParameters = dynamicParameters,
-        };
-        kor::params::ReadReport report;
-        kor::params::readFile(file.get(), lowId, fields, report);
-        if (report.status != 0) {
-            if (report.messageId != 0) {
-                DisplayErrMsg(report.messageId);
-            }
-            return report.status;
-        }
-        prmLoaded = true;
-        return 0;
+        params::readFile(file.get(), lowId, prm.m_set, report);
     } catch (const std::exception&) {
-        return kFormatError; // no memory
+        report.status = kFormatError; // no memory
     }
+    if (report.messageId != 0) {
+        prm.DisplayErrMsg(report.messageId);
+    }
+    prm.prmLoaded = prm.prmLoaded || report.status == kSuccess;
+    return report.status;
 }
 
 int CKorPrm::PrmFileCopy()
@@ -217,13 +137,13 @@ int CKorPrm::PrmFileCopy()
             return 0; // no end, so no path of any file
         }
         const kor::params::RewriteReport report =
-            kor::params::rewriteFile(*path, mountMode, dynamicParameters, kor::platform::sleepMs);
+            kor::params::rewriteFile(*path, m_set.mountMode, m_set.dynamicParameters, settle);
         if (report.messageId != 0) {
             DisplayErrMsg(report.messageId);
         }
         return report.status;
     } catch (const std::exception&) {
-        return kFormatError; // no memory
+        return kor::kFormatError; // no memory
     }
 }
 

@@ -2,10 +2,13 @@
 #ifndef KORINTERFACE_CKORPRM_H
 #define KORINTERFACE_CKORPRM_H
 
-#include <cstdint>
-
 #include "KORInterface/Export.h"
+#include "KORInterface/ParameterSet.h"
 #include "KORInterface/Records.h"
+
+namespace kor {
+struct ParameterAccess;
+}
 
 /// The calibration and model parameters of one sensor, read from its parameter file.
 ///
@@ -41,7 +44,8 @@ public:
 
     /// Rewrites the parameter file at prmDirectory, which the host has set to the file's full path: copies it block
     /// by block in its canonical layout to "$tmp.prm" in the current directory, waits half a second twice, and puts
-    /// the copy in the file's place. Numbers get six decimals; lines end in "\n" on every system.
+    /// the copy in the file's place. Numbers get six decimals; lines end as in the system's text files, with CR LF on
+    /// Windows and with LF elsewhere.
     /// Given     prmDirectory  the path; a read leaves its directory there
     ///           mount mode    the object's, decides whether the blocks behind "Mounting Mode" are copied
     /// Returned  result        0 (also when there is no such file), 550 (file or copy cannot be opened, or the copy
@@ -164,39 +168,9 @@ public:
     wchar_t prmDirectory[255];
 
 private:
-    friend struct CKorPrmAccess;
+    friend struct kor::ParameterAccess;
 
-    double encoderOffsetAz;     ///< radians
-    double encoderOffsetEl;     ///< radians
-    double knownVector[3];      ///<
-    double localMatrix[9];      ///< as in the file
-    double machineMatrix[9];    ///< inverse of the file's
-    float tiltOffset[2];        ///< x, y
-    float thermalFactor[4];     ///< X gain, X offset, Y gain, Y offset
-    std::int32_t mountMode;     ///<
-    float admOffset;            ///<
-    std::uint32_t levelXCount;  ///< rows of the tilt X table
-    float* levelXTable;         ///< knots and three extra values, shared by copies
-    double* levelXCoeffs;       ///< four per row, shared by copies
-    std::uint32_t levelYCount;  ///< rows of the tilt Y table
-    float* levelYTable;         ///< as levelXTable
-    double* levelYCoeffs;       ///< as levelXCoeffs
-    std::uint32_t azCompCount;  ///< rows of the azimuth table
-    std::uint32_t elCompCount;  ///< rows of the elevation table
-    float* azCompTable;         ///< pairs, shared by copies
-    float* elCompTable;         ///< pairs, shared by copies
-    float scaleFactors[8];      ///<
-    float azRollover[2];        ///< first and last reading of the azimuth table, degrees
-    float elRollover[2];        ///< first and last reading of the elevation table, degrees
-    float qvcParameters[6];     ///<
-    float level1Parameters[7];  ///<
-    float level2Parameters[7];  ///<
-    float encoderHalfRangeAz;   ///< radians after a read, 180.0 before
-    float encoderHalfRangeEl;   ///< radians after a read, 60.0 before
-    F_VECTOR4 levelLimits;      ///< X low, X high, Y low, Y high
-    float psdX[3];              ///<
-    float psdY[3];              ///<
-    float dynamicParameters[7]; ///<
+    kor::ParameterSet m_set; ///< what the file said, as changed by the set operations
 };
 
 #endif

@@ -14,6 +14,8 @@
 #include "KORInterface/Configure.h"
 #include "KORInterface/ParameterStore.h"
 #include "KORInterface/Records.h"
+#include "KORInterface/Session.h"
 #include "KORInterface/SharedRecords.h"
+#include "KORInterface/Status.h"
 
 #endif

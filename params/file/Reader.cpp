@@ -8,11 +8,13 @@
 #include <span>
 #include <vector>
 
+#include "KORInterface/Status.h"
 #include "mek/Literals.h"
 #include "mek/Matrix.h"
 #include "mek/Spline.h"
 #include "params/file/Blocks.h"
 #include "params/file/Messages.h"
+#include "params/file/ParameterSet.h"
 #include "params/file/Scanner.h"
 #include "params/file/SharedArray.h"
 #include "platform/Files.h"
@@ -20,9 +22,6 @@
 namespace kor::params {
 
 namespace {
-
-constexpr int kCannotOpen = 550;
-constexpr int kFormatError = 553;
 
 constexpr float kAbsentLimitLow = -35.0F;
 constexpr float kAbsentLimitHigh = 35.0F;
@@ -47,18 +46,18 @@ void renewArray(T*& array, std::size_t length)
 
 class Walk {
 public:
-    Walk(Scanner& scanner, std::uint64_t size, std::uint32_t id, Fields& fields, ReadReport& report)
-        : m_in(scanner), m_size(size), m_id(id), m_fields(fields), m_report(report)
+    Walk(Scanner& scanner, std::uint64_t size, std::uint32_t id, ParameterSet& set, ReadReport& report)
+        : m_in(scanner), m_size(size), m_id(id), m_set(set), m_report(report)
     {
     }
 
     bool run()
     {
         for (const Block& block : kBlocks) {
-            if (block.modeSevenUp && m_fields.mountMode < kFirstLongMode) {
+            if (block.modeSevenUp && m_set.mountMode < kFirstLongMode) {
                 break;
             }
-            m_report.title = block.title;
+            m_report.block = block.title;
             if (m_in.atEnd()) {
                 if (block.atEnd == AtEnd::fail) {
                     m_report.endedAtTitle = true;
@@ -70,7 +69,7 @@ public:
             }
         }
         storeLimits();
-        m_report.title = "";
+        m_report.block = "";
         return true;
     }
 
@@ -110,8 +109,8 @@ private:
         case Layout::fileId:
             return readFileId();
         case Layout::integer:
-            if (const std::optional<std::int64_t> value = readInteger()) {
-                m_fields.mountMode = saturated(*value);
+            if (const std::optional<std::int64_t> value = readInteger("a whole number")) {
+                m_set.mountMode = saturated(*value);
             }
             return true;
         case Layout::word:
@@ -123,7 +122,7 @@ private:
             }
             if (block.target == Target::machineMatrix) {
                 // A singular matrix stays as it stands in the file.
-                mek::MatrixInverse(m_fields.machineMatrix, 3);
+                mek::MatrixInverse(m_set.machineMatrix, 3);
             }
             return true;
         case Layout::separate:
@@ -139,12 +138,36 @@ private:
         return false;
     }
 
-    // Remembers where a formatted call has come to its end early.
-    void noteShortCall()
+    // Notes a formatted call that has come to its end early. Calls that fail at the same place are one finding: what
+    // stands there is not consumed, so every call behind it fails there, too.
+    void noteUnread(std::size_t values, const char* expected)
     {
-        if (m_report.shortCalls++ == 0) {
-            m_report.shortLine = m_in.itemLine();
-            m_report.shortTitle = m_report.title;
+        if (!m_report.collects) {
+            return;
+        }
+        if (m_unreadAny && m_in.consumed() == m_unreadAt) {
+            if (m_unread != nullptr) {
+                m_unread->values += values;
+            }
+            return;
+        }
+        m_unreadAny = true;
+        m_unreadAt = m_in.consumed();
+        m_unread = nullptr;
+        ++m_report.findingCount;
+        if (m_report.findings.size() == ReadReport::kMostFindings) {
+            return;
+        }
+        try {
+            const std::string_view text = m_in.item();
+            m_report.findings.push_back({.block = m_report.block,
+                                         .line = m_in.itemLine(),
+                                         .expected = expected,
+                                         .found = text.empty() ? "end of file" : excerptOf(text),
+                                         .values = values});
+            m_unread = &m_report.findings.back();
+        } catch (const std::exception&) {
+            // Without memory the finding is counted, and the read goes on.
         }
     }
 
@@ -152,25 +175,35 @@ private:
     {
         const std::size_t done = m_in.floats(values);
         if (done < values.size()) {
-            noteShortCall();
+            noteUnread(values.size() - done, "a number");
         }
         return done;
     }
 
-    std::optional<std::int64_t> readInteger()
+    // A table has been read whose rows could not all be read whole.
+    void noteShortTable(std::uint64_t wholeRows, std::uint64_t count)
+    {
+        if (m_unread != nullptr && wholeRows < count) {
+            m_unread->kind = Finding::Kind::shortTable;
+            m_unread->rows = wholeRows;
+            m_unread->count = count;
+        }
+    }
+
+    std::optional<std::int64_t> readInteger(const char* expected)
     {
         std::int64_t value = 0;
         if (m_in.integer(value)) {
             return value;
         }
-        noteShortCall();
+        noteUnread(1, expected);
         return std::nullopt;
     }
 
     bool readFileId()
     {
         const char* const expected = "the ID of the sensor";
-        const std::optional<std::int64_t> value = readInteger();
+        const std::optional<std::int64_t> value = readInteger(expected);
         if (!value) {
             return failAtValue(kIdMismatch, expected);
         }
@@ -197,50 +230,49 @@ private:
         const double wide = static_cast<double>(value);
         switch (target) {
         case Target::encoderOffset:
-            (i == 0 ? m_fields.encoderOffsetAz : m_fields.encoderOffsetEl) = wide * mek::kRadPerDeg;
+            (i == 0 ? m_set.encoderOffsetAz : m_set.encoderOffsetEl) = wide * mek::kRadPerDeg;
             break;
         case Target::knownVector:
-            m_fields.knownVector[i] = wide;
+            m_set.knownVector[i] = wide;
             break;
         case Target::localMatrix:
-            m_fields.localMatrix[i] = wide;
+            m_set.localMatrix[i] = wide;
             break;
         case Target::machineMatrix:
-            m_fields.machineMatrix[i] = wide;
+            m_set.machineMatrix[i] = wide;
             break;
         case Target::thermalFactor:
-            m_fields.thermalFactor[i] = value;
+            m_set.thermalFactor[i] = value;
             break;
         case Target::tiltOffset:
-            m_fields.tiltOffset[i] = value;
+            m_set.tiltOffset[i] = value;
             break;
         case Target::admOffset:
-            m_fields.admOffset = value;
+            m_set.admOffset = value;
             break;
         case Target::scaleFactors:
-            m_fields.scaleFactors[i] = value;
+            m_set.scaleFactors[i] = value;
             break;
         case Target::qvcParameters:
-            m_fields.qvcParameters[i] = value;
+            m_set.qvcParameters[i] = value;
             break;
         case Target::level1Parameters:
-            m_fields.level1Parameters[i] = value;
+            m_set.level1Parameters[i] = value;
             break;
         case Target::level2Parameters:
-            m_fields.level2Parameters[i] = value;
+            m_set.level2Parameters[i] = value;
             break;
         case Target::encoderHalfRange:
-            (i == 0 ? m_fields.encoderHalfRangeAz : m_fields.encoderHalfRangeEl) =
-                static_cast<float>(wide * mek::kRadPerDeg);
+            (i == 0 ? m_set.encoderHalfRangeAz : m_set.encoderHalfRangeEl) = static_cast<float>(wide * mek::kRadPerDeg);
             break;
         case Target::psdX:
-            m_fields.psdX[i] = value;
+            m_set.psdX[i] = value;
             break;
         case Target::psdY:
-            m_fields.psdY[i] = value;
+            m_set.psdY[i] = value;
             break;
         case Target::dynamicParameters:
-            m_fields.dynamicParameters[i] = value;
+            m_set.dynamicParameters[i] = value;
             break;
         case Target::nothing:
         case Target::fileId:
@@ -257,9 +289,9 @@ private:
     void storeDefaults(const Block& block)
     {
         if (block.target == Target::scaleFactors) {
-            std::copy(kDefaultScaleFactors.begin(), kDefaultScaleFactors.end(), m_fields.scaleFactors);
+            std::copy(kDefaultScaleFactors.begin(), kDefaultScaleFactors.end(), m_set.scaleFactors);
         } else if (block.target == Target::mountMode) {
-            m_fields.mountMode = 0;
+            m_set.mountMode = 0;
         } else if (block.atEnd == AtEnd::defaults) {
             for (std::size_t i = 0; i < block.columns; ++i) {
                 storeValue(block.target, i, 0.0F);
@@ -273,9 +305,10 @@ private:
     bool readCount(const Block& block, std::uint32_t& count, bool arraysHoldCount,
                    std::uint32_t most = std::numeric_limits<std::uint32_t>::max())
     {
-        const std::optional<std::int64_t> value = readInteger();
+        const char* const expected = "a row count";
+        const std::optional<std::int64_t> value = readInteger(expected);
         if (!value) {
-            return arraysHoldCount || failAtValue(block.message, "a row count");
+            return arraysHoldCount || failAtValue(block.message, expected);
         }
         const std::size_t line = m_in.itemLine();
         const std::uint64_t rest = m_size - std::min(m_size, m_in.consumed());
@@ -290,22 +323,13 @@ private:
         return true;
     }
 
-    static bool encoderTableHolds(const float* table, std::uint32_t count)
-    {
-        return table != nullptr && sharedCapacity(table) / 2 >= count;
-    }
-
-    static bool levelTablesHold(const float* table, const double* coeffs, std::uint32_t count)
-    {
-        return table != nullptr && coeffs != nullptr && sharedCapacity(table) - kTiltExtras >= count &&
-               sharedCapacity(coeffs) / 4 >= count; // a level table has its extra values at least
-    }
-
     void readEncoderRows(std::span<float> table, float (&rollover)[2])
     {
+        std::uint64_t whole = 0;
         for (std::size_t i = 0; i < table.size(); i += 2) {
-            readFloats(table.subspan(i, 2));
+            whole += readFloats(table.subspan(i, 2)) == 2 ? 1 : 0;
         }
+        noteShortTable(whole, table.size() / 2);
         if (!table.empty()) {
             rollover[0] = table.front();
             rollover[1] = table[table.size() - 2];
@@ -316,57 +340,57 @@ private:
     {
         // Kept: the array of the first read serves every later one, whatever their counts; objects that share it see
         // the new rows. Only what would run over its end is refused.
-        const bool kept = m_fields.azCompTable != nullptr;
-        const bool held = encoderTableHolds(m_fields.azCompTable, m_fields.azCompCount);
+        const bool kept = m_set.azCompTable != nullptr;
+        const bool held = encoderTableHolds(m_set.azCompTable, m_set.azCompCount);
         const std::size_t most =
-            kept ? sharedCapacity(m_fields.azCompTable) / 2 : std::numeric_limits<std::uint32_t>::max();
-        if (!readCount(block, m_fields.azCompCount, held, static_cast<std::uint32_t>(most))) {
+            kept ? sharedCapacity(m_set.azCompTable) / 2 : std::numeric_limits<std::uint32_t>::max();
+        if (!readCount(block, m_set.azCompCount, held, static_cast<std::uint32_t>(most))) {
             return false;
         }
-        const std::uint32_t count = m_fields.azCompCount;
+        const std::uint32_t count = m_set.azCompCount;
         if (!kept) {
-            m_fields.azCompTable = allocateShared<float>(2 * std::size_t{count});
+            m_set.azCompTable = allocateShared<float>(2 * std::size_t{count});
         }
-        readEncoderRows(std::span(m_fields.azCompTable, 2 * std::size_t{count}), m_fields.azRollover);
+        readEncoderRows(std::span(m_set.azCompTable, 2 * std::size_t{count}), m_set.azRollover);
         return true;
     }
 
     bool readElevationTable(const Block& block)
     {
-        if (!readCount(block, m_fields.elCompCount, encoderTableHolds(m_fields.elCompTable, m_fields.elCompCount))) {
+        if (!readCount(block, m_set.elCompCount, encoderTableHolds(m_set.elCompTable, m_set.elCompCount))) {
             return false;
         }
-        const std::size_t floats = 2 * std::size_t{m_fields.elCompCount};
-        renewArray(m_fields.elCompTable, floats);
-        readEncoderRows(std::span(m_fields.elCompTable, floats), m_fields.elRollover);
+        const std::size_t floats = 2 * std::size_t{m_set.elCompCount};
+        renewArray(m_set.elCompTable, floats);
+        readEncoderRows(std::span(m_set.elCompTable, floats), m_set.elRollover);
         return true;
     }
 
     bool readLevelX(const Block& block)
     {
-        const bool held = levelTablesHold(m_fields.levelXTable, m_fields.levelXCoeffs, m_fields.levelXCount);
-        if (!readCount(block, m_fields.levelXCount, held)) {
+        const bool held = levelTableHolds(m_set.levelXTable, m_set.levelXCoeffs, m_set.levelXCount);
+        if (!readCount(block, m_set.levelXCount, held)) {
             return false;
         }
-        const std::size_t count = m_fields.levelXCount;
-        readTiltRows(count, count, m_fields.levelXTable, m_fields.levelXCoeffs);
-        m_limitXLow = m_fields.levelXTable[count];
-        m_limitXHigh = m_fields.levelXTable[count + 1];
+        const std::size_t count = m_set.levelXCount;
+        readTiltRows(count, count, m_set.levelXTable, m_set.levelXCoeffs);
+        m_limitXLow = m_set.levelXTable[count];
+        m_limitXHigh = m_set.levelXTable[count + 1];
         return true;
     }
 
     bool readLevelY(const Block& block)
     {
-        const bool held = levelTablesHold(m_fields.levelYTable, m_fields.levelYCoeffs, m_fields.levelYCount);
-        if (!readCount(block, m_fields.levelYCount, held)) {
+        const bool held = levelTableHolds(m_set.levelYTable, m_set.levelYCoeffs, m_set.levelYCount);
+        if (!readCount(block, m_set.levelYCount, held)) {
             return false;
         }
         // Kept: the extra values and the limits of table Y stand at the row count of table X. With fewer rows there
         // they replace rows of table Y, before its spline is laid.
-        const std::size_t extrasAt = m_fields.levelXCount;
-        readTiltRows(m_fields.levelYCount, extrasAt, m_fields.levelYTable, m_fields.levelYCoeffs);
-        m_limitYLow = m_fields.levelYTable[extrasAt];
-        m_limitYHigh = m_fields.levelYTable[extrasAt + 1];
+        const std::size_t extrasAt = m_set.levelXCount;
+        readTiltRows(m_set.levelYCount, extrasAt, m_set.levelYTable, m_set.levelYCoeffs);
+        m_limitYLow = m_set.levelYTable[extrasAt];
+        m_limitYHigh = m_set.levelYTable[extrasAt + 1];
         return true;
     }
 
@@ -375,12 +399,14 @@ private:
         renewArray(table, std::max(count, extrasAt) + kTiltExtras);
         std::vector<float> corrections(count);
         renewArray(coeffs, 4 * count);
+        std::uint64_t whole = 0;
         for (std::size_t i = 0; i < count; ++i) {
             std::array<float, 2> row = {table[i], corrections[i]};
-            readFloats(row);
+            whole += readFloats(row) == 2 ? 1 : 0;
             table[i] = row[0];
             corrections[i] = row[1];
         }
+        noteShortTable(whole, count);
         readFloats(std::span(table + extrasAt, kTiltExtras));
         m_in.skipWord();
         mek::CubicSplines(table, corrections.data(), static_cast<int>(count) - 1, coeffs);
@@ -389,28 +415,29 @@ private:
     void storeLimits()
     {
         // Kept: in modes 7 and 8 level X has no range at all.
-        const bool noLevelX = m_fields.mountMode == 7 || m_fields.mountMode == 8;
-        m_fields.levelLimits = {noLevelX ? 0.0F : m_limitXLow, noLevelX ? 0.0F : m_limitXHigh, m_limitYLow,
-                                m_limitYHigh};
+        const bool noLevelX = m_set.mountMode == 7 || m_set.mountMode == 8;
+        m_set.levelLimits = {noLevelX ? 0.0F : m_limitXLow, noLevelX ? 0.0F : m_limitXHigh, m_limitYLow, m_limitYHigh};
     }
 
     Scanner& m_in;
     std::uint64_t m_size; // of the whole file
     std::uint32_t m_id;
-    Fields& m_fields;
+    ParameterSet& m_set;
     ReadReport& m_report;
     std::string m_text;
+    bool m_unreadAny = false;     // a call has come to its end early
+    std::uint64_t m_unreadAt = 0; // where the last one did
+    Finding* m_unread = nullptr;  // its finding, if that was kept
     float m_limitXLow = 0.0F;
     float m_limitXHigh = 0.0F;
     float m_limitYLow = kAbsentLimitLow;
     float m_limitYHigh = kAbsentLimitHigh;
 };
 
-void readScanned(Scanner& scanner, std::uint64_t size, std::uint32_t id, Fields& fields, ReadReport& report) noexcept
+void readScanned(Scanner& scanner, std::uint64_t size, std::uint32_t id, ParameterSet& set, ReadReport& report) noexcept
 {
-    report = ReadReport();
     try {
-        Walk(scanner, size, id, fields, report).run();
+        Walk(scanner, size, id, set, report).run();
     } catch (const std::exception&) {
         // Either the walk found no memory, or the report of its failure did; then that failure stands.
         if (report.status == 0) {
@@ -421,109 +448,18 @@ void readScanned(Scanner& scanner, std::uint64_t size, std::uint32_t id, Fields&
     }
 }
 
-// The fields of a parameter set that is read only to be explained.
-class ScratchSet {
-public:
-    ScratchSet() = default;
-    ScratchSet(const ScratchSet&) = delete;
-    ScratchSet& operator=(const ScratchSet&) = delete;
-    ~ScratchSet()
-    {
-        for (float** table : {&m_azimuth, &m_elevation, &m_levelX, &m_levelY}) {
-            releaseShared(*table);
-        }
-        releaseShared(m_coeffsX);
-        releaseShared(m_coeffsY);
-    }
-
-    Fields fields()
-    {
-        return {
-            .encoderOffsetAz = m_doubles[0],
-            .encoderOffsetEl = m_doubles[1],
-            .knownVector = m_vector,
-            .localMatrix = m_local,
-            .machineMatrix = m_machine,
-            .tiltOffset = m_tiltOffset,
-            .thermalFactor = m_thermal,
-            .mountMode = m_mode,
-            .admOffset = m_floats[0],
-            .levelXCount = m_counts[0],
-            .levelXTable = m_levelX,
-            .levelXCoeffs = m_coeffsX,
-            .levelYCount = m_counts[1],
-            .levelYTable = m_levelY,
-            .levelYCoeffs = m_coeffsY,
-            .azCompCount = m_counts[2],
-            .elCompCount = m_counts[3],
-            .azCompTable = m_azimuth,
-            .elCompTable = m_elevation,
-            .scaleFactors = m_scale,
-            .azRollover = m_rollover[0],
-            .elRollover = m_rollover[1],
-            .qvcParameters = m_qvc,
-            .level1Parameters = m_sevens[0],
-            .level2Parameters = m_sevens[1],
-            .encoderHalfRangeAz = m_floats[1],
-            .encoderHalfRangeEl = m_floats[2],
-            .levelLimits = m_limits,
-            .psdX = m_psd[0],
-            .psdY = m_psd[1],
-            .dynamicParameters = m_sevens[2],
-        };
-    }
-
-private:
-    double m_doubles[2] = {};
-    double m_vector[3] = {};
-    double m_local[9] = {};
-    double m_machine[9] = {};
-    float m_tiltOffset[2] = {};
-    float m_thermal[4] = {};
-    std::int32_t m_mode = 0;
-    float m_floats[3] = {};
-    std::uint32_t m_counts[4] = {};
-    float* m_azimuth = nullptr;
-    float* m_elevation = nullptr;
-    float* m_levelX = nullptr;
-    float* m_levelY = nullptr;
-    double* m_coeffsX = nullptr;
-    double* m_coeffsY = nullptr;
-    float m_scale[8] = {};
-    float m_rollover[2][2] = {};
-    float m_qvc[6] = {};
-    float m_sevens[3][7] = {};
-    F_VECTOR4 m_limits = {};
-    float m_psd[2][3] = {};
-};
-
 } // namespace
 
-void readFile(std::FILE* file, std::uint32_t id, Fields& fields, ReadReport& report) noexcept
+void readFile(std::FILE* file, std::uint32_t id, ParameterSet& set, ReadReport& report) noexcept
 {
     Scanner scanner(file);
-    readScanned(scanner, platform::fileSize(file), id, fields, report);
+    readScanned(scanner, platform::fileSize(file), id, set, report);
 }
 
-void readBytes(std::string_view bytes, std::uint32_t id, Fields& fields, ReadReport& report) noexcept
+void readBytes(std::string_view bytes, std::uint32_t id, ParameterSet& set, ReadReport& report) noexcept
 {
     Scanner scanner(bytes);
-    readScanned(scanner, bytes.size(), id, fields, report);
-}
-
-ReadReport explainFile(const std::wstring& path, unsigned long id)
-{
-    ReadReport report;
-    const platform::File file = platform::openFile(path, platform::OpenMode::read);
-    if (!file) {
-        report.status = kCannotOpen;
-        report.expected = "a file that can be opened";
-        return report;
-    }
-    ScratchSet scratch;
-    Fields fields = scratch.fields();
-    readFile(file.get(), static_cast<std::uint32_t>(id), fields, report);
-    return report;
+    readScanned(scanner, bytes.size(), id, set, report);
 }
 
 } // namespace kor::params

@@ -6,73 +6,58 @@
 #include <cstdio>
 #include <string>
 #include <string_view>
+#include <vector>
 
-#include "KORInterface/Records.h"
+#include "KORInterface/ParameterSet.h"
 
 namespace kor::params {
 
-/// Where a read puts its values: the fields of a parameter set. The array pointers are null or lead to shared
-/// arrays (params/SharedArray.h), which the read releases and allocates.
-struct Fields {
-    double& encoderOffsetAz;
-    double& encoderOffsetEl;
-    double (&knownVector)[3];
-    double (&localMatrix)[9];
-    double (&machineMatrix)[9];
-    float (&tiltOffset)[2];
-    float (&thermalFactor)[4];
-    std::int32_t& mountMode;
-    float& admOffset;
-    std::uint32_t& levelXCount;
-    float*& levelXTable;
-    double*& levelXCoeffs;
-    std::uint32_t& levelYCount;
-    float*& levelYTable;
-    double*& levelYCoeffs;
-    std::uint32_t& azCompCount;
-    std::uint32_t& elCompCount;
-    float*& azCompTable;
-    float*& elCompTable;
-    float (&scaleFactors)[8];
-    float (&azRollover)[2];
-    float (&elRollover)[2];
-    float (&qvcParameters)[6];
-    float (&level1Parameters)[7];
-    float (&level2Parameters)[7];
-    float& encoderHalfRangeAz;
-    float& encoderHalfRangeEl;
-    F_VECTOR4& levelLimits;
-    float (&psdX)[3];
-    float (&psdY)[3];
-    float (&dynamicParameters)[7];
+/// A place of the file that a read passes over in silence.
+struct Finding {
+    enum class Kind : std::uint8_t {
+        unreadableValue, ///< a value that cannot be read
+        shortTable,      ///< a table that ends, or cannot be read on, before the rows that its count announces
+    };
+
+    Kind kind = Kind::unreadableValue;
+    const char* block = "";    ///< title
+    std::size_t line = 0;      ///< from 1, of the text that could not be read
+    const char* expected = ""; ///< what should have stood there
+    std::string found;         ///< what stood there: short and printable; "end of file" at the end
+    std::uint64_t values = 0;  ///< values that were not read for it, and so keep their previous content
+    std::uint64_t rows = 0;    ///< of a short table: the rows that could be read whole
+    std::uint64_t count = 0;   ///< of a short table: the rows that its count announces
 };
 
 /// Outcome of a read.
 struct ReadReport {
-    int status = 0;              ///< 0, 550 or 553
-    unsigned messageId = 0;      ///< of the string table; 0: no message
-    bool endedAtTitle = false;   ///< the failure is that the file ended where a title was due
-    const char* title = "";      ///< the block in which the read failed
-    std::size_t line = 0;        ///< from 1, of the text that made it fail
-    const char* expected = "";   ///< what should have stood there
-    std::string found;           ///< what stood there: short and printable
-    std::size_t shortCalls = 0;  ///< formatted calls that ended before their last value, which kept its old content
-    std::size_t shortLine = 0;   ///< line of the first such value
-    const char* shortTitle = ""; ///< its block
+    /// A hostile file may give a finding with every few bytes; those beyond this number are only counted.
+    static constexpr std::size_t kMostFindings = 10000;
+
+    explicit ReadReport(bool withFindings = false) : collects(withFindings) {}
+
+    bool collects;                  ///< whether findings are kept
+    std::wstring path;              ///< of the file; empty when the directory names none
+    int status = 0;                 ///< 0, 550 or 553
+    unsigned messageId = 0;         ///< of the string table; 0: no message
+    bool endedAtTitle = false;      ///< the failure is that the file ended where a title was due
+    const char* block = "";         ///< title of the block in which the read failed
+    std::size_t line = 0;           ///< from 1, of the text that made it fail
+    const char* expected = "";      ///< what should have stood there
+    std::string found;              ///< what stood there: short and printable; "end of file" at the end
+    std::vector<Finding> findings;  ///< in the order of the file
+    std::uint64_t findingCount = 0; ///< all of them, those not kept included
 };
 
-/// Reads a parameter file into fields and tells what came of it.
+/// Reads a parameter file into a parameter set and tells what came of it.
 /// Given     file  open for reading, positioned at its beginning; stays open
 ///           id    sensor ID, its low 32 bits
-/// Notes  1  On failure the fields keep what the blocks before have replaced; the tilt limits change on success only.
-///        2  Throws nothing: without memory the read fails with 553.
-void readFile(std::FILE* file, std::uint32_t id, Fields& fields, ReadReport& report) noexcept;
+/// Notes  1  On failure the set keeps what the blocks before have replaced; the tilt limits change on success only.
+///        2  Throws nothing: without memory the read fails with 553. A finding for which there is no memory is only
+///           counted, so that a read with findings has the effect and the result of one without.
+void readFile(std::FILE* file, std::uint32_t id, ParameterSet& set, ReadReport& report) noexcept;
 
 /// The same over bytes in memory.
-void readBytes(std::string_view bytes, std::uint32_t id, Fields& fields, ReadReport& report) noexcept;
-
-/// Reads a parameter file as a new parameter set would and tells what came of it.
-/// Notes  1  Throws only std::bad_alloc, from the conversion of the path.
-ReadReport explainFile(const std::wstring& path, unsigned long id);
+void readBytes(std::string_view bytes, std::uint32_t id, ParameterSet& set, ReadReport& report) noexcept;
 
 } // namespace kor::params

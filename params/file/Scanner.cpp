@@ -1,6 +1,8 @@
 #include "params/file/Scanner.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstring>
 #include <limits>
 
 namespace kor::params {
@@ -75,6 +77,22 @@ Scanner::Scanner(std::FILE* file) noexcept : m_file(file) {}
 
 Scanner::Scanner(std::string_view bytes) noexcept : m_bytes(bytes.data()), m_fetched(bytes.size()) {}
 
+// Moves so many bytes of the item at hand to the front of the buffer and fetches more of the file behind them. Before,
+// everything up to m_fetched has either been read or is part of those bytes.
+void Scanner::fetch(std::size_t kept) noexcept
+{
+    const std::uint64_t position = consumed();
+    const std::size_t ahead = m_fetched - m_next;
+    if (kept > 0) {
+        std::memmove(m_buffer.data(), m_bytes + m_itemAt, kept);
+    }
+    m_bytes = m_buffer.data();
+    m_itemAt = 0;
+    m_fetched = kept + std::fread(m_buffer.data() + kept, 1, m_buffer.size() - kept, m_file);
+    m_next = kept - ahead;
+    m_before = position - m_next;
+}
+
 // The next byte without reading it, kNone at the end.
 int Scanner::peek() noexcept
 {
@@ -83,18 +101,39 @@ int Scanner::peek() noexcept
             return kNone;
         }
         if (m_file != nullptr) {
-            m_before += m_fetched;
-            m_bytes = m_buffer.data();
-            m_next = 0;
-            m_fetched = std::fread(m_buffer.data(), 1, m_buffer.size(), m_file);
-            m_broken = m_fetched == 0 && std::ferror(m_file) != 0;
+            fetch(std::min(m_next - m_itemAt, kItemKept));
+            m_broken = m_next == m_fetched && std::ferror(m_file) != 0;
         }
         if (m_next == m_fetched) {
             m_atEnd = !m_broken;
             return kNone;
         }
     }
-    return static_cast<unsigned char>(m_bytes[m_next]);
+    const int byte = static_cast<unsigned char>(m_bytes[m_next]);
+    if (byte == kTextEnd) {
+        m_atEnd = true;
+        return kNone;
+    }
+    return byte;
+}
+
+std::string_view Scanner::item() noexcept
+{
+    const auto length = [this] {
+        std::size_t end = m_itemAt;
+        while (end < m_fetched && !isSpace(static_cast<unsigned char>(m_bytes[end])) && m_bytes[end] != kTextEnd) {
+            ++end;
+        }
+        return end - m_itemAt;
+    };
+    std::size_t whole = length();
+    for (bool more = m_file != nullptr; more && m_itemAt + whole == m_fetched && whole < kItemKept;) {
+        const std::size_t before = whole;
+        fetch(whole);
+        whole = length();
+        more = whole > before;
+    }
+    return {m_bytes + m_itemAt, std::min(whole, kItemKept)};
 }
 
 // Only after a peek that was not kNone.
@@ -124,7 +163,9 @@ bool Scanner::beginItem() noexcept
 {
     skipSpace();
     m_itemLine = m_line;
-    return peek() != kNone;
+    const bool any = peek() != kNone;
+    m_itemAt = m_next;
+    return any;
 }
 
 std::size_t Scanner::words(std::size_t count, std::string& joined)

@@ -1,8 +1,11 @@
 // Formatted input over the bytes of a parameter file.
 //
 // Reads as C formatted input does in the "C" locale, whatever locale is set: items are separated by any run of
-// blank, \t, \n, \v, \f and \r; every other byte, 0x00, 0x1A and 0x80 to 0xFF included, is an ordinary one. An item is
+// blank, \t, \n, \v, \f and \r; every other byte, 0x00 and 0x80 to 0xFF included, is an ordinary one. An item is
 // the longest prefix of the text that could still become a match: "1e+x" is read as far as "1e+" and then fails.
+//
+// Kept: the text ends at its first byte 0x1A. Text files have ended there on Windows, and a file must mean the same on
+// every system.
 #pragma once
 
 #include <array>
@@ -35,6 +38,10 @@ public:
     /// Line on which the last item that was looked for begins.
     std::size_t itemLine() const noexcept { return m_itemLine; }
 
+    /// The last item that was looked for, as it stands in the text: from its first byte to the next white space, at
+    /// most some sixty bytes of it. Empty at the end of the text. Valid until the next read.
+    std::string_view item() noexcept;
+
     /// Bytes read so far.
     std::uint64_t consumed() const noexcept { return m_before + m_next; }
 
@@ -62,8 +69,11 @@ public:
 
 private:
     static constexpr int kNone = -1;
+    static constexpr int kTextEnd = 0x1A;
+    static constexpr std::size_t kItemKept = 64; // of an item at the least, for item()
 
     int peek() noexcept;
+    void fetch(std::size_t kept) noexcept;
     void take() noexcept;
     bool takeIf(char lower) noexcept;
     bool beginItem() noexcept;
@@ -81,7 +91,8 @@ private:
     bool m_broken = false; // the file could not be read on; that is not its end
     std::size_t m_line = 1;
     std::size_t m_itemLine = 1;
-    std::string m_digits; // the number being read, as far as the conversion takes it
+    std::size_t m_itemAt = 0; // in m_bytes
+    std::string m_digits;     // the number being read, as far as the conversion takes it
     std::array<char, 4096> m_buffer;
 };
 

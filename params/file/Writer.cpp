@@ -6,14 +6,12 @@
 #include <cmath>
 #include <exception>
 
+#include "KORInterface/Status.h"
 #include "platform/Files.h"
 
 namespace kor::params {
 
 namespace {
-
-constexpr int kCannotOpen = 550;
-constexpr int kFormatError = 553;
 
 // Stands for the word behind a tilt table when the file has none: an empty line there would make the next title's
 // first word that word, and the copy unreadable.

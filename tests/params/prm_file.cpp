@@ -7,7 +7,7 @@
 #include <random>
 #include <stdexcept>
 
-#include "params/file/Reader.h"
+#include "params/ParameterAccess.h"
 #include "support/Float.h"
 
 namespace prm_test {
@@ -608,7 +608,9 @@ int ParamsTest::message(std::string_view text, unsigned long id)
 
 int ParamsTest::messageHere(unsigned long id)
 {
-    const kor::params::ReadReport report = kor::params::explainFile(filePath(id).wstring(), id);
+    CKorPrm prm;
+    kor::params::ReadReport report;
+    kor::ParameterAccess::read(prm, m_dir.path().wstring().c_str(), id, report);
     m_endedAtTitle = report.endedAtTitle;
     m_status = report.status;
     return static_cast<int>(report.messageId);

@@ -6,52 +6,6 @@
 
 namespace kor::tool {
 
-namespace {
-
-bool allZero(const float (&values)[3])
-{
-    return values[0] == 0.0f && values[1] == 0.0f && values[2] == 0.0f;
-}
-
-bool isIdentity(const double (&matrix)[9])
-{
-    for (int i = 0; i < 9; ++i) {
-        if (matrix[i] != (i % 4 == 0 ? 1.0 : 0.0)) {
-            return false;
-        }
-    }
-    return true;
-}
-
-bool isZero(const double (&matrix)[9])
-{
-    return std::all_of(matrix, matrix + 9, [](double element) { return element == 0.0; });
-}
-
-} // namespace
-
-Outcome Judge::judge(const KOR_RAWINFO& raw, const Result& result)
-{
-    if (raw.status != 2) {
-        return Outcome::rejectedByStatus;
-    }
-    const bool lagging = m_mode == 9 || m_mode == 10;
-    const bool silent = allZero(result.info.sensorOut);
-    const bool trace = !silent || !isIdentity(result.matrix);
-    if (trace) {
-        m_captured = m_captured || (raw.referenceGate <= 0.4f && raw.referenceHold == 0);
-        return lagging && silent && isZero(result.matrix) ? Outcome::withoutMatrix : Outcome::valid;
-    }
-    if (lagging) {
-        return Outcome::withoutMatrix;
-    }
-    if (m_mode == 7 || m_mode == 8) {
-        return Outcome::valid;
-    }
-    const bool wouldShow = m_captured || (m_mode < 7 && !allZero(raw.sensorVector));
-    return wouldShow ? Outcome::withoutMatrix : Outcome::valid;
-}
-
 bool Window::contains(std::uint32_t stamp)
 {
     if (!m_started) {
@@ -68,19 +22,27 @@ bool Window::contains(std::uint32_t stamp)
     return !m_hasTo || (!before(m_to) && stamp - m_first <= m_to - m_first);
 }
 
-void Tally::count(std::uint32_t stamp, Outcome outcome)
+void Tally::count(std::uint32_t stamp, const SampleReport& report)
 {
     firstStamp = samples == 0 ? stamp : firstStamp;
     lastStamp = stamp;
     ++samples;
-    switch (outcome) {
-    case Outcome::valid:
+    switch (report.outcome) {
+    case SampleOutcome::valid:
         ++valid;
         break;
-    case Outcome::rejectedByStatus:
+    case SampleOutcome::beforeReference:
+        ++beforeReference;
+        break;
+    case SampleOutcome::rejectedByStatus:
         ++rejectedByStatus;
         break;
-    case Outcome::withoutMatrix:
+    case SampleOutcome::notFinite:
+        ++notFinite;
+        break;
+    case SampleOutcome::neverFed:
+    case SampleOutcome::noModel:
+    case SampleOutcome::noMatrix:
         ++withoutMatrix;
         break;
     }
@@ -93,8 +55,10 @@ std::string Tally::summary(const std::string& title, bool withOutside, bool with
     std::vector<std::pair<std::string, std::string>> lines = {
         {"samples", std::to_string(samples)},
         {"valid", std::to_string(valid)},
+        {"before the reference", std::to_string(beforeReference)},
         {"rejected by status", std::to_string(rejectedByStatus)},
         {"without matrix", std::to_string(withoutMatrix)},
+        {"not finite", std::to_string(notFinite)},
     };
     if (withOutside) {
         lines.emplace_back("outside the window", std::to_string(outside));
@@ -108,7 +72,7 @@ std::string Tally::summary(const std::string& title, bool withOutside, bool with
 
     std::string text = title + "\n";
     for (const auto& [name, value] : lines) {
-        text += "  " + name + ":" + std::string(20 - name.size(), ' ') + value + "\n";
+        text += "  " + name + ":" + std::string(22 - name.size(), ' ') + value + "\n";
     }
     return text;
 }

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <exception>
 #include <filesystem>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -23,8 +24,8 @@
 
 #include "KORInterface/CKor.h"
 #include "KORInterface/CKorPrm.h"
-#include "KORInterface/Configure.h"
-#include "KORInterface/ParameterStore.h"
+#include "KORInterface/Session.h"
+#include "KORInterface/Status.h"
 
 #include "platform/Text.h"
 #include "platform/os.h"
@@ -149,27 +150,30 @@ void refuseToOverwrite(const std::string& output, const std::vector<std::string>
     }
 }
 
-void configure(const Plan& plan, CKorPrm& prm, CKor& engine, int& mode)
+void configure(const Plan& plan, const CKorPrm& prm, CKor& engine)
 {
-    int code = plan.store ? LoadParameterStore(engine, prm) : 0;
-    if (code == 0) {
-        code = plan.mode ? ConfigureEngine(engine, prm, *plan.mode) : ConfigureEngine(engine, prm);
+    ConfigureOptions options;
+    options.parameterStore(plan.store).mcsFlag(plan.mcs);
+    if (plan.mode) {
+        options.mountMode(*plan.mode);
     }
-    if (code == 0) {
-        code = engine.setMcsFlag(plan.mcs);
+    if (plan.psd) {
+        options.detector((*plan.psd)[0], (*plan.psd)[1], (*plan.psd)[2]);
     }
-    if (code == 0 && plan.psd) {
-        code = engine.setPSDParameters((*plan.psd)[0], (*plan.psd)[1], (*plan.psd)[2]);
+    if (const int code = Configure(engine, prm, options); code != kSuccess) {
+        throw Failure(kExitDataError, fmt::format("the parameter file {} cannot be used: {}", shown(plan.prm.path()),
+                                                  StatusText(code)));
     }
-    if (code == 0) {
-        code = prm.getMountMode(mode);
-        mode = plan.mode.value_or(mode);
-    }
-    if (code != 0) {
-        throw Failure(kExitDataError, fmt::format("the parameter file {} cannot be used: the engine refuses it with "
-                                                  "code {}",
-                                                  shown(plan.prm.path()), code));
-    }
+}
+
+Result resultOf(std::uint32_t stamp, const SampleResult& sample)
+{
+    Result result;
+    result.timeStampMs = stamp;
+    result.info = sample.info;
+    std::copy(std::begin(sample.matrix), std::end(sample.matrix), result.matrix);
+    result.matrixCode = sample.matrixCode;
+    return result;
 }
 
 std::uint64_t sizeOf(const std::string& path)
@@ -188,8 +192,7 @@ int replayOne(Plan plan, const std::string& recording, const std::string& output
     CKorPrm prm;
     readParameterFile(plan.prm, prm);
     CKor engine;
-    int mode = 0;
-    configure(plan, prm, engine, mode);
+    configure(plan, prm, engine);
 
     Input input(recording);
     const auto reader = openRecording(input, plan.input ? *plan.input : recordingFormat(recording, input), warn);
@@ -197,12 +200,12 @@ int replayOne(Plan plan, const std::string& recording, const std::string& output
     ResultWriter writer(results, resultFormat(plan, output));
 
     Tally tally;
-    Judge judge(mode);
     Progress progress(plan.progress, input.title(), sizeOf(recording), "samples");
     const auto start = std::chrono::steady_clock::now();
     int status = kExitOk;
     std::uint64_t steps = 0;
     KOR_RAWINFO raw;
+    SampleResult sample;
     // What has been fed stands, also when the rest cannot be read.
     const auto next = [&] {
         try {
@@ -236,12 +239,9 @@ int replayOne(Plan plan, const std::string& recording, const std::string& output
             ++tally.outside;
             continue;
         }
-        Result result;
-        result.timeStampMs = raw.timeStampMs;
-        engine.updateKORData(raw, result.info);
-        result.matrixCode = engine.ReadMatrix(result.matrix);
-        writer.write(result);
-        tally.count(raw.timeStampMs, judge.judge(raw, result));
+        ProcessSample(engine, raw, sample);
+        writer.write(resultOf(raw.timeStampMs, sample));
+        tally.count(raw.timeStampMs, sample.report);
     }
     results.close();
     tally.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();

@@ -1,0 +1,13 @@
+#include "models/ProcessValues.h"
+
+#include "KORInterface/Session.h"
+
+namespace kor {
+
+void FreshProcessValues()
+{
+    freshFirstVersionValues();
+    freshSecondVersionValues();
+}
+
+} // namespace kor
