@@ -2,7 +2,7 @@
 #include "mek/Matrix.h"
 #include "models/model_access.h"
 #include "support/LiteralPolarizer.h"
-#include "support/PolarizerSensor.h"
+#include "support/SimulatedSensor.h"
 
 #include <Eigen/Geometry>
 
@@ -314,9 +314,9 @@ Errors closedLoop(unsigned int seed, double squareness, double highest, NextPose
                                  7};
         const double angle1 = source.uniform(-3, 3);
         const double angle2 = source.uniform(-1, 1);
-        const PolarizerReading reading = readPolarizer(pose, factors, angle1, angle2);
+        const Reading reading = readPolarizer(pose, {.factors = factors}, angle1, angle2);
         if (reading.reachable && std::abs(directionInBase(pose)[2]) <= highest) {
-            errors.push_back(angleBetween(computed({factors, reading.slots, angle1, angle2}), pose.base));
+            errors.push_back(angleBetween(computed({factors, reading.sample.slots, angle1, angle2}), pose.base));
         }
     }
     std::sort(errors.begin(), errors.end());
@@ -362,10 +362,10 @@ TEST(PolarizerClosedLoop, aWrongReadingShowsInFull)
     for (int round = 0; round < 100; ++round) {
         const Pose pose = source.tilted(0, 5, 30);
         const Factors factors = {0.5F, 0.25F, 0, 0, 1, 1, 1, 0};
-        PolarizerReading reading = readPolarizer(pose, factors, 0.5, -0.25);
+        Reading reading = readPolarizer(pose, {.factors = factors}, 0.5, -0.25);
         ASSERT_TRUE(reading.reachable);
-        reading.slots[4] += 1.0;
-        EXPECT_TRUE(within(angleBetween(computed({factors, reading.slots, 0.5, -0.25}), pose.base), 1.0, 1e-10));
+        reading.sample.slots[4] += 1.0;
+        EXPECT_TRUE(within(angleBetween(computed({factors, reading.sample.slots, 0.5, -0.25}), pose.base), 1.0, 1e-10));
     }
 }
 

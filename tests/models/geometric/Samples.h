@@ -4,6 +4,7 @@
 #include "KORInterface/CKorModel.h"
 #include "support/Float.h"
 #include "support/Matrices.h"
+#include "support/SimulatedSensor.h"
 
 #include <array>
 #include <cmath>
@@ -19,20 +20,6 @@ namespace kor_test {
 inline constexpr double kDegree = 0.01745329251994;
 inline constexpr double kRadian = 57.29577951308;
 inline constexpr double kExactPi = 3.14159265358979323846;
-
-struct Parameters {
-    std::array<float, 8> factors{};
-    std::array<float, 6> qvc{};
-    std::array<float, 7> level1{};
-    std::array<float, 7> level2{};
-    int parity = 0;
-};
-
-struct Sample {
-    std::array<double, 9> slots{};
-    double offset1 = 0.0;
-    double offset2 = 0.0;
-};
 
 struct Outcome {
     bool ok = false;

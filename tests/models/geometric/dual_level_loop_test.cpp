@@ -1,6 +1,7 @@
 // Dual-level model in a closed loop with a perfect sensor: where it recovers the base, and where its formulas cannot.
+#include "Errors.h"
 #include "KORInterface/CKorDualLevel.h"
-#include "Sensors.h"
+#include "Samples.h"
 
 #include <gtest/gtest.h>
 
@@ -48,7 +49,7 @@ Errors measure(const Loop& loop, Half half, unsigned int seed, Errors* ratios = 
         const double error = angleBetween(outcome.matrix, pose.base);
         errors.add(error);
         if (ratios != nullptr) {
-            const double length = std::sqrt(literalDot(pose.position, pose.position));
+            const double length = std::sqrt(dot(pose.position, pose.position));
             const double elevation = std::asin(pose.position[2] / length);
             const double predicted = 2 * std::abs(radians(reading.sample.slots[3]) * radians(level4)) *
                                      std::tan(std::abs(elevation)) / std::cos(elevation);

@@ -1,4 +1,5 @@
 // Through the engine: which model each mount mode gives, and what the engine does with the model's matrix.
+#include "Errors.h"
 #include "KORInterface/CKor.h"
 #include "KORInterface/CKorDualLevel.h"
 #include "KORInterface/CKorPendulum.h"
@@ -6,7 +7,8 @@
 #include "KORInterface/CKorThreeVec.h"
 #include "KORInterface/CKorThreeVec2Levelv2.h"
 #include "KORInterface/ParameterStore.h"
-#include "Sensors.h"
+#include "LiteralMath.h"
+#include "Samples.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,8 @@
 // Pendulum model in a closed loop with a perfect sensor: its accuracy, the bias of its tolerance, where it must fail.
+#include "Errors.h"
 #include "KORInterface/CKorPendulum.h"
 #include "LiteralPendulum.h"
-#include "Sensors.h"
+#include "Samples.h"
 
 #include <gtest/gtest.h>
 
@@ -78,7 +79,7 @@ TEST(PendulumLoop, aTiltInsideTheDeadBandIsLost)
             const double tilt = std::abs(reading.sample.slots[4]);
             const Outcome outcome = run<CKorPendulum>(parameters, reading.sample);
             const double error = angleBetween(outcome.matrix, pose.base);
-            const double length = std::sqrt(literalDot(pose.position, pose.position));
+            const double length = std::sqrt(dot(pose.position, pose.position));
             const double cosine = std::sqrt(1 - std::pow(pose.position[2] / length, 2));
             // Level axis instead of one that rises by the tilt: a roll about the line of sight.
             ASSERT_NEAR(error, tilt / cosine, 1e-8);
@@ -115,7 +116,7 @@ TEST(PendulumLoop, reachesTheToleranceAtLargeTiltAndElevation)
             const Pose pose = random.tilted(0, 20, 60);
             const Parameters parameters = skewed(random, parity);
             const Reading reading = readPendulum(pose, parameters, random.uniform(-3, 3), random.uniform(-3, 3));
-            if (!reading.reachable || literalCross(pose.position, elevationAxis(reading))[2] <= 0)
+            if (!reading.reachable || cross(pose.position, elevationAxis(reading))[2] <= 0)
                 continue;
             errors.add(angleBetween(run<CKorPendulum>(parameters, reading.sample).matrix, pose.base));
         }
@@ -181,7 +182,7 @@ TEST(PendulumLoop, isRightExactlyWhileTheElevationAxisLiesLeftOfTheLineOfSight)
         const Pose pose = random.tilted(0, 60, 45);
         const Reading reading = readPendulum(pose, plain(0), 0, 0);
         const Vector direction = unit(pose.position);
-        const double side = literalCross(direction, elevationAxis(reading))[2];
+        const double side = cross(direction, elevationAxis(reading))[2];
         // Near the turn-over and at little rise the formula loses its digits either way.
         if (std::abs(side) < 1e-3 || std::abs(direction[2]) < 1e-3 || std::abs(reading.sample.slots[4]) < 0.01)
             continue;

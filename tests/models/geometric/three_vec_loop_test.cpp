@@ -1,6 +1,7 @@
 // Three-vector model in a closed loop with a perfect sensor: its accuracy, its mirror solution, its odd parity.
+#include "Errors.h"
 #include "KORInterface/CKorThreeVec.h"
-#include "Sensors.h"
+#include "Samples.h"
 
 #include <gtest/gtest.h>
 
@@ -46,9 +47,9 @@ double elevationOf(const Pose& pose)
 // Whether the mirror solution on the side of the model's vertical is the true one.
 bool rightSide(const Reading& reading, int parity, const Vector& vertical)
 {
-    const Vector n = literalCross(reading.sight, reading.level);
+    const Vector n = cross(reading.sight, reading.level);
     const Vector seen = multiply(transposed(reading.stage), vertical);
-    return literalDot(parity != 0 ? kUp : kDown, n) * literalDot(seen, n) > 0;
+    return dot(parity != 0 ? kUp : kDown, n) * dot(seen, n) > 0;
 }
 
 TEST(ThreeVecLoop, evenParityIsExact)
@@ -104,7 +105,7 @@ TEST(ThreeVecLoop, oddParityErrsByTheElevationTimesTheSkewOfTheLevelAxis)
         const double error = angleBetween(run<CKorThreeVec>(parameters, reading.sample).matrix, pose.base);
         errors.add(error);
         const double predicted =
-            2 * std::tan(std::abs(elevationOf(pose))) * std::abs(literalDot(reading.sight, reading.level));
+            2 * std::tan(std::abs(elevationOf(pose))) * std::abs(dot(reading.sight, reading.level));
         if (predicted > 1e-5)
             ratios.add(error * kExactPi / 180.0 / predicted);
     }
@@ -155,11 +156,11 @@ TEST(ThreeVecLoop, mirrorSolutionIsRightExactlyOnTheSideOfTheVertical)
             const Pose pose = random.anyOrientation(70);
             const Parameters parameters = aligned(parity);
             const Reading reading = readThreeVec(pose, parameters, 0, 0, vertical);
-            const Vector n = literalCross(reading.sight, reading.level);
+            const Vector n = cross(reading.sight, reading.level);
             const Vector seen = multiply(transposed(reading.stage), vertical);
-            const double side = literalDot(parity != 0 ? kUp : kDown, n) * literalDot(seen, n);
+            const double side = dot(parity != 0 ? kUp : kDown, n) * dot(seen, n);
             // Next to the turn-over both solutions are nearly the same.
-            if (!reading.reachable || std::abs(literalDot(seen, n)) < 0.02 || std::abs(side) < 1e-6)
+            if (!reading.reachable || std::abs(dot(seen, n)) < 0.02 || std::abs(side) < 1e-6)
                 continue;
             const double error = angleBetween(run<CKorThreeVec>(parameters, reading.sample).matrix, pose.base);
             if (side > 0) {

@@ -1,11 +1,10 @@
-// A perfect two-level sensor: what it reads at a true pose, and motions to read it along.
+// The simulated sensor with the parameters of a two-level model, and what a host calls the model with.
 #pragma once
 
 #include "models/two_level/literal_two_level.h"
-#include "support/Poses.h"
+#include "support/SimulatedSensor.h"
 
 #include <array>
-#include <cmath>
 #include <cstdint>
 
 namespace kor_test {
@@ -18,45 +17,17 @@ public:
 
     Priming prm;
 
-    // The nine inputs at a pose; the acceleration (tracker frame, mm/s^2) deflects the levels as it does
-    // accelerometers. The levels are referred to the downward vertical on both mount sides.
+    // The nine inputs at a pose, at steady temperatures.
     std::array<double, 9> read(const Pose& pose, const Vector& acceleration = {0, 0, 0}) const
     {
-        const double k = 0.01745329251994;
-        const Vector b = directionInBase(pose);
-        double axis[3];
-        double u[3];
-        literal::elevationAxis(prm.qvc[5], axis);
-        literal::sightAtZero(static_cast<double>(prm.qvc[3]), static_cast<double>(prm.qvc[4]), u);
-
-        // The height of the line of sight is a sine of the elevation angle about the axis: A + hypot(B, C) sin(...).
-        const double along = axis[0] * u[0] + axis[1] * u[1] + axis[2] * u[2];
-        const double a = axis[2] * along;
-        const double bb = u[2] - a;
-        const double c = axis[0] * u[1] - axis[1] * u[0];
-        const double f2 = std::remainder(std::asin((b[2] - a) / std::hypot(bb, c)) - std::atan2(bb, c), 2 * kTruePi);
-        const Vector r = turned({axis[0], axis[1], axis[2]}, f2, {u[0], u[1], u[2]});
-        const double f1 = std::atan2(b[1], b[0]) - std::atan2(r[1], r[0]);
-
-        const Matrix stage = multiply(pose.base, rotationZ(f1));
-        const Vector down = {-acceleration[0] / 9800.0, -acceleration[1] / 9800.0, -1.0 - acceleration[2] / 9800.0};
-        const Vector pull = multiply(transposed(stage), down);
-        const auto reading = [&](const std::array<float, 7>& level) {
-            double l[3];
-            literal::levelAxis(level.data(), l);
-            const double angle = std::asin(l[0] * pull[0] + l[1] * pull[1] + l[2] * pull[2]) / k;
-            return angle / static_cast<double>(level[6]) - static_cast<double>(level[5]);
-        };
-        const Vector& p = pose.position;
-        return {p[0], p[1], p[2], reading(prm.level1), reading(prm.level2), (f1 + prm.azRef) / k, (f2 + prm.elRef) / k,
-                20.0, 22.0};
+        std::array<double, 9> slots = reading(pose, acceleration).sample.slots;
+        slots[7] = 20.0;
+        slots[8] = 22.0;
+        return slots;
     }
 
     // The rotation of the azimuth stage, and where its rotation centre is.
-    Matrix stage(const Pose& pose) const
-    {
-        return multiply(pose.base, rotationZ(read(pose)[5] * 0.01745329251994 - prm.azRef));
-    }
+    Matrix stage(const Pose& pose) const { return reading(pose).stage; }
 
     Vector centre(const Pose& pose) const
     {
@@ -67,14 +38,10 @@ public:
     }
 
 private:
-    static Vector turned(const Vector& axis, double angle, const Vector& v)
+    Reading reading(const Pose& pose, const Vector& acceleration = {0, 0, 0}) const
     {
-        const double c = std::cos(angle);
-        const double s = std::sin(angle);
-        const double d = (axis[0] * v[0] + axis[1] * v[1] + axis[2] * v[2]) * (1 - c);
-        return {v[0] * c + (axis[1] * v[2] - axis[2] * v[1]) * s + axis[0] * d,
-                v[1] * c + (axis[2] * v[0] - axis[0] * v[2]) * s + axis[1] * d,
-                v[2] * c + (axis[0] * v[1] - axis[1] * v[0]) * s + axis[2] * d};
+        const Parameters parameters = {{}, prm.qvc, prm.level1, prm.level2, prm.parity};
+        return readTwoLevels(pose, parameters, prm.azRef, prm.elRef, acceleration);
     }
 };
 
