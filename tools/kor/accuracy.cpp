@@ -21,6 +21,7 @@
 #include "platform/Text.h"
 #include "recordings/Output.h"
 #include "simulation/WayPoints.h"
+#include "tools/kor/AccuracyReport.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
@@ -42,100 +43,6 @@ struct AccuracyRequest {
     bool budget = false;
 };
 
-constexpr double kArcSeconds = 3600.0;
-
-std::string table(const std::vector<Finding>& findings)
-{
-    std::string text;
-    int mode = 0;
-    for (const Finding& f : findings) {
-        if (f.mode != mode) {
-            mode = f.mode;
-            constexpr const char* kHead = "  {:<28} {:>7} {:>9} {:>9} {:>9} {:>9} {:>9} {:>9} {:>9} {:>9}\n";
-            text += fmt::format("{}mount mode {}, {}\n", text.empty() ? "" : "\n", mode, modelName(mode));
-            text += fmt::format(kHead, "stratum", "samples", "median", "99.9 %", "worst", "median", "99.9 %", "worst",
-                                "without", "bound");
-            text += fmt::format(kHead, "", "", "deg", "deg", "deg", "arcsec", "arcsec", "arcsec", "matrix", "deg");
-        }
-        const std::string exceeded = f.exceeded();
-        text +=
-            fmt::format("{} {:<28} {:>7} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.1e} {:>7.2f} % "
-                        "{:>9.1e}{}{}\n",
-                        f.stratum.inherent.empty() ? " " : "*", f.stratum.name, f.samples, f.median, f.high, f.worst,
-                        f.median * kArcSeconds, f.high * kArcSeconds, f.worst * kArcSeconds, 100.0 * f.shareWithout(),
-                        f.stratum.worst, exceeded.empty() ? "" : "  BEYOND ITS BOUND: ", exceeded);
-    }
-    text += "\n* inherent: the error lies in the model's formulas and shows in a correct implementation\n";
-    return text +
-           fmt::format("with noise: standard deviations {} deg of encoders, {} deg of levels, {} mm of position\n",
-                       kEncoderNoise, kLevelNoise, kPositionNoise);
-}
-
-// A NaN or infinity is no JSON.
-std::string jsonNumber(double value)
-{
-    return std::isfinite(value) ? fmt::format("{}", value) : "null";
-}
-
-std::string json(const std::vector<Finding>& findings, std::uint64_t seed)
-{
-    std::string text = fmt::format("{{\n  \"seed\": {},\n  \"noise\": {{\"encoder_deg\": {}, \"level_deg\": {}, "
-                                   "\"position_mm\": {}}},\n  \"strata\": [",
-                                   seed, kEncoderNoise, kLevelNoise, kPositionNoise);
-    const char* separator = "\n";
-    for (const Finding& f : findings) {
-        const Stratum& s = f.stratum;
-        text += fmt::format(
-            "{}    {{\"mode\": {}, \"model\": \"{}\", \"stratum\": \"{}\", \"poses\": \"{}\", \"inherent\": {}, "
-            "\"samples\": {}, \"without\": {}, \"median_deg\": {}, \"p999_deg\": {}, \"worst_deg\": {}, "
-            "\"median_bound_deg\": {}, \"worst_bound_deg\": {}, \"least_worst_deg\": {}, \"exceeded\": \"{}\"}}",
-            separator, f.mode, modelName(f.mode), s.name, s.poses,
-            s.inherent.empty() ? std::string("null") : "\"" + s.inherent + "\"", f.samples, f.without,
-            jsonNumber(f.median), jsonNumber(f.high), jsonNumber(f.worst), s.median, s.worst, s.atLeast, f.exceeded());
-        separator = ",\n";
-    }
-    return text + "\n  ]\n}\n";
-}
-
-std::string budgetTable(const Budget& budget)
-{
-    const Vec3& P = budget.pose.position;
-    std::string text =
-        fmt::format("mount mode {}, {}: target point at {:g}, {:g}, {:g} mm\n"
-                    "turn of the base about the tracker's x, y and z, arc-seconds per unit of the input\n"
-                    "  {:<12} {:<29} {:<10} {:>12} {:>11} {:>11} {:>11} {:>9}\n",
-                    budget.mode, modelName(budget.mode), P[0], P[1], P[2], "", "input", "unit", "value", "about x",
-                    "about y", "about z", "+-");
-    for (const Sensitivity& s : budget.inputs) {
-        text += fmt::format("  {:<12} {:<29} {:<10} {:>12.6g} {:>11.4g} {:>11.4g} {:>11.4g} {:>9.1e}\n", s.group,
-                            s.input, s.unit, s.value, s.turn[0], s.turn[1], s.turn[2], s.uncertainty);
-    }
-    return text;
-}
-
-std::string budgetJson(const std::vector<Budget>& budgets)
-{
-    std::string text = "{\n  \"unit\": \"arc-seconds per unit of the input\",\n  \"budgets\": [";
-    const char* before = "\n";
-    for (const Budget& budget : budgets) {
-        text += fmt::format("{}    {{\"mode\": {}, \"model\": \"{}\", \"position_mm\": [{}, {}, {}], \"base\": [{}], "
-                            "\"inputs\": [",
-                            before, budget.mode, modelName(budget.mode), budget.pose.position[0],
-                            budget.pose.position[1], budget.pose.position[2], fmt::join(budget.pose.base, ", "));
-        before = ",\n";
-        const char* separator = "\n";
-        for (const Sensitivity& s : budget.inputs) {
-            text += fmt::format("{}      {{\"group\": \"{}\", \"input\": \"{}\", \"unit\": \"{}\", \"value\": {}, "
-                                "\"x\": {}, \"y\": {}, \"z\": {}, \"uncertainty\": {}}}",
-                                separator, s.group, s.input, s.unit, jsonNumber(s.value), jsonNumber(s.turn[0]),
-                                jsonNumber(s.turn[1]), jsonNumber(s.turn[2]), jsonNumber(s.uncertainty));
-            separator = ",\n";
-        }
-        text += "]}";
-    }
-    return text + "\n  ]\n}\n";
-}
-
 Pose poseOption(const std::string& text)
 {
     const std::vector<std::string_view> parts = split(text, ',');
@@ -152,11 +59,9 @@ Pose poseOption(const std::string& text)
     return wayPointMotion({{0.0, {values[0], values[1], values[2]}, values[3], values[4], values[5]}})->pose(0.0);
 }
 
-int runBudget(const AccuracyRequest& request, int only)
+// The sensors that a budget is made for: that of a parameter file, or a typical one for each mode that is asked for.
+std::vector<SensorParameters> sensorsOf(const AccuracyRequest& request, int only)
 {
-    if (request.poses || request.seed || request.progress) {
-        throw Misuse("--budget takes neither --poses nor --seed nor --progress");
-    }
     if (request.prm.has_value() != request.id.has_value()) {
         throw Misuse("--prm and --id belong together");
     }
@@ -179,8 +84,16 @@ int runBudget(const AccuracyRequest& request, int only)
             }
         }
     }
+    return sensors;
+}
+
+int runBudget(const AccuracyRequest& request, int only)
+{
+    if (request.poses || request.seed || request.progress) {
+        throw Misuse("--budget takes neither --poses nor --seed nor --progress");
+    }
     std::vector<Budget> budgets;
-    for (const SensorParameters& sensor : sensors) {
+    for (const SensorParameters& sensor : sensorsOf(request, only)) {
         const std::optional<Budget> found =
             budgetOf(sensor, request.pose ? poseOption(*request.pose) : typicalPose(sensor.mode));
         if (!found) {
@@ -250,7 +163,7 @@ int runAccuracy(const AccuracyRequest& request)
     }
     progress.clear();
     Output output("-");
-    output.write(request.json ? json(findings, seed) : table(findings));
+    output.write(request.json ? accuracyJson(findings, seed) : accuracyTable(findings));
     output.close();
     tell(fmt::format("seed: {}\n", seed));
     if (!sound) {
