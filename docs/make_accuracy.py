@@ -4,7 +4,7 @@
     docs/make_accuracy.py KOR            rewrite them
     docs/make_accuracy.py KOR --check    measure again and compare: pictures and text to the byte, figures by size
 
-What stands between the two "exact" marks of accuracy.md is kept as it is. Standard library only.
+The words stand in accuracy.md.in, with a place for each figure and table: @name@. Standard library only.
 """
 import argparse
 import json
@@ -16,7 +16,7 @@ import sys
 
 DOCS = pathlib.Path(__file__).resolve().parent
 MODELS = {1: "dual level", 3: "pendulum", 5: "polarizer", 7: "three vectors", 9: "two levels"}
-BEGIN, END = "<!-- exact: begin -->", "<!-- exact: end -->"
+PLACE = re.compile(r"@(\w+)@")
 
 # ------------------------------------------------------------------------------------------------------- pictures
 
@@ -221,64 +221,6 @@ PICTURES = {"frames.svg": frames, "axes.svg": axes, "levels.svg": levels, "angle
 
 # ----------------------------------------------------------------------------------------------------------- text
 
-CONVENTIONS = """# Accuracy
-
-How exact is it? Known poses go through a simulated sensor to raw readings and back through the library; an error is the
-angle of the rotation between the orientation that comes back and the true one. The tables below are what
-
-    kor accuracy
-
-measures in some ten seconds; the command fails when a stratum is beyond its recorded bound. To get the figures for a
-sensor and a motion of your own, `kor simulate` writes a recording with its truth and `data/compare.py` compares.
-
-## Frames, signs and units
-
-![The tracker frame, the target point and the base](img/frames.svg)
-
-The **tracker frame** has its origin at the tracker and z up. The **base** is the part of the sensor that does not turn with
-its axes; its z is the azimuth axis. The matrix **R** takes directions of the base to the tracker frame, so its columns are
-the base's x, y and z axes as the tracker sees them. Every orientation model returns R: the turns of the sensor's own two
-axes are taken out again.
-
-![Azimuth and elevation](img/axes.svg)
-
-The two axes are no free quantities: they turn so that the sensor looks at the tracker. The stage that azimuth turns
-carries the levels.
-
-![The levels](img/levels.svg)
-
-| Quantity | Where | Unit | Sign |
-|---|---|---|---|
-| position | `sensorVector` | mm | tracker frame |
-| azimuth | `azimuthRaw`, `azimuth` | degrees | right-handed about the base's z; in mode 3 the other way. Zero where the reading is the encoder offset |
-| elevation | `elevationRaw`, `elevation` | degrees | grows as the sight turns towards the base's z (it rises; in mode 9, whose base hangs, it sinks); in mode 3 the other way |
-| encoder offset | `setEncoderOffset` | radians; degrees in the parameter file | subtracted from the angle |
-| level X, level Y | `levelXRaw`, `levelYRaw` | of their table | as drawn, after correction |
-| corrected levels | `levelX`, `levelY` | degrees | (table(reading) - tilt offset) (gain t + offset), t = `levelTemperature` |
-| temperatures | `temperatureCount` | 1/41920 | 24-bit two's complement |
-| time stamp | `timeStampMs` | ms | wraps at 2^32 |
-| orientation | `orientationAngles` | degrees | right-handed, below |
-
-In modes 5 and 6 level X is a numerator that the engine divides by level Y, and has no part in the orientation; in modes 3,
-4, 7 and 8 it has none either.
-
-## Angles and matrices in words
-
-![The three orientation angles](img/angles.svg)
-
-The three angles stand in the order x, **z**, y. They make up the matrix of `ReadMatrix`:
-
-- in machine coordinates and in modes 7 and above, M = Rx([0]) Ry([2]) Rz([1]): the base turned about the fixed x last, or
-  equally about its own axes in the order x, then y, then z;
-- in local coordinates (modes below 7, MCS flag off), M = Rz([1]) Ry([2]) Rx([0]).
-
-Below mode 7, M is the machine matrix times R with the MCS flag on, and L (R Rref^-1) L^-1 with it off: the turn since the
-reference in tracker axes, seen in the local frame whose matrix is L. In modes 7 and above M is R. The angle about y lies
-within 90 degrees of zero below mode 7; from 7 on the angle about x does, and a base that hangs upside down shows as an angle
-about y near 180 degrees. Until a reference is captured the angles are zero and the matrix is the identity.
-
-Rx, Ry, Rz are the right-handed elementary rotations; Rz(a) = ((cos a, -sin a, 0), (sin a, cos a, 0), (0, 0, 1)).
-"""
 
 
 def number(value):
@@ -289,83 +231,55 @@ def sentence(stratum):
     return stratum["poses"] + (f". **Inherent**: {stratum['inherent']}" if stratum["inherent"] else "")
 
 
-def accuracy_section(report):
-    noise = report["noise"]
-    lines = ["", "## Measured", "",
-             "Degrees; in the last columns the same in arc-seconds and the share of samples without a matrix. Rows marked"
-             " with * show a limit of the model's formulas, which a correct implementation has; a limit that has a row of its own"
-             " is left out of the others.",
-             f"Noise: standard deviations of {noise['encoder_deg']} degrees on the encoders, {noise['level_deg']} degrees on the"
-             f" levels, {noise['position_mm']} mm on the position."]
-    mode = None
+def table(title, head, rows):
+    lines = [f"### {title}", "", "| " + " | ".join(head) + " |", "|" + "---|" * len(head)]
+    return "\n".join(lines + ["| " + " | ".join(str(cell) for cell in row) + " |" for row in rows])
+
+
+def strata_tables(report):
+    """One table a mount mode."""
+    head = ["Stratum", "Poses", "Samples", "Median", "99.9 %", "Worst", "Bound", "Median, arcsec", "99.9 %, arcsec",
+            "Worst, arcsec", "Without"]
+    modes = {}
     for s in report["strata"]:
-        if s["mode"] != mode:
-            mode = s["mode"]
-            lines += ["", f"### Mode {mode}, {s['model']}", "",
-                      "| Stratum | Poses | Samples | Median | 99.9 % | Worst | Bound | Median, arcsec | 99.9 %, arcsec | Worst, arcsec |"
-                      " Without |", "|---|---|---|---|---|---|---|---|---|---|---|"]
-        share = 100.0 * s["without"] / s["samples"]
-        lines.append(f"| {s['stratum']}{' *' if s['inherent'] else ''} | {sentence(s)} | {s['samples']} | "
-                     f"{number(s['median_deg'])} | {number(s['p999_deg'])} | {number(s['worst_deg'])} | "
-                     f"{number(s['worst_bound_deg'])} | {number(3600 * s['median_deg'])} | {number(3600 * s['p999_deg'])} | "
-                     f"{number(3600 * s['worst_deg'])} | {share:.2g} % |")
-    return lines
+        figures = [s["median_deg"], s["p999_deg"], s["worst_deg"]]
+        row = [s["stratum"] + (" *" if s["inherent"] else ""), sentence(s), s["samples"], *map(number, figures),
+               number(s["worst_bound_deg"]), *(number(3600 * f) for f in figures),
+               f"{100.0 * s['without'] / s['samples']:.2g} %"]
+        modes.setdefault(f"Mode {s['mode']}, {s['model']}", []).append(row)
+    return "\n\n".join(table(title, head, rows) for title, rows in modes.items())
 
 
-LIMITS = """
-## Limits of the models
-
-- **Dual level.** Where height and level Y differ in sign the error is to leading order 2 |level X| |level Y| tan|e| / cos e
-  (radians, e the elevation). Where they agree the model is exact and level X has no influence at all. Target exactly level
-  with the tracker: no number. A base upside down is never found.
-- **Pendulum.** The search stops within 0.001 degrees. A pendulum along y is hit at once, unless it reads less than 0.001
-  degrees, which is taken as zero and costs up to 0.001 / cos e; any other pendulum comes out 0.0006 to 0.001 degrees short,
-  always on the same side. Vanishing height loses digits: 3e-3 degrees at 0.001 mm. Beyond 90 degrees of roll about the sight
-  the other solution is taken.
-- **Polarizer.** None: any orientation, right up to the vertical.
-- **Three vectors.** The mirrored solution is taken beyond 90 degrees of roll about the sight. In mode 7 the error is
-  2 tan|e| times the cosine between sight and level axis: it takes a sensor whose sight is square to its level.
-- **Two levels.** The first call of a process gives zeros, the next four no matrix, and right results come from the 16th
-  on. The filters look back two samples, the level channel three. The seven-point acceleration turns noise of the position
-  into tilt: 0.01 mm into some 0.05 degrees. Both levels' solutions are averaged by their angles; where one of these passes
-  180 degrees the mean is up to a quarter turn away. The base has to stand as the parity says: z down in mode 9, up in
-  mode 10.
-
-## Error budget
-
-How far the base turns, in arc-seconds about the tracker's x, y and z, when one input changes by its unit: what an
-uncertainty statement multiplies with each input's own uncertainty. At a target point 3.7 m away, the base tilted by 5 degrees,
-for a sensor with plausible parameters; `kor accuracy --budget --prm DIR --id N --pose X,Y,Z,ROLL,PITCH,YAW` gives the same
-for yours. Inputs that weigh less than 0.001 arc-seconds per unit are left out. The last column is what the numerical
-differentiation leaves open."""
-
-
-def budget_section(report):
-    lines = [LIMITS]
+def budget_tables(report):
+    """One table a model."""
+    tables = []
     for budget in report["budgets"]:
-        if budget["mode"] not in (1, 4, 5, 8, 10):
-            continue
-        lines += ["", f"### Mode {budget['mode']}, {budget['model']}", "", "| Input | Unit | Value | About x | About y | About z |"
-                  " +- |", "|---|---|---|---|---|---|---|"]
-        for i in budget["inputs"]:
-            if math.hypot(i["x"], i["y"], i["z"]) < 1e-3:
-                continue
-            lines.append(f"| {i['input']} | {i['unit']} | {i['value']:.6g} | {i['x']:.4g} | {i['y']:.4g} | {i['z']:.4g} | "
-                         f"{number(i['uncertainty'])} |")
-    return lines
+        if budget["mode"] in (1, 4, 5, 8, 10):
+            rows = [[i["input"], i["unit"], f"{i['value']:.6g}", f"{i['x']:.4g}", f"{i['y']:.4g}", f"{i['z']:.4g}",
+                     number(i["uncertainty"])]
+                    for i in budget["inputs"] if math.hypot(i["x"], i["y"], i["z"]) >= 1e-3]
+            tables.append(table(f"Mode {budget['mode']}, {budget['model']}",
+                                ["Input", "Unit", "Value", "About x", "About y", "About z", "+-"], rows))
+    return "\n\n".join(tables)
 
 
-def document(kor, kept):
+def document(kor):
+    """The template with the figures in their places."""
     def report(*arguments):
         done = subprocess.run([kor, "accuracy", "--json", *arguments], capture_output=True, text=True)
         if done.returncode != 0:
             raise SystemExit(done.stderr)
         return json.loads(done.stdout)
 
-    lines = [CONVENTIONS.rstrip("\n")] + accuracy_section(report()) + budget_section(report("--budget"))
-    lines += ["", "## Against exact arithmetic", "", BEGIN + kept + END, "",
-              "---", "", "Made by `docs/make_accuracy.py`."]
-    return "\n".join(lines) + "\n"
+    measured = report()
+    figures = {"encoder_noise": measured["noise"]["encoder_deg"], "level_noise": measured["noise"]["level_deg"],
+               "position_noise": measured["noise"]["position_mm"], "strata": strata_tables(measured),
+               "budgets": budget_tables(report("--budget"))}
+    template = (DOCS / "accuracy.md.in").read_text()
+    places = PLACE.findall(template)
+    if sorted(places) != sorted(figures):
+        raise SystemExit(f"accuracy.md.in: found places for {sorted(places)}, expected one for each of {sorted(figures)}")
+    return PLACE.sub(lambda place: str(figures[place.group(1)]), template)
 
 
 # ----------------------------------------------------------------------------------------------------- comparison
@@ -410,8 +324,7 @@ def main():
     arguments = parser.parse_args()
     page = DOCS / "accuracy.md"
     stored = page.read_text() if page.exists() else ""
-    kept = stored.split(BEGIN)[1].split(END)[0] if BEGIN in stored else "\n"
-    text = document(arguments.kor, kept)
+    text = document(arguments.kor)
     pictures = {name: draw().svg() for name, draw in PICTURES.items()}
     if not arguments.check:
         page.write_text(text)
