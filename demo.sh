@@ -28,7 +28,7 @@ echo "== First rows of the results after the reference: time, calibrated angles,
 cut -d, -f1-8 "$results/polarizer.csv" | sed -n '1p;151,155p'
 echo
 echo "== Against the truth"
-python3 data/compare.py "$results/polarizer.csv" data/polarizer/polarizer_truth.csv --limit 2e-5
+python3 data/compare.py "$results/polarizer.csv" data/polarizer/polarizer_truth.csv --limit 1e-5
 echo
 echo "== Every mount mode against its truth"
 for folder in data/*/; do

@@ -3,6 +3,6 @@
 set(kor_recordings dual_level dual_level_even pendulum pendulum_even polarizer polarizer_even three_vector
                    three_vector_even two_level two_level_even)
 foreach(name IN LISTS kor_recordings)
-  set(limit_${name} 2e-5)
+  set(limit_${name} 1e-5)
 endforeach()
-set(limit_pendulum_even 1.2e-3)
+set(limit_pendulum_even 1.1e-3)

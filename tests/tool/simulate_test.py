@@ -7,9 +7,9 @@ Simulates with the shipped parameter files, replays and holds the results agains
 """
 import csv
 import hashlib
-import importlib.util
 import math
 import os
+import pathlib
 import shutil
 import struct
 import subprocess
@@ -21,6 +21,8 @@ from program import KOR
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 DATA = os.path.join(ROOT, "data")
+sys.path.insert(0, DATA)
+import compare  # noqa: E402  (stands in DATA)
 SENSORS = ["dual_level", "dual_level_even", "pendulum", "pendulum_even", "polarizer", "polarizer_even", "three_vector",
            "three_vector_even", "two_level", "two_level_even"]
 REALS = ["sensorVector_x", "sensorVector_y", "sensorVector_z", "azimuthRaw", "elevationRaw", "levelXRaw", "levelYRaw",
@@ -28,17 +30,6 @@ REALS = ["sensorVector_x", "sensorVector_y", "sensorVector_z", "azimuthRaw", "el
 COUNTS = ["temperatureCount_0", "temperatureCount_1", "temperatureCount_2"]
 RAW = struct.Struct("<4xi9f4xB3x3iI")
 USAGE, DATA_ERROR, NO_INPUT, CANNOT_CREATE = 64, 65, 66, 73
-
-
-def module(name):
-    path = os.path.join(DATA, name + ".py")
-    spec = importlib.util.spec_from_file_location(name, path)
-    loaded = importlib.util.module_from_spec(spec)
-    spec.loader.exec_module(loaded)
-    return loaded
-
-
-compare = module("compare")
 
 
 def digest(path):
@@ -184,19 +175,20 @@ class ClosedLoop(Case):
                 self.assertLess(found[-1], 1.2e-3)
 
     def test_the_other_simulator_finds_the_same_axis_angles_and_levels(self):
-        generate = module("generate")
+        sys.path.insert(0, os.path.join(ROOT, "tests", "reference"))
+        from recordings import Sensor
         for sensor in SENSORS:
             with self.subTest(sensor=sensor):
-                numbers, _ = generate.simulate(generate.PLANS[sensor])
+                number = 1001 + SENSORS.index(sensor)
+                independent = Sensor(pathlib.Path(DATA, sensor, f"Tg{number}.prm"))
                 moving = sensor in SENSORS[:8]
                 self.simulate(sensor, motion="random" if moving else "static", samples=150)
                 results = self.replay(sensor)
                 truths = rows(self.path("truth.csv"))
                 for result, truth in list(zip(results, truths))[30:150:7]:
-                    R = [[float(truth[f"R_{r}{c}"]) for c in range(3)] for r in range(3)]
-                    P = [float(truth[f"position_{axis}"]) for axis in "xyz"]
-                    felt = () if moving else ((0.0, 0.0, 0.0),)
-                    x, y, az, el = generate.PLANS[sensor].equations(numbers, R, P, *felt)
+                    R = [float(truth[f"R_{r}{c}"]) for r in range(3) for c in range(3)]
+                    P = [f32(float(truth[f"position_{axis}"])) for axis in "xyz"]
+                    x, y, az, el = independent.slots(R, P)
                     difference = (float(result["azimuth_deg"]) - az + 180.0) % 360.0 - 180.0
                     self.assertLess(abs(difference), 4e-5)
                     self.assertLess(abs(float(result["elevation_deg"]) - el), 1e-5)

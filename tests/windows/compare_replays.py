@@ -14,11 +14,14 @@ import sys
 EXACT = ("timeStampMs", "matrixCode")
 MATRIX = tuple(f"m{r}{c}" for r in range(3) for c in range(3))
 
-# Measured: at most 2 and 2.3e-15. An angle is rounded to single precision in radians and again in degrees; where the
-# two C libraries' doubles fall on both sides of the limit between two floats, one step in radians becomes up to two in
-# degrees. The elements of the matrix are of magnitude 1 at most.
+# Measured: at most 3 and 7.9e-15, the latter where the pendulum's search ends. An angle is rounded to single precision
+# in radians and again in degrees; where the two C libraries' doubles fall on both sides of the limit between two floats,
+# one step in radians becomes up to two in degrees. Orientation angles also go through the single-precision sine and
+# cosine of the angle before them: a step there, 6e-8, is 3.4e-6 degrees, which is more than two steps of a small angle.
+# The elements of the matrix are of magnitude 1 at most.
 FLOAT_ULP = 2
-MATRIX_DIFFERENCE = 4e-15
+ANGLE_DIFFERENCE = 3.5e-6
+MATRIX_DIFFERENCE = 1.6e-14
 
 
 def float_steps(a, b):
@@ -73,7 +76,7 @@ def main():
             else:
                 steps = float_steps(x, y)
                 floats.add(steps, difference)
-                if steps > FLOAT_ULP:
+                if steps > FLOAT_ULP and not (key.startswith("orientation") and difference <= ANGLE_DIFFERENCE):
                     faults.append(where)
     print(f"{name:<18} {len(native):>5} rows; floats: {floats.differing} of {floats.values} differ, {floats.worst} ulp at "
           f"most, {floats.worst_difference:.1e}; matrix: {matrix.differing} of {matrix.values} differ, "

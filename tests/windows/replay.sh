@@ -3,6 +3,7 @@
 #   replay.sh PREFIX KOR_EXE NAME NATIVE_BUILD LIMIT   like the native program's, and within LIMIT degrees of the truth
 #   replay.sh PREFIX KOR_EXE --several                 two recordings side by side, names beyond ASCII
 #   replay.sh PREFIX KOR_EXE --simulated NATIVE_BUILD  simulations of every sensor, byte for byte the native program's
+#   replay.sh PREFIX KOR_EXE --shipped                 the shipped recordings made again, byte for byte
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -29,6 +30,24 @@ if [ "$name" = --several ]; then
     for file in "${made[@]}"; do
         cmp "$work/alone.csv" "$file"
     done
+    exit 0
+fi
+
+# The Windows program as one command.
+as_command() {
+    printf '#!/bin/sh\nexec "%s" "%s" "%s" "$@"\n' "${windows_kor[@]}" >"$work/kor"
+    chmod +x "$work/kor"
+}
+
+if [ "$name" = --shipped ]; then
+    as_command
+    silently "$root/data/make.sh" "$work/kor" "$work/data"
+    same=0
+    while IFS= read -r file; do
+        cmp "$root/data/$file" "$work/data/$file"
+        same=$((same + 1))
+    done < <(cd "$work/data" && find . -type f)
+    [ "$same" -eq 21 ] || { echo "made $same files, expected 21"; exit 1; }
     exit 0
 fi
 
@@ -63,6 +82,5 @@ silently "${windows_kor[@]}" "${arguments[@]}" -o "$work/windows.csv"
 "$python" "$root/data/compare.py" "$work/windows.csv" "$folder/${name}_truth.csv" --limit "$5"
 
 # Bit for bit as stored for this toolchain.
-printf '#!/bin/sh\nexec "%s" "%s" "%s" "$@"\n' "${windows_kor[@]}" >"$work/kor"
-chmod +x "$work/kor"
+as_command
 "$python" "$root/tests/data/golden.py" check "$work/kor" "GNU Windows x86_64" "$name"
