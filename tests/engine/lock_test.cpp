@@ -136,6 +136,28 @@ TEST(EngineLock, setOperationsSamplesAndTheReadOutWaitForIt)
     });
 }
 
+// The check of the arguments is part of the body: a call that is refused waits like any other.
+TEST(EngineLock, setOperationsThatAreRefusedWaitForItToo)
+{
+    expectAllWait({
+        {"setScaleFactors", [](CKor& e) { return e.setScaleFactors(nullptr, 8); }, 20},
+        {"setQVCParameters", [](CKor& e) { return e.setQVCParameters(nullptr, 6); }, 20},
+        {"setLevel1Parameters", [](CKor& e) { return e.setLevel1Parameters(nullptr, 7); }, 20},
+        {"setLevel2Parameters", [](CKor& e) { return e.setLevel2Parameters(nullptr, 7); }, 20},
+        {"setLevelXComp, no knots", [](CKor& e) { return e.setLevelXComp(4, nullptr, kDoubles.data()); }, 20},
+        {"setLevelXComp, no coefficients", [](CKor& e) { return e.setLevelXComp(4, kFloats.data(), nullptr); }, 20},
+        {"setLevelXComp, count 0", [](CKor& e) { return e.setLevelXComp(0, kFloats.data(), kDoubles.data()); }, 20},
+        {"setLevelYComp, no knots", [](CKor& e) { return e.setLevelYComp(4, nullptr, kDoubles.data()); }, 20},
+        {"setLevelYComp, no coefficients", [](CKor& e) { return e.setLevelYComp(4, kFloats.data(), nullptr); }, 20},
+        {"setLevelYComp, count -1", [](CKor& e) { return e.setLevelYComp(-1, kFloats.data(), kDoubles.data()); }, 20},
+        {"setAzimuthComp", [](CKor& e) { return e.setAzimuthComp(2, nullptr); }, 20},
+        {"setElevationComp", [](CKor& e) { return e.setElevationComp(2, nullptr); }, 20},
+        {"setKnownVector", [](CKor& e) { return e.setKnownVector(nullptr); }, 20},
+        {"setLocalMatrix", [](CKor& e) { return e.setLocalMatrix(nullptr, 3); }, 20},
+        {"setMachineMatrix", [](CKor& e) { return e.setMachineMatrix(nullptr, 3); }, 20},
+    });
+}
+
 TEST(EngineLock, theReadOutIntoNothingAnswersWithoutIt)
 {
     expectNoneWaits({{"ReadMatrix", [](CKor& e) { return e.ReadMatrix(nullptr); }, 20}});
