@@ -60,6 +60,19 @@ TEST(EngineConstruction, samplesBeforeTheMountModeAreRefusedWithAZeroedRecord)
     }
 }
 
+TEST(EngineConstruction, aSampleRefusedForWantOfAModelLeavesTheIdentity)
+{
+    for (const int status : {2, 1}) {
+        CKor engine;
+        KOR_RAWINFO raw = tiltedSample();
+        raw.status = status;
+        feed(engine, raw);
+        Matrix matrix{};
+        EXPECT_EQ(engine.ReadMatrix(matrix.data()), 554);
+        EXPECT_TRUE(sameBitsThroughout(matrix, kIdentity));
+    }
+}
+
 TEST(EngineConstruction, aRefusedSampleIsNoReference)
 {
     EnginePair pair;
@@ -145,6 +158,29 @@ TEST(EngineDestroy, samplesAreRefusedAfterwards)
         Matrix matrix{};
         EXPECT_EQ(pair.engine.ReadMatrix(matrix.data()), 554);
     }
+}
+
+TEST(EngineDestroy, leavesTheIdentityInPlaceOfTheLastMatrix)
+{
+    EnginePair pair(5);
+    pair.machineMatrix(rotationX(0.3));
+    pair.feedBoth(tiltedSample());
+    pair.feedBoth(tiltedSample());
+    ASSERT_FALSE(sameBitsThroughout(readMatrix(pair.engine), kIdentity));
+    CKor copy(pair.engine);
+    pair.engine.Destroy();
+    Matrix matrix{};
+    EXPECT_EQ(pair.engine.ReadMatrix(matrix.data()), 554);
+    EXPECT_TRUE(sameBitsThroughout(matrix, kIdentity));
+    for (const int status : {2, 0}) {
+        KOR_RAWINFO raw = tiltedSample();
+        raw.status = status;
+        feed(pair.engine, raw);
+        EXPECT_EQ(pair.engine.ReadMatrix(matrix.data()), 554);
+        EXPECT_TRUE(sameBitsThroughout(matrix, kIdentity));
+    }
+    EXPECT_EQ(copy.ReadMatrix(matrix.data()), 0) << "a copy has a matrix of its own";
+    EXPECT_FALSE(sameBitsThroughout(matrix, kIdentity));
 }
 
 TEST(EngineDestroy, leavesTheInverseCalibrationsWithoutATable)
