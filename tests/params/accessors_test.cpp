@@ -654,6 +654,22 @@ TEST_F(Accessors, thermalStepWithFactorZeroLeavesMinusMeanTimesGain)
     expectSame(snapshot(m_prm), expected(wanted));
 }
 
+TEST_F(Accessors, thermalStepWithoutTemperaturesEndsSilentlyAndChangesNothing)
+{
+    for (const int which : {0, 1, 2, -1}) {
+        for (const float factor : {0.0F, 0.5F, 1.0F, std::numeric_limits<float>::infinity()}) {
+            m_prm.TgUpdateThermal(factor, nullptr, which);
+        }
+    }
+    expectSame(snapshot(m_prm), expected(firstSensor(9)));
+    EXPECT_FALSE(modifiedFlag(m_prm));
+    EXPECT_TRUE(loadedFlag(m_prm));
+    CKorPrm empty;
+    empty.TgUpdateThermal(0.5F, nullptr, 0);
+    EXPECT_FALSE(loadedFlag(empty));
+    EXPECT_FALSE(modifiedFlag(empty));
+}
+
 TEST_F(Accessors, thermalStepNeedsNoLoadedObject)
 {
     CKorPrm prm;
