@@ -22,7 +22,7 @@ enum class Layout : std::uint8_t {
     tiltTable,    ///< "%d\n" count; count times `columns` floats "%f\t%f\n"; "%f\t%f\t%f\n"; "%s\n"
 };
 
-/// What becomes of a block's values.
+/// Where a block's values go.
 enum class Target : std::uint8_t {
     nothing,
     fileId,
@@ -48,16 +48,16 @@ enum class Target : std::uint8_t {
     dynamicParameters,
 };
 
-/// What happens when the file has ended where a block's title is due.
+/// Effect of a file that has ended where a block's title is due.
 enum class AtEnd : std::uint8_t {
     fail,     ///< the read fails
     skip,     ///< the block is absent, its fields keep their values
     defaults, ///< the block's fields take defaults
 };
 
-/// Where a copy of the file departs from what a read makes of the block.
+/// Differences between copying a block and reading it.
 struct CopyRules {
-    const char* testedTitle = nullptr; ///< what the title line must contain instead of the title
+    const char* testedTitle = nullptr; ///< the title line must contain this instead of the title
     std::uint16_t message = 0;         ///< failure of this block, instead of the read's
     std::uint8_t defaults = 0;         ///< default values written, when not as many as the block has
     bool ownLines = false;             ///< each of the separate values on a line of its own
@@ -65,13 +65,13 @@ struct CopyRules {
 };
 
 struct Block {
-    const char* title;        ///< what the joined words of the title line must contain
+    const char* title;        ///< the joined words of the title line must contain it
     std::uint8_t words;       ///< words of the title line
-    Layout layout;            ///<
+    Layout layout;            ///< how the values follow the title
     std::uint8_t rows;        ///< rows of Layout::rows
     std::uint8_t columns;     ///< floats of a row, or of Layout::separate
-    Target target;            ///<
-    AtEnd atEnd;              ///<
+    Target target;            ///< where the values go
+    AtEnd atEnd;              ///< effect of a file that ends before the title
     std::uint16_t message;    ///< failure of this block, its title missing or due at the end of the file; 0: silent
     bool modeSevenUp = false; ///< only with mount mode 7 or more
     CopyRules copy = {};      ///< where a copy differs

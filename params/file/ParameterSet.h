@@ -16,8 +16,8 @@ void releaseTables(ParameterSet& set) noexcept;
 /// Whether an encoder table is there and has room for so many rows.
 bool encoderTableHolds(const float* table, std::uint32_t rows) noexcept;
 
-/// Whether a level's table and its coefficients are there and have room for so many rows; the table for its extra values
-/// besides.
+/// Whether a level's table and its coefficients are there and have room for so many rows; the table for its extra
+/// values besides.
 bool levelTableHolds(const float* table, const double* coeffs, std::uint32_t rows) noexcept;
 
 } // namespace kor::params
