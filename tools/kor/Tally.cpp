@@ -72,7 +72,7 @@ std::string Tally::summary(const std::string& title, bool withOutside, bool with
 
     std::string text = title + "\n";
     for (const auto& [name, value] : lines) {
-        text += "  " + name + ":" + std::string(22 - name.size(), ' ') + value + "\n";
+        text.append("  ").append(name).append(":").append(22 - name.size(), ' ').append(value).append("\n");
     }
     return text;
 }
