@@ -257,61 +257,73 @@ bool Scanner::takeDigits(bool hexadecimal)
     return any;
 }
 
+// The rest of "inf" or "infinity" behind its i.
+bool Scanner::takeInfinity(float& magnitude) noexcept
+{
+    magnitude = std::numeric_limits<float>::infinity();
+    return takeRest("nf") && (!takeIf('i') || takeRest("nity"));
+}
+
+// The rest of "nan" or "nan(...)" behind its n.
+bool Scanner::takeNan(float& magnitude) noexcept
+{
+    magnitude = std::numeric_limits<float>::quiet_NaN();
+    if (!takeRest("an")) {
+        return false;
+    }
+    if (!takeIf('(')) {
+        return true;
+    }
+    while (isNanCharacter(peek())) {
+        take();
+    }
+    return takeIf(')');
+}
+
+// Digits with a point and an exponent, decimal or hexadecimal.
+bool Scanner::takeMagnitude(float& magnitude)
+{
+    m_digits.clear();
+    bool any = takeIf('0');
+    const bool hexadecimal = any && takeIf('x');
+    if (hexadecimal) {
+        any = false;
+    } else if (any) {
+        m_digits += '0';
+    }
+    any = takeDigits(hexadecimal) || any;
+    if (takeIf('.')) {
+        m_digits += '.';
+        any = takeDigits(hexadecimal) || any;
+    }
+    if (!any) {
+        return false;
+    }
+    const char exponent = hexadecimal ? 'p' : 'e';
+    if (takeIf(exponent)) {
+        m_digits += exponent;
+        if (takeSign()) {
+            m_digits += '-';
+        }
+        if (!takeDigits(false)) {
+            return false;
+        }
+    }
+    magnitude = magnitudeOf(m_digits, hexadecimal);
+    return true;
+}
+
 bool Scanner::takeNumber(float& value)
 {
     const bool negative = takeSign();
     float magnitude = 0.0F;
-
-    if (takeIf('i')) {
-        if (!takeRest("nf") || (takeIf('i') && !takeRest("nity"))) {
-            return false;
-        }
-        magnitude = std::numeric_limits<float>::infinity();
-    } else if (takeIf('n')) {
-        if (!takeRest("an")) {
-            return false;
-        }
-        if (takeIf('(')) {
-            while (isNanCharacter(peek())) {
-                take();
-            }
-            if (!takeIf(')')) {
-                return false;
-            }
-        }
-        magnitude = std::numeric_limits<float>::quiet_NaN();
-    } else {
-        m_digits.clear();
-        bool any = takeIf('0');
-        const bool hexadecimal = any && takeIf('x');
-        if (hexadecimal) {
-            any = false;
-        } else if (any) {
-            m_digits += '0';
-        }
-        any = takeDigits(hexadecimal) || any;
-        if (takeIf('.')) {
-            m_digits += '.';
-            any = takeDigits(hexadecimal) || any;
-        }
-        if (!any) {
-            return false;
-        }
-        const char exponent = hexadecimal ? 'p' : 'e';
-        if (takeIf(exponent)) {
-            m_digits += exponent;
-            if (takeSign()) {
-                m_digits += '-';
-            }
-            if (!takeDigits(false)) {
-                return false;
-            }
-        }
-        magnitude = magnitudeOf(m_digits, hexadecimal);
+    const bool taken = takeIf('i')   ? takeInfinity(magnitude)
+                       : takeIf('n') ? takeNan(magnitude)
+                                     : takeMagnitude(magnitude);
+    if (taken) {
+        value = negative ? -magnitude : magnitude;
     }
-
-    value = negative ? -magnitude : magnitude;
-    return true;
+    return taken;
 }
 
 } // namespace kor::params

@@ -70,7 +70,7 @@ public:
 private:
     static constexpr int kNone = -1;
     static constexpr int kTextEnd = 0x1A;
-    static constexpr std::size_t kItemKept = 64; // of an item at the least, for item()
+    static constexpr std::size_t kItemKept = 64; ///< of an item at the least, for item()
 
     int peek() noexcept;
     void fetch(std::size_t kept) noexcept;
@@ -80,19 +80,22 @@ private:
     bool takeSign() noexcept;
     bool takeRest(std::string_view lower) noexcept;
     bool takeDigits(bool hexadecimal);
+    bool takeInfinity(float& magnitude) noexcept;
+    bool takeNan(float& magnitude) noexcept;
+    bool takeMagnitude(float& magnitude);
     bool takeNumber(float& value);
 
     std::FILE* m_file = nullptr;
-    const char* m_bytes = nullptr; // what has been fetched: the whole text, or m_buffer
-    std::size_t m_next = 0;        // in m_bytes
-    std::size_t m_fetched = 0;     // length of m_bytes
-    std::uint64_t m_before = 0;    // bytes before m_bytes
+    const char* m_bytes = nullptr; ///< what has been fetched: the whole text, or m_buffer
+    std::size_t m_next = 0;        ///< in m_bytes
+    std::size_t m_fetched = 0;     ///< length of m_bytes
+    std::uint64_t m_before = 0;    ///< bytes before m_bytes
     bool m_atEnd = false;
-    bool m_broken = false; // the file could not be read on; that is not its end
+    bool m_broken = false; ///< the file could not be read on; that is not its end
     std::size_t m_line = 1;
     std::size_t m_itemLine = 1;
-    std::size_t m_itemAt = 0; // in m_bytes
-    std::string m_digits;     // the number being read, as far as the conversion takes it
+    std::size_t m_itemAt = 0; ///< in m_bytes
+    std::string m_digits;     ///< the number being read, as far as the conversion takes it
     std::array<char, 4096> m_buffer;
 };
 
