@@ -66,7 +66,12 @@ void copyGroups(CKor& engine, const ParameterSet& set)
 
 } // namespace
 
-int Configure(CKor& engine, const CKorPrm& prm, const ConfigureOptions& options)
+// Way in to the choices of the options.
+struct ConfigureAccess {
+    static int configure(CKor& engine, const CKorPrm& prm, const ConfigureOptions& options);
+};
+
+int ConfigureAccess::configure(CKor& engine, const CKorPrm& prm, const ConfigureOptions& options)
 {
     if (!ParameterAccess::loaded(prm)) {
         return kNotLoaded;
@@ -90,6 +95,11 @@ int Configure(CKor& engine, const CKorPrm& prm, const ConfigureOptions& options)
         }
     }
     return engine.setMountMode(options.m_hasMountMode ? options.m_mountMode : set.mountMode);
+}
+
+int Configure(CKor& engine, const CKorPrm& prm, const ConfigureOptions& options)
+{
+    return ConfigureAccess::configure(engine, prm, options);
 }
 
 } // namespace kor

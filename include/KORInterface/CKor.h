@@ -121,9 +121,10 @@ public:
     void updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info);
 
     /// Orientation matrix of the last sample.
-    /// Returned  matrix  nine doubles, row-major, base to tracker frame; the identity after a rejected sample. A sample
-    ///                   that was refused for want of a model leaves the matrix as it was: zeros to begin with
+    /// Returned  matrix  nine doubles, row-major, base to tracker frame; the identity after a sample that was rejected or
+    ///                   refused, and after Destroy; zeros before the first sample
     ///           result  0, 20 for a null pointer, 554 when the last sample was not valid or there was none
+    /// Notes  1  A null pointer is answered without the lock.
     int ReadMatrix(double* matrix);
 
     /// Home-vector solve: two directions and two pairs of angles to two angles. Uses no engine state.

@@ -96,9 +96,6 @@ KORINTERFACE_API int ReadParameterFile(CKorPrm& prm, const wchar_t* directory, s
 /// Returned  result  also kCannotOpen when the directory is not valid UTF-8
 KORINTERFACE_API int ReadParameterFile(CKorPrm& prm, const char* directory, std::uint32_t id, ReadReport& report);
 
-class ConfigureOptions;
-KORINTERFACE_API int Configure(CKor& engine, const CKorPrm& prm, const ConfigureOptions& options);
-
 /// What Configure does beyond copying the parameter groups. Without any change it chooses the file's mount mode, leaves
 /// the parameter store empty, and leaves MCS flag and detector reading as they are.
 class ConfigureOptions {
@@ -144,7 +141,7 @@ public:
     }
 
 private:
-    friend KORINTERFACE_API int Configure(CKor& engine, const CKorPrm& prm, const ConfigureOptions& options);
+    friend struct ConfigureAccess;
     bool m_hasMountMode;
     bool m_hasMcsFlag;
     bool m_hasDetector;
