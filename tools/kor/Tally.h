@@ -8,16 +8,16 @@
 
 namespace kor::tool {
 
-// The samples of the window from --from to --to, both inclusive. Stamps count modulo 2^32, so the window from a
-// late stamp to an early one is the stretch across the wrap. With one bound only, the first stamp of the
-// recording decides: a bound at most 2^31 - 1 ms below it lies before the recording, any other one behind it.
+/// The samples of the window from --from to --to, both inclusive. Stamps count modulo 2^32, so the window from a
+/// late stamp to an early one is the stretch across the wrap. With one bound only, the first stamp of the
+/// recording decides: a bound at most 2^31 - 1 ms below it lies before the recording, any other one behind it.
 class Window {
 public:
     void from(std::uint32_t stamp) { m_from = stamp, m_hasFrom = true; }
     void to(std::uint32_t stamp) { m_to = stamp, m_hasTo = true; }
     bool limited() const { return m_hasFrom || m_hasTo; }
 
-    // To be asked for every sample of the recording, in its order.
+    /// To be asked for every sample of the recording, in its order.
     bool contains(std::uint32_t stamp);
 
 private:
@@ -30,13 +30,13 @@ private:
 };
 
 struct Tally {
-    std::uint64_t samples = 0; // fed to the engine
+    std::uint64_t samples = 0; ///< fed to the engine
     std::uint64_t valid = 0;
     std::uint64_t beforeReference = 0;
     std::uint64_t rejectedByStatus = 0;
     std::uint64_t withoutMatrix = 0;
     std::uint64_t notFinite = 0;
-    std::uint64_t outside = 0; // not fed
+    std::uint64_t outside = 0; ///< not fed
     std::uint64_t bad = 0;     // rows or records that could not be read
     std::uint32_t firstStamp = 0;
     std::uint32_t lastStamp = 0;
@@ -44,7 +44,7 @@ struct Tally {
 
     void count(std::uint32_t stamp, const SampleReport& report);
 
-    // Several lines, the first one the title.
+    /// Several lines, the first one the title.
     std::string summary(const std::string& title, bool withOutside, bool withBad) const;
 };
 
