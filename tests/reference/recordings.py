@@ -95,7 +95,7 @@ class Sensor:
         return kor
 
     def slots(self, R, P):
-        """What a sensor in this pose reads, degrees: levels X and Y (X None where a model does without), azimuth,
+        """What a sensor in this pose reads, degrees: levels X and Y (X None where it is a numerator), azimuth,
         elevation."""
         A1, A2 = self.offset
         odd = self.mode % 2 == 1
@@ -109,7 +109,17 @@ class Sensor:
             m = simulate.three_vector(R, P, self.qvc, self.level1, A1, A2, odd)
         else:
             m = simulate.two_level(R, P, self.qvc, self.level1, self.level2, A1, A2)
-        return m[3] if self.mode in (1, 2, 9, 10) else None, m[4], m[5], m[6]
+        x = m[3]
+        if self.mode in (5, 6):
+            x = None
+        elif self.mode in (3, 4, 7, 8):
+            # These models do not look at level X. It rides on the azimuth stage: along its x axis in modes 3 and 4, with
+            # the sign of mode 1, and along its y axis in modes 7 and 8.
+            turn = m[5] * mek.DEGREE - A1
+            turn = turn * self.factors[4] * (-1.0 if odd else 1.0) if self.mode < 5 else turn
+            H = mek.mul3(R, mek.rotation_z(turn))
+            x = (-math.asin(H[6]) if self.mode < 5 else math.asin(H[7])) / mek.DEGREE
+        return x, m[4], m[5], m[6]
 
     def corrected(self, kor, raw):
         """Levels X and Y of a raw record after this engine's corrections, and whether each was out of its table."""
