@@ -51,20 +51,20 @@ bool upsideDown(int mode)
 Pose drawn(int mode, const Stratum& s, Random& random)
 {
     const double distance = random.uniform(1000.0, 20000.0);
-    const double bearing = random.uniform(s.leastBearing, s.mostBearing) * kDegree;
-    const double elevation = eitherSign(random, s.leastElevation, s.mostElevation) * kDegree;
+    const double bearing = random.uniform(s.bearing.least, s.bearing.most) * kDegree;
+    const double elevation = eitherSign(random, s.elevation.least, s.elevation.most) * kDegree;
     const double level = distance * portable::cosine(elevation);
     const double height =
-        s.mostHeight > 0.0 ? eitherSign(random, s.leastHeight, s.mostHeight) : distance * portable::sine(elevation);
+        s.height.most > 0.0 ? eitherSign(random, s.height.least, s.height.most) : distance * portable::sine(elevation);
     Pose pose;
     pose.position = {level * portable::cosine(bearing), level * portable::sine(bearing), height};
 
     const double about = random.uniform(0.0, 2.0 * kPi);
-    const double tilt = random.uniform(s.leastTilt, s.mostTilt) * kDegree;
+    const double tilt = random.uniform(s.tilt.least, s.tilt.most) * kDegree;
     const double heading = random.uniform(0.0, 2.0 * kPi);
     pose.base = turnAbout({portable::cosine(about), portable::sine(about), 0.0}, tilt) * turnZ(heading);
-    if (s.mostRoll > 0.0) {
-        pose.base = turnAbout(unit(pose.position), eitherSign(random, s.leastRoll, s.mostRoll) * kDegree) * pose.base;
+    if (s.roll.most > 0.0) {
+        pose.base = turnAbout(unit(pose.position), eitherSign(random, s.roll.least, s.roll.most) * kDegree) * pose.base;
     }
     if (upsideDown(mode) != s.otherSideUp) {
         pose.base = pose.base * kUpsideDown;
@@ -99,7 +99,7 @@ bool belongsToPendulum(const Stratum& s, const Pose& pose, const Forward& forwar
     if (rise < (s.route == Route::moving ? 4.0 : 2.0 * kPendulumZero)) {
         return false;
     }
-    return s.side != 0 || s.mostHeight != 0.0 || std::fabs(pose.position[2]) >= 10.0;
+    return s.side != 0 || s.height.most != 0.0 || std::fabs(pose.position[2]) >= 10.0;
 }
 
 bool belongsToTwoLevels(const Stratum& s, const Forward& forward)
@@ -123,7 +123,7 @@ bool belongs(const Stratum& s, int mode, const Pose& pose, const Forward& forwar
     if (model == Model::dualLevel) {
         return belongsToDualLevel(s, forward);
     }
-    if (model == Model::polarizer || s.otherSideUp || s.mostRoll > 90.0) {
+    if (model == Model::polarizer || s.otherSideUp || s.roll.most > 90.0) {
         return true;
     }
     if (model == Model::pendulum && !belongsToPendulum(s, pose, forward)) {
@@ -133,7 +133,7 @@ bool belongs(const Stratum& s, int mode, const Pose& pose, const Forward& forwar
         return false;
     }
     // On the right side of the two solutions, and well on it if noise or roll could lead to the other one.
-    return forward.rollMargin > (s.mostRoll > 0.0 || s.route == Route::noisy ? 0.05 : 0.0);
+    return forward.rollMargin > (s.roll.most > 0.0 || s.route == Route::noisy ? 0.05 : 0.0);
 }
 
 struct Case {
@@ -430,16 +430,16 @@ std::string Finding::exceeded() const
     const auto add = [&text](const char* what) { text += (text.empty() ? "" : ", ") + std::string(what); };
     // Written so that a NaN is beyond every bound.
     const bool many = samples >= kEnoughForMedian;
-    if (many && !(median <= stratum.median)) {
+    if (many && !(median <= stratum.bounds.median)) {
         add("median");
     }
-    if (!(worst <= stratum.worst)) {
+    if (!(worst <= stratum.bounds.worst)) {
         add("worst");
     }
-    if (!(shareWithout() <= stratum.mostWithout) || (without == samples && stratum.mostWithout < 1.0)) {
+    if (!(shareWithout() <= stratum.bounds.mostWithout) || (without == samples && stratum.bounds.mostWithout < 1.0)) {
         add("without matrix");
     }
-    if (many && !(worst >= stratum.atLeast)) {
+    if (many && !(worst >= stratum.bounds.atLeast)) {
         add("inherent error missing");
     }
     return text;
@@ -450,7 +450,7 @@ Finding measure(int mode, const Stratum& stratum, std::uint64_t poses, std::uint
     Finding finding;
     finding.mode = mode;
     finding.stratum = stratum;
-    Random random(seed, std::to_string(mode) + " " + stratum.name);
+    Random random(seed, std::to_string(mode) + " " + std::string(stratum.name));
     if (stratum.route == Route::model) {
         throughModel(finding, poses, random, advance);
         return finding;

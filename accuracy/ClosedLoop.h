@@ -9,46 +9,12 @@
 
 #include "KORInterface/CKorModel.h"
 
+#include "accuracy/Strata.h"
 #include "simulation/Sensor.h"
 
 namespace kor::accuracy {
 
 using simulation::SensorParameters;
-
-/// Where the poses of a stratum come from and which way they go.
-enum class Route {
-    model,  ///< double-precision readings into the orientation model
-    engine, ///< single-precision raw readings into the engine
-    noisy,  ///< the same with noise on the readings
-    moving  ///< the engine while the sensor moves
-};
-
-struct Stratum {
-    std::string name;
-    std::string poses; ///< in words
-    Route route = Route::model;
-    std::string inherent; ///< why the model's formulas cause the error; empty if they do not
-
-    /// How poses are drawn. Degrees; elevations with either sign, tilts about any level axis.
-    double leastElevation = 0.0, mostElevation = 30.0;
-    double leastTilt = 0.01, mostTilt = 5.0;
-    double leastRoll = 0.0, mostRoll = 0.0;         ///< about the line of sight, on top, either sign
-    double leastHeight = 0.0, mostHeight = 0.0;     ///< mm, in place of the elevation when not 0
-    double leastBearing = 0.0, mostBearing = 360.0; ///< of the target point
-    bool otherSideUp = false;                       ///< the base stands on the side that the mode does not expect
-    bool oblique = false;                           ///< a sensor whose axes are not square
-    /// dual level: +1 height and level Y of the same sign, -1 of different signs, 0 both; 2 both levels in the dead
-    /// band. pendulum: 0 pendulum and target clearly off the horizon, 2 the pendulum level but for what counts as zero.
-    /// two levels, with noise or motion: 0 clear of the half turn that breaks the blend, 2 on it.
-    int side = 0;
-    double swing = 0.0; ///< moving: 0 a steady path, otherwise a swing of so many mm/s2
-
-    /// What has been found, with a margin: degrees.
-    double median = 0.0;
-    double worst = 0.0;
-    double atLeast = 0.0;     ///< if the error is inherent, the worst one is at least this
-    double mostWithout = 0.0; ///< share of samples without a matrix
-};
 
 struct Finding {
     int mode = 0;
@@ -65,9 +31,6 @@ struct Finding {
     }
     std::string exceeded() const; ///< the figures beyond their bounds, in words; empty if there are none
 };
-
-/// What is measured in a mount mode, 1 to 10.
-std::vector<Stratum> strataOf(int mode);
 
 /// Runs so many poses of a stratum. The drawing depends on mode, stratum and seed only. advance is told how many
 /// samples have been measured since it was told last.

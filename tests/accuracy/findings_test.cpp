@@ -13,9 +13,9 @@ TEST(AccuracyStrata, wordsNameTheRollThatIsDrawn)
 {
     for (int mode = 1; mode <= 10; ++mode) {
         for (const Stratum& s : strataOf(mode)) {
-            if (s.leastRoll > 0.0) {
-                const std::string words = "roll " + std::to_string(static_cast<int>(s.leastRoll)) + " to " +
-                                          std::to_string(static_cast<int>(s.mostRoll)) + " ";
+            if (s.roll.least > 0.0) {
+                const std::string words = "roll " + std::to_string(static_cast<int>(s.roll.least)) + " to " +
+                                          std::to_string(static_cast<int>(s.roll.most)) + " ";
                 EXPECT_EQ(s.poses.find(words), 0u) << mode << ": " << s.poses;
             }
         }
@@ -37,8 +37,8 @@ TEST(AccuracyFinding, theLargestOfAThousandIsBeyondTheShare)
 TEST(AccuracyVerdict, namesWhatIsBeyondItsBound)
 {
     Finding finding;
-    finding.stratum.median = 1e-6;
-    finding.stratum.worst = 1e-3;
+    finding.stratum.bounds.median = 1e-6;
+    finding.stratum.bounds.worst = 1e-3;
     finding.samples = 1000;
     finding.median = 1e-6;
     finding.worst = 1e-3;
@@ -56,16 +56,16 @@ TEST(AccuracyVerdict, namesWhatIsBeyondItsBound)
 TEST(AccuracyVerdict, aMissingMatrixAndAMissingInherentErrorAreFindings)
 {
     Finding finding;
-    finding.stratum.median = 1.0;
-    finding.stratum.worst = 2.0;
+    finding.stratum.bounds.median = 1.0;
+    finding.stratum.bounds.worst = 2.0;
     finding.samples = 1000;
     finding.median = 0.1;
     finding.worst = 0.5;
     finding.without = 1;
     EXPECT_EQ(finding.exceeded(), "without matrix");
-    finding.stratum.mostWithout = 0.001;
+    finding.stratum.bounds.mostWithout = 0.001;
     EXPECT_EQ(finding.exceeded(), "");
-    finding.stratum.atLeast = 0.6;
+    finding.stratum.bounds.atLeast = 0.6;
     EXPECT_EQ(finding.exceeded(), "inherent error missing");
 }
 
@@ -73,10 +73,10 @@ TEST(AccuracyVerdict, everyStratumHasBoundsInTheRightOrder)
 {
     for (int mode = 1; mode <= 10; ++mode) {
         for (const Stratum& s : strataOf(mode)) {
-            EXPECT_GT(s.median, 0.0) << s.name;
-            EXPECT_GE(s.worst, s.median) << s.name;
-            EXPECT_LE(s.atLeast, s.worst) << s.name;
-            EXPECT_TRUE(s.atLeast == 0.0 || !s.inherent.empty()) << s.name;
+            EXPECT_GT(s.bounds.median, 0.0) << s.name;
+            EXPECT_GE(s.bounds.worst, s.bounds.median) << s.name;
+            EXPECT_LE(s.bounds.atLeast, s.bounds.worst) << s.name;
+            EXPECT_TRUE(s.bounds.atLeast == 0.0 || !s.inherent.empty()) << s.name;
         }
     }
 }

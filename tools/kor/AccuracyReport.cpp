@@ -33,9 +33,9 @@ Json jsonOf(const Finding& finding)
             {"median_deg", finding.median},
             {"p999_deg", finding.high},
             {"worst_deg", finding.worst},
-            {"median_bound_deg", s.median},
-            {"worst_bound_deg", s.worst},
-            {"least_worst_deg", s.atLeast},
+            {"median_bound_deg", s.bounds.median},
+            {"worst_bound_deg", s.bounds.worst},
+            {"least_worst_deg", s.bounds.atLeast},
             {"exceeded", finding.exceeded()}};
 }
 
@@ -80,7 +80,7 @@ std::string accuracyTable(const std::vector<Finding>& findings)
                         "{:>9.1e}{}{}\n",
                         f.stratum.inherent.empty() ? " " : "*", f.stratum.name, f.samples, f.median, f.high, f.worst,
                         f.median * kArcSeconds, f.high * kArcSeconds, f.worst * kArcSeconds, 100.0 * f.shareWithout(),
-                        f.stratum.worst, exceeded.empty() ? "" : "  BEYOND ITS BOUND: ", exceeded);
+                        f.stratum.bounds.worst, exceeded.empty() ? "" : "  BEYOND ITS BOUND: ", exceeded);
     }
     text += "\nRows marked * show errors that the formulas themselves cause, in any correct implementation\n";
     return text +
