@@ -1,13 +1,17 @@
 // Where the bytes of every record and class of the public headers lie.
 //
-// Pinned here: size, alignment and the offset of each field of the two records of a sample, the small vectors and the
-// shared records; sizes of the classes that a host constructs, derives from or keeps in arrays, and the offsets of
-// their public and protected fields. Recordings hold the records of a sample byte for byte, so these are the same on
-// every system; the others differ where wchar_t or the standard library's classes differ, and say so.
+// Pinned here: size and the offset of each field of the two records of a sample, the small vectors, the values of a
+// parameter set, the accounts of reads and samples, and the shared records; sizes of the classes that a host
+// constructs, derives from or keeps in arrays, and the offsets of their fields. Recordings hold the records of a sample
+// byte for byte, so these are the same on every system; the others differ where wchar_t or the standard library's
+// classes differ, and say so.
 //
 // The order of virtual operations is pinned by tests/models/virtual_table_test.cpp and tests/engine/lifecycle_test.cpp.
 #include "KORInterface/KORInterface.h"
+#include "KORInterface/ParameterSet.h"
+#include "KORInterface/Session.h"
 #include "KORInterface/SharedRecords.h"
+#include "params/ParameterAccess.h"
 
 #include <gtest/gtest.h>
 
@@ -176,14 +180,103 @@ TEST(Layout, ofAnEngineIsItsTableOfOperationsAndOnePointer)
     EXPECT_TRUE(std::is_polymorphic_v<CKor>);
 }
 
+TEST(Layout, ofAParameterSetIsItsValuesInOrder)
+{
+    using Set = kor::ParameterSet;
+    EXPECT_TRUE(isPlain<Set>);
+    EXPECT_EQ(sizeof(Set), 496U);
+    EXPECT_EQ(alignof(Set), 8U);
+    EXPECT_EQ(offsetof(Set, encoderOffsetAz), 0U);
+    EXPECT_EQ(offsetof(Set, encoderOffsetEl), 8U);
+    EXPECT_EQ(offsetof(Set, knownVector), 16U);
+    EXPECT_EQ(offsetof(Set, localMatrix), 40U);
+    EXPECT_EQ(offsetof(Set, machineMatrix), 112U);
+    EXPECT_EQ(offsetof(Set, tiltOffset), 184U);
+    EXPECT_EQ(offsetof(Set, thermalFactor), 192U);
+    EXPECT_EQ(offsetof(Set, mountMode), 208U);
+    EXPECT_EQ(offsetof(Set, admOffset), 212U);
+    EXPECT_EQ(offsetof(Set, levelXCount), 216U);
+    EXPECT_EQ(offsetof(Set, levelXTable), 224U);
+    EXPECT_EQ(offsetof(Set, levelXCoeffs), 232U);
+    EXPECT_EQ(offsetof(Set, levelYCount), 240U);
+    EXPECT_EQ(offsetof(Set, levelYTable), 248U);
+    EXPECT_EQ(offsetof(Set, levelYCoeffs), 256U);
+    EXPECT_EQ(offsetof(Set, azCompCount), 264U);
+    EXPECT_EQ(offsetof(Set, elCompCount), 268U);
+    EXPECT_EQ(offsetof(Set, azCompTable), 272U);
+    EXPECT_EQ(offsetof(Set, elCompTable), 280U);
+    EXPECT_EQ(offsetof(Set, scaleFactors), 288U);
+    EXPECT_EQ(offsetof(Set, azRollover), 320U);
+    EXPECT_EQ(offsetof(Set, elRollover), 328U);
+    EXPECT_EQ(offsetof(Set, qvcParameters), 336U);
+    EXPECT_EQ(offsetof(Set, level1Parameters), 360U);
+    EXPECT_EQ(offsetof(Set, level2Parameters), 388U);
+    EXPECT_EQ(offsetof(Set, encoderHalfRangeAz), 416U);
+    EXPECT_EQ(offsetof(Set, encoderHalfRangeEl), 420U);
+    EXPECT_EQ(offsetof(Set, levelLimits), 424U);
+    EXPECT_EQ(offsetof(Set, psdX), 440U);
+    EXPECT_EQ(offsetof(Set, psdY), 452U);
+    EXPECT_EQ(offsetof(Set, dynamicParameters), 464U);
+}
+
 TEST(Layout, ofAParameterSetObjectIsTwoFlagsTheDirectoryAndTheValues)
 {
     EXPECT_FALSE(std::is_polymorphic_v<CKorPrm>);
     const CKorPrm prm;
-    expectPlaces({place(prm, "prmDirectory", prm.prmDirectory, sizeof(wchar_t))});
+    expectPlaces({place(prm, "prmDirectory", prm.prmDirectory, sizeof(wchar_t)),
+                  place(prm, "the values", kor::ParameterAccess::set(prm), onEither(1024, 512))});
     EXPECT_EQ(sizeof(prm.prmDirectory), 255 * sizeof(wchar_t));
     EXPECT_EQ(sizeof(CKorPrm), onEither(1024, 512) + 496);
     EXPECT_EQ(alignof(CKorPrm), 8U);
+}
+
+// Accounts of reads and samples ----------------------------------------------------------------------------------
+
+TEST(Layout, ofTheAccountOfASampleIsTheSameOnEverySystem)
+{
+    using Report = kor::SampleReport;
+    EXPECT_TRUE(isPlain<Report>);
+    EXPECT_EQ(sizeof(Report), 16U);
+    EXPECT_EQ(offsetof(Report, outcome), 0U);
+    EXPECT_EQ(offsetof(Report, reason), 4U);
+    EXPECT_EQ(offsetof(Report, model), 8U);
+    EXPECT_EQ(offsetof(Report, capturedReference), 12U);
+    EXPECT_EQ(offsetof(Report, levelXOutside), 13U);
+    EXPECT_EQ(offsetof(Report, levelYOutside), 14U);
+
+    using Result = kor::SampleResult;
+    EXPECT_TRUE(isPlain<Result>);
+    EXPECT_EQ(sizeof(Result), 160U);
+    EXPECT_EQ(offsetof(Result, info), 0U);
+    EXPECT_EQ(offsetof(Result, matrix), 64U);
+    EXPECT_EQ(offsetof(Result, matrixCode), 136U);
+    EXPECT_EQ(offsetof(Result, report), 140U);
+}
+
+TEST(Layout, ofTheAccountOfAReadIsOnePointerAndItsFindingsArePlain)
+{
+    EXPECT_EQ(sizeof(kor::ReadReport), sizeof(void*));
+    EXPECT_FALSE(std::is_polymorphic_v<kor::ReadReport>);
+
+    using Finding = kor::ReadFinding;
+    EXPECT_TRUE(isPlain<Finding>);
+    EXPECT_EQ(sizeof(Finding), 64U);
+    EXPECT_EQ(offsetof(Finding, kind), 0U);
+    EXPECT_EQ(offsetof(Finding, line), 4U);
+    EXPECT_EQ(offsetof(Finding, block), 8U);
+    EXPECT_EQ(offsetof(Finding, expected), 16U);
+    EXPECT_EQ(offsetof(Finding, found), 24U);
+    EXPECT_EQ(offsetof(Finding, text), 32U);
+    EXPECT_EQ(offsetof(Finding, values), 40U);
+    EXPECT_EQ(offsetof(Finding, rows), 48U);
+    EXPECT_EQ(offsetof(Finding, count), 56U);
+}
+
+TEST(Layout, ofTheConfigurationsOptionsIsFiveFlagsAndFourNumbers)
+{
+    EXPECT_EQ(sizeof(kor::ConfigureOptions), 24U);
+    EXPECT_EQ(alignof(kor::ConfigureOptions), 4U);
+    EXPECT_TRUE(std::is_trivially_copyable_v<kor::ConfigureOptions>);
 }
 
 // Models ---------------------------------------------------------------------------------------------------------

@@ -3,8 +3,10 @@
 #include "models/two_level/motion.h"
 #include "models/two_level/two_level.h"
 
+#include "KORInterface/KORInterface.h"
 #include "KORInterface/Session.h"
 
+#include <cstring>
 #include <vector>
 
 namespace kor_test {
@@ -145,6 +147,79 @@ TEST_F(Scenario, freshProcessValuesMakeTheSecondVersionBeginWithAZeroMatrix)
     const std::vector<Seen> first = recording<OpenV2>(31, Motion::kStatic, 1);
     EXPECT_TRUE(first[0].ok);
     EXPECT_EQ(first[0].io, (std::array<double, 9>{}));
+}
+
+// Through engines, as a host processes one recording after the other.
+std::vector<kor::SampleResult> engineRecording(int mode, unsigned int seed)
+{
+    Sequence sequence(seed, mode % 2, Motion::kMoving);
+    Priming prm = sequence.priming();
+    CKor engine;
+    const std::array<float, 5> knots = {-90, 90, -90, 90, 0};
+    const std::array<double, 8> passing = {-90, 1, 0, 0, 90, 0, 0, 0};
+    engine.setLevelXComp(2, knots.data(), passing.data());
+    engine.setLevelYComp(2, knots.data(), passing.data());
+    engine.setThermalFactor(F_VECTOR4{0, 1, 0, 1});
+    engine.setEncoderOffset(F_VECTOR2{static_cast<float>(prm.azRef), static_cast<float>(prm.elRef)});
+    engine.setQVCParameters(prm.qvc.data(), 6);
+    engine.setLevel1Parameters(prm.level1.data(), 7);
+    engine.setLevel2Parameters(prm.level2.data(), 7);
+    engine.setMountMode(mode);
+
+    std::vector<kor::SampleResult> all;
+    for (int n = 1; n <= kSamples; ++n) {
+        const std::array<double, 9> io = sequence.at(n).io;
+        KOR_RAWINFO raw = {};
+        raw.status = n % 97 == 0 ? 1 : 2;
+        for (std::size_t i = 0; i < 3; ++i) {
+            raw.sensorVector[i] = static_cast<float>(io[i]);
+        }
+        raw.levelXRaw = static_cast<float>(io[3]);
+        raw.levelYRaw = static_cast<float>(io[4]);
+        raw.azimuthRaw = static_cast<float>(io[5]);
+        raw.elevationRaw = static_cast<float>(io[6]);
+        raw.temperatureCount[0] = static_cast<std::int32_t>(41920 * (io[7] + seed));
+        raw.temperatureCount[2] = static_cast<std::int32_t>(41920 * io[8]);
+        raw.timeStampMs = static_cast<std::uint32_t>(10 * n);
+        kor::SampleResult result;
+        kor::ProcessSample(engine, raw, result);
+        all.push_back(result);
+    }
+    return all;
+}
+
+::testing::AssertionResult same(const std::vector<kor::SampleResult>& got, const std::vector<kor::SampleResult>& wanted)
+{
+    for (std::size_t n = 0; n < wanted.size(); ++n) {
+        const kor::SampleReport& a = got[n].report;
+        const kor::SampleReport& b = wanted[n].report;
+        if (std::memcmp(&got[n].info, &wanted[n].info, sizeof(KOR_INFO)) != 0 ||
+            got[n].matrixCode != wanted[n].matrixCode || a.outcome != b.outcome || a.reason != b.reason ||
+            a.model != b.model || a.capturedReference != b.capturedReference) {
+            return ::testing::AssertionFailure() << "sample " << n;
+        }
+        const ::testing::AssertionResult matrix = sameBitsIn("matrix", got[n].matrix, wanted[n].matrix, 9);
+        if (!matrix) {
+            return ::testing::AssertionFailure() << "sample " << n << ": " << matrix.message();
+        }
+    }
+    return ::testing::AssertionSuccess();
+}
+
+TEST_F(Scenario, freshProcessValuesLetOneProcessWorkOnSeveralRecordings)
+{
+    const std::vector<kor::SampleResult> first = engineRecording(10, 41);
+    const auto valid = std::count_if(first.begin(), first.end(), [](const kor::SampleResult& one) {
+        return one.report.outcome == kor::SampleOutcome::valid;
+    });
+    ASSERT_GT(valid, kSamples * 3 / 4);
+    const std::vector<kor::SampleResult> disturbed = engineRecording(10, 41);
+    EXPECT_FALSE(same(disturbed, first)) << "without it the second one begins with what the first one left";
+    for (const int mode : {9, 10, 8, 5}) {
+        engineRecording(mode, 42);
+        kor::FreshProcessValues();
+        EXPECT_TRUE(same(engineRecording(10, 41), first)) << "after mode " << mode;
+    }
 }
 
 } // namespace
