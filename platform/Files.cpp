@@ -25,65 +25,6 @@ namespace kor::platform {
 
 namespace {
 
-constexpr std::uint32_t kLastCodePoint = 0x10FFFF;
-
-constexpr bool isHighSurrogate(std::uint32_t unit)
-{
-    return unit >= 0xD800 && unit <= 0xDBFF;
-}
-
-constexpr bool isLowSurrogate(std::uint32_t unit)
-{
-    return unit >= 0xDC00 && unit <= 0xDFFF;
-}
-
-// wchar_t is signed on some systems; a negative one must not become a valid code point.
-constexpr std::uint32_t unitOf(wchar_t character)
-{
-    if constexpr (sizeof(wchar_t) == 2) {
-        return static_cast<std::uint16_t>(character);
-    } else {
-        return static_cast<std::uint32_t>(character);
-    }
-}
-
-constexpr char byteOf(std::uint32_t value)
-{
-    return static_cast<char>(static_cast<unsigned char>(value));
-}
-
-void appendUtf8(std::string& out, std::uint32_t point)
-{
-    if (point < 0x80) {
-        out += byteOf(point);
-        return;
-    }
-    if (point < 0x800) {
-        out += byteOf(0xC0U | (point >> 6U));
-    } else {
-        if (point < 0x10000) {
-            out += byteOf(0xE0U | (point >> 12U));
-        } else {
-            out += byteOf(0xF0U | (point >> 18U));
-            out += byteOf(0x80U | ((point >> 12U) & 0x3FU));
-        }
-        out += byteOf(0x80U | ((point >> 6U) & 0x3FU));
-    }
-    out += byteOf(0x80U | (point & 0x3FU));
-}
-
-void appendWide(std::wstring& out, std::uint32_t point)
-{
-    if constexpr (sizeof(wchar_t) == 2) {
-        if (point >= 0x10000) {
-            out += static_cast<wchar_t>(0xD800U + ((point - 0x10000U) >> 10U));
-            out += static_cast<wchar_t>(0xDC00U + ((point - 0x10000U) & 0x3FFU));
-            return;
-        }
-    }
-    out += static_cast<wchar_t>(point);
-}
-
 bool hasNul(std::wstring_view text)
 {
     return text.find(L'\0') != std::wstring_view::npos;
@@ -163,54 +104,6 @@ bool moveFile(const std::wstring& from, const std::wstring& to)
 {
     const Renamed renamed = renameFile(from, to);
     return renamed == Renamed::yes || (renamed == Renamed::otherFileSystem && moveAcross(from, to));
-}
-
-std::optional<std::string> toUtf8(std::wstring_view text)
-{
-    std::string out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        std::uint32_t point = unitOf(text[i]);
-        if constexpr (sizeof(wchar_t) == 2) {
-            if (isHighSurrogate(point) && i + 1 < text.size() && isLowSurrogate(unitOf(text[i + 1]))) {
-                point = 0x10000U + ((point - 0xD800U) << 10U) + (unitOf(text[++i]) - 0xDC00U);
-            }
-        }
-        if (isHighSurrogate(point) || isLowSurrogate(point) || point > kLastCodePoint) {
-            return std::nullopt;
-        }
-        appendUtf8(out, point);
-    }
-    return out;
-}
-
-std::optional<std::wstring> fromUtf8(std::string_view text)
-{
-    std::wstring out;
-    for (std::size_t i = 0; i < text.size();) {
-        const std::uint32_t lead = static_cast<unsigned char>(text[i++]);
-        // Bytes that follow the lead byte; no sequence begins with 0x80 to 0xC1 or above 0xF4.
-        if ((lead >= 0x80 && lead < 0xC2) || lead > 0xF4) {
-            return std::nullopt;
-        }
-        const unsigned following = lead < 0x80 ? 0U : lead < 0xE0 ? 1U : lead < 0xF0 ? 2U : 3U;
-        if (following > text.size() - i) {
-            return std::nullopt;
-        }
-        std::uint32_t point = following == 0 ? lead : lead & (0x3FU >> following);
-        for (unsigned k = 0; k < following; ++k) {
-            const std::uint32_t byte = static_cast<unsigned char>(text[i++]);
-            if ((byte & 0xC0U) != 0x80U) {
-                return std::nullopt;
-            }
-            point = (point << 6U) | (byte & 0x3FU);
-        }
-        constexpr std::uint32_t kSmallest[] = {0, 0x80, 0x800, 0x10000};
-        if (point < kSmallest[following] || point > kLastCodePoint || isHighSurrogate(point) || isLowSurrogate(point)) {
-            return std::nullopt;
-        }
-        appendWide(out, point);
-    }
-    return out;
 }
 
 std::string_view lineEnd() noexcept

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/Text.h"
+
 namespace kor::platform {
 
 /// What ends a line of a text file. Files are opened as they are, so whoever writes text puts it there.
@@ -82,11 +84,5 @@ std::optional<std::wstring> currentDirectory();
 /// Directory, the system's separator, file name. On POSIX systems '/' alone separates: a backslash or a percent
 /// sign is a character like any other.
 std::wstring joinPath(std::wstring_view directory, std::wstring_view name);
-
-/// Wide text as UTF-8, whatever the locale; nothing when it holds a lone surrogate or no valid code point.
-std::optional<std::string> toUtf8(std::wstring_view text);
-
-/// UTF-8 as wide text, whatever the locale; nothing when it is not valid UTF-8.
-std::optional<std::wstring> fromUtf8(std::string_view text);
 
 } // namespace kor::platform

@@ -1,18 +1,23 @@
-// Text in and out of the tool: strict numbers, names and foreign bytes made fit for a terminal, wide strings.
+// Text in and out: UTF-8, strict numbers, and names and foreign bytes made fit for a terminal. Nothing here depends on
+// the locale.
 #pragma once
 
 #include <charconv>
-#include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <vector>
 
-namespace kor::tool {
+namespace kor::platform {
 
-// A whole number and nothing else: no blanks, no plus sign, no other base, within the type's range.
+/// Wide text as UTF-8; nothing when it holds a lone surrogate or no valid code point.
+std::optional<std::string> toUtf8(std::wstring_view text);
+
+/// UTF-8 as wide text; nothing when it is not valid UTF-8.
+std::optional<std::wstring> fromUtf8(std::string_view text);
+
+/// A whole number and nothing else: no blanks, no plus sign, no other base, within the type's range.
 template <typename Integer>
 std::optional<Integer> strictInteger(std::string_view text)
 {
@@ -24,19 +29,23 @@ std::optional<Integer> strictInteger(std::string_view text)
     return value;
 }
 
-// Bytes from a file for a message: quoted, at most 40 of them, everything but printable ASCII as \xNN.
+/// Whether a number that is out of its type's range is so for being too large, and not for being too small.
+/// Given     number       perhaps a minus sign, digits with at most one point, then perhaps 'e' (hexadecimal: 'p') in
+/// either
+///                        case and a decimal exponent; no "0x"
+/// Notes  1  The place of the first digit decides, because both ends of every range are far away from 1.
+bool isTooLarge(std::string_view number, bool hexadecimal = false);
+
+/// Bytes from a file for a message: quoted, at most 40 of them, everything but printable ASCII as \xNN.
 std::string inQuotes(std::string_view bytes);
 
-// A path or title for a message: control characters as \xNN, the rest (UTF-8) as it is.
+/// A path or title for a message: control characters as \xNN, the rest (UTF-8) as it is.
 std::string shown(std::string_view name);
 
-// UTF-8 to the platform's wide string; nothing when it is not valid UTF-8 or holds a zero.
-std::optional<std::wstring> wideFromUtf8(std::string_view text);
-
-// A path from UTF-8 and back; on platforms with narrow paths the bytes are kept whatever they are.
-std::filesystem::path pathFrom(std::string_view utf8);
-std::string textOf(const std::filesystem::path& path);
-
+/// The parts between separators, empty ones included.
 std::vector<std::string_view> split(std::string_view text, char separator);
 
-} // namespace kor::tool
+/// Without the blanks at both ends.
+std::string_view trimmed(std::string_view text, std::string_view blanks = " \t");
+
+} // namespace kor::platform

@@ -1,47 +1,44 @@
 #include "recordings/Input.h"
 
-#include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include "platform/Text.h"
-#include "platform/os.h"
-#include "tools/kor/Exit.h"
 
-namespace kor::tool {
+namespace kor::recordings {
 
-Input::Input(const std::string& path)
-    : m_title(path == "-" ? "standard input" : shown(path)),
-      m_file(path == "-" ? os::kStandardInput : os::openForReading(path)), m_buffer(kRoom)
+std::unique_ptr<Input> Input::open(const std::string& path, Problem& problem)
 {
-    if (m_file < 0) {
-        throw Failure(kExitNoInput, "cannot open " + m_title + ": " + os::lastError());
+    const bool standard = path == "-";
+    const std::string title = standard ? "standard input" : platform::shown(path);
+    platform::Stream file =
+        standard ? platform::Stream::standard(platform::kStandardInput) : platform::openAnyForReading(path);
+    if (!file || file.isDirectory()) {
+        problem = {.kind = Problem::Kind::cannotOpen,
+                   .file = title,
+                   .reason = file ? "it is a directory" : platform::lastError()};
+        return nullptr;
     }
-    if (os::isDirectory(m_file)) {
-        if (m_file != os::kStandardInput) {
-            os::closeFile(m_file);
-        }
-        throw Failure(kExitNoInput, "cannot read " + m_title + ": it is a directory");
-    }
+    return std::unique_ptr<Input>(new Input(std::move(file), title));
 }
 
-Input::~Input()
+Input::Input(platform::Stream file, std::string title)
+    : m_file(std::move(file)), m_title(std::move(title)), m_buffer(kRoom)
 {
-    if (m_file != os::kStandardInput) {
-        os::closeFile(m_file);
-    }
 }
 
 bool Input::more()
 {
-    if (m_atEnd) {
+    if (m_atEnd || m_problem) {
         return false;
     }
     std::memmove(m_buffer.data(), m_buffer.data() + m_begin, m_end - m_begin);
     m_end -= m_begin;
     m_begin = 0;
-    const std::ptrdiff_t got = os::readSome(m_file, m_buffer.data() + m_end, m_buffer.size() - m_end);
+    const std::ptrdiff_t got = m_file.read(m_buffer.data() + m_end, m_buffer.size() - m_end);
     if (got < 0) {
-        throw Failure(kExitIoError, "cannot read " + m_title + ": " + os::lastError());
+        m_problem = {.kind = Problem::Kind::cannotRead, .file = m_title, .reason = platform::lastError()};
+        return false;
     }
     m_atEnd = got == 0;
     m_end += static_cast<std::size_t>(got);
@@ -49,4 +46,4 @@ bool Input::more()
     return got > 0;
 }
 
-} // namespace kor::tool
+} // namespace kor::recordings

@@ -3,36 +3,45 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-namespace kor::tool {
+#include "platform/Streams.h"
+#include "recordings/Problem.h"
+
+namespace kor::recordings {
 
 class Input {
 public:
-    // "-" is standard input. Throws Failure when the file cannot be opened.
-    explicit Input(const std::string& path);
-    ~Input();
-    Input(const Input&) = delete;
-    Input& operator=(const Input&) = delete;
+    /// Opens a file; "-" is standard input.
+    /// Returned  problem  what has gone wrong when the result is null
+    static std::unique_ptr<Input> open(const std::string& path, Problem& problem);
 
-    // What is buffered and not consumed. It stays in place until the next call of more.
+    /// What is buffered and not consumed. It stays in place until the next call of more.
     std::string_view ahead() const { return {m_buffer.data() + m_begin, m_end - m_begin}; }
     void consume(std::size_t count) { m_begin += count; }
 
-    // Adds at least one byte to what is ahead, room permitting; false at the end. Throws Failure when reading fails.
+    /// Adds at least one byte to what is ahead, room permitting; false at the end and when reading has failed.
     bool more();
 
-    // What more can hold ahead at the least, whatever has been consumed.
+    /// Set when reading has failed.
+    const Problem& problem() const { return m_problem; }
+
+    /// What more can hold ahead at the least, whatever has been consumed.
     static constexpr std::size_t kRoom = 256 * 1024;
 
-    const std::string& title() const { return m_title; } // for messages
+    const std::string& title() const { return m_title; } ///< for messages
     std::uint64_t consumed() const { return m_read - (m_end - m_begin); }
+    std::uint64_t size() const { return m_file.size(); } ///< 0 when unknown
 
 private:
+    Input(platform::Stream file, std::string title);
+
+    platform::Stream m_file;
     std::string m_title;
-    int m_file;
+    Problem m_problem;
     std::vector<char> m_buffer;
     std::size_t m_begin = 0;
     std::size_t m_end = 0;
@@ -40,4 +49,4 @@ private:
     bool m_atEnd = false;
 };
 
-} // namespace kor::tool
+} // namespace kor::recordings

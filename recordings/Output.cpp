@@ -1,66 +1,50 @@
 #include "recordings/Output.h"
 
-#include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <filesystem>
 #include <system_error>
 
 #include "platform/Text.h"
-#include "platform/os.h"
 
-namespace kor::tool {
+namespace kor::recordings {
 
 namespace fs = std::filesystem;
 
-Output::Output(const std::string& path)
-    : m_title(path == "-" ? "standard output" : shown(path)), m_file(-1), m_buffer(kRoom)
+std::unique_ptr<Output> Output::open(const std::string& path, Problem& problem)
 {
+    std::unique_ptr<Output> output(new Output());
     if (path == "-") {
-        m_file = os::kStandardOutput;
-        return;
+        output->m_title = "standard output";
+        output->m_direct = platform::Stream::standard(platform::kStandardOutput);
+        return output;
     }
+    output->m_title = platform::shown(path);
+    problem = {.kind = Problem::Kind::cannotCreate, .file = output->m_title};
     std::error_code error;
-    fs::path target = pathFrom(path);
+    const fs::path target = platform::pathFrom(path);
     const fs::file_status status = fs::status(target, error);
     if (fs::is_directory(status)) {
-        throw Failure(kExitCannotCreate, "cannot create " + m_title + ": it is a directory");
+        problem.reason = "it is a directory";
+        return nullptr;
     }
     if (fs::exists(status) && !fs::is_regular_file(status)) {
-        m_file = os::openForWriting(path);
+        output->m_direct = platform::openAnyForWriting(path);
     } else {
         // A link stays a link: what it leads to is replaced.
+        output->m_target = path;
         if (fs::is_symlink(fs::symlink_status(target, error))) {
             if (const fs::path led = fs::weakly_canonical(target, error); !error) {
-                target = led;
+                output->m_target = platform::textOf(led);
             }
         }
-        m_target = textOf(target);
-        for (unsigned attempt = 0; attempt < 100 && m_file < 0; ++attempt) {
-            // Short, because the target's name may be as long as the file system allows.
-            const std::string name = ".kor." + std::to_string(os::processId()) + "-" + std::to_string(attempt) + ".tmp";
-            m_temporary = textOf(target.parent_path() / name);
-            m_file = os::createNew(m_temporary);
-            if (m_file < 0 && errno != EEXIST) {
-                break;
-            }
-        }
+        output->m_temporary = platform::TemporaryFile::beside(output->m_target);
     }
-    if (m_file < 0) {
-        throw Failure(kExitCannotCreate, "cannot create " + m_title + ": " + os::lastError());
+    if (!output->stream()) {
+        problem.reason = platform::lastError();
+        return nullptr;
     }
-    os::removeWhenKilled(m_temporary);
-}
-
-Output::~Output()
-{
-    if (m_file >= 0 && m_file != os::kStandardOutput) {
-        os::closeFile(m_file);
-    }
-    if (!m_temporary.empty()) {
-        os::removeWhenKilled({});
-        os::removeFile(m_temporary);
-    }
+    problem = {};
+    return output;
 }
 
 char* Output::room(std::size_t count)
@@ -71,7 +55,7 @@ char* Output::room(std::size_t count)
     return m_buffer.data() + m_used;
 }
 
-void Output::write(std::string_view bytes)
+bool Output::write(std::string_view bytes)
 {
     while (!bytes.empty()) {
         const std::string_view piece = bytes.substr(0, kRoom);
@@ -79,36 +63,32 @@ void Output::write(std::string_view bytes)
         filled(piece.size());
         bytes.remove_prefix(piece.size());
     }
+    return !m_problem;
 }
 
 void Output::flush()
 {
-    if (!os::writeAll(m_file, m_buffer.data(), m_used)) {
-        failed(kExitIoError, "cannot write ");
+    if (!m_problem && !stream().write({m_buffer.data(), m_used})) {
+        fail(Problem::Kind::cannotWrite, "");
     }
     m_used = 0;
 }
 
-void Output::close()
+bool Output::close()
 {
     flush();
-    const int file = m_file;
-    m_file = -1;
-    if (!os::closeFile(file)) {
-        failed(kExitIoError, "cannot write ");
+    if (!stream().close() && !m_problem) {
+        fail(Problem::Kind::cannotWrite, "");
     }
-    if (!m_temporary.empty()) {
-        if (!os::replaceFile(m_temporary, m_target)) {
-            failed(kExitCannotCreate, "cannot put in place ");
-        }
-        os::removeWhenKilled({});
-        m_temporary.clear();
+    if (!m_problem && !m_target.empty() && !m_temporary.takePlaceOf(m_target)) {
+        fail(Problem::Kind::cannotCreate, "the complete file cannot take its place: ");
     }
+    return !m_problem;
 }
 
-void Output::failed(Exit status, const std::string& what)
+void Output::fail(Problem::Kind kind, const std::string& what)
 {
-    throw Failure(status, what + m_title + ": " + os::lastError());
+    m_problem = {.kind = kind, .file = m_title, .reason = what + platform::lastError()};
 }
 
-} // namespace kor::tool
+} // namespace kor::recordings

@@ -1,46 +1,53 @@
-// Where results go: a file that appears under its name only when complete, or standard output.
+// Where samples go: a file that appears under its name only when complete, or standard output.
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "tools/kor/Exit.h"
+#include "platform/Streams.h"
+#include "recordings/Problem.h"
 
-namespace kor::tool {
+namespace kor::recordings {
 
-// Bytes collect in a buffer and go to a temporary file beside the target, which close() renames. A target that
-// exists and is no regular file (a device, a FIFO) is written directly, and so is "-", standard output.
-// Without close() nothing takes the target's place and no temporary file remains.
+/// Bytes collect in a buffer and go to a temporary file beside the target, which close() renames. A target that exists
+/// and is no regular file (a device, a pipe) is written directly, and so is "-", standard output. Notes  1  Without
+/// close() nothing takes the target's place and no temporary file remains.
+///        2  After a failure everything that is written is dropped; problem() says what has failed first.
 class Output {
 public:
-    // Throws Failure (73) when the file cannot be created.
-    explicit Output(const std::string& path);
-    ~Output();
-    Output(const Output&) = delete;
-    Output& operator=(const Output&) = delete;
+    /// Returned  problem  what has gone wrong when the result is null
+    static std::unique_ptr<Output> open(const std::string& path, Problem& problem);
 
-    // Room for count bytes, at most kRoom; what of it was filled is kept by a call of filled.
+    /// Room for count bytes, at most kRoom; what of it was filled is kept by a call of filled.
     char* room(std::size_t count);
     void filled(std::size_t count) { m_used += count; }
-    void write(std::string_view bytes);
 
-    // Writes out what is buffered, closes and renames. Throws Failure (74), as room and write do.
-    void close();
+    /// Whether nothing has failed so far.
+    bool write(std::string_view bytes);
 
-    static constexpr std::size_t kRoom = 256 * 1024;
+    /// Writes out what is buffered, closes and renames; false when that, or any write before, has failed.
+    bool close();
+
+    const Problem& problem() const { return m_problem; }
+
+    static constexpr std::size_t kRoom = std::size_t{256} * 1024;
 
 private:
+    Output() : m_buffer(kRoom) {}
+    platform::Stream& stream() { return m_target.empty() ? m_direct : m_temporary.stream; }
     void flush();
-    [[noreturn]] void failed(Exit status, const std::string& what);
+    void fail(Problem::Kind kind, const std::string& what);
 
     std::string m_title;
-    std::string m_target;    // empty when written directly
-    std::string m_temporary; // empty when written directly
-    int m_file;
+    Problem m_problem;
+    std::string m_target; // empty when written directly
+    platform::TemporaryFile m_temporary;
+    platform::Stream m_direct;
     std::vector<char> m_buffer;
     std::size_t m_used = 0;
 };
 
-} // namespace kor::tool
+} // namespace kor::recordings

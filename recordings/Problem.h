@@ -27,6 +27,8 @@ struct Problem {
     std::string expected{};   ///< what should stand there
     std::string reason{};     ///< the system's reason, or what is wrong when that is not a matter of found and expected
     std::string advice{};     ///< what to do about it
+    bool otherFormat =
+        false; ///< the content is that of the other format: binary in place of CSV, or CSV in place of binary
 
     explicit operator bool() const { return kind != Kind::none; }
 };

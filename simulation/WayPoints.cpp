@@ -123,14 +123,7 @@ constexpr auto& kColumns = recordings::kWayPointColumns;
 
 std::string_view trimmed(std::string_view text)
 {
-    const auto blank = [](char c) { return c == ' ' || c == '\t' || c == '\r'; };
-    while (!text.empty() && blank(text.front())) {
-        text.remove_prefix(1);
-    }
-    while (!text.empty() && blank(text.back())) {
-        text.remove_suffix(1);
-    }
-    return text;
+    return platform::trimmed(text, " \t\r");
 }
 
 // Reads the header line first, then a way-point a line. Each function is false when the line is not as expected.
@@ -169,17 +162,21 @@ private:
     bool readText()
     {
         constexpr std::size_t kLargest = 64 * 1024 * 1024;
-        tool::Input input(m_path);
+        const auto input = recordings::Input::open(m_path, m_problem);
+        if (!input) {
+            return false;
+        }
         do {
-            m_text += input.ahead();
-            input.consume(input.ahead().size());
+            m_text += input->ahead();
+            input->consume(input->ahead().size());
             if (m_text.size() > kLargest) {
                 m_problem = problem();
                 m_problem.reason = "the file is larger than 64 MB";
                 return false;
             }
-        } while (input.more());
-        return true;
+        } while (input->more());
+        m_problem = input->problem();
+        return !m_problem;
     }
 
     bool readLine(std::string_view line)
@@ -187,7 +184,7 @@ private:
         if (line.empty()) {
             return true;
         }
-        std::vector<std::string_view> cells = tool::split(line, ',');
+        std::vector<std::string_view> cells = platform::split(line, ',');
         std::transform(cells.begin(), cells.end(), cells.begin(), trimmed);
         if (!m_hasHeader) {
             m_hasHeader = true;
@@ -202,11 +199,11 @@ private:
             const std::string_view name = kColumns[i].name;
             const auto at = std::find(cells.begin(), cells.end(), name);
             if (at == cells.end()) {
-                return refuse("", "no column " + tool::inQuotes(name),
+                return refuse("", "no column " + platform::inQuotes(name),
                               "the columns " + recordings::headerLine(kColumns));
             }
             if (std::count(cells.begin(), cells.end(), name) > 1) {
-                return refuse("", "column " + tool::inQuotes(name) + " more than once", "it once");
+                return refuse("", "column " + platform::inQuotes(name) + " more than once", "it once");
             }
             m_place[i] = static_cast<std::size_t>(at - cells.begin());
         }
@@ -224,11 +221,12 @@ private:
             const std::string_view cell = cells[m_place[i]];
             const auto [stop, error] = std::from_chars(cell.data(), cell.data() + cell.size(), values[i]);
             if (error != std::errc() || stop != cell.data() + cell.size() || !(std::fabs(values[i]) <= 1e6)) {
-                return refuse(kColumns[i].name, tool::inQuotes(cell), "a number from -1e6 to 1e6");
+                return refuse(kColumns[i].name, platform::inQuotes(cell), "a number from -1e6 to 1e6");
             }
         }
         if (!m_points.empty() && !(values[0] > m_points.back().time)) {
-            return refuse(kColumns[0].name, tool::inQuotes(cells[m_place[0]]), "a later time than in the row before");
+            return refuse(kColumns[0].name, platform::inQuotes(cells[m_place[0]]),
+                          "a later time than in the row before");
         }
         m_points.push_back({values[0], {values[1], values[2], values[3]}, values[4], values[5], values[6]});
         return true;
@@ -238,7 +236,7 @@ private:
     {
         recordings::Problem problem;
         problem.kind = recordings::Problem::Kind::badData;
-        problem.file = tool::shown(m_path);
+        problem.file = platform::shown(m_path);
         problem.line = m_line;
         return problem;
     }

@@ -131,26 +131,6 @@ TEST_F(Files, currentDirectoryIsWhereRelativeNamesGo)
     EXPECT_EQ(read(joinPath(*here, L"relative")), "x");
 }
 
-TEST(WideText, goesToUtf8AndBack)
-{
-    const std::wstring wide = L"a\u007f\u0080\u07ff\u0800\uffff\U00010000\U0010ffff%\\";
-    const std::optional<std::string> narrow = toUtf8(wide);
-    ASSERT_TRUE(narrow.has_value());
-    EXPECT_EQ(*narrow, "a\x7f\xc2\x80\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf\xf0\x90\x80\x80\xf4\x8f\xbf\xbf%\\");
-    EXPECT_EQ(fromUtf8(*narrow), wide);
-}
-
-TEST(WideText, thatIsNoTextIsRefused)
-{
-    EXPECT_FALSE(toUtf8(std::wstring(1, static_cast<wchar_t>(0xD800))).has_value());
-    EXPECT_FALSE(toUtf8(std::wstring(1, static_cast<wchar_t>(0xDFFF))).has_value());
-    // Overlong, surrogate, beyond the last code point, cut short, stray continuation.
-    for (const char* bytes : {"\xc0\x80", "\xe0\x80\x80", "\xf0\x80\x80\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80",
-                              "\xe4\xb8", "\x80", "\xff", "\xf8\x88\x80\x80\x80"}) {
-        EXPECT_FALSE(fromUtf8(bytes).has_value()) << bytes;
-    }
-}
-
 TEST(Paths, joinWithTheSystemsSeparator)
 {
 #if defined(_WIN32)

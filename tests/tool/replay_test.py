@@ -475,10 +475,17 @@ class Recordings(Case):
         self.refused('"status",' + ",".join(COLUMNS[1:]) + "\n", "line 1", "without quotation marks")
 
     def test_a_bad_number_is_named_with_line_and_column(self):
-        for text in ("abc", "", "1.5x", "1,5"[:1] + ";5", "0x10", "+1", "1e99", "--1", "1.5\x00", "\x1b[31m", "1e"):
+        for text in ("abc", "1.5x", "1,5"[:1] + ";5", "0x10", "+1", "1e99", "--1", "1.5\x00", "\x1b[31m", "1e"):
             with self.subTest(text=text):
                 self.refused(self.with_value("azimuthRaw", text), "bad.csv: line 4, column azimuthRaw: found \"",
                              "expected a number")
+
+    def test_an_empty_cell_is_told_what_to_write(self):
+        for text in ("", " "):
+            self.refused(self.with_value("azimuthRaw", text),
+                         "bad.csv: line 4, column azimuthRaw: the cell is empty; write nan for a missing value")
+            self.refused(self.with_value("status", text),
+                         "bad.csv: line 4, column status: the cell is empty, expected a whole number from")
 
     def test_what_was_found_is_bounded_and_printable(self):
         errors = self.refused(self.with_value("levelXRaw", "\x07" + "z" * 5000), "\"\\x07zzz", "...")
@@ -934,7 +941,7 @@ class Failures(Case):
 
     @posix_only
     def test_an_interrupt_leaves_no_temporary_file(self):
-        for number in (signal.SIGINT, signal.SIGTERM):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT):
             child = subprocess.Popen([*KOR, "replay", "--prm", ".", "--id", "5", "-", "-o", "r.csv"], cwd=self.dir,
                                      stdin=subprocess.PIPE, stderr=subprocess.DEVNULL)
             child.stdin.write(csv_text(samples(3)).encode())

@@ -11,13 +11,15 @@ import math
 import os
 import pathlib
 import shutil
+import signal
 import struct
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
-from program import KOR
+from program import KOR, posix_only
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 DATA = os.path.join(ROOT, "data")
@@ -29,7 +31,7 @@ REALS = ["sensorVector_x", "sensorVector_y", "sensorVector_z", "azimuthRaw", "el
          "levelTemperature", "referenceGate"]
 COUNTS = ["temperatureCount_0", "temperatureCount_1", "temperatureCount_2"]
 RAW = struct.Struct("<4xi9f4xB3x3iI")
-USAGE, DATA_ERROR, NO_INPUT, CANNOT_CREATE = 64, 65, 66, 73
+USAGE, DATA_ERROR, NO_INPUT, CANNOT_CREATE, IO_ERROR = 64, 65, 66, 73, 74
 
 
 def digest(path):
@@ -503,6 +505,45 @@ class Output(Case):
                         ["-o", self.path("a.csv"), "--truth", self.path("a.csv")],
                         ["-o", self.path("a.csv"), "--truth", self.path("way.csv")]):
             self.run_kor(*base, *options, status=USAGE)
+
+    def test_one_file_for_recording_and_truth_is_refused_whatever_its_names(self):
+        os.mkdir(self.path("d"))
+        for names in (("new.csv", "new.csv"), ("new.csv", "d/../new.csv"), ("-", "-")):
+            paths = [name if name == "-" else self.path(name) for name in names]
+            done = self.run_kor("simulate", "--prm", os.path.join(DATA, "polarizer"), "--id", "1005", "--motion",
+                                "static", "-o", paths[0], "--truth", paths[1], status=USAGE)
+            self.assertIn(" is the recording itself", done.stderr)
+            self.assertEqual(os.listdir(self.dir), ["d"])
+        with open(self.path("same.csv"), "w") as same:
+            done = subprocess.run([*KOR, "simulate", "--prm", os.path.join(DATA, "polarizer"), "--id", "1005", "--motion",
+                                   "static", "--truth", self.path("same.csv")], stdout=same, stderr=subprocess.PIPE,
+                                  timeout=60)
+        self.assertEqual(done.returncode, USAGE, done.stderr)
+
+    @posix_only
+    def test_a_signal_leaves_neither_of_two_temporary_files(self):
+        def temporary():
+            return [name for name in os.listdir(self.dir) if name.startswith(".kor.")]
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT):
+            with self.subTest(signal=number.name):
+                child = subprocess.Popen([*KOR, "simulate", "--prm", os.path.join(DATA, "polarizer"), "--id", "1005",
+                                          "--motion", "static", "--samples", "1000000000", "-o", self.path("run.csv"),
+                                          "--truth", self.path("truth.csv")], stderr=subprocess.DEVNULL, cwd=self.dir)
+                deadline = time.monotonic() + 20
+                while len(temporary()) < 2 and time.monotonic() < deadline:
+                    time.sleep(0.01)
+                self.assertEqual(len(temporary()), 2, "both were there")
+                child.send_signal(number)
+                self.assertEqual(child.wait(timeout=20), -number)
+                self.assertEqual([name for name in os.listdir(self.dir) if not name.startswith("core")], [])
+
+    @posix_only
+    def test_a_full_device_ends_a_long_simulation(self):
+        for options in (["-o", "/dev/full"], ["-o", self.path("run.csv"), "--truth", "/dev/full"]):
+            done = self.run_kor("simulate", "--prm", os.path.join(DATA, "polarizer"), "--id", "1005", "--motion", "static",
+                                "--samples", "1000000000", *options, status=IO_ERROR)
+            self.assertIn("/dev/full: No space left on device", done.stderr)
+            self.assertEqual(os.listdir(self.dir), [])
 
     def test_parameters_that_cannot_be_simulated_are_refused(self):
         with open(os.path.join(DATA, "polarizer", "Tg1005.prm")) as file:

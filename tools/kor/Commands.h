@@ -19,6 +19,9 @@ Command declareAccuracy(CLI::App& root);
 Command declareReplay(CLI::App& root);
 Command declareSimulate(CLI::App& root);
 
+// Writes to standard output. Throws Failure.
+void print(const std::string& text);
+
 // One line or several on standard error, the tool's name in front. Never fails.
 void complain(const std::string& text);
 void warn(const std::string& text);

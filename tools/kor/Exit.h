@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "recordings/Problem.h"
+
 namespace kor::tool {
 
 // The numbers are those of <sysexits.h>, which not every platform has.
@@ -34,10 +36,17 @@ inline constexpr ExitMeaning kExitMeanings[] = {
     {kExitIoError, "reading or writing failed"},
 };
 
+// The status that a problem with a file ends a command with.
+Exit exitOf(recordings::Problem::Kind kind);
+
+// A problem's text, with the option that helps where there is one.
+std::string messageOf(const recordings::Problem& problem);
+
 // What ends a command early. The text is complete but for the tool's name in front.
 class Failure : public std::runtime_error {
 public:
     Failure(Exit status, const std::string& text) : std::runtime_error(text), m_status(status) {}
+    explicit Failure(const recordings::Problem& problem) : Failure(exitOf(problem.kind), messageOf(problem)) {}
     Exit status() const { return m_status; }
 
 private:

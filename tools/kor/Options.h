@@ -13,6 +13,11 @@
 
 namespace kor::tool {
 
+using platform::inQuotes;
+using platform::shown;
+using platform::split;
+using platform::strictInteger;
+
 template <typename Integer>
 Integer wholeOption(std::string_view option, std::string_view text, Integer least = std::numeric_limits<Integer>::min(),
                     Integer most = std::numeric_limits<Integer>::max())

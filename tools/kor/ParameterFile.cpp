@@ -6,11 +6,14 @@
 #include "KORInterface/Session.h"
 #include "KORInterface/Status.h"
 
+#include "platform/Streams.h"
 #include "platform/Text.h"
-#include "platform/os.h"
 #include "tools/kor/Exit.h"
 
 namespace kor::tool {
+
+using platform::inQuotes;
+using platform::shown;
 
 namespace {
 
@@ -20,13 +23,13 @@ constexpr std::size_t kLongestDirectory = 254;
 
 std::string ParameterSource::path() const
 {
-    return textOf(pathFrom(directory) / ("Tg" + std::to_string(id) + ".prm"));
+    return platform::textOf(platform::pathFrom(directory) / ("Tg" + std::to_string(id) + ".prm"));
 }
 
 void readParameterFile(const ParameterSource& source, CKorPrm& prm)
 {
-    const std::optional<std::wstring> directory = wideFromUtf8(source.directory);
-    if (!directory || directory->empty()) {
+    const std::optional<std::wstring> directory = platform::fromUtf8(source.directory);
+    if (!directory || directory->empty() || directory->find(L'\0') != std::wstring::npos) {
         throw Failure(kExitUsage, "--prm: found " + inQuotes(source.directory) + ", expected a directory in UTF-8");
     }
     if (directory->size() > kLongestDirectory) {
@@ -37,7 +40,8 @@ void readParameterFile(const ParameterSource& source, CKorPrm& prm)
     ReadReport report;
     const int code = ReadParameterFile(prm, directory->c_str(), static_cast<std::uint32_t>(source.id), report);
     if (code == kCannotOpen) {
-        throw Failure(kExitNoInput, "cannot open the parameter file " + shown(path) + ": " + os::whyUnreadable(path));
+        throw Failure(kExitNoInput,
+                      "cannot open the parameter file " + shown(path) + ": " + platform::whyUnreadable(path));
     }
     if (code != kSuccess) {
         throw Failure(kExitDataError, shown(report.text()));

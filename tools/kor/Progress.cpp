@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "platform/os.h"
+#include "platform/Streams.h"
+#include "platform/Terminal.h"
 #include "tools/kor/Options.h"
 
 namespace kor::tool {
@@ -71,7 +72,8 @@ std::string progressLine(const std::string& title, std::uint64_t done, std::uint
 
 Progress::Progress(ShowProgress show, std::string title, std::uint64_t total, std::string unit)
     : m_title(std::move(title)), m_total(total), m_unit(std::move(unit)),
-      m_on(show == ShowProgress::always || (show == ShowProgress::automatic && os::isTerminal(os::kStandardError))),
+      m_on(show == ShowProgress::always ||
+           (show == ShowProgress::automatic && platform::isTerminal(platform::kStandardError))),
       m_next(show == ShowProgress::always ? m_start : m_start + kFirst)
 {
     constexpr std::size_t kLongestTitle = 32;
@@ -91,9 +93,9 @@ void Progress::update(std::uint64_t done, std::uint64_t counted)
     }
     m_next = now + kEvery;
     const double seconds = std::chrono::duration<double>(now - m_start).count();
-    const int width = os::terminalWidth(os::kStandardError) - 1; // the last column would wrap the line
+    const int width = platform::terminalWidth(platform::kStandardError) - 1; // the last column would wrap the line
     const std::string line = "\r" + progressLine(m_title, done, m_total, counted, m_unit, seconds, width) + "\x1b[K";
-    os::writeAll(os::kStandardError, line.data(), line.size());
+    platform::Stream::standard(platform::kStandardError).write(line);
     m_drawn = true;
 }
 
@@ -101,7 +103,7 @@ void Progress::clear()
 {
     if (m_drawn) {
         constexpr std::string_view kErase = "\r\x1b[K";
-        os::writeAll(os::kStandardError, kErase.data(), kErase.size());
+        platform::Stream::standard(platform::kStandardError).write(kErase);
         m_drawn = false;
         m_next = Clock::time_point();
     }

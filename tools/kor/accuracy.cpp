@@ -19,7 +19,6 @@
 #include "accuracy/Budget.h"
 #include "accuracy/ClosedLoop.h"
 #include "platform/Text.h"
-#include "recordings/Output.h"
 #include "simulation/WayPoints.h"
 #include "tools/kor/AccuracyReport.h"
 #include "tools/kor/Commands.h"
@@ -109,15 +108,11 @@ int runBudget(const AccuracyRequest& request, int only)
         }
         budgets.push_back(*found);
     }
-    Output output("-");
-    if (request.json) {
-        output.write(budgetJson(budgets));
-    } else {
-        for (std::size_t i = 0; i < budgets.size(); ++i) {
-            output.write((i > 0 ? "\n" : "") + budgetTable(budgets[i]));
-        }
+    std::string text = request.json ? budgetJson(budgets) : std::string();
+    for (std::size_t i = 0; i < budgets.size() && !request.json; ++i) {
+        text += (i > 0 ? "\n" : "") + budgetTable(budgets[i]);
     }
-    output.close();
+    print(text);
     return kExitOk;
 }
 
@@ -162,9 +157,7 @@ int runAccuracy(const AccuracyRequest& request)
         sound = sound && findings.back().exceeded().empty();
     }
     progress.clear();
-    Output output("-");
-    output.write(request.json ? accuracyJson(findings, seed) : accuracyTable(findings));
-    output.close();
+    print(request.json ? accuracyJson(findings, seed) : accuracyTable(findings));
     tell(fmt::format("seed: {}\n", seed));
     if (!sound) {
         complain("the library is less exact than recorded: see the strata beyond their bounds");

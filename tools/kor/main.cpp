@@ -8,17 +8,21 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
+#include "platform/Process.h"
+#include "platform/Streams.h"
 #include "platform/Text.h"
-#include "platform/os.h"
 #include "recordings/Output.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
 
 namespace kor::tool {
 
+using platform::inQuotes;
+using platform::shown;
+
 void tell(const std::string& text)
 {
-    os::writeAll(os::kStandardError, text.data(), text.size());
+    platform::Stream::standard(platform::kStandardError).write(text);
 }
 
 void complain(const std::string& text)
@@ -31,15 +35,20 @@ void warn(const std::string& text)
     tell(fmt::format("kor: warning: {}\n", text));
 }
 
-namespace {
-
-int print(const std::string& text)
+void print(const std::string& text)
 {
-    Output output("-");
-    output.write(text);
-    output.close();
-    return kExitOk;
+    recordings::Problem problem;
+    const auto output = recordings::Output::open("-", problem);
+    if (!output) {
+        throw Failure(problem);
+    }
+    output->write(text);
+    if (!output->close()) {
+        throw Failure(output->problem());
+    }
 }
+
+namespace {
 
 // An option given as "--name=" in front of a lone "--". The parser would take the next argument for its value.
 std::string optionWithoutValue(const std::vector<std::string>& arguments)
@@ -82,7 +91,7 @@ int run(int argc, char** argv)
     root.footer(statuses);
 
     const std::vector<Command> commands = {declareReplay(root), declareSimulate(root), declareAccuracy(root)};
-    const std::vector<std::string> arguments = os::arguments(argc, argv);
+    const std::vector<std::string> arguments = platform::arguments(argc, argv);
     if (const std::string option = optionWithoutValue(arguments); !option.empty()) {
         tell(fmt::format("kor: {}: found \"\", expected a value\nSee kor --help.\n", shown(option)));
         return kExitUsage;
@@ -90,12 +99,15 @@ int run(int argc, char** argv)
     try {
         root.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // takes the last one first
     } catch (const CLI::CallForVersion& version) {
-        return print(std::string(version.what()) + "\n");
+        print(std::string(version.what()) + "\n");
+        return kExitOk;
     } catch (const CLI::CallForHelp&) {
         const auto chosen = root.get_subcommands();
-        return print(chosen.empty() ? root.help() : chosen.front()->help(root.get_name()));
+        print(chosen.empty() ? root.help() : chosen.front()->help(root.get_name()));
+        return kExitOk;
     } catch (const CLI::CallForAllHelp&) {
-        return print(root.help("", CLI::AppFormatMode::All));
+        print(root.help("", CLI::AppFormatMode::All));
+        return kExitOk;
     } catch (const CLI::ParseError& error) {
         const auto chosen = root.get_subcommands();
         if (const auto others = root.remaining(); chosen.empty() && !others.empty()) {
@@ -129,7 +141,7 @@ int run(int argc, char** argv)
 int main(int argc, char** argv)
 {
     using namespace kor::tool;
-    os::prepareProcess();
+    kor::platform::prepareProcess();
     try {
         return run(argc, argv);
     } catch (const Failure& failure) {

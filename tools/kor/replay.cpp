@@ -27,14 +27,16 @@
 #include "KORInterface/Session.h"
 #include "KORInterface/Status.h"
 
+#include "platform/Process.h"
+#include "platform/Streams.h"
 #include "platform/Text.h"
-#include "platform/os.h"
 #include "recordings/Output.h"
-#include "recordings/Recording.h"
-#include "recordings/Results.h"
+#include "recordings/Reader.h"
+#include "recordings/Writer.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
+#include "tools/kor/Overwrite.h"
 #include "tools/kor/ParameterFile.h"
 #include "tools/kor/Progress.h"
 #include "tools/kor/Tally.h"
@@ -44,6 +46,12 @@ namespace kor::tool {
 namespace {
 
 namespace fs = std::filesystem;
+using platform::pathFrom;
+using platform::textOf;
+using recordings::Format;
+using recordings::Output;
+using recordings::Problem;
+using recordings::Reader;
 
 // The command line as it was given.
 struct Request {
@@ -125,29 +133,16 @@ Format resultFormat(const Plan& plan, const std::string& output)
     return plan.format ? *plan.format : output.ends_with(".korinfo") ? Format::binary : Format::csv;
 }
 
-// The file behind a name; "-" is the standard stream, which the shell may have turned into a file.
-std::optional<os::FileId> fileBehind(const std::string& name, int standard)
-{
-    return name == "-" ? os::regularFile(standard) : os::regularFile(name);
-}
-
 // Results in the place of something that is read would be the end of it.
 void refuseToOverwrite(const std::string& output, const std::vector<std::string>& recordings,
                        const ParameterSource& prm)
 {
-    const std::optional<os::FileId> target = fileBehind(output, os::kStandardOutput);
-    if (!target) {
-        return;
-    }
-    const std::string title = output == "-" ? "standard output" : "-o: " + shown(output);
+    std::vector<UsedFile> used;
     for (const std::string& recording : recordings) {
-        if (fileBehind(recording, os::kStandardInput) == target) {
-            throw Misuse(title + " is the recording itself");
-        }
+        used.push_back({recording, "the recording itself"});
     }
-    if (os::regularFile(prm.path()) == target) {
-        throw Misuse(title + " is the parameter file");
-    }
+    used.push_back({prm.path(), "the parameter file"});
+    tool::refuseToOverwrite("-o", output, used);
 }
 
 void configure(const Plan& plan, const CKorPrm& prm, CKor& engine)
@@ -166,22 +161,14 @@ void configure(const Plan& plan, const CKorPrm& prm, CKor& engine)
     }
 }
 
-Result resultOf(std::uint32_t stamp, const SampleResult& sample)
+recordings::Result resultOf(std::uint32_t stamp, const SampleResult& sample)
 {
-    Result result;
+    recordings::Result result;
     result.timeStampMs = stamp;
     result.info = sample.info;
     std::copy(std::begin(sample.matrix), std::end(sample.matrix), result.matrix);
     result.matrixCode = sample.matrixCode;
     return result;
-}
-
-std::uint64_t sizeOf(const std::string& path)
-{
-    std::error_code error;
-    const fs::path file = pathFrom(path);
-    const std::uintmax_t size = path != "-" && fs::is_regular_file(file, error) ? fs::file_size(file, error) : 0;
-    return error ? 0 : size;
 }
 
 int replayOne(Plan plan, const std::string& recording, const std::string& output)
@@ -194,44 +181,43 @@ int replayOne(Plan plan, const std::string& recording, const std::string& output
     CKor engine;
     configure(plan, prm, engine);
 
-    Input input(recording);
-    const auto reader = openRecording(input, plan.input ? *plan.input : recordingFormat(recording, input), warn);
-    Output results(output);
-    ResultWriter writer(results, resultFormat(plan, output));
+    Problem problem;
+    const std::unique_ptr<Reader> reader = Reader::open(recording, plan.input, problem);
+    if (!reader) {
+        throw Failure(problem);
+    }
+    for (const Problem& warning : reader->warnings()) {
+        warn(messageOf(warning));
+    }
+    const std::unique_ptr<Output> results = Output::open(output, problem);
+    if (!results) {
+        throw Failure(problem);
+    }
+    recordings::ResultWriter writer(*results, resultFormat(plan, output));
 
     Tally tally;
-    Progress progress(plan.progress, input.title(), sizeOf(recording), "samples");
+    Progress progress(plan.progress, reader->title(), reader->size(), "samples");
     const auto start = std::chrono::steady_clock::now();
     int status = kExitOk;
     std::uint64_t steps = 0;
     KOR_RAWINFO raw;
     SampleResult sample;
     // What has been fed stands, also when the rest cannot be read.
-    const auto next = [&] {
-        try {
-            return reader->next(raw);
-        } catch (const Failure& failure) {
-            progress.clear();
-            complain(failure.what());
-            status = failure.status();
-            return RecordingReader::Step::end;
-        }
-    };
-    for (RecordingReader::Step step; (step = next()) != RecordingReader::Step::end;) {
+    for (Reader::Step step; (step = reader->next(raw)) != Reader::Step::end;) {
         if ((steps++ & kProgressMask) == 0) {
-            progress.update(input.consumed(), tally.samples);
+            progress.update(reader->consumed(), tally.samples);
         }
-        if (step == RecordingReader::Step::bad) {
-            ++tally.bad;
-            if (!plan.skipBad) {
+        if (step != Reader::Step::sample) {
+            tally.bad += step == Reader::Step::bad ? 1 : 0;
+            if (step == Reader::Step::failed || !plan.skipBad) {
                 progress.clear();
-                complain(reader->problem());
-                status = kExitDataError;
+                complain(messageOf(reader->problem()));
+                status = exitOf(reader->problem().kind);
                 break;
             }
             if (tally.bad <= kBadRowsShown) {
                 progress.clear();
-                warn(reader->problem() + ": left out");
+                warn(messageOf(reader->problem()) + ": left out");
             }
             continue;
         }
@@ -240,13 +226,17 @@ int replayOne(Plan plan, const std::string& recording, const std::string& output
             continue;
         }
         ProcessSample(engine, raw, sample);
-        writer.write(resultOf(raw.timeStampMs, sample));
+        if (!writer.write(resultOf(raw.timeStampMs, sample))) {
+            break;
+        }
         tally.count(raw.timeStampMs, sample.report);
     }
-    results.close();
+    if (!results->close()) {
+        throw Failure(results->problem());
+    }
     tally.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     progress.clear();
-    tell(tally.summary(input.title(), plan.window.limited(), plan.skipBad));
+    tell(tally.summary(reader->title(), plan.window.limited(), plan.skipBad));
     return status;
 }
 
@@ -320,13 +310,13 @@ int replaySeveral(const Plan& plan, const Request& request)
 
     std::mutex lock;
     std::condition_variable finished;
-    std::vector<std::optional<os::ChildResult>> ends(jobs.size());
+    std::vector<std::optional<platform::ChildResult>> ends(jobs.size());
     std::atomic<std::size_t> next{0};
     const auto work = [&] {
         for (std::size_t mine = 0; (mine = next++) < jobs.size();) {
-            os::ChildResult end;
+            platform::ChildResult end;
             try {
-                end = os::runSelf(childArguments(request, jobs[mine]));
+                end = platform::runSelf(childArguments(request, jobs[mine]));
             } catch (const std::exception& problem) {
                 end.started = false;
                 end.errors = problem.what();
@@ -338,7 +328,7 @@ int replaySeveral(const Plan& plan, const Request& request)
     };
     std::vector<std::jthread> workers; // waits for all of them, whatever ends this function
     try {
-        while (workers.size() < std::min({std::size_t{plan.jobs}, jobs.size(), os::kMostChildren})) {
+        while (workers.size() < std::min({std::size_t{plan.jobs}, jobs.size(), platform::kMostChildren})) {
             workers.emplace_back(work);
         }
     } catch (const std::system_error& failed) {

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,15 +14,17 @@
 
 #include "KORInterface/CKorPrm.h"
 
+#include "platform/Streams.h"
 #include "platform/Text.h"
 #include "recordings/Output.h"
-#include "recordings/Recording.h"
+#include "recordings/Writer.h"
 #include "simulation/Motion.h"
 #include "simulation/Simulator.h"
 #include "simulation/WayPoints.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
+#include "tools/kor/Overwrite.h"
 #include "tools/kor/ParameterFile.h"
 #include "tools/kor/Progress.h"
 #include "tools/kor/SimulatedSensor.h"
@@ -34,6 +34,9 @@ namespace kor::tool {
 using namespace simulation;
 
 namespace {
+
+using recordings::Format;
+using recordings::Output;
 
 // The command line as it was given.
 struct SimulateRequest {
@@ -114,102 +117,55 @@ SimulationPlan planOf(const SimulateRequest& request)
     return plan;
 }
 
-char* appendText(char* at, std::string_view text)
+recordings::Truth truthOf(const SimulatedSample& sample)
 {
-    std::memcpy(at, text.data(), text.size());
-    return at + text.size();
-}
-
-// The shortest text that reads back as the same number.
-template <typename Number>
-char* appendNumber(char* at, Number value)
-{
-    if constexpr (std::is_floating_point_v<Number>) {
-        if (std::isnan(value)) {
-            return appendText(at, "nan");
-        }
+    recordings::Truth truth{};
+    truth.timeStampMs = sample.raw.timeStampMs;
+    truth.valid = sample.valid;
+    truth.note = sample.note;
+    std::copy(sample.pose.base.begin(), sample.pose.base.end(), truth.base);
+    for (std::size_t i = 0; i < 3; ++i) {
+        truth.position[i] = static_cast<float>(sample.pose.position[i]);
     }
-    return std::to_chars(at, at + 31, value).ptr;
-}
-
-constexpr std::string_view kRecordingHeader =
-    "status,sensorVector_x,sensorVector_y,sensorVector_z,azimuthRaw,elevationRaw,levelXRaw,levelYRaw,"
-    "levelTemperature,referenceGate,referenceHold,temperatureCount_0,temperatureCount_1,temperatureCount_2,"
-    "timeStampMs\n";
-constexpr std::string_view kTruthHeader =
-    "timeStampMs,valid,note,R_00,R_01,R_02,R_10,R_11,R_12,R_20,R_21,R_22,position_x,position_y,position_z,"
-    "result_00,result_01,result_02,result_10,result_11,result_12,result_20,result_21,result_22\n";
-
-constexpr std::size_t kLongestRow = 1024;
-
-void writeRecord(Output& output, Format format, const KOR_RAWINFO& raw)
-{
-    if (format == Format::binary) {
-        std::memcpy(output.room(sizeof raw), &raw, sizeof raw);
-        output.filled(sizeof raw);
-        return;
-    }
-    char* const row = output.room(kLongestRow);
-    char* at = appendNumber(row, raw.status);
-    for (const float value :
-         {raw.sensorVector[0], raw.sensorVector[1], raw.sensorVector[2], raw.azimuthRaw, raw.elevationRaw,
-          raw.levelXRaw, raw.levelYRaw, raw.levelTemperature, raw.referenceGate}) {
-        at = appendNumber(appendText(at, ","), value);
-    }
-    at = appendNumber(appendText(at, ","), static_cast<unsigned>(raw.referenceHold));
-    for (const std::int32_t count : raw.temperatureCount) {
-        at = appendNumber(appendText(at, ","), count);
-    }
-    at = appendText(appendNumber(appendText(at, ","), raw.timeStampMs), "\n");
-    output.filled(static_cast<std::size_t>(at - row));
-}
-
-void writeTruth(Output& output, const SimulatedSample& sample)
-{
-    char* const row = output.room(kLongestRow);
-    char* at = appendNumber(row, sample.raw.timeStampMs);
-    at = appendText(at, sample.valid ? ",1," : ",0,");
-    at = appendText(at, sample.note);
-    for (const double element : sample.pose.base) {
-        at = appendNumber(appendText(at, ","), element);
-    }
-    for (const double coordinate : sample.pose.position) {
-        at = appendNumber(appendText(at, ","), static_cast<float>(coordinate));
-    }
-    for (const double element : sample.result) {
-        at = appendNumber(appendText(at, ","), element);
-    }
-    at = appendText(at, "\n");
-    output.filled(static_cast<std::size_t>(at - row));
-}
-
-bool sameName(const std::string& a, const std::string& b)
-{
-    std::error_code error;
-    return pathFrom(a).lexically_normal() == pathFrom(b).lexically_normal() ||
-           std::filesystem::equivalent(pathFrom(a), pathFrom(b), error);
+    std::copy(sample.result.begin(), sample.result.end(), truth.result);
+    return truth;
 }
 
 void refuseToOverwrite(const SimulateRequest& request, const ParameterSource& source, bool fileMotion)
 {
-    const auto check = [&](const char* option, const SimulateRequest::Option& output) {
-        if (!output || *output == "-") {
-            return;
-        }
-        if (output->empty()) {
+    std::vector<UsedFile> used = {{source.path(), "the parameter file"}};
+    if (fileMotion) {
+        used.push_back({request.motion, "the file of the way-points"});
+    }
+    const auto check = [&used](const char* option, const std::string& output) {
+        if (output.empty()) {
             throw Misuse(fmt::format("{}: found \"\", expected a file", option));
         }
-        if (sameName(*output, source.path())) {
-            throw Misuse(fmt::format("{}: {} is the parameter file", option, shown(*output)));
-        }
-        if (fileMotion && sameName(*output, request.motion)) {
-            throw Misuse(fmt::format("{}: {} is the file of the way-points", option, shown(*output)));
-        }
+        tool::refuseToOverwrite(option, output, used);
     };
-    check("-o", request.output);
-    check("--truth", request.truth);
-    if (request.truth && request.output && sameName(*request.truth, *request.output)) {
-        throw Misuse("--truth: " + shown(*request.truth) + " is the recording itself");
+    const std::string recording = request.output.value_or("-");
+    check("-o", recording);
+    if (request.truth) {
+        used.push_back({recording, "the recording itself", platform::kStandardOutput});
+        check("--truth", *request.truth);
+    }
+}
+
+std::unique_ptr<Output> openOutput(const std::string& path)
+{
+    recordings::Problem problem;
+    std::unique_ptr<Output> output = Output::open(path, problem);
+    if (!output) {
+        throw Failure(problem);
+    }
+    return output;
+}
+
+// A recording takes its place only together with its truth.
+void throwIfFailed(const Output& output)
+{
+    if (output.problem()) {
+        throw Failure(output.problem());
     }
 }
 
@@ -244,27 +200,25 @@ int simulate(const SimulateRequest& request)
     if (fileMotion) {
         std::error_code error;
         if (request.motion.find_first_of("./\\") == std::string::npos &&
-            !std::filesystem::exists(pathFrom(request.motion), error)) {
+            !std::filesystem::exists(platform::pathFrom(request.motion), error)) {
             throw Misuse(fmt::format("--motion: found {}, expected {}, or a file of way-points",
                                      inQuotes(request.motion), kMotionNames));
         }
         const WayPointFile file = readWayPoints(request.motion);
         if (file.problem) {
-            throw Failure(kExitDataError, recordings::text(file.problem));
+            throw Failure(file.problem);
         }
         motion = wayPointMotion(file.points);
     }
     refuseToOverwrite(request, source, fileMotion);
 
     Simulator simulator(plan, *motion);
-    Output recording(request.output.value_or("-"));
-    std::optional<Output> truth;
-    if (request.truth) {
-        truth.emplace(*request.truth);
-        truth->write(kTruthHeader);
-    }
-    if (format == Format::csv) {
-        recording.write(kRecordingHeader);
+    const std::unique_ptr<Output> recording = openOutput(request.output.value_or("-"));
+    recordings::RecordingWriter writer(*recording, format);
+    const std::unique_ptr<Output> truth = request.truth ? openOutput(*request.truth) : nullptr;
+    std::optional<recordings::TruthWriter> truthWriter;
+    if (truth) {
+        truthWriter.emplace(*truth);
     }
     Progress progress(show, "simulate", samples, "samples");
     std::uint64_t dropped = 0;
@@ -282,16 +236,19 @@ int simulate(const SimulateRequest& request)
             continue;
         }
         valid += sample.valid ? 1 : 0;
-        writeRecord(recording, format, sample.raw);
-        if (truth) {
-            writeTruth(*truth, sample);
+        if (!writer.write(sample.raw) || (truthWriter && !truthWriter->write(truthOf(sample)))) {
+            break;
         }
     }
     progress.clear();
-    recording.close();
+    throwIfFailed(*recording);
     if (truth) {
+        throwIfFailed(*truth);
         truth->close();
+        throwIfFailed(*truth);
     }
+    recording->close();
+    throwIfFailed(*recording);
     tell(fmt::format("simulated: mount mode {}, {}\n"
                      "  seed:     {}\n"
                      "  samples:  {}\n"

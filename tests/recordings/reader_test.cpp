@@ -1,20 +1,22 @@
 // Readers of recordings: what the end-to-end tests cannot see from outside.
-#include "recordings/Recording.h"
+#include "recordings/Reader.h"
 
 #include <cstring>
 #include <string>
 
 #include <gtest/gtest.h>
 
+#include "recordings/Lines.h"
+#include "recordings/ReadBack.h"
 #include "support/Float.h"
-#include "tool/ReadBack.h"
-#include "tools/kor/Exit.h"
 
 namespace {
 
-using kor::tool::Failure;
-using kor::tool::Format;
-using kor::tool::Input;
+using kor::recordings::Format;
+using kor::recordings::Input;
+using kor::recordings::kLongestLine;
+using kor::recordings::Problem;
+using kor::recordings::Reader;
 using kor_test::kHeader;
 using kor_test::Read;
 using kor_test::read;
@@ -115,7 +117,7 @@ TEST(Recording, badRowsAreNamedOneByOneAndTheRestIsRead)
               ": line 5, column levelXRaw: found \"zero\", expected a number, not too large for single precision");
 }
 
-TEST(Recording, anEmptyFieldIsNoNumberInAnyColumn)
+TEST(Recording, anEmptyCellIsNoNumberInAnyColumn)
 {
     for (int column = 0; column < 15; ++column) {
         std::string row;
@@ -125,14 +127,19 @@ TEST(Recording, anEmptyFieldIsNoNumberInAnyColumn)
         const Read all = read(kHeader + row + "\n", Format::csv);
         EXPECT_TRUE(all.samples.empty()) << column;
         ASSERT_EQ(all.problems.size(), 1u) << column;
-        EXPECT_NE(all.problems[0].find("found \"\""), std::string::npos) << all.problems[0];
+        const kor::recordings::Column& empty = kor::recordings::kRawColumns[static_cast<std::size_t>(column)];
+        EXPECT_EQ(all.problems[0],
+                  ": line 2, column " + std::string(empty.name) + ": the cell is empty" +
+                      (empty.type == kor::recordings::Type::float32
+                           ? "; write nan for a missing value"
+                           : all.problems[0].substr(all.problems[0].find(", expected a whole number "))));
     }
 }
 
 TEST(Recording, longLinesAreCountedAndLeftOutWhereverTheyEnd)
 {
     for (const std::size_t length :
-         {kor::tool::kLongestLine + 1, Input::kRoom - 1, Input::kRoom, Input::kRoom + 1, 5 * Input::kRoom + 17}) {
+         {kLongestLine + 1, Input::kRoom - 1, Input::kRoom, Input::kRoom + 1, 5 * Input::kRoom + 17}) {
         const std::string good = "2,0,0,0,0,0,0,0,0,0,0,0,0,0,7\n";
         const Read all =
             read(kHeader + std::string(length, 'z') + "\n" + good + "x\n" + std::string(length, 'z'), Format::csv);
@@ -161,6 +168,37 @@ TEST(Recording, aTruncatedRecordIsNamedWithItsNumberAndByte)
     EXPECT_EQ(all.samples.size(), 2u);
     ASSERT_EQ(all.problems.size(), 1u);
     EXPECT_EQ(all.problems[0], ": record 3 (byte 136): found 1 byte before the end, expected 68");
+}
+
+TEST(Recording, columnsThatAreNoFieldsAreLeftOutWithAWarningEach)
+{
+    const Read all = read("a\x1b,two," + kHeader + "x,,2,0,0,0,0,0,0,0,0,0,0,0,0,0,7\n", Format::csv);
+    ASSERT_EQ(all.samples.size(), 1u);
+    EXPECT_EQ(all.samples[0].timeStampMs, 7u);
+    EXPECT_EQ(all.warnings, (std::vector<std::string>{": column \"a\\x1b\" is not a field of a sample: left out",
+                                                      ": column \"two\" is not a field of a sample: left out"}));
+}
+
+TEST(Recording, thatIsOfTheOtherFormatSaysSo)
+{
+    const Problem csv = read(std::string(200, '\0'), Format::csv).refused;
+    EXPECT_EQ(csv.kind, Problem::Kind::badData);
+    EXPECT_TRUE(csv.otherFormat);
+    EXPECT_EQ(csv.expected, "CSV");
+    const Problem binary = read(kHeader, Format::binary).refused;
+    EXPECT_EQ(binary.kind, Problem::Kind::badData);
+    EXPECT_TRUE(binary.otherFormat);
+    EXPECT_EQ(binary.expected, "binary records");
+    EXPECT_FALSE(read("status\n", Format::csv).refused.otherFormat);
+}
+
+TEST(Recording, thatCannotBeOpenedSaysSo)
+{
+    Problem problem;
+    EXPECT_EQ(Reader::open(testing::TempDir() + "kor-none/none.csv", {}, problem), nullptr);
+    EXPECT_EQ(problem.kind, Problem::Kind::cannotOpen);
+    EXPECT_EQ(Reader::open(testing::TempDir(), {}, problem), nullptr);
+    EXPECT_EQ(problem.kind, Problem::Kind::cannotOpen);
 }
 
 } // namespace

@@ -10,19 +10,21 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/Process.h"
+#include "platform/Streams.h"
 #include "platform/Text.h"
-#include "platform/os.h"
-#include "recordings/Recording.h"
-#include "recordings/Results.h"
+#include "recordings/Output.h"
+#include "recordings/Reader.h"
+#include "recordings/Writer.h"
 
 namespace kor_test {
 
-using kor::tool::Format;
-using kor::tool::Input;
-using kor::tool::Output;
-using kor::tool::RecordingReader;
-using kor::tool::Result;
-using kor::tool::ResultWriter;
+using kor::recordings::Format;
+using kor::recordings::Output;
+using kor::recordings::Problem;
+using kor::recordings::Reader;
+using kor::recordings::Result;
+using kor::recordings::ResultWriter;
 
 inline const std::string kHeader =
     "status,sensorVector_x,sensorVector_y,sensorVector_z,azimuthRaw,elevationRaw,levelXRaw,"
@@ -31,56 +33,71 @@ inline const std::string kHeader =
 
 class TemporaryFile {
 public:
-    explicit TemporaryFile(const std::string& content)
-        : m_path(testing::TempDir() + "kor-recording-" + std::to_string(kor::tool::os::processId()))
+    explicit TemporaryFile(const std::string& content = {})
+        : m_path(testing::TempDir() + "kor-recording-" + std::to_string(kor::platform::processId()))
     {
         std::ofstream(m_path, std::ios::binary) << content;
     }
-    ~TemporaryFile() { kor::tool::os::removeFile(m_path); }
+    ~TemporaryFile() { kor::platform::removeFile(m_path); }
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
     const std::string& path() const { return m_path; }
+    std::string content() const
+    {
+        std::ifstream file(m_path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
 
 private:
     std::string m_path;
 };
 
 struct Read {
+    Problem refused; // when the recording as a whole is
     std::vector<KOR_RAWINFO> samples;
-    std::vector<std::string> problems;
+    std::vector<std::string> problems; // without the file's name
     std::vector<std::string> warnings;
 };
 
 inline Read read(const std::string& content, Format format)
 {
     const TemporaryFile file(content);
-    Input input(file.path());
     Read all;
-    const auto reader = openRecording(input, format, [&all](const std::string& text) { all.warnings.push_back(text); });
+    const auto reader = Reader::open(file.path(), format, all.refused);
+    if (!reader) {
+        return all;
+    }
+    for (const Problem& warning : reader->warnings()) {
+        all.warnings.push_back(text(warning).substr(file.path().size()));
+    }
     KOR_RAWINFO raw;
-    for (RecordingReader::Step step; (step = reader->next(raw)) != RecordingReader::Step::end;) {
-        if (step == RecordingReader::Step::sample) {
+    for (Reader::Step step; (step = reader->next(raw)) != Reader::Step::end;) {
+        if (step == Reader::Step::sample) {
             all.samples.push_back(raw);
         } else {
-            all.problems.push_back(reader->problem().substr(file.path().size()));
+            EXPECT_EQ(step, Reader::Step::bad);
+            all.problems.push_back(text(reader->problem()).substr(file.path().size()));
         }
     }
     return all;
 }
 
+// What a writer makes of one record.
+template <typename Writer, typename Record, typename... Options>
+std::string writtenBy(const Record& record, Options... options)
+{
+    const TemporaryFile file;
+    Problem problem;
+    const auto output = Output::open(file.path(), problem);
+    Writer writer(*output, options...);
+    EXPECT_TRUE(writer.write(record));
+    EXPECT_TRUE(output->close());
+    return file.content();
+}
+
 inline std::string written(const Result& result, Format format)
 {
-    const std::string path = testing::TempDir() + "kor-results-" + std::to_string(kor::tool::os::processId());
-    {
-        Output output(path);
-        ResultWriter writer(output, format);
-        writer.write(result);
-        output.close();
-    }
-    std::ifstream file(path, std::ios::binary);
-    const std::string content{std::istreambuf_iterator<char>(file), {}};
-    kor::tool::os::removeFile(path);
-    return content;
+    return writtenBy<ResultWriter>(result, format);
 }
 
 inline std::vector<std::string> row(const Result& result)
@@ -89,14 +106,14 @@ inline std::vector<std::string> row(const Result& result)
     const std::size_t begin = text.find('\n') + 1;
     std::vector<std::string> fields;
     for (const std::string_view field :
-         kor::tool::split(std::string_view(text).substr(begin, text.size() - begin - 1), ',')) {
+         kor::platform::split(std::string_view(text).substr(begin, text.size() - begin - 1), ',')) {
         fields.emplace_back(field);
     }
     return fields;
 }
 
 // Every word of the record a number of its own.
-inline kor::tool::Result numbered()
+inline Result numbered()
 {
     Result result{};
     result.timeStampMs = 4294967295u;

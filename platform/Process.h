@@ -1,0 +1,65 @@
+// The process: its streams, arguments and end, and processes that run the same program.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+namespace kor::platform {
+
+/// Once, first thing in main: a closed pipe becomes a write error, standard streams carry bytes untranslated, and a
+/// standard stream that the caller closed keeps its number, so that no file can take its place.
+void prepareProcess();
+
+/// The arguments after the program's name, in UTF-8 where the system has text and not bytes.
+std::vector<std::string> arguments(int argc, char** argv);
+
+unsigned processId();
+
+/// Files at a time that a signal removes.
+constexpr std::size_t kMostRemovedWhenKilled = 64;
+
+/// While it exists, a signal that ends the process (interrupt, quit, hang-up, termination) removes a file first.
+/// Notes  1  Windows ends a process without asking it.
+class RemovedWhenKilled {
+public:
+    RemovedWhenKilled() noexcept = default;
+
+    /// Empty when there are kMostRemovedWhenKilled already. The path is that of a process that stays in its directory.
+    explicit RemovedWhenKilled(const std::string& path);
+
+    RemovedWhenKilled(RemovedWhenKilled&& other) noexcept;
+    RemovedWhenKilled& operator=(RemovedWhenKilled&& other) noexcept;
+    RemovedWhenKilled(const RemovedWhenKilled&) = delete;
+    RemovedWhenKilled& operator=(const RemovedWhenKilled&) = delete;
+    ~RemovedWhenKilled();
+
+    explicit operator bool() const noexcept { return m_path != nullptr; }
+
+private:
+    const char* m_path = nullptr;
+    std::size_t m_place = 0;
+};
+
+/// While it exists, this thread takes no ending signal; those that arrive wait.
+class EndingSignalsWait {
+public:
+    EndingSignalsWait() noexcept;
+    ~EndingSignalsWait();
+    EndingSignalsWait(const EndingSignalsWait&) = delete;
+    EndingSignalsWait& operator=(const EndingSignalsWait&) = delete;
+};
+
+/// Children at a time: what a signal can take along when it ends this process.
+constexpr std::size_t kMostChildren = 256;
+
+struct ChildResult {
+    bool started = false;
+    int status = 0;     ///< exit status; 128 + the number when a signal ended it
+    std::string errors; ///< all of its standard error, or why it could not be started
+};
+
+/// Runs this very program with other arguments and waits for its end. Safe to call from as many threads at a time.
+ChildResult runSelf(const std::vector<std::string>& arguments);
+
+} // namespace kor::platform

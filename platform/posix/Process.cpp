@@ -1,0 +1,270 @@
+#include "platform/Process.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+namespace kor::platform {
+
+namespace {
+
+constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+
+// What the handler of an ending signal needs: plain arrays of lock-free atomics only. Whoever takes a path out of the
+// table may use it: the handler to remove the file, the owner to give up the text.
+std::atomic<const char*> doomedPaths[kMostRemovedWhenKilled];
+std::atomic<pid_t> children[kMostChildren];
+std::atomic<bool> ending{false};
+std::atomic<int> starting{0}; // children that are being started and not listed yet
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
+              std::atomic<pid_t>::is_always_lock_free && std::atomic<const char*>::is_always_lock_free);
+
+extern "C" void endedBySignal(int number)
+{
+    // From here on nobody starts a child.
+    ending.store(true);
+    for (auto& place : doomedPaths) {
+        if (const char* const path = place.exchange(nullptr); path != nullptr) {
+            unlink(path);
+        }
+    }
+    // Those being started are listed in a moment: see Starting. A thread that does not get so far, because it is
+    // stopped or starved, must not keep the process from ending.
+    constexpr int kMostRounds = 1000;
+    for (int round = 0; round < kMostRounds && starting.load() > 0; ++round) {
+        poll(nullptr, 0, 1); // a millisecond
+    }
+    for (const auto& child : children) {
+        if (const pid_t id = child.load(); id > 0) {
+            kill(id, SIGTERM);
+        }
+    }
+    // The handler was installed to run once, so this is the signal's own way to end a process.
+    raise(number);
+}
+
+sigset_t endingSignals()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    for (const int number : kEndingSignals) {
+        sigaddset(&set, number);
+    }
+    return set;
+}
+
+// The thread's signals before the first EndingSignalsWait in it.
+thread_local sigset_t maskBefore;
+thread_local int waiting = 0;
+
+// A child's place among those that a signal takes along; none when there are more than kMostChildren.
+class Listed {
+public:
+    void add(pid_t id)
+    {
+        for (auto& place : children) {
+            pid_t none = 0;
+            if (place.compare_exchange_strong(none, id)) {
+                m_place = &place;
+                return;
+            }
+        }
+    }
+    Listed() = default;
+    ~Listed()
+    {
+        if (m_place != nullptr) {
+            m_place->store(0);
+        }
+    }
+    Listed(const Listed&) = delete;
+    Listed& operator=(const Listed&) = delete;
+
+private:
+    std::atomic<pid_t>* m_place = nullptr;
+};
+
+// While a thread starts a child and lists it, that thread takes no ending signal: the handler may run in another one
+// only, and waits for it. Nothing in between may allocate, because the handler's thread may hold the allocator.
+class Starting {
+public:
+    Starting() { ++starting; }
+    ~Starting() { --starting; }
+    Starting(const Starting&) = delete;
+    Starting& operator=(const Starting&) = delete;
+    bool forbidden() const { return ending.load(); }
+
+private:
+    EndingSignalsWait m_signalsWait;
+};
+
+std::string ownPath()
+{
+    char path[4096];
+    const ssize_t length = readlink("/proc/self/exe", path, sizeof path);
+    return length > 0 ? std::string(path, static_cast<std::size_t>(length)) : std::string();
+}
+
+std::string reason(int error)
+{
+    return std::generic_category().message(error);
+}
+
+} // namespace
+
+void prepareProcess()
+{
+    for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream) {
+        if (fcntl(stream, F_GETFD) == -1) {
+            // The lowest free number, so this one. The direction is wrong on purpose: using it stays an error.
+            const int filler = open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+            static_cast<void>(filler);
+        }
+    }
+    std::signal(SIGPIPE, SIG_IGN);
+    for (const int number : kEndingSignals) {
+        struct sigaction before = {};
+        sigaction(number, nullptr, &before);
+        if (before.sa_handler == SIG_IGN) {
+            continue; // started in the background or under nohup: stay that way
+        }
+        struct sigaction action = {};
+        action.sa_handler = endedBySignal;
+        action.sa_flags = static_cast<int>(SA_RESETHAND);
+        sigemptyset(&action.sa_mask);
+        sigaction(number, &action, nullptr);
+    }
+}
+
+std::vector<std::string> arguments(int argc, char** argv)
+{
+    return {argv + std::min(argc, 1), argv + argc};
+}
+
+unsigned processId()
+{
+    return static_cast<unsigned>(getpid());
+}
+
+RemovedWhenKilled::RemovedWhenKilled(const std::string& path)
+{
+    char* const copy = new char[path.size() + 1];
+    std::memcpy(copy, path.c_str(), path.size() + 1);
+    for (m_place = 0; m_place < kMostRemovedWhenKilled; ++m_place) {
+        const char* none = nullptr;
+        if (doomedPaths[m_place].compare_exchange_strong(none, copy)) {
+            m_path = copy;
+            return;
+        }
+    }
+    delete[] copy;
+}
+
+RemovedWhenKilled::RemovedWhenKilled(RemovedWhenKilled&& other) noexcept
+    : m_path(std::exchange(other.m_path, nullptr)), m_place(other.m_place)
+{
+}
+
+RemovedWhenKilled& RemovedWhenKilled::operator=(RemovedWhenKilled&& other) noexcept
+{
+    std::swap(m_path, other.m_path);
+    std::swap(m_place, other.m_place);
+    return *this;
+}
+
+RemovedWhenKilled::~RemovedWhenKilled()
+{
+    // If the handler has it, the process is ending and the text stays for it.
+    const char* mine = m_path;
+    if (m_path != nullptr && doomedPaths[m_place].compare_exchange_strong(mine, nullptr)) {
+        delete[] m_path;
+    }
+}
+
+EndingSignalsWait::EndingSignalsWait() noexcept
+{
+    if (waiting++ == 0) {
+        const sigset_t blocked = endingSignals();
+        pthread_sigmask(SIG_BLOCK, &blocked, &maskBefore);
+    }
+}
+
+EndingSignalsWait::~EndingSignalsWait()
+{
+    if (--waiting == 0) {
+        pthread_sigmask(SIG_SETMASK, &maskBefore, nullptr);
+    }
+}
+
+ChildResult runSelf(const std::vector<std::string>& arguments)
+{
+    ChildResult result;
+    const std::string self = ownPath();
+    int ends[2] = {-1, -1};
+    if (self.empty() || pipe2(ends, O_CLOEXEC) != 0) {
+        result.errors = "cannot prepare a process: " + reason(errno);
+        return result;
+    }
+
+    std::vector<char*> argv{const_cast<char*>(self.c_str())};
+    for (const std::string& argument : arguments) {
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    pid_t id = 0;
+    int error = ECANCELED;
+    Listed listed;
+    {
+        const Starting section;
+        posix_spawnattr_setsigmask(&attributes, &maskBefore);
+        if (!section.forbidden()) {
+            error = posix_spawn(&id, self.c_str(), &actions, &attributes, argv.data(), environ);
+        }
+        if (error == 0) {
+            listed.add(id);
+        }
+    }
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    close(ends[1]);
+    if (error != 0) {
+        close(ends[0]);
+        result.errors = "cannot start a process: " + reason(error);
+        return result;
+    }
+    result.started = true;
+
+    char buffer[4096];
+    for (ssize_t got = 0; (got = read(ends[0], buffer, sizeof buffer)) > 0 || (got < 0 && errno == EINTR);) {
+        result.errors.append(buffer, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    }
+    close(ends[0]);
+
+    int status = 0;
+    while (waitpid(id, &status, 0) < 0 && errno == EINTR) {
+    }
+    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return result;
+}
+
+} // namespace kor::platform

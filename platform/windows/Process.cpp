@@ -1,0 +1,154 @@
+#include "platform/Process.h"
+
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include <fcntl.h>
+#include <io.h>
+
+#include "platform/windows/Names.h"
+
+namespace kor::platform {
+
+namespace {
+
+// Quotes one argument so that the runtime's parser gives it back unchanged: backslashes double in front of a quote.
+std::wstring quotedArgument(const std::wstring& argument)
+{
+    std::wstring out = L"\"";
+    std::size_t backslashes = 0;
+    for (const wchar_t c : argument) {
+        if (c == L'\\') {
+            ++backslashes;
+            continue;
+        }
+        out.append(c == L'"' ? 2 * backslashes + 1 : backslashes, L'\\');
+        backslashes = 0;
+        out += c;
+    }
+    out.append(2 * backslashes, L'\\');
+    return out + L"\"";
+}
+
+ChildResult notStarted(const char* what)
+{
+    ChildResult result;
+    result.errors = std::string(what) + ": " + std::system_category().message(static_cast<int>(GetLastError()));
+    return result;
+}
+
+} // namespace
+
+void prepareProcess()
+{
+    constexpr int kInput = 0;
+    constexpr int kError = 2;
+    for (int stream = kInput; stream <= kError; ++stream) {
+        if (_get_osfhandle(stream) < 0) {
+            _open("NUL", stream == kInput ? _O_WRONLY : _O_RDONLY);
+        }
+        _setmode(stream, _O_BINARY);
+    }
+}
+
+// argv has been through the code page, which lacks most characters.
+std::vector<std::string> arguments(int, char**)
+{
+    int count = 0;
+    wchar_t** const values = CommandLineToArgvW(GetCommandLineW(), &count);
+    std::vector<std::string> out;
+    for (int i = 1; values != nullptr && i < count; ++i) {
+        out.push_back(toUtf8(values[i]).value_or("\xff")); // a lone surrogate: no name and no value of anything
+    }
+    LocalFree(values);
+    return out;
+}
+
+unsigned processId()
+{
+    return static_cast<unsigned>(GetCurrentProcessId());
+}
+
+RemovedWhenKilled::RemovedWhenKilled(const std::string&) : m_path("") {}
+
+RemovedWhenKilled::RemovedWhenKilled(RemovedWhenKilled&& other) noexcept
+    : m_path(std::exchange(other.m_path, nullptr)), m_place(other.m_place)
+{
+}
+
+RemovedWhenKilled& RemovedWhenKilled::operator=(RemovedWhenKilled&& other) noexcept
+{
+    std::swap(m_path, other.m_path);
+    return *this;
+}
+
+RemovedWhenKilled::~RemovedWhenKilled() = default;
+
+EndingSignalsWait::EndingSignalsWait() noexcept = default;
+EndingSignalsWait::~EndingSignalsWait() = default;
+
+ChildResult runSelf(const std::vector<std::string>& arguments)
+{
+    wchar_t self[32768];
+    if (GetModuleFileNameW(nullptr, self, 32768) == 0) {
+        return notStarted("cannot find this program");
+    }
+    std::wstring line = quotedArgument(self);
+    for (const std::string& argument : arguments) {
+        const std::optional<std::wstring> text = nativeName(argument);
+        if (!text) {
+            ChildResult result;
+            result.errors = "cannot start this program: an argument is not valid text";
+            return result;
+        }
+        line += L" " + quotedArgument(*text);
+    }
+
+    SECURITY_ATTRIBUTES inheritable{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    HANDLE reading = nullptr;
+    HANDLE writing = nullptr;
+    if (CreatePipe(&reading, &writing, &inheritable, 0) == 0) {
+        return notStarted("cannot make a pipe");
+    }
+    SetHandleInformation(reading, HANDLE_FLAG_INHERIT, 0);
+
+    // Only the three standard handles go to the child: a pipe of another thread's child would never end otherwise.
+    HANDLE handles[3] = {GetStdHandle(STD_INPUT_HANDLE), GetStdHandle(STD_OUTPUT_HANDLE), writing};
+    STARTUPINFOEXW startup{};
+    startup.StartupInfo.cb = sizeof startup;
+    startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
+    startup.StartupInfo.hStdInput = handles[0];
+    startup.StartupInfo.hStdOutput = handles[1];
+    startup.StartupInfo.hStdError = writing;
+    SIZE_T size = 0;
+    InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
+    std::vector<char> list(size);
+    startup.lpAttributeList = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(list.data());
+    PROCESS_INFORMATION process{};
+    const bool started = InitializeProcThreadAttributeList(startup.lpAttributeList, 1, 0, &size) != 0 &&
+                         UpdateProcThreadAttribute(startup.lpAttributeList, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
+                                                   &handles[2], sizeof(HANDLE), nullptr, nullptr) != 0 &&
+                         CreateProcessW(self, line.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT,
+                                        nullptr, nullptr, &startup.StartupInfo, &process) != 0;
+    ChildResult result = started ? ChildResult{} : notStarted("cannot start this program");
+    CloseHandle(writing);
+    if (started) {
+        result.started = true;
+        char buffer[4096];
+        DWORD got = 0;
+        while (ReadFile(reading, buffer, sizeof buffer, &got, nullptr) != 0 && got > 0) {
+            result.errors.append(buffer, got);
+        }
+        WaitForSingleObject(process.hProcess, INFINITE);
+        DWORD status = 0;
+        GetExitCodeProcess(process.hProcess, &status);
+        result.status = static_cast<int>(status);
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+    }
+    CloseHandle(reading);
+    return result;
+}
+
+} // namespace kor::platform

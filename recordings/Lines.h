@@ -1,0 +1,41 @@
+// The lines of a text file, one at a time and in constant memory.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "recordings/Input.h"
+
+namespace kor::recordings {
+
+/// A line may have so many bytes; beyond that it is refused without being kept.
+constexpr std::size_t kLongestLine = std::size_t{64} * 1024;
+
+class Lines {
+public:
+    enum class Step {
+        line,
+        tooLong, ///< problem() says so, and the next call goes on behind it
+        end,
+        failed ///< the rest cannot be read: problem() says why
+    };
+
+    explicit Lines(Input& input) : m_input(input) {}
+
+    /// The next line without its end (LF or CR LF), valid until the call after.
+    Step next(std::string_view& line);
+
+    /// Of the line handed out last, from 1.
+    std::uint64_t number() const { return m_number; }
+
+    Problem problem() const;
+
+private:
+    Input& m_input;
+    std::uint64_t m_number = 0;
+    std::size_t m_pending = 0; // bytes of the line handed out last, with its newline
+    bool m_skipping = false;   // inside a line that is too long
+};
+
+} // namespace kor::recordings

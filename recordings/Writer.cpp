@@ -1,0 +1,153 @@
+#include "recordings/Writer.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <type_traits>
+#include <utility>
+
+namespace kor::recordings {
+
+namespace {
+
+constexpr std::size_t kLongestNote = 32;
+
+// The longest text of a value.
+constexpr std::size_t longest(Type type)
+{
+    switch (type) {
+    case Type::float64:
+        return 24;
+    case Type::float32:
+        return 16;
+    case Type::int32:
+    case Type::uint32:
+        return 11;
+    case Type::uint8:
+        return 3;
+    case Type::flag:
+        return 1;
+    case Type::text:
+        return kLongestNote;
+    }
+    return 0;
+}
+
+constexpr std::size_t longestRow(std::span<const Column> columns)
+{
+    std::size_t length = 0;
+    for (const Column& column : columns) {
+        length += longest(column.type) + 1;
+    }
+    return length;
+}
+
+template <typename Value>
+Value valueAt(const char* record, std::size_t offset)
+{
+    Value value;
+    std::memcpy(&value, record + offset, sizeof value);
+    return value;
+}
+
+template <typename Number>
+char* appendNumber(char* at, Number value)
+{
+    if constexpr (std::is_floating_point_v<Number>) {
+        if (std::isnan(value)) {
+            std::memcpy(at, "nan", 3);
+            return at + 3;
+        }
+    }
+    return std::to_chars(at, at + 24, value).ptr;
+}
+
+template <Type type>
+char* append(char* at, const char* record, std::size_t offset)
+{
+    if constexpr (type == Type::float32) {
+        return appendNumber(at, valueAt<float>(record, offset));
+    } else if constexpr (type == Type::float64) {
+        return appendNumber(at, valueAt<double>(record, offset));
+    } else if constexpr (type == Type::int32) {
+        return appendNumber(at, valueAt<std::int32_t>(record, offset));
+    } else if constexpr (type == Type::uint32) {
+        return appendNumber(at, valueAt<std::uint32_t>(record, offset));
+    } else if constexpr (type == Type::uint8) {
+        return appendNumber(at, static_cast<unsigned>(valueAt<std::uint8_t>(record, offset)));
+    } else if constexpr (type == Type::flag) {
+        *at = valueAt<bool>(record, offset) ? '1' : '0';
+        return at + 1;
+    } else {
+        const std::string_view note = valueAt<const char*>(record, offset);
+        return at + note.copy(at, kLongestNote);
+    }
+}
+
+// One row; the table is a constant, so that every column's code is chosen when this is compiled.
+template <const auto& columns, std::size_t... i>
+char* appendRow(char* at, const char* record, std::index_sequence<i...>)
+{
+    ((at = append<columns[i].type>(at, record, columns[i].offset), *at++ = i + 1 == columns.size() ? '\n' : ','), ...);
+    return at;
+}
+
+template <const auto& columns, typename Record>
+bool writeRow(Output& output, const Record& record)
+{
+    static_assert(std::is_trivially_copyable_v<Record>);
+    char* const row = output.room(longestRow(columns));
+    char* const end =
+        appendRow<columns>(row, reinterpret_cast<const char*>(&record), std::make_index_sequence<columns.size()>());
+    output.filled(static_cast<std::size_t>(end - row));
+    return !output.problem();
+}
+
+template <typename Record>
+bool writeBytes(Output& output, const Record& record)
+{
+    std::memcpy(output.room(sizeof record), &record, sizeof record);
+    output.filled(sizeof record);
+    return !output.problem();
+}
+
+void writeHeader(Output& output, Format format, std::span<const Column> columns)
+{
+    if (format == Format::csv) {
+        output.write(headerLine(columns) + "\n");
+    }
+}
+
+} // namespace
+
+RecordingWriter::RecordingWriter(Output& output, Format format) : m_output(output), m_format(format)
+{
+    writeHeader(m_output, m_format, kRawColumns);
+}
+
+bool RecordingWriter::write(const KOR_RAWINFO& raw)
+{
+    return m_format == Format::binary ? writeBytes(m_output, raw) : writeRow<kRawColumns>(m_output, raw);
+}
+
+ResultWriter::ResultWriter(Output& output, Format format) : m_output(output), m_format(format)
+{
+    writeHeader(m_output, m_format, kResultColumns);
+}
+
+bool ResultWriter::write(const Result& result)
+{
+    return m_format == Format::binary ? writeBytes(m_output, result.info) : writeRow<kResultColumns>(m_output, result);
+}
+
+TruthWriter::TruthWriter(Output& output) : m_output(output)
+{
+    writeHeader(m_output, Format::csv, kTruthColumns);
+}
+
+bool TruthWriter::write(const Truth& truth)
+{
+    return writeRow<kTruthColumns>(m_output, truth);
+}
+
+} // namespace kor::recordings

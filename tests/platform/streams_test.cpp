@@ -1,0 +1,176 @@
+// Open files, their identity, and temporary files.
+#include "platform/Streams.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace kor::platform;
+
+// A folder of its own for each test, removed afterwards.
+class Streams : public ::testing::Test {
+protected:
+    Streams() : m_folder(fs::temp_directory_path() / ("kor_streams_" + std::to_string(std::random_device{}())))
+    {
+        fs::create_directory(m_folder);
+    }
+    ~Streams() override
+    {
+        std::error_code ignored;
+        fs::remove_all(m_folder, ignored);
+    }
+    std::string path(const std::string& name) const { return textOf(m_folder / pathFrom(name)); }
+    void write(const std::string& name, const std::string& content) const
+    {
+        std::ofstream(m_folder / pathFrom(name), std::ios::binary) << content;
+    }
+    std::ptrdiff_t files() const { return std::distance(fs::directory_iterator(m_folder), {}); }
+
+    fs::path m_folder;
+};
+
+TEST_F(Streams, areMadeOnlyWhereThereIsNothing)
+{
+    Stream file = createFile(path("new"));
+    ASSERT_TRUE(file);
+    EXPECT_TRUE(file.write("a\r\n\x1a"));
+    EXPECT_EQ(file.size(), 4U);
+    EXPECT_TRUE(file.close());
+    EXPECT_FALSE(file);
+    EXPECT_FALSE(createFile(path("new")));
+    EXPECT_EQ(lastError(), "File exists");
+    Stream again = openAnyForReading(path("new"));
+    char bytes[16];
+    EXPECT_EQ(again.read(bytes, sizeof bytes), 4);
+    EXPECT_EQ(std::string(bytes, 4), "a\r\n\x1a");
+    EXPECT_EQ(again.read(bytes, sizeof bytes), 0);
+}
+
+TEST_F(Streams, aWriteErrorIsNotForgottenAtTheEnd)
+{
+    write("old", "x");
+    Stream file = openAnyForReading(path("old"));
+    ASSERT_TRUE(file);
+    EXPECT_FALSE(file.write("y")) << "open for reading";
+    EXPECT_FALSE(file.close());
+}
+
+TEST_F(Streams, moveTheirFile)
+{
+    write("old", "x");
+    Stream first = openAnyForReading(path("old"));
+    Stream second = std::move(first);
+    EXPECT_FALSE(first);
+    ASSERT_TRUE(second);
+    first = std::move(second);
+    char byte = 0;
+    EXPECT_EQ(first.read(&byte, 1), 1);
+}
+
+TEST_F(Streams, haveOneIdentityWhateverTheirNames)
+{
+    write("a", "x");
+    write("b", "x");
+    fs::create_hard_link(m_folder / "a", m_folder / "hard");
+    ASSERT_TRUE(fileId(path("a")));
+    EXPECT_EQ(fileId(path("a")), fileId(path("hard")));
+    EXPECT_EQ(fileId(path("a")), openAnyForReading(path("hard")).id());
+    EXPECT_NE(fileId(path("a")), fileId(path("b")));
+    EXPECT_FALSE(fileId(path("none")));
+    EXPECT_FALSE(fileId(path(".")));
+}
+
+TEST_F(Streams, pathsLeadToOneFileAlsoBeforeItIsMade)
+{
+    write("a", "x");
+    fs::create_directory(m_folder / "d");
+    EXPECT_TRUE(leadToSameFile(path("a"), path("d/../a")));
+    EXPECT_TRUE(leadToSameFile(path("new"), path("d/../new")));
+    EXPECT_TRUE(leadToSameFile(path("none/new"), path("none/./new")));
+    EXPECT_FALSE(leadToSameFile(path("new"), path("other")));
+    EXPECT_FALSE(leadToSameFile(path("new"), path("d/new")));
+    EXPECT_FALSE(leadToSameFile(path("a"), path("new")));
+}
+
+TEST_F(Streams, aPathWithAZeroNamesNothing)
+{
+    write("a", "x");
+    const std::string name = path("a") + std::string(1, '\0') + "b";
+    EXPECT_FALSE(openAnyForReading(name));
+    EXPECT_FALSE(fileId(name));
+    EXPECT_FALSE(removeFile(name));
+    EXPECT_FALSE(replaceFile(name, path("c")));
+    EXPECT_TRUE(fs::exists(m_folder / "a"));
+}
+
+TEST_F(Streams, whyAFileCannotBeReadIsTold)
+{
+    EXPECT_EQ(whyUnreadable(path(".")), "it is a directory");
+    EXPECT_EQ(whyUnreadable(path("none")), "No such file or directory");
+}
+
+TEST_F(Streams, aTemporaryFileGoesUnlessItTakesItsPlace)
+{
+    write("r", "old");
+    {
+        const TemporaryFile file = TemporaryFile::beside(path("r"));
+        ASSERT_TRUE(file);
+        EXPECT_EQ(files(), 2);
+    }
+    EXPECT_EQ(files(), 1);
+    TemporaryFile file = TemporaryFile::beside(path("r"));
+    ASSERT_TRUE(file.stream.write("new"));
+    ASSERT_TRUE(file.stream.close());
+    EXPECT_TRUE(file.takePlaceOf(path("r")));
+    EXPECT_EQ(files(), 1);
+    EXPECT_EQ(fs::file_size(m_folder / "r"), 3U);
+}
+
+TEST_F(Streams, aTemporaryFileThatMovesGoesOnce)
+{
+    {
+        TemporaryFile first = TemporaryFile::beside(path("r"));
+        TemporaryFile second = std::move(first);
+        EXPECT_FALSE(first);
+        EXPECT_TRUE(second);
+        first = std::move(second);
+        EXPECT_TRUE(first);
+        EXPECT_EQ(files(), 1);
+    }
+    EXPECT_EQ(files(), 0);
+}
+
+#ifndef _WIN32 // where no signal ends a process
+TEST_F(Streams, thereAreNoMoreTemporaryFilesThanASignalCanRemove)
+{
+    std::vector<TemporaryFile> some;
+    while (some.size() < kMostRemovedWhenKilled) {
+        some.push_back(TemporaryFile::beside(path("r")));
+        ASSERT_TRUE(some.back()) << some.size();
+    }
+    EXPECT_FALSE(TemporaryFile::beside(path("r")));
+    EXPECT_EQ(lastError(), "Too many open files");
+    EXPECT_EQ(files(), static_cast<std::ptrdiff_t>(kMostRemovedWhenKilled));
+    some.pop_back();
+    EXPECT_TRUE(TemporaryFile::beside(path("r"))) << "a place has become free";
+}
+#endif
+
+TEST(Path, keepsItsBytes)
+{
+    EXPECT_EQ(textOf(pathFrom("d\xc3\xa4/x.csv")), "d\xc3\xa4/x.csv");
+#ifndef _WIN32 // where names are text
+    EXPECT_EQ(textOf(pathFrom("d\xc3\xa4/\xff.csv")), "d\xc3\xa4/\xff.csv");
+#endif
+}
+
+} // namespace
