@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -13,7 +14,7 @@
 
 #include <unistd.h>
 
-#include "KORInterface/Configure.h"
+#include "KORInterface/Session.h"
 
 namespace {
 
@@ -51,7 +52,15 @@ int read(CKorPrm& prm, std::string_view bytes)
     require(file != nullptr);
     require(std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size());
     require(std::fclose(file) == 0);
-    return prm.ReadCalibrationFile(std::wstring(folder().begin(), folder().end()).c_str(), 7);
+    kor::ReadReport report;
+    const int code = kor::ReadParameterFile(prm, folder().c_str(), 7, report);
+    require(code == report.status() && (code == 0) == (*report.text() == '\0'));
+    for (std::uint32_t i = 0; i < report.findings(); ++i) {
+        const kor::ReadFinding finding = report.finding(i);
+        require(finding.line >= 1 && finding.values >= 1 && std::strlen(finding.found) < 80 && *finding.text != '\0');
+        require(finding.rows <= finding.count);
+    }
+    return code;
 }
 
 // Everything that a getter says fits into the file that it came from.
@@ -76,7 +85,7 @@ void readBack(CKorPrm& prm, std::size_t fileSize)
         }
     }
     CKor engine;
-    if (kor::ConfigureEngine(engine, prm) == 0) {
+    if (kor::Configure(engine, prm) == 0) {
         KOR_RAWINFO raw = {};
         KOR_INFO info;
         double m[9];
