@@ -2,40 +2,51 @@
 #pragma once
 
 #include <atomic>
-#include <mutex>
+#include <cstdint>
+#include <thread>
 
 namespace kor {
 
 /// A value of the process that its first use sets up, however many threads get there at once, and that can be made
 /// fresh again: the first use after that sets it up anew.
-/// Notes  1  As a static object it is initialised at compile time, so that no code runs when the library is loaded.
-///        2  Nothing but the set-up is locked: who uses the value keeps it to one thread at a time.
+/// Notes  1  As a static object it is initialised at compile time, so that no code runs when the library is loaded. Not
+///           every system's std::mutex can be; hence an atomic state, for which a thread that comes second waits.
+///        2  Nothing but the set-up is guarded: who uses the value keeps it to one thread at a time.
 template <class Value>
 class ProcessValue {
 public:
-    /// The value; made by `setUp` if this is its first use.
+    /// The value; made by `setUp`, which throws nothing, if this is its first use.
     template <class SetUp>
     Value& get(const SetUp& setUp)
     {
-        if (!m_ready.load(std::memory_order_acquire)) {
-            const std::lock_guard<std::mutex> guard(m_lock);
-            if (!m_ready.load(std::memory_order_relaxed)) {
+        State state = m_state.load(std::memory_order_acquire);
+        while (state != State::ready) {
+            state = State::fresh;
+            if (m_state.compare_exchange_strong(state, State::inSetUp, std::memory_order_acquire)) {
                 m_value = setUp();
-                m_ready.store(true, std::memory_order_release);
+                m_state.store(State::ready, std::memory_order_release);
+                break;
             }
+            std::this_thread::yield();
         }
         return m_value;
     }
 
     void makeFresh()
     {
-        const std::lock_guard<std::mutex> guard(m_lock);
-        m_ready.store(false, std::memory_order_release);
+        State state = State::ready;
+        while (state != State::fresh && !m_state.compare_exchange_strong(state, State::fresh)) {
+            if (state == State::inSetUp) {
+                std::this_thread::yield();
+                state = State::ready;
+            }
+        }
     }
 
 private:
-    std::mutex m_lock;
-    std::atomic<bool> m_ready{false};
+    enum class State : std::uint8_t { fresh, inSetUp, ready };
+
+    std::atomic<State> m_state{State::fresh};
     Value m_value{};
 };
 
