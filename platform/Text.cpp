@@ -93,16 +93,31 @@ std::optional<std::string> toUtf8(std::wstring_view text)
     return out;
 }
 
+namespace {
+
+unsigned bytesAfter(std::uint32_t lead)
+{
+    if (lead < 0x80) {
+        return 0;
+    }
+    if (lead < 0xE0) {
+        return 1;
+    }
+    return lead < 0xF0 ? 2 : 3;
+}
+
+} // namespace
+
 std::optional<std::wstring> fromUtf8(std::string_view text)
 {
     std::wstring out;
     for (std::size_t i = 0; i < text.size();) {
         const std::uint32_t lead = static_cast<unsigned char>(text[i++]);
-        // Bytes that follow the lead byte; no sequence begins with 0x80 to 0xC1 or above 0xF4.
+        // No sequence begins with 0x80 to 0xC1 or above 0xF4.
         if ((lead >= 0x80 && lead < 0xC2) || lead > 0xF4) {
             return std::nullopt;
         }
-        const unsigned following = lead < 0x80 ? 0U : lead < 0xE0 ? 1U : lead < 0xF0 ? 2U : 3U;
+        const unsigned following = bytesAfter(lead);
         if (following > text.size() - i) {
             return std::nullopt;
         }

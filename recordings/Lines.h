@@ -32,6 +32,9 @@ public:
     Problem problem() const;
 
 private:
+    bool skipRest();
+    Step handOut(std::string_view& line, std::size_t length, std::size_t withEnd);
+
     Input& m_input;
     std::uint64_t m_number = 0;
     std::size_t m_pending = 0; // bytes of the line handed out last, with its newline

@@ -205,7 +205,7 @@ bool CsvReader::readHeader(std::string_view line)
         return true;
     }
     const bool otherSeparator =
-        std::none_of(seen.begin(), seen.end(), std::identity()) && line.find_first_of(";\t") != line.npos;
+        std::none_of(seen.begin(), seen.end(), std::identity()) && line.find_first_of(";\t") != std::string_view::npos;
     return refuse("the header " + inQuotes(line),
                   (otherSeparator ? "columns separated by commas: " : "also the columns ") + missing);
 }

@@ -15,7 +15,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-extern char** environ;
+extern char** environ; // NOLINT(readability-redundant-declaration): not every system declares it
 
 namespace kor::platform {
 
@@ -29,8 +29,8 @@ std::atomic<const char*> doomedPaths[kMostRemovedWhenKilled];
 std::atomic<pid_t> children[kMostChildren];
 std::atomic<bool> ending{false};
 std::atomic<int> starting{0}; // children that are being started and not listed yet
-static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
-              std::atomic<pid_t>::is_always_lock_free && std::atomic<const char*>::is_always_lock_free);
+static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
+static_assert(std::atomic<pid_t>::is_always_lock_free && std::atomic<const char*>::is_always_lock_free);
 
 extern "C" void endedBySignal(int number)
 {

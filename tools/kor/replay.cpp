@@ -138,6 +138,7 @@ void refuseToOverwrite(const std::string& output, const std::vector<std::string>
                        const ParameterSource& prm)
 {
     std::vector<UsedFile> used;
+    used.reserve(recordings.size() + 1);
     for (const std::string& recording : recordings) {
         used.push_back({recording, "the recording itself"});
     }

@@ -169,6 +169,20 @@ void throwIfFailed(const Output& output)
     }
 }
 
+std::unique_ptr<Motion> motionFromFile(const std::string& path)
+{
+    std::error_code error;
+    if (path.find_first_of("./\\") == std::string::npos && !std::filesystem::exists(platform::pathFrom(path), error)) {
+        throw Misuse(
+            fmt::format("--motion: found {}, expected {}, or a file of way-points", inQuotes(path), kMotionNames));
+    }
+    const WayPointFile file = readWayPoints(path);
+    if (file.problem) {
+        throw Failure(file.problem);
+    }
+    return wayPointMotion(file.points);
+}
+
 int simulate(const SimulateRequest& request)
 {
     SimulationPlan plan = planOf(request);
@@ -192,23 +206,13 @@ int simulate(const SimulateRequest& request)
     }
     plan.sensor = sensorOf(prm, mode);
     if (modelOf(mode) == Model::twoLevels && plan.rate != 100.0) {
-        warn(fmt::format("mount mode {} takes its samples to be 10 ms apart, whatever --rate says", mode));
+        warn(fmt::format("mount mode {} takes its samples to be 10 ms apart, also with another --rate", mode));
     }
 
     std::unique_ptr<Motion> motion = builtInMotion(request.motion, mode, plan.seed);
     const bool fileMotion = motion == nullptr;
     if (fileMotion) {
-        std::error_code error;
-        if (request.motion.find_first_of("./\\") == std::string::npos &&
-            !std::filesystem::exists(platform::pathFrom(request.motion), error)) {
-            throw Misuse(fmt::format("--motion: found {}, expected {}, or a file of way-points",
-                                     inQuotes(request.motion), kMotionNames));
-        }
-        const WayPointFile file = readWayPoints(request.motion);
-        if (file.problem) {
-            throw Failure(file.problem);
-        }
-        motion = wayPointMotion(file.points);
+        motion = motionFromFile(request.motion);
     }
     refuseToOverwrite(request, source, fileMotion);
 
