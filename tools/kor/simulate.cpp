@@ -176,7 +176,7 @@ std::unique_ptr<Motion> motionFromFile(const std::string& path)
         throw Misuse(
             fmt::format("--motion: found {}, expected {}, or a file of way-points", inQuotes(path), kMotionNames));
     }
-    const WayPointFile file = readWayPoints(path);
+    const recordings::WayPointFile file = recordings::readWayPoints(path);
     if (file.problem) {
         throw Failure(file.problem);
     }
