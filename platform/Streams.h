@@ -67,7 +67,7 @@ public:
 private:
     int m_descriptor = -1;
     bool m_stays = false;
-    bool m_failed = false; // a write did
+    bool m_failed = false; ///< a write did
 };
 
 /// Opens whatever a path leads to for reading; waits for the writer of a pipe.

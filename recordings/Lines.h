@@ -37,8 +37,8 @@ private:
 
     Input& m_input;
     std::uint64_t m_number = 0;
-    std::size_t m_pending = 0; // bytes of the line handed out last, with its newline
-    bool m_skipping = false;   // inside a line that is too long
+    std::size_t m_pending = 0; ///< bytes of the line handed out last, with its newline
+    bool m_skipping = false;   ///< inside a line that is too long
 };
 
 } // namespace kor::recordings

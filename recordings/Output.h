@@ -43,7 +43,7 @@ private:
 
     std::string m_title;
     Problem m_problem;
-    std::string m_target; // empty when written directly
+    std::string m_target; ///< empty when written directly
     platform::TemporaryFile m_temporary;
     platform::Stream m_direct;
     std::vector<char> m_buffer;

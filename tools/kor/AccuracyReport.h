@@ -13,7 +13,7 @@ namespace kor::tool {
 std::string accuracyTable(const std::vector<accuracy::Finding>& findings);
 std::string budgetTable(const accuracy::Budget& budget);
 
-// The same as JSON. A number that is not finite is null.
+/// The same as JSON. A number that is not finite is null.
 std::string accuracyJson(const std::vector<accuracy::Finding>& findings, std::uint64_t seed);
 std::string budgetJson(const std::vector<accuracy::Budget>& budgets);
 

@@ -11,20 +11,20 @@ class App;
 namespace kor::tool {
 
 struct Command {
-    CLI::App* app;            // where the command line says whether it was chosen
-    std::function<int()> run; // returns the exit status, or throws Failure
+    CLI::App* app;            ///< where the command line says whether it was chosen
+    std::function<int()> run; ///< returns the exit status, or throws Failure
 };
 
 Command declareAccuracy(CLI::App& root);
 Command declareReplay(CLI::App& root);
 Command declareSimulate(CLI::App& root);
 
-// Writes to standard output. Throws Failure.
+/// Writes to standard output. Throws Failure.
 void print(const std::string& text);
 
-// One line or several on standard error, the tool's name in front. Never fails.
+/// One line or several on standard error, the tool's name in front. Never fails.
 void complain(const std::string& text);
 void warn(const std::string& text);
-void tell(const std::string& text); // as it is, without the name
+void tell(const std::string& text); ///< as it is, without the name
 
 } // namespace kor::tool

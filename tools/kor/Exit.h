@@ -8,7 +8,7 @@
 
 namespace kor::tool {
 
-// The numbers are those of <sysexits.h>, which not every platform has.
+/// The numbers are those of <sysexits.h>, which not every platform has.
 enum Exit : int {
     kExitOk = 0,
     kExitBeyondBound = 1,
@@ -20,7 +20,7 @@ enum Exit : int {
     kExitIoError = 74
 };
 
-// What they mean: the help prints this table, and a test holds the documents to it.
+/// What they mean: the help prints this table, and a test holds the documents to it.
 struct ExitMeaning {
     Exit status;
     const char* meaning;
@@ -36,13 +36,13 @@ inline constexpr ExitMeaning kExitMeanings[] = {
     {kExitIoError, "reading or writing failed"},
 };
 
-// The status that a problem with a file ends a command with.
+/// The status that a problem with a file ends a command with.
 Exit exitOf(recordings::Problem::Kind kind);
 
-// A problem's text, with the option that helps where there is one.
+/// A problem's text, with the option that helps where there is one.
 std::string messageOf(const recordings::Problem& problem);
 
-// What ends a command early. The text is complete but for the tool's name in front.
+/// What ends a command early. The text is complete but for the tool's name in front.
 class Failure : public std::runtime_error {
 public:
     Failure(Exit status, const std::string& text) : std::runtime_error(text), m_status(status) {}
@@ -53,7 +53,7 @@ private:
     Exit m_status;
 };
 
-// A command line that asks for what cannot be. Main adds where the command's help is.
+/// A command line that asks for what cannot be. Main adds where the command's help is.
 class Misuse : public Failure {
 public:
     explicit Misuse(const std::string& text) : Failure(kExitUsage, text) {}

@@ -8,14 +8,14 @@
 
 namespace kor::tool {
 
-// A file that a command uses.
+/// A file that a command uses.
 struct UsedFile {
-    std::string path;                      // "-" is the standard stream
-    std::string what;                      // as a message names it: "the recording itself"
-    int stream = platform::kStandardInput; // kStandardOutput for another output
+    std::string path;                      ///< "-" is the standard stream
+    std::string what;                      ///< as a message names it: "the recording itself"
+    int stream = platform::kStandardInput; ///< kStandardOutput for another output
 };
 
-// Throws Misuse when an output is one of the used files, whatever their names.
+/// Throws Misuse when an output is one of the used files, whatever their names.
 void refuseToOverwrite(const std::string& option, const std::string& output, const std::vector<UsedFile>& used);
 
 } // namespace kor::tool

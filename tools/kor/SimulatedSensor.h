@@ -7,7 +7,7 @@
 
 namespace kor::tool {
 
-// Throws Failure: 65 if no reading can be computed from the numbers.
+/// Throws Failure: 65 if no reading can be computed from the numbers.
 simulation::SensorParameters sensorOf(CKorPrm& prm, int mode);
 
 } // namespace kor::tool

@@ -37,7 +37,7 @@ struct Tally {
     std::uint64_t withoutMatrix = 0;
     std::uint64_t notFinite = 0;
     std::uint64_t outside = 0; ///< not fed
-    std::uint64_t bad = 0;     // rows or records that could not be read
+    std::uint64_t bad = 0;     ///< rows or records that could not be read
     std::uint32_t firstStamp = 0;
     std::uint32_t lastStamp = 0;
     double seconds = 0;
