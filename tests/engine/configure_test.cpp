@@ -1,6 +1,7 @@
 // One call from parameter set to configured engine, against the calls made one by one.
 #include "KORInterface/Configure.h"
 #include "KORInterface/ParameterStore.h"
+#include "engine/RecordingModel.h"
 #include "engine/engine_pair.h"
 
 #include <filesystem>
@@ -192,6 +193,90 @@ TEST_F(ConfigureEngine, theParameterStoreTakesTheDetectorBlocksAndTheDynamicPara
         EXPECT_EQ(kor::ConfigureEngine(*engine, prm), 0);
     }
     expectAlike(fromSet, fromArrays);
+}
+
+// The dynamic parameters reach a model when the mount mode is chosen, so a store that is filled later has no effect on
+// it. One call cannot get that wrong.
+TEST_F(ConfigureEngine, configureFillsTheStoreBeforeItChoosesTheMountMode)
+{
+    CKorPrm prm;
+    load(prm, 10, true);
+    for (const bool filled : {true, false}) {
+        CKor engine;
+        const std::shared_ptr<RecordingModel> model = recordModelCalls(engine);
+        EXPECT_EQ(kor::Configure(engine, prm, kor::ConfigureOptions().parameterStore(filled)), 0);
+        const std::vector<ModelCall> calls = model->takeCalls();
+        ASSERT_EQ(calls.size(), filled ? 5U : 4U);
+        EXPECT_EQ(calls.front().operation, "UpdateSFactors");
+        if (filled) {
+            EXPECT_EQ(calls.back().operation, "SetDynamicParameters");
+            EXPECT_EQ(calls.back().arguments, (std::vector<double>{1, 2, 3, 4, 5, 6, 7}));
+        }
+    }
+}
+
+TEST_F(ConfigureEngine, configureDoesWhatTheSingleCallsDo)
+{
+    for (const bool flag : {true, false}) {
+        CKorPrm prm;
+        load(prm, 8, true);
+        CKor byCall;
+        CKor byHand;
+        EXPECT_EQ(kor::Configure(
+                      byCall, prm,
+                      kor::ConfigureOptions().mountMode(6).mcsFlag(flag).detector(300, -200, 1000).parameterStore()),
+                  0);
+        EXPECT_EQ(LoadParameterStore(byHand, prm), 0);
+        configureByHand(byHand, prm, 6);
+        byHand.setMcsFlag(flag);
+        byHand.setPSDParameters(300, -200, 1000);
+        expectAlike(byCall, byHand);
+    }
+}
+
+TEST_F(ConfigureEngine, configureMovesTheSightByTheDetectorReading)
+{
+    CKorPrm prm;
+    load(prm, 8, true);
+    CKor byCall;
+    CKor byHand;
+    EXPECT_EQ(kor::Configure(byCall, prm, kor::ConfigureOptions().detector(300, -200, 1000).parameterStore()), 0);
+    EXPECT_EQ(LoadParameterStore(byHand, prm), 0);
+    byHand.setPSDParameters(300, -200, 1000);
+    configureByHand(byHand, prm, 8);
+    expectAlike(byCall, byHand);
+}
+
+TEST_F(ConfigureEngine, configureWithoutOptionsIsTheFileAlone)
+{
+    CKorPrm prm;
+    load(prm, 7, true);
+    CKor byCall;
+    CKor byHand;
+    EXPECT_EQ(kor::Configure(byCall, prm), 0);
+    configureByHand(byHand, prm, 7);
+    expectAlike(byCall, byHand);
+    CKor coordinates;
+    coordinates.setMcsFlag(false);
+    EXPECT_EQ(kor::Configure(coordinates, prm), 0);
+    EXPECT_FALSE(CKorAccess::state(coordinates).mcsFlag) << "what is not asked for stays";
+}
+
+TEST_F(ConfigureEngine, configureTellsWhatCannotBeDone)
+{
+    CKorPrm prm;
+    CKor engine;
+    EXPECT_EQ(kor::Configure(engine, prm), 551) << "nothing has been loaded";
+    load(prm, 8, true);
+    CKor destroyed;
+    destroyed.Destroy();
+    EXPECT_EQ(kor::Configure(destroyed, prm, kor::ConfigureOptions().parameterStore()), 551) << "its store is gone";
+    CKor small;
+    const std::array<float, 2> oneRow = {0, 0};
+    small.setAzimuthComp(1, oneRow.data());
+    EXPECT_EQ(kor::Configure(small, prm), 20) << "its table holds one row only";
+    prm.Destroy();
+    EXPECT_EQ(kor::Configure(engine, prm), 551) << "the tables are gone";
 }
 
 } // namespace
