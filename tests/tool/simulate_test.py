@@ -328,6 +328,7 @@ class Motions(Case):
                              (self.HEADER + good.replace("500", "nan"), "way.csv: line 2, column z_mm"),
                              (self.HEADER + good.replace("500", "5e7"), "way.csv: line 2, column z_mm"),
                              (self.HEADER + good.replace("500", "5x"), 'found "5x"'),
+                             (self.HEADER.replace("z_mm", "z_mm,q"), "way.csv: line 1: found"),
                              (self.HEADER.replace("z_mm", "z"), 'way.csv: line 1: found no column "z_mm"'),
                              (self.HEADER.replace("z_mm", "z_mm,z_mm"), 'way.csv: line 1: found column "z_mm" more than once')):
             with self.subTest(text=text):
