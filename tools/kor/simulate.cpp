@@ -301,7 +301,7 @@ Command declareSimulate(CLI::App& root)
     option("--drop", request->dropped, "P", "Probability that a sample is lost");
     option("--bad-status", request->badStatus, "P", "Probability that a sample's status is 0, 1 or 3");
     option("--level-out", request->levelOut, "P", "Probability that a level reads beyond its table");
-    option("--nan", request->nan, "P", "Probability that one of a sample's numbers is none");
+    option("--nan", request->nan, "P", "Probability that one value of a sample is replaced by nan");
     option("--progress", request->progress, "WHEN",
            "auto (the default: when standard error is a\nterminal), always or never");
     app->footer(
