@@ -18,6 +18,7 @@
 #include "params/file/Reader.h"
 #include "params/file/Writer.h"
 #include "platform/Files.h"
+#include "platform/Text.h"
 
 namespace {
 
@@ -38,13 +39,13 @@ void settle(std::uint32_t milliseconds)
 }
 
 // "Tg<id>.prm", the ID in signed decimal.
-std::wstring fileNameOf(std::int32_t id)
+std::string fileNameOf(std::int32_t id)
 {
     std::array<char, 16> digits{};
     char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), id).ptr;
-    std::wstring name = L"Tg";
+    std::string name = "Tg";
     name.append(digits.data(), end);
-    return name += L".prm";
+    return name += ".prm";
 }
 
 } // namespace
@@ -102,23 +103,29 @@ int kor::ParameterAccess::read(CKorPrm& prm, const wchar_t* directory, unsigned 
         // `directory` may be prmDirectory itself, so it is copied out before that is written.
         std::optional<std::wstring> chosen = boundedText(directory, kLongest);
         if (chosen && chosen->empty()) {
-            chosen = platform::currentDirectory();
+            const std::optional<std::string> here = platform::currentDirectory();
+            chosen = here ? platform::fromUtf8(*here) : std::nullopt;
         }
         if (!chosen || chosen->size() > kLongest) {
             return report.status = kCannotOpen;
         }
         const std::uint32_t lowId = static_cast<std::uint32_t>(id);
-        const std::wstring path = platform::joinPath(*chosen, fileNameOf(static_cast<std::int32_t>(lowId)));
         *std::copy(chosen->begin(), chosen->end(), prm.prmDirectory) = L'\0';
 
+        // A directory that is no valid text is one that cannot be opened.
+        const std::optional<std::string> utf8 = platform::toUtf8(*chosen);
+        if (!utf8) {
+            return report.status = kCannotOpen;
+        }
+        const std::string path = platform::joinPath(*utf8, fileNameOf(static_cast<std::int32_t>(lowId)));
         if (report.collects) {
             report.path = path;
         }
-        const platform::File file = platform::openFile(path, platform::OpenMode::read);
+        platform::File file = platform::openFile(path, platform::OpenMode::read);
         if (!file) {
             return report.status = kCannotOpen;
         }
-        params::readFile(file.get(), lowId, prm.m_set, report);
+        params::readFile(file, lowId, prm.m_set, report);
     } catch (const std::exception&) {
         report.status = kFormatError; // no memory
     }
@@ -133,11 +140,12 @@ int CKorPrm::PrmFileCopy()
 {
     try {
         const std::optional<std::wstring> path = boundedText(prmDirectory, std::size(prmDirectory) - 1);
-        if (!path) {
-            return 0; // no end, so no path of any file
+        const std::optional<std::string> utf8 = path ? kor::platform::toUtf8(*path) : std::nullopt;
+        if (!utf8) {
+            return 0; // no end or no text, so no path of any file
         }
         const kor::params::RewriteReport report =
-            kor::params::rewriteFile(*path, m_set.mountMode, m_set.dynamicParameters, settle);
+            kor::params::rewriteFile(*utf8, m_set.mountMode, m_set.dynamicParameters, settle);
         if (report.messageId != 0) {
             DisplayErrMsg(report.messageId);
         }

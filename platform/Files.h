@@ -1,26 +1,84 @@
-// Files by wide path.
+// Files by path. Paths are UTF-8; on systems whose names are bytes those bytes are kept whatever they are.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <memory>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "platform/Text.h"
+#include "platform/Process.h"
 
 namespace kor::platform {
 
 /// What ends a line of a text file. Files are opened as they are, so whoever writes text puts it there.
 std::string_view lineEnd() noexcept;
 
-struct CloseFile {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
+constexpr int kStandardInput = 0;
+constexpr int kStandardOutput = 1;
+constexpr int kStandardError = 2;
+
+/// Why the last call here has failed, in the system's words.
+std::string lastError();
+
+/// Tells a regular file from every other, whatever its names.
+struct FileId {
+    std::uint64_t volume = 0;
+    std::uint64_t number = 0;
+    bool operator==(const FileId&) const = default;
 };
 
-/// An open file that closes itself.
-using File = std::unique_ptr<std::FILE, CloseFile>;
+/// An open file, bytes as they are (no translation of line ends).
+class File {
+public:
+    File() noexcept = default;
+
+    /// Owns an open descriptor; none when negative.
+    explicit File(int descriptor) noexcept : m_descriptor(descriptor) {}
+
+    /// Standard input, output or error, which stays open when the object goes.
+    static File standard(int stream) noexcept;
+
+    File(File&& other) noexcept;
+    File& operator=(File&& other) noexcept;
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    ~File();
+
+    explicit operator bool() const noexcept { return m_descriptor >= 0; }
+    int descriptor() const noexcept { return m_descriptor; }
+
+    /// Returned  result  number of bytes; 0 at the end, -1 on failure
+    std::ptrdiff_t read(char* into, std::size_t room) noexcept;
+
+    /// Writes all of it; false on failure.
+    bool write(std::string_view bytes) noexcept;
+
+    /// Length in bytes; 0 when it cannot be told.
+    std::uint64_t size() const noexcept;
+
+    bool isDirectory() const noexcept;
+
+    /// Nothing for a device, a pipe or a directory.
+    std::optional<FileId> id() const noexcept;
+
+    /// Asks for every byte to reach the disk, as far as the file system can.
+    bool sync() noexcept;
+
+    /// Gives the file the access permissions of another, and its owner's rights to read and write; as far as the system
+    /// lets.
+    void copyPermissions(const File& from) noexcept;
+
+    /// Closes the file, a standard stream too.
+    /// Returned  result  false when closing, or any write before, has failed
+    bool close() noexcept;
+
+private:
+    int m_descriptor = -1;
+    bool m_stays = false;
+    bool m_failed = false; ///< a write did
+};
 
 enum class OpenMode {
     read,   ///< an existing file
@@ -28,28 +86,44 @@ enum class OpenMode {
     create, ///< a file that is made and was not there before
 };
 
-/// Opens a regular file, bytes as they are (no translation of line ends).
-/// Given     path  wide path; text that the system cannot express (a lone surrogate, an embedded NUL) names nothing
-/// Returned  file  null when it cannot be opened
-/// Notes  1  Directories, pipes and devices are refused, without waiting for a peer at the other end of a pipe.
-///           So is a symbolic link when the file is to be written.
-///        2  Throws only std::bad_alloc, as does everything here that takes or gives a string.
-File openFile(const std::wstring& path, OpenMode mode);
+/// Opens a regular file.
+/// Returned  file  empty when it cannot be opened
+/// Notes  1  Directories, pipes and devices are refused, without waiting for a peer at the other end of a pipe. So is a
+///           symbolic link when the file is to be written. A path that holds a zero, or text that the system cannot
+///           express, names nothing.
+File openFile(const std::string& path, OpenMode mode);
 
-/// Length of an open file in bytes; 0 when it cannot be told.
-std::uint64_t fileSize(std::FILE* file) noexcept;
+/// Opens whatever a path leads to for reading; waits for the writer of a pipe.
+File openAnyForReading(const std::string& path);
 
-/// Whether an open file is what the path leads to.
-bool isSameFile(std::FILE* file, const std::wstring& path);
+/// Opens an existing device, pipe or the like for writing; truncates nothing.
+File openAnyForWriting(const std::string& path);
 
-/// Gives an open file the access permissions of another, and its owner's rights to read and write; as far as the system
-/// lets.
-void copyPermissions(std::FILE* from, std::FILE* to) noexcept;
+/// Identity of the regular file that a path leads to.
+std::optional<FileId> fileId(const std::string& path);
 
-/// Closes a file that has been written.
-/// Returned  file    null
-///           result  whether every byte has reached the disk; an error of any write before counts
-bool finishFile(File& file) noexcept;
+/// Whether two paths lead to one file: one that is there, whatever its names, or one that is still to be made.
+bool leadToSameFile(const std::string& a, const std::string& b);
+
+/// Whether two names are one to the system, which may take capital and small letters for the same.
+bool areSameName(const std::string& a, const std::string& b);
+
+enum class Renamed { yes, no, otherFileSystem };
+
+/// Gives a file another path on its file system, over the file that may be there.
+/// Given     durable  whether the new name is to outlast a loss of power
+Renamed renameFile(const std::string& from, const std::string& to, bool durable);
+
+/// Moves a file to a path, over the file that may be there. Whoever looks at the path finds the old file or the whole
+/// new one at any time, also when the process ends halfway. The new one is asked to outlast a loss of power.
+/// Given     to      a symbolic link is replaced, not followed
+/// Returned  result  false when it cannot be moved; then both files are as they were
+/// Notes  1  Between file systems it first goes to a free name "$tmp<n>.prm" beside the path. An interrupted move
+///           may leave that.
+bool moveFile(const std::string& from, const std::string& to);
+
+/// Removes a file; whether it did.
+bool removeFile(const std::string& path);
 
 /// What the system says of a path.
 struct FileStatus {
@@ -61,28 +135,51 @@ struct FileStatus {
 };
 
 /// Status of what a path leads to; `exists` is false when there is nothing or it cannot be told.
-FileStatus fileStatus(const std::wstring& path);
+FileStatus fileStatus(const std::string& path);
 
 /// Sets or clears the read-only bit. POSIX: takes write permission from everybody, or gives it to the owner.
 /// Returned  result  false when the system refuses
-bool setReadOnly(const std::wstring& path, bool readOnly);
+bool setReadOnly(const std::string& path, bool readOnly);
 
-/// Removes a file; whether it did.
-bool removeFile(const std::wstring& path);
+/// The current directory; nothing when the system does not tell.
+std::optional<std::string> currentDirectory();
 
-/// Moves a file to a path, over the file that may be there. Whoever looks at the path finds the old file or the whole
-/// new one at any time, also when the process ends halfway. The new one is asked to outlast a loss of power.
-/// Given     to      a symbolic link is replaced, not followed
-/// Returned  result  false when it cannot be moved; then both files are as they were
-/// Notes  1  Between file systems it first goes to a free name "$tmp<n>.prm" beside the path. An interrupted move
-///           may leave that.
-bool moveFile(const std::wstring& from, const std::wstring& to);
+/// Directory, the system's separator, file name. On POSIX systems '/' alone separates: a backslash or a percent sign is
+/// a character like any other.
+std::string joinPath(std::string_view directory, std::string_view name);
 
-/// The current directory; nothing when the system does not tell or its name is not valid text.
-std::optional<std::wstring> currentDirectory();
+/// Why a file that is to be read cannot be. Looks before it opens, so that a pipe without a writer does not hold it up.
+std::string whyUnreadable(const std::string& path);
 
-/// Directory, the system's separator, file name. On POSIX systems '/' alone separates: a backslash or a percent
-/// sign is a character like any other.
-std::wstring joinPath(std::wstring_view directory, std::wstring_view name);
+/// A path from UTF-8 and back. Where names are text, what is not UTF-8 gives an empty path, and what UTF-8 cannot
+/// express gives text that names nothing.
+std::filesystem::path pathFrom(std::string_view utf8);
+std::string textOf(const std::filesystem::path& path);
+
+/// A new file beside a target. It goes unless it takes the target's place, also when a signal ends the process.
+class TemporaryFile {
+public:
+    TemporaryFile() = default;
+
+    /// Makes the file; the object is empty when it cannot.
+    static TemporaryFile beside(const std::string& target);
+
+    TemporaryFile(TemporaryFile&& other) noexcept;
+    TemporaryFile& operator=(TemporaryFile&& other) noexcept;
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile();
+
+    explicit operator bool() const noexcept { return !m_path.empty(); }
+
+    File file;
+
+    /// To be called when the file is closed.
+    bool takePlaceOf(const std::string& target);
+
+private:
+    std::string m_path;
+    RemovedWhenKilled m_guard;
+};
 
 } // namespace kor::platform

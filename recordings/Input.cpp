@@ -11,8 +11,8 @@ std::unique_ptr<Input> Input::open(const std::string& path, Problem& problem)
 {
     const bool standard = path == "-";
     const std::string title = standard ? "standard input" : platform::shown(path);
-    platform::Stream file =
-        standard ? platform::Stream::standard(platform::kStandardInput) : platform::openAnyForReading(path);
+    platform::File file =
+        standard ? platform::File::standard(platform::kStandardInput) : platform::openAnyForReading(path);
     if (!file || file.isDirectory()) {
         problem = {.kind = Problem::Kind::cannotOpen,
                    .file = title,
@@ -22,7 +22,7 @@ std::unique_ptr<Input> Input::open(const std::string& path, Problem& problem)
     return std::unique_ptr<Input>(new Input(std::move(file), title));
 }
 
-Input::Input(platform::Stream file, std::string title)
+Input::Input(platform::File file, std::string title)
     : m_file(std::move(file)), m_title(std::move(title)), m_buffer(kRoom)
 {
 }

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Streams.h"
+#include "platform/Files.h"
 #include "recordings/Problem.h"
 
 namespace kor::recordings {
@@ -37,9 +37,9 @@ public:
     std::uint64_t size() const { return m_file.size(); } ///< 0 when unknown
 
 private:
-    Input(platform::Stream file, std::string title);
+    Input(platform::File file, std::string title);
 
-    platform::Stream m_file;
+    platform::File m_file;
     std::string m_title;
     Problem m_problem;
     std::vector<char> m_buffer;

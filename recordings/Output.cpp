@@ -15,7 +15,7 @@ std::unique_ptr<Output> Output::open(const std::string& path, Problem& problem)
     std::unique_ptr<Output> output(new Output());
     if (path == "-") {
         output->m_title = "standard output";
-        output->m_direct = platform::Stream::standard(platform::kStandardOutput);
+        output->m_direct = platform::File::standard(platform::kStandardOutput);
         return output;
     }
     output->m_title = platform::shown(path);
@@ -39,7 +39,7 @@ std::unique_ptr<Output> Output::open(const std::string& path, Problem& problem)
         }
         output->m_temporary = platform::TemporaryFile::beside(output->m_target);
     }
-    if (!output->stream()) {
+    if (!output->file()) {
         problem.reason = platform::lastError();
         return nullptr;
     }
@@ -68,7 +68,7 @@ bool Output::write(std::string_view bytes)
 
 void Output::flush()
 {
-    if (!m_problem && !stream().write({m_buffer.data(), m_used})) {
+    if (!m_problem && !file().write({m_buffer.data(), m_used})) {
         fail(Problem::Kind::cannotWrite, "");
     }
     m_used = 0;
@@ -77,7 +77,7 @@ void Output::flush()
 bool Output::close()
 {
     flush();
-    if (!stream().close() && !m_problem) {
+    if (!file().close() && !m_problem) {
         fail(Problem::Kind::cannotWrite, "");
     }
     if (!m_problem && !m_target.empty() && !m_temporary.takePlaceOf(m_target)) {

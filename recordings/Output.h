@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Streams.h"
+#include "platform/Files.h"
 #include "recordings/Problem.h"
 
 namespace kor::recordings {
@@ -37,7 +37,7 @@ public:
 
 private:
     Output() : m_buffer(kRoom) {}
-    platform::Stream& stream() { return m_target.empty() ? m_direct : m_temporary.stream; }
+    platform::File& file() { return m_target.empty() ? m_direct : m_temporary.file; }
     void flush();
     void fail(Problem::Kind kind, const std::string& what);
 
@@ -45,7 +45,7 @@ private:
     Problem m_problem;
     std::string m_target; ///< empty when written directly
     platform::TemporaryFile m_temporary;
-    platform::Stream m_direct;
+    platform::File m_direct;
     std::vector<char> m_buffer;
     std::size_t m_used = 0;
 };

@@ -12,7 +12,7 @@
 #include "KORInterface/Status.h"
 #include "params/ParameterAccess.h"
 #include "params/file/Messages.h"
-#include "platform/Files.h"
+#include "platform/Text.h"
 
 namespace kor {
 
@@ -207,8 +207,7 @@ int ReadParameterFile(CKorPrm& prm, const wchar_t* directory, std::uint32_t id, 
     data.findingTexts.clear();
     const int status = ParameterAccess::read(prm, directory, id, data.read);
     try {
-        const std::optional<std::string> file = platform::toUtf8(data.read.path);
-        const std::string title = file && !file->empty() ? *file : "the parameter file";
+        const std::string title = data.read.path.empty() ? "the parameter file" : data.read.path;
         data.text = failureText(title, data.read);
         for (const params::Finding& finding : data.read.findings) {
             data.findingTexts.push_back(findingText(title, finding));

@@ -450,10 +450,10 @@ void readScanned(Scanner& scanner, std::uint64_t size, std::uint32_t id, Paramet
 
 } // namespace
 
-void readFile(std::FILE* file, std::uint32_t id, ParameterSet& set, ReadReport& report) noexcept
+void readFile(platform::File& file, std::uint32_t id, ParameterSet& set, ReadReport& report) noexcept
 {
     Scanner scanner(file);
-    readScanned(scanner, platform::fileSize(file), id, set, report);
+    readScanned(scanner, file.size(), id, set, report);
 }
 
 void readBytes(std::string_view bytes, std::uint32_t id, ParameterSet& set, ReadReport& report) noexcept

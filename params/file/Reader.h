@@ -3,12 +3,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "KORInterface/ParameterSet.h"
+
+#include "platform/Files.h"
 
 namespace kor::params {
 
@@ -37,7 +38,7 @@ struct ReadReport {
     explicit ReadReport(bool withFindings = false) : collects(withFindings) {}
 
     bool collects;                  ///< whether findings are kept
-    std::wstring path;              ///< of the file; empty when the directory names none
+    std::string path;               ///< of the file; empty when the directory names none
     int status = 0;                 ///< 0, 550 or 553
     unsigned messageId = 0;         ///< of the string table; 0: no message
     bool endedAtTitle = false;      ///< the failure is that the file ended where a title was due
@@ -55,7 +56,7 @@ struct ReadReport {
 /// Notes  1  On failure the set keeps what the blocks before have replaced; the tilt limits change on success only.
 ///        2  Throws nothing: without memory the read fails with 553. A finding for which there is no memory is only
 ///           counted, so that a read with findings has the effect and the result of one without.
-void readFile(std::FILE* file, std::uint32_t id, ParameterSet& set, ReadReport& report) noexcept;
+void readFile(platform::File& file, std::uint32_t id, ParameterSet& set, ReadReport& report) noexcept;
 
 /// The same over bytes in memory.
 void readBytes(std::string_view bytes, std::uint32_t id, ParameterSet& set, ReadReport& report) noexcept;

@@ -73,7 +73,7 @@ float magnitudeOf(std::string_view number, bool hexadecimal)
 
 } // namespace
 
-Scanner::Scanner(std::FILE* file) noexcept : m_file(file) {}
+Scanner::Scanner(platform::File& file) noexcept : m_file(&file) {}
 
 Scanner::Scanner(std::string_view bytes) noexcept : m_bytes(bytes.data()), m_fetched(bytes.size()) {}
 
@@ -88,7 +88,9 @@ void Scanner::fetch(std::size_t kept) noexcept
     }
     m_bytes = m_buffer.data();
     m_itemAt = 0;
-    m_fetched = kept + std::fread(m_buffer.data() + kept, 1, m_buffer.size() - kept, m_file);
+    const std::ptrdiff_t got = m_file->read(m_buffer.data() + kept, m_buffer.size() - kept);
+    m_broken = got < 0;
+    m_fetched = kept + static_cast<std::size_t>(std::max<std::ptrdiff_t>(got, 0));
     m_next = kept - ahead;
     m_before = position - m_next;
 }
@@ -102,7 +104,6 @@ int Scanner::peek() noexcept
         }
         if (m_file != nullptr) {
             fetch(std::min(m_next - m_itemAt, kItemKept));
-            m_broken = m_next == m_fetched && std::ferror(m_file) != 0;
         }
         if (m_next == m_fetched) {
             m_atEnd = !m_broken;

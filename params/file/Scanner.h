@@ -11,17 +11,18 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <span>
 #include <string>
 #include <string_view>
+
+#include "platform/Files.h"
 
 namespace kor::params {
 
 class Scanner {
 public:
     /// Over an open file, from its position on; the file stays the caller's.
-    explicit Scanner(std::FILE* file) noexcept;
+    explicit Scanner(platform::File& file) noexcept;
 
     /// Over bytes in memory, which stay the caller's.
     explicit Scanner(std::string_view bytes) noexcept;
@@ -85,7 +86,7 @@ private:
     bool takeMagnitude(float& magnitude);
     bool takeNumber(float& value);
 
-    std::FILE* m_file = nullptr;
+    platform::File* m_file = nullptr;
     const char* m_bytes = nullptr; ///< what has been fetched: the whole text, or m_buffer
     std::size_t m_next = 0;        ///< in m_bytes
     std::size_t m_fetched = 0;     ///< length of m_bytes

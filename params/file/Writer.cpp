@@ -21,7 +21,7 @@ constexpr std::string_view kTab = "\t";
 
 class Copy {
 public:
-    Copy(Scanner& in, std::uint64_t size, std::FILE* out, std::int32_t mountMode, float (&dynamicParameters)[7])
+    Copy(Scanner& in, std::uint64_t size, platform::File& out, std::int32_t mountMode, float (&dynamicParameters)[7])
         : m_in(in), m_size(size), m_out(out), m_mountMode(mountMode), m_dynamicParameters(dynamicParameters)
     {
     }
@@ -187,14 +187,14 @@ private:
     // An error stays with the file until it is closed, and is asked for then.
     void flush()
     {
-        std::fwrite(m_text.data(), 1, m_text.size(), m_out);
+        m_out.write(m_text);
         m_digest.add(m_text);
         m_text.clear();
     }
 
     Scanner& m_in;
     std::uint64_t m_size;
-    std::FILE* m_out;
+    platform::File& m_out;
     std::int32_t m_mountMode;
     float (&m_dynamicParameters)[7];
     std::string m_word;
@@ -202,22 +202,21 @@ private:
     Digest m_digest;    // of what is
 };
 
-bool holds(const wchar_t* path, const Digest& wanted)
+bool holds(const std::string& path, const Digest& wanted)
 {
-    const platform::File file = platform::openFile(path, platform::OpenMode::read);
+    platform::File file = platform::openFile(path, platform::OpenMode::read);
     if (!file) {
         return false;
     }
     Digest found;
     std::array<char, 16384> buffer;
-    for (std::size_t length = 1; length > 0;) {
-        length = std::fread(buffer.data(), 1, buffer.size(), file.get());
-        found.add({buffer.data(), length});
+    for (std::ptrdiff_t length = 0; (length = file.read(buffer.data(), buffer.size())) > 0;) {
+        found.add({buffer.data(), static_cast<std::size_t>(length)});
     }
     return found == wanted;
 }
 
-RewriteReport rewrite(const std::wstring& path, std::int32_t mountMode, float (&dynamicParameters)[7], const Wait& wait)
+RewriteReport rewrite(const std::string& path, std::int32_t mountMode, float (&dynamicParameters)[7], const Wait& wait)
 {
     const platform::FileStatus status = platform::fileStatus(path);
     if (!status.exists) {
@@ -233,7 +232,7 @@ RewriteReport rewrite(const std::wstring& path, std::int32_t mountMode, float (&
 
     platform::File source = platform::openFile(path, platform::OpenMode::read);
     // Opening the copy empties it, so it must not be the file itself.
-    if (!source || platform::isSameFile(source.get(), kTemporaryName)) {
+    if (!source || source.id() == platform::fileId(kTemporaryName)) {
         return {.status = kCannotOpen};
     }
     // Kept: a name in the current directory, shared by all that rewrite there; what stands there is overwritten.
@@ -241,13 +240,13 @@ RewriteReport rewrite(const std::wstring& path, std::int32_t mountMode, float (&
     if (!copy) {
         return {.status = kCannotOpen};
     }
-    platform::copyPermissions(source.get(), copy.get());
+    copy.copyPermissions(source);
 
-    Scanner scanner(source.get());
-    const CopyReport copied =
-        copyBlocks(kBlocks, scanner, platform::fileSize(source.get()), copy.get(), mountMode, dynamicParameters);
-    const bool written = platform::finishFile(copy);
-    source.reset();
+    Scanner scanner(source);
+    const CopyReport copied = copyBlocks(kBlocks, scanner, source.size(), copy, mountMode, dynamicParameters);
+    const bool reachedDisk = copy.sync();
+    const bool written = copy.close() && reachedDisk;
+    source = platform::File();
     if (!copied.complete) {
         return {.status = kFormatError, .messageId = copied.messageId};
     }
@@ -290,13 +289,13 @@ void appendFloat(std::string& out, float value)
                std::to_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::fixed, 6).ptr);
 }
 
-CopyReport copyBlocks(std::span<const Block> blocks, Scanner& in, std::uint64_t size, std::FILE* out,
+CopyReport copyBlocks(std::span<const Block> blocks, Scanner& in, std::uint64_t size, platform::File& out,
                       std::int32_t mountMode, float (&dynamicParameters)[7])
 {
     return Copy(in, size, out, mountMode, dynamicParameters).run(blocks);
 }
 
-RewriteReport rewriteFile(const std::wstring& path, std::int32_t mountMode, float (&dynamicParameters)[7],
+RewriteReport rewriteFile(const std::string& path, std::int32_t mountMode, float (&dynamicParameters)[7],
                           const Wait& wait) noexcept
 {
     try {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <functional>
 #include <span>
 #include <string>
@@ -10,11 +9,12 @@
 
 #include "params/file/Blocks.h"
 #include "params/file/Scanner.h"
+#include "platform/Files.h"
 
 namespace kor::params {
 
 /// Name of the copy until it takes the file's place, in the current directory.
-inline constexpr const wchar_t* kTemporaryName = L"$tmp.prm";
+inline constexpr const char* kTemporaryName = "$tmp.prm";
 
 /// Each of the two waits before the copy takes the file's place.
 inline constexpr std::uint32_t kSettleMs = 500;
@@ -45,7 +45,7 @@ struct CopyReport {
 using Wait = std::function<void(std::uint32_t)>;
 
 /// Copies a parameter file block by block to "$tmp.prm" and replaces it by the complete copy.
-/// Given     path       of the file
+/// Given     path       of the file, UTF-8
 ///           mountMode  decides, instead of the file's own, whether there are blocks behind "Mounting Mode"
 ///           wait       called twice between the copying and the replacing
 /// Returned  dynamicParameters  those values of the file's last block that parse
@@ -53,7 +53,7 @@ using Wait = std::function<void(std::uint32_t)>;
 ///                      then it stays behind as "$tmp.prm" and the file as it was. The file also stays as it was when
 ///                      after the waits "$tmp.prm" is no longer what was copied
 /// Notes  1  Throws nothing: without memory it fails with 553.
-RewriteReport rewriteFile(const std::wstring& path, std::int32_t mountMode, float (&dynamicParameters)[7],
+RewriteReport rewriteFile(const std::string& path, std::int32_t mountMode, float (&dynamicParameters)[7],
                           const Wait& wait) noexcept;
 
 /// Copies blocks from where the scanner stands.
@@ -62,7 +62,7 @@ RewriteReport rewriteFile(const std::wstring& path, std::int32_t mountMode, floa
 ///                 of the system's text files; whether the writing itself went well is for the caller to ask
 /// Notes  1  A value that does not parse is written as 0, an Owner that is not there as an empty line.
 ///        2  Throws only std::bad_alloc or std::length_error.
-CopyReport copyBlocks(std::span<const Block> blocks, Scanner& in, std::uint64_t size, std::FILE* out,
+CopyReport copyBlocks(std::span<const Block> blocks, Scanner& in, std::uint64_t size, platform::File& out,
                       std::int32_t mountMode, float (&dynamicParameters)[7]);
 
 /// A float as "%f" prints it in the "C" locale: six decimals, every digit before them, inf and nan in small letters.

@@ -22,7 +22,7 @@ MEMBERS = {
 SOURCES = ("include", "mek", "platform", "models", "params", "engine", "module", "session", "recordings", "simulation",
            "accuracy", "tools", "examples")
 # A program with wide arguments has another entry point on Windows.
-ASKS_FOR_SYSTEM = re.compile(r"platform/(posix/.*|windows/.*|Lock\.h|Files\.cpp)|examples/host\.cpp")
+ASKS_FOR_SYSTEM = re.compile(r"platform/(posix/.*|windows/.*|Lock\.h)|examples/host\.cpp")
 EXTENSION = re.compile(r"__attribute__|__builtin_|__extension__|__typeof__|\btypeof\b|__int128|__restrict|__asm__|"
                        r"#\s*pragma\s+GCC|#\s*include_next|#\s*include\s*<bits/|(?<![\w>])\(\{")
 POSIX = re.compile(r"#\s*include\s*<(unistd\.h|dlfcn\.h|pthread\.h|dirent\.h|strings\.h|fcntl\.h|sys/[^>]*|spawn\.h|"

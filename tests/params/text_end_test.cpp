@@ -48,7 +48,7 @@ protected:
         writeFile(filePath(), text);
         float dynamic[7] = {};
         const kor::params::RewriteReport report =
-            kor::params::rewriteFile(filePath().wstring(), 0, dynamic, [](std::uint32_t) {});
+            kor::params::rewriteFile(kor::platform::textOf(filePath()), 0, dynamic, [](std::uint32_t) {});
         EXPECT_EQ(report.status, kSuccess);
         EXPECT_EQ(static_cast<int>(report.messageId), kNoMessage);
         std::ifstream file(filePath(), std::ios::binary);

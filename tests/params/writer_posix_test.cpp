@@ -105,7 +105,7 @@ int rewrite(const fs::path& file, const kor::params::Wait& wait = kNoWait)
 {
     float dynamic[7] = {};
     // Not file.wstring(), which asks the locale.
-    return kor::params::rewriteFile(kor::platform::fromUtf8(file.string()).value(), 0, dynamic, wait).status;
+    return kor::params::rewriteFile(file.string(), 0, dynamic, wait).status;
 }
 
 void writeProc(const char* path, const std::string& text)
@@ -281,15 +281,14 @@ TEST_F(WriterFaults, anErrorIsNotForgottenWhenLaterWritesSucceed)
 {
     for (const bool fails : {false, true}) {
         const int result = inChild([&] {
-            kor::platform::File file = kor::platform::openFile(L"$tmp.prm", kor::platform::OpenMode::write);
+            kor::platform::File file = kor::platform::openFile("$tmp.prm", kor::platform::OpenMode::write);
             const std::string text(100000, 'x');
             if (fails) {
                 limitFileSize(4096);
             }
-            std::fwrite(text.data(), 1, text.size(), file.get());
-            std::fseek(file.get(), 0, SEEK_SET); // a rewind would forget the error
-            std::fwrite("y", 1, 1, file.get());
-            return kor::platform::finishFile(file) ? 1 : 0;
+            const bool written = file.write(text);
+            ::lseek(file.descriptor(), 0, SEEK_SET);
+            return written != fails && file.write("y") && file.close() != fails ? fails ? 0 : 1 : 2;
         });
         EXPECT_EQ(result, fails ? 0 : 1);
     }
@@ -662,10 +661,11 @@ TEST_F(WriterFaults, thePathIsTakenAsItStands)
 
 TEST_F(WriterFaults, textThatNoFileNameCanHoldGives0)
 {
-    float dynamic[7] = {};
     for (const wchar_t unit : {static_cast<wchar_t>(0xd800), static_cast<wchar_t>(0x110000)}) {
         const std::wstring path = m_there.path().wstring() + L"/" + unit;
-        EXPECT_EQ(kor::params::rewriteFile(path, 0, dynamic, kNoWait).status, kSuccess);
+        CKorPrm prm;
+        *std::copy(path.begin(), path.end(), prm.prmDirectory) = L'\0';
+        EXPECT_EQ(prm.PrmFileCopy(), kSuccess);
     }
     EXPECT_EQ(entriesOf(m_here.path()), 0);
 }
@@ -746,10 +746,10 @@ TEST_F(WriterFaults, theCopyHasThePermissionsOfTheFile)
 // Whoever reads a file by its group's rights owns the copy, and would be shut out of it.
 TEST_F(WriterFaults, theCopyCanBeReadByItsOwner)
 {
-    kor::platform::File from = kor::platform::openFile(file().wstring(), kor::platform::OpenMode::read);
-    kor::platform::File to = kor::platform::openFile(temporary().wstring(), kor::platform::OpenMode::write);
+    kor::platform::File from = kor::platform::openFile(file().string(), kor::platform::OpenMode::read);
+    kor::platform::File to = kor::platform::openFile(temporary().string(), kor::platform::OpenMode::write);
     fs::permissions(file(), fs::perms(0040));
-    kor::platform::copyPermissions(from.get(), to.get());
+    to.copyPermissions(from);
     fs::permissions(file(), fs::perms(0600));
     EXPECT_EQ(fs::status(temporary()).permissions(), fs::perms(0640));
 }

@@ -78,8 +78,8 @@ protected:
     int rewriteHere(std::int32_t mountMode = 0)
     {
         m_waits.clear();
-        const kor::params::RewriteReport report =
-            kor::params::rewriteFile(file().wstring(), mountMode, m_dynamic, [this](std::uint32_t milliseconds) {
+        const kor::params::RewriteReport report = kor::params::rewriteFile(
+            kor::platform::textOf(file()), mountMode, m_dynamic, [this](std::uint32_t milliseconds) {
                 m_waits.push_back(milliseconds);
                 m_copyAtWait = textOf(temporary());
             });
@@ -371,20 +371,20 @@ TEST_F(Writer, keptTheReadOnlyBitIsGoneAlsoAfterAFailure)
 {
     for (const bool fails : {false, true}) {
         writeFile(file(), fails ? "nothing of the kind\n" : PrmFile(secondSensor(0)).text(1, 19));
-        ASSERT_TRUE(kor::platform::setReadOnly(file().wstring(), true));
-        ASSERT_TRUE(kor::platform::fileStatus(file().wstring()).readOnly);
+        ASSERT_TRUE(kor::platform::setReadOnly(kor::platform::textOf(file()), true));
+        ASSERT_TRUE(kor::platform::fileStatus(kor::platform::textOf(file())).readOnly);
         EXPECT_EQ(rewriteHere(), fails ? kBadFormat : kSuccess);
-        EXPECT_FALSE(kor::platform::fileStatus(file().wstring()).readOnly);
+        EXPECT_FALSE(kor::platform::fileStatus(kor::platform::textOf(file())).readOnly);
     }
 }
 
 TEST_F(Writer, keptTheReadOnlyBitIsGoneAlsoWhenTheCopyCannotBeOpened)
 {
     writeFile(file(), PrmFile(secondSensor(0)).text(1, 19));
-    ASSERT_TRUE(kor::platform::setReadOnly(file().wstring(), true));
+    ASSERT_TRUE(kor::platform::setReadOnly(kor::platform::textOf(file()), true));
     fs::create_directory(temporary());
     EXPECT_EQ(rewriteHere(), kCannotOpen);
-    EXPECT_FALSE(kor::platform::fileStatus(file().wstring()).readOnly);
+    EXPECT_FALSE(kor::platform::fileStatus(kor::platform::textOf(file())).readOnly);
     EXPECT_EQ(bytesOf(file()), PrmFile(secondSensor(0)).text(1, 19));
 }
 
@@ -404,10 +404,12 @@ protected:
     std::string copy(const std::string& text, std::int32_t mode, kor::params::CopyReport& report)
     {
         kor::params::Scanner scanner(text);
-        kor::platform::File out = kor::platform::openFile(temporary().wstring(), kor::platform::OpenMode::write);
-        report = kor::params::copyBlocks(std::span(kor::params::kBlocks).subspan(20), scanner, text.size(), out.get(),
-                                         mode, m_dynamic);
-        EXPECT_TRUE(kor::platform::finishFile(out));
+        kor::platform::File out =
+            kor::platform::openFile(kor::platform::textOf(temporary()), kor::platform::OpenMode::write);
+        report = kor::params::copyBlocks(std::span(kor::params::kBlocks).subspan(20), scanner, text.size(), out, mode,
+                                         m_dynamic);
+        EXPECT_TRUE(out.sync());
+        EXPECT_TRUE(out.close());
         return textOf(temporary());
     }
 };
@@ -535,7 +537,7 @@ TEST_F(Writer, theTemporaryFileItselfCannotBeRewritten)
 {
     const std::string text = PrmFile(secondSensor(0)).text(1, 19);
     writeFile(temporary(), text);
-    for (const std::wstring& path : {temporary().wstring(), std::wstring(L"$tmp.prm")}) {
+    for (const std::string& path : {kor::platform::textOf(temporary()), std::string("$tmp.prm")}) {
         EXPECT_EQ(kor::params::rewriteFile(path, 0, m_dynamic, [](std::uint32_t) {}).status, kCannotOpen);
         EXPECT_EQ(bytesOf(temporary()), text);
     }
@@ -544,7 +546,7 @@ TEST_F(Writer, theTemporaryFileItselfCannotBeRewritten)
 TEST_F(Writer, aRelativePathIsRewrittenInTheCurrentDirectory)
 {
     writeFile(m_here.path() / "Tg1.prm", PrmFile(secondSensor(0)).text(1, 19));
-    EXPECT_EQ(kor::params::rewriteFile(L"Tg1.prm", 0, m_dynamic, [](std::uint32_t) {}).status, kSuccess);
+    EXPECT_EQ(kor::params::rewriteFile("Tg1.prm", 0, m_dynamic, [](std::uint32_t) {}).status, kSuccess);
     EXPECT_EQ(textOf(m_here.path() / "Tg1.prm"), kFirst17 + kBlock18 + kBlock19 + kModeZero);
     EXPECT_FALSE(fs::exists(temporary()));
 }
@@ -559,17 +561,17 @@ TEST_F(Writer, aCopyThatHasChangedDuringTheWaitsDoesNotReplaceTheFile)
     other[copy.find("Workshop")] = 'V';
     for (const std::string& found : {std::string(), other, copy + "\n", copy.substr(0, copy.size() - 1)}) {
         writeFile(file(), text);
-        EXPECT_EQ(kor::params::rewriteFile(file().wstring(), 0, m_dynamic,
+        EXPECT_EQ(kor::params::rewriteFile(kor::platform::textOf(file()), 0, m_dynamic,
                                            [&](std::uint32_t) { writeFile(temporary(), found); })
                       .status,
                   kSuccess);
         EXPECT_EQ(bytesOf(file()), text);
         EXPECT_EQ(bytesOf(temporary()), found);
     }
-    EXPECT_EQ(
-        kor::params::rewriteFile(file().wstring(), 0, m_dynamic, [this](std::uint32_t) { fs::remove(temporary()); })
-            .status,
-        kSuccess);
+    EXPECT_EQ(kor::params::rewriteFile(kor::platform::textOf(file()), 0, m_dynamic,
+                                       [this](std::uint32_t) { fs::remove(temporary()); })
+                  .status,
+              kSuccess);
     EXPECT_EQ(bytesOf(file()), text);
 }
 
@@ -581,9 +583,9 @@ TEST_F(Writer, aCallDuringTheWaitsOfAnotherDoesNotBringItsCopyToTheOthersFile)
         writeFile(file(), text);
         writeFile(second, PrmFile(firstSensor(0)).text(1, fails ? 20 : 19));
         const auto meanwhile = [&](std::uint32_t) {
-            kor::params::rewriteFile(second.wstring(), 0, m_dynamic, [](std::uint32_t) {});
+            kor::params::rewriteFile(kor::platform::textOf(second), 0, m_dynamic, [](std::uint32_t) {});
         };
-        EXPECT_EQ(kor::params::rewriteFile(file().wstring(), 0, m_dynamic, meanwhile).status, kSuccess);
+        EXPECT_EQ(kor::params::rewriteFile(kor::platform::textOf(file()), 0, m_dynamic, meanwhile).status, kSuccess);
         EXPECT_EQ(bytesOf(file()), text);
         EXPECT_TRUE(textOf(second).starts_with(PrmFile(firstSensor(0)).text(1, 18)));
     }
@@ -595,10 +597,10 @@ TEST_F(Writer, anotherCurrentDirectoryAfterTheWaitsDoesNotGiveItsTemporaryFile)
     const std::string text = PrmFile(secondSensor(0)).text(1, 19);
     writeFile(other.path() / "$tmp.prm", "left there long ago");
     writeFile(file(), text);
-    EXPECT_EQ(
-        kor::params::rewriteFile(file().wstring(), 0, m_dynamic, [&](std::uint32_t) { fs::current_path(other.path()); })
-            .status,
-        kSuccess);
+    EXPECT_EQ(kor::params::rewriteFile(kor::platform::textOf(file()), 0, m_dynamic,
+                                       [&](std::uint32_t) { fs::current_path(other.path()); })
+                  .status,
+              kSuccess);
     fs::current_path(m_here.path());
     EXPECT_EQ(bytesOf(file()), text);
     EXPECT_EQ(bytesOf(other.path() / "$tmp.prm"), "left there long ago");

@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/Process.h"
-#include "platform/Streams.h"
+#include "platform/Files.h"
 #include "platform/Text.h"
 #include "recordings/Output.h"
 #include "recordings/Reader.h"

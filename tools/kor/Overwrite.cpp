@@ -12,7 +12,7 @@ namespace {
 // The shell may have turned a standard stream into a file.
 std::optional<platform::FileId> fileBehind(const std::string& path, int stream)
 {
-    return path == "-" ? platform::Stream::standard(stream).id() : platform::fileId(path);
+    return path == "-" ? platform::File::standard(stream).id() : platform::fileId(path);
 }
 
 bool isSameFile(const std::string& output, const UsedFile& used)

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/Streams.h"
+#include "platform/Files.h"
 
 namespace kor::tool {
 

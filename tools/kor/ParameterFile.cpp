@@ -6,7 +6,7 @@
 #include "KORInterface/Session.h"
 #include "KORInterface/Status.h"
 
-#include "platform/Streams.h"
+#include "platform/Files.h"
 #include "platform/Text.h"
 #include "tools/kor/Exit.h"
 

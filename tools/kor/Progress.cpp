@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "platform/Streams.h"
+#include "platform/Files.h"
 #include "platform/Terminal.h"
 #include "tools/kor/Options.h"
 
@@ -95,7 +95,7 @@ void Progress::update(std::uint64_t done, std::uint64_t counted)
     const double seconds = std::chrono::duration<double>(now - m_start).count();
     const int width = platform::terminalWidth(platform::kStandardError) - 1; // the last column would wrap the line
     const std::string line = "\r" + progressLine(m_title, done, m_total, counted, m_unit, seconds, width) + "\x1b[K";
-    platform::Stream::standard(platform::kStandardError).write(line);
+    platform::File::standard(platform::kStandardError).write(line);
     m_drawn = true;
 }
 
@@ -103,7 +103,7 @@ void Progress::clear()
 {
     if (m_drawn) {
         constexpr std::string_view kErase = "\r\x1b[K";
-        platform::Stream::standard(platform::kStandardError).write(kErase);
+        platform::File::standard(platform::kStandardError).write(kErase);
         m_drawn = false;
         m_next = Clock::time_point();
     }

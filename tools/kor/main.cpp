@@ -9,7 +9,7 @@
 #include <fmt/ranges.h>
 
 #include "platform/Process.h"
-#include "platform/Streams.h"
+#include "platform/Files.h"
 #include "platform/Text.h"
 #include "recordings/Output.h"
 #include "tools/kor/Commands.h"
@@ -22,7 +22,7 @@ using platform::shown;
 
 void tell(const std::string& text)
 {
-    platform::Stream::standard(platform::kStandardError).write(text);
+    platform::File::standard(platform::kStandardError).write(text);
 }
 
 void complain(const std::string& text)

@@ -28,7 +28,7 @@
 #include "KORInterface/Status.h"
 
 #include "platform/Process.h"
-#include "platform/Streams.h"
+#include "platform/Files.h"
 #include "platform/Text.h"
 #include "recordings/Output.h"
 #include "recordings/Reader.h"

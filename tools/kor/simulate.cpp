@@ -14,7 +14,7 @@
 
 #include "KORInterface/CKorPrm.h"
 
-#include "platform/Streams.h"
+#include "platform/Files.h"
 #include "platform/Text.h"
 #include "recordings/Output.h"
 #include "recordings/Writer.h"

@@ -1,5 +1,5 @@
 // Open files, their identity, and temporary files.
-#include "platform/Streams.h"
+#include "platform/Files.h"
 
 #include <gtest/gtest.h>
 
@@ -17,13 +17,13 @@ namespace fs = std::filesystem;
 using namespace kor::platform;
 
 // A folder of its own for each test, removed afterwards.
-class Streams : public ::testing::Test {
+class OpenFiles : public ::testing::Test {
 protected:
-    Streams() : m_folder(fs::temp_directory_path() / ("kor_streams_" + std::to_string(std::random_device{}())))
+    OpenFiles() : m_folder(fs::temp_directory_path() / ("kor_open_files_" + std::to_string(std::random_device{}())))
     {
         fs::create_directory(m_folder);
     }
-    ~Streams() override
+    ~OpenFiles() override
     {
         std::error_code ignored;
         fs::remove_all(m_folder, ignored);
@@ -38,37 +38,37 @@ protected:
     fs::path m_folder;
 };
 
-TEST_F(Streams, areMadeOnlyWhereThereIsNothing)
+TEST_F(OpenFiles, areMadeOnlyWhereThereIsNothing)
 {
-    Stream file = createFile(path("new"));
+    File file = openFile(path("new"), OpenMode::create);
     ASSERT_TRUE(file);
     EXPECT_TRUE(file.write("a\r\n\x1a"));
     EXPECT_EQ(file.size(), 4U);
     EXPECT_TRUE(file.close());
     EXPECT_FALSE(file);
-    EXPECT_FALSE(createFile(path("new")));
+    EXPECT_FALSE(openFile(path("new"), OpenMode::create));
     EXPECT_EQ(lastError(), "File exists");
-    Stream again = openAnyForReading(path("new"));
+    File again = openAnyForReading(path("new"));
     char bytes[16];
     EXPECT_EQ(again.read(bytes, sizeof bytes), 4);
     EXPECT_EQ(std::string(bytes, 4), "a\r\n\x1a");
     EXPECT_EQ(again.read(bytes, sizeof bytes), 0);
 }
 
-TEST_F(Streams, aWriteErrorIsNotForgottenAtTheEnd)
+TEST_F(OpenFiles, aWriteErrorIsNotForgottenAtTheEnd)
 {
     write("old", "x");
-    Stream file = openAnyForReading(path("old"));
+    File file = openAnyForReading(path("old"));
     ASSERT_TRUE(file);
     EXPECT_FALSE(file.write("y")) << "open for reading";
     EXPECT_FALSE(file.close());
 }
 
-TEST_F(Streams, moveTheirFile)
+TEST_F(OpenFiles, moveTheirFile)
 {
     write("old", "x");
-    Stream first = openAnyForReading(path("old"));
-    Stream second = std::move(first);
+    File first = openAnyForReading(path("old"));
+    File second = std::move(first);
     EXPECT_FALSE(first);
     ASSERT_TRUE(second);
     first = std::move(second);
@@ -76,7 +76,7 @@ TEST_F(Streams, moveTheirFile)
     EXPECT_EQ(first.read(&byte, 1), 1);
 }
 
-TEST_F(Streams, haveOneIdentityWhateverTheirNames)
+TEST_F(OpenFiles, haveOneIdentityWhateverTheirNames)
 {
     write("a", "x");
     write("b", "x");
@@ -89,7 +89,7 @@ TEST_F(Streams, haveOneIdentityWhateverTheirNames)
     EXPECT_FALSE(fileId(path(".")));
 }
 
-TEST_F(Streams, pathsLeadToOneFileAlsoBeforeItIsMade)
+TEST_F(OpenFiles, pathsLeadToOneFileAlsoBeforeItIsMade)
 {
     write("a", "x");
     fs::create_directory(m_folder / "d");
@@ -101,24 +101,24 @@ TEST_F(Streams, pathsLeadToOneFileAlsoBeforeItIsMade)
     EXPECT_FALSE(leadToSameFile(path("a"), path("new")));
 }
 
-TEST_F(Streams, aPathWithAZeroNamesNothing)
+TEST_F(OpenFiles, aPathWithAZeroNamesNothing)
 {
     write("a", "x");
     const std::string name = path("a") + std::string(1, '\0') + "b";
     EXPECT_FALSE(openAnyForReading(name));
     EXPECT_FALSE(fileId(name));
     EXPECT_FALSE(removeFile(name));
-    EXPECT_FALSE(replaceFile(name, path("c")));
+    EXPECT_EQ(renameFile(name, path("c"), false), Renamed::no);
     EXPECT_TRUE(fs::exists(m_folder / "a"));
 }
 
-TEST_F(Streams, whyAFileCannotBeReadIsTold)
+TEST_F(OpenFiles, whyAFileCannotBeReadIsTold)
 {
     EXPECT_EQ(whyUnreadable(path(".")), "it is a directory");
     EXPECT_EQ(whyUnreadable(path("none")), "No such file or directory");
 }
 
-TEST_F(Streams, aTemporaryFileGoesUnlessItTakesItsPlace)
+TEST_F(OpenFiles, aTemporaryFileGoesUnlessItTakesItsPlace)
 {
     write("r", "old");
     {
@@ -128,14 +128,14 @@ TEST_F(Streams, aTemporaryFileGoesUnlessItTakesItsPlace)
     }
     EXPECT_EQ(files(), 1);
     TemporaryFile file = TemporaryFile::beside(path("r"));
-    ASSERT_TRUE(file.stream.write("new"));
-    ASSERT_TRUE(file.stream.close());
+    ASSERT_TRUE(file.file.write("new"));
+    ASSERT_TRUE(file.file.close());
     EXPECT_TRUE(file.takePlaceOf(path("r")));
     EXPECT_EQ(files(), 1);
     EXPECT_EQ(fs::file_size(m_folder / "r"), 3U);
 }
 
-TEST_F(Streams, aTemporaryFileThatMovesGoesOnce)
+TEST_F(OpenFiles, aTemporaryFileThatMovesGoesOnce)
 {
     {
         TemporaryFile first = TemporaryFile::beside(path("r"));
@@ -150,7 +150,7 @@ TEST_F(Streams, aTemporaryFileThatMovesGoesOnce)
 }
 
 #ifndef _WIN32 // where no signal ends a process
-TEST_F(Streams, thereAreNoMoreTemporaryFilesThanASignalCanRemove)
+TEST_F(OpenFiles, thereAreNoMoreTemporaryFilesThanASignalCanRemove)
 {
     std::vector<TemporaryFile> some;
     while (some.size() < kMostRemovedWhenKilled) {

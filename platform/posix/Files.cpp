@@ -1,0 +1,262 @@
+#include "platform/Files.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kor::platform {
+
+namespace {
+
+constexpr mode_t kEverybodyWrites = S_IWUSR | S_IWGRP | S_IWOTH;
+constexpr mode_t kAllAccess = S_IRWXU | S_IRWXG | S_IRWXO;
+
+std::optional<FileId> identified(const struct stat& status)
+{
+    if (!S_ISREG(status.st_mode)) {
+        return std::nullopt;
+    }
+    return FileId{status.st_dev, status.st_ino};
+}
+
+// A path that holds a zero would be taken for a shorter one.
+bool isName(const std::string& path)
+{
+    if (path.find('\0') != std::string::npos) {
+        errno = EINVAL;
+        return false;
+    }
+    return true;
+}
+
+File opened(const std::string& path, int flags, mode_t mode = 0)
+{
+    if (!isName(path)) {
+        return {};
+    }
+    for (;;) {
+        const int descriptor = ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
+        if (descriptor >= 0 || errno != EINTR) {
+            return File(descriptor);
+        }
+    }
+}
+
+} // namespace
+
+std::ptrdiff_t File::read(char* into, std::size_t room) noexcept
+{
+    for (;;) {
+        const ssize_t got = ::read(m_descriptor, into, room);
+        if (got >= 0 || errno != EINTR) {
+            return got;
+        }
+    }
+}
+
+bool File::write(std::string_view bytes) noexcept
+{
+    while (!bytes.empty()) {
+        const ssize_t put = ::write(m_descriptor, bytes.data(), bytes.size());
+        if (put < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            m_failed = true;
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(put));
+    }
+    return true;
+}
+
+std::uint64_t File::size() const noexcept
+{
+    struct stat status = {};
+    return ::fstat(m_descriptor, &status) == 0 && S_ISREG(status.st_mode) && status.st_size > 0
+               ? static_cast<std::uint64_t>(status.st_size)
+               : 0;
+}
+
+bool File::isDirectory() const noexcept
+{
+    struct stat status = {};
+    return ::fstat(m_descriptor, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
+std::optional<FileId> File::id() const noexcept
+{
+    struct stat status = {};
+    return ::fstat(m_descriptor, &status) == 0 ? identified(status) : std::nullopt;
+}
+
+// A file system that cannot do it says so with EINVAL; the file is as safe there as it gets.
+bool File::sync() noexcept
+{
+    int result = -1;
+    do {
+        result = ::fsync(m_descriptor);
+    } while (result != 0 && errno == EINTR);
+    return result == 0 || errno == EINVAL || errno == ENOTSUP;
+}
+
+void File::copyPermissions(const File& from) noexcept
+{
+    struct stat status = {};
+    if (::fstat(from.m_descriptor, &status) == 0) {
+        [[maybe_unused]] const int result = ::fchmod(m_descriptor, (status.st_mode & kAllAccess) | S_IRUSR | S_IWUSR);
+    }
+}
+
+bool File::close() noexcept
+{
+    return ::close(std::exchange(m_descriptor, -1)) == 0 && !m_failed;
+}
+
+File openFile(const std::string& path, OpenMode mode)
+{
+    // Opening a device or a pipe can act on it already, so the status is asked first; it is asked again of the open
+    // file, because the path may lead elsewhere by then, and O_NONBLOCK keeps the opening from waiting meanwhile.
+    const auto refused = [](const struct stat& status) {
+        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+        return File();
+    };
+    struct stat status = {};
+    if (isName(path) && mode != OpenMode::create) {
+        if ((mode == OpenMode::read ? ::stat(path.c_str(), &status) : ::lstat(path.c_str(), &status)) == 0) {
+            if (!S_ISREG(status.st_mode)) {
+                return refused(status);
+            }
+        } else if (mode == OpenMode::read || errno != ENOENT) {
+            return {};
+        }
+    }
+    const int flags = mode == OpenMode::read    ? O_RDONLY
+                      : mode == OpenMode::write ? O_WRONLY | O_CREAT | O_NOFOLLOW
+                                                : O_WRONLY | O_CREAT | O_EXCL;
+    File file = opened(path, flags | O_NONBLOCK, 0666);
+    if (!file) {
+        return {};
+    }
+    // Emptied only now that it is known to be a regular file.
+    if (::fstat(file.descriptor(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        file = File();
+        return refused(status);
+    }
+    if (mode == OpenMode::write && ::ftruncate(file.descriptor(), 0) != 0) {
+        return {};
+    }
+    return file;
+}
+
+FileStatus fileStatus(const std::string& path)
+{
+    FileStatus result;
+    struct stat status = {};
+    if (!isName(path) || ::stat(path.c_str(), &status) != 0) {
+        return result;
+    }
+    result.exists = true;
+    result.isDirectory = S_ISDIR(status.st_mode);
+    result.isRegular = S_ISREG(status.st_mode);
+    result.readOnly = (status.st_mode & kEverybodyWrites) == 0;
+    result.size = status.st_size < 0 ? 0 : static_cast<std::uint64_t>(status.st_size);
+    return result;
+}
+
+bool setReadOnly(const std::string& path, bool readOnly)
+{
+    struct stat status = {};
+    if (!isName(path) || ::stat(path.c_str(), &status) != 0) {
+        return false;
+    }
+    const mode_t old = status.st_mode & 07777U;
+    const mode_t wanted = readOnly ? (old & ~kEverybodyWrites) : (old | S_IWUSR);
+    return ::chmod(path.c_str(), wanted) == 0;
+}
+
+std::optional<std::string> currentDirectory()
+{
+    constexpr std::size_t kLongestName = std::size_t{1} << 20U;
+    for (std::string name(256, '\0'); name.size() <= kLongestName; name.resize(2 * name.size())) {
+        if (::getcwd(name.data(), name.size()) != nullptr) {
+            return std::string(name.c_str());
+        }
+        if (errno != ERANGE) {
+            break;
+        }
+    }
+    return std::nullopt;
+}
+
+std::string joinPath(std::string_view directory, std::string_view name)
+{
+    return std::string(directory) + "/" + std::string(name);
+}
+
+std::string_view lineEnd() noexcept
+{
+    return "\n";
+}
+
+File openAnyForReading(const std::string& path)
+{
+    return opened(path, O_RDONLY);
+}
+
+File openAnyForWriting(const std::string& path)
+{
+    return opened(path, O_WRONLY);
+}
+
+std::optional<FileId> fileId(const std::string& path)
+{
+    struct stat status = {};
+    return isName(path) && ::stat(path.c_str(), &status) == 0 ? identified(status) : std::nullopt;
+}
+
+bool areSameName(const std::string& a, const std::string& b)
+{
+    return a == b;
+}
+
+Renamed renameFile(const std::string& from, const std::string& to, bool durable)
+{
+    if (!isName(from) || !isName(to)) {
+        return Renamed::no;
+    }
+    const std::size_t end = to.find_last_of('/');
+    const std::string directory = end == std::string::npos ? "." : to.substr(0, end + 1);
+    if (::rename(from.c_str(), to.c_str()) != 0) {
+        return errno == EXDEV ? Renamed::otherFileSystem : Renamed::no;
+    }
+    // Outlasts a loss of power only when the directory has reached the disk. That is not always possible: whoever may
+    // write to a directory need not be allowed to open it.
+    const int descriptor = durable ? ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
+    if (descriptor >= 0) {
+        ::fsync(descriptor);
+        ::close(descriptor);
+    }
+    return Renamed::yes;
+}
+
+bool removeFile(const std::string& path)
+{
+    return isName(path) && ::unlink(path.c_str()) == 0;
+}
+
+std::filesystem::path pathFrom(std::string_view utf8)
+{
+    return utf8;
+}
+
+std::string textOf(const std::filesystem::path& path)
+{
+    return path.native();
+}
+
+} // namespace kor::platform

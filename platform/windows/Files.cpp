@@ -1,0 +1,246 @@
+#include "platform/Files.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include <fcntl.h>
+#include <io.h>
+#include <share.h>
+#include <sys/stat.h>
+
+#include "platform/windows/Names.h"
+
+namespace kor::platform {
+
+namespace {
+
+HANDLE handleOf(int descriptor)
+{
+    return reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
+}
+
+std::optional<FileId> identified(HANDLE handle)
+{
+    BY_HANDLE_FILE_INFORMATION info;
+    if (handle == INVALID_HANDLE_VALUE || GetFileType(handle) != FILE_TYPE_DISK ||
+        GetFileInformationByHandle(handle, &info) == 0 || (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+        return std::nullopt;
+    }
+    return FileId{info.dwVolumeSerialNumber, std::uint64_t{info.nFileIndexHigh} << 32U | info.nFileIndexLow};
+}
+
+File opened(const std::string& path, int flags)
+{
+    const std::optional<std::wstring> name = nativeName(path);
+    if (!name) {
+        return {};
+    }
+    const int descriptor = _wopen(name->c_str(), flags | _O_BINARY | _O_NOINHERIT, _S_IREAD | _S_IWRITE);
+    // The run-time library takes a directory for a file that may not be opened.
+    if (descriptor < 0 && errno == EACCES) {
+        const DWORD attributes = GetFileAttributesW(name->c_str());
+        if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+            errno = EISDIR;
+        }
+    }
+    return File(descriptor);
+}
+
+} // namespace
+
+// The run-time library takes so many bytes at a time.
+constexpr std::size_t kMostAtATime = std::size_t{1} << 30U;
+
+std::ptrdiff_t File::read(char* into, std::size_t room) noexcept
+{
+    const int got = _read(m_descriptor, into, static_cast<unsigned>(std::min(room, kMostAtATime)));
+    return got < 0 && errno == EPIPE ? 0 : got; // the other end of a pipe closed it: the end
+}
+
+bool File::write(std::string_view bytes) noexcept
+{
+    while (!bytes.empty()) {
+        const int put = _write(m_descriptor, bytes.data(), static_cast<unsigned>(std::min(bytes.size(), kMostAtATime)));
+        if (put <= 0) {
+            m_failed = true;
+            return false;
+        }
+        bytes.remove_prefix(static_cast<std::size_t>(put));
+    }
+    return true;
+}
+
+std::uint64_t File::size() const noexcept
+{
+    const __int64 size = id() ? _filelengthi64(m_descriptor) : 0;
+    return size < 0 ? 0 : static_cast<std::uint64_t>(size);
+}
+
+// A directory cannot be opened as a file in the first place.
+bool File::isDirectory() const noexcept
+{
+    return false;
+}
+
+std::optional<FileId> File::id() const noexcept
+{
+    return identified(handleOf(m_descriptor));
+}
+
+bool File::sync() noexcept
+{
+    return _commit(m_descriptor) == 0;
+}
+
+// A new file has the rights that its directory hands down.
+void File::copyPermissions(const File&) noexcept {}
+
+bool File::close() noexcept
+{
+    return _close(std::exchange(m_descriptor, -1)) == 0 && !m_failed;
+}
+
+File openFile(const std::string& path, OpenMode mode)
+{
+    const std::optional<std::wstring> name = nativeName(path);
+    if (!name) {
+        return {};
+    }
+    const FileStatus status = fileStatus(path);
+    const bool link = status.exists && (GetFileAttributesW(name->c_str()) & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    if ((status.exists && !status.isRegular) || (mode == OpenMode::write && link)) {
+        errno = status.isDirectory ? EISDIR : EINVAL;
+        return {};
+    }
+    const int flags = mode == OpenMode::read    ? _O_RDONLY
+                      : mode == OpenMode::write ? _O_WRONLY | _O_CREAT | _O_TRUNC
+                                                : _O_WRONLY | _O_CREAT | _O_EXCL;
+    File file(_wsopen(name->c_str(), flags | _O_BINARY | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE));
+    // A name such as CON leads to a device without having a status of its own.
+    if (file && GetFileType(handleOf(file.descriptor())) != FILE_TYPE_DISK) {
+        file = File();
+        errno = EINVAL;
+    }
+    return file;
+}
+
+FileStatus fileStatus(const std::string& path)
+{
+    FileStatus status;
+    WIN32_FILE_ATTRIBUTE_DATA data{};
+    const std::optional<std::wstring> name = nativeName(path);
+    if (!name || GetFileAttributesExW(name->c_str(), GetFileExInfoStandard, &data) == 0) {
+        return status;
+    }
+    status.exists = true;
+    status.isDirectory = (data.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+    status.isRegular = (data.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_DEVICE)) == 0;
+    status.readOnly = (data.dwFileAttributes & FILE_ATTRIBUTE_READONLY) != 0;
+    status.size = (static_cast<std::uint64_t>(data.nFileSizeHigh) << 32U) | data.nFileSizeLow;
+    return status;
+}
+
+bool setReadOnly(const std::string& path, bool readOnly)
+{
+    const std::optional<std::wstring> name = nativeName(path);
+    const DWORD old = name ? GetFileAttributesW(name->c_str()) : INVALID_FILE_ATTRIBUTES;
+    if (old == INVALID_FILE_ATTRIBUTES) {
+        return false;
+    }
+    const DWORD bit = FILE_ATTRIBUTE_READONLY;
+    return SetFileAttributesW(name->c_str(), readOnly ? (old | bit) : (old & ~bit)) != 0;
+}
+
+std::optional<std::string> currentDirectory()
+{
+    // The directory may grow between the question for its length and the question for its name.
+    std::wstring name(MAX_PATH, L'\0');
+    for (;;) {
+        const DWORD length = GetCurrentDirectoryW(static_cast<DWORD>(name.size()), name.data());
+        if (length == 0) {
+            return std::nullopt;
+        }
+        const bool fits = length < name.size();
+        name.resize(length);
+        if (fits) {
+            return toUtf8(name);
+        }
+    }
+}
+
+std::string joinPath(std::string_view directory, std::string_view name)
+{
+    return std::string(directory) + "\\" + std::string(name);
+}
+
+std::string_view lineEnd() noexcept
+{
+    return "\r\n";
+}
+
+File openAnyForReading(const std::string& path)
+{
+    return opened(path, _O_RDONLY);
+}
+
+File openAnyForWriting(const std::string& path)
+{
+    return opened(path, _O_WRONLY);
+}
+
+std::optional<FileId> fileId(const std::string& path)
+{
+    const std::optional<std::wstring> name = nativeName(path);
+    if (!name) {
+        return std::nullopt;
+    }
+    const HANDLE handle = CreateFileW(name->c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                      OPEN_EXISTING, 0, nullptr);
+    const std::optional<FileId> id = identified(handle);
+    if (handle != INVALID_HANDLE_VALUE) {
+        CloseHandle(handle);
+    }
+    return id;
+}
+
+bool areSameName(const std::string& a, const std::string& b)
+{
+    const std::optional<std::wstring> first = fromUtf8(a);
+    const std::optional<std::wstring> second = fromUtf8(b);
+    return first && second && CompareStringOrdinal(first->c_str(), -1, second->c_str(), -1, TRUE) == CSTR_EQUAL;
+}
+
+Renamed renameFile(const std::string& from, const std::string& to, bool durable)
+{
+    const std::optional<std::wstring> oldName = nativeName(from);
+    const std::optional<std::wstring> newName = nativeName(to);
+    if (!oldName || !newName) {
+        return Renamed::no;
+    }
+    const DWORD flags = MOVEFILE_REPLACE_EXISTING | (durable ? MOVEFILE_WRITE_THROUGH : 0);
+    if (MoveFileExW(oldName->c_str(), newName->c_str(), flags) != 0) {
+        return Renamed::yes;
+    }
+    const DWORD error = GetLastError();
+    errno = error == ERROR_ACCESS_DENIED ? EACCES : error == ERROR_NOT_SAME_DEVICE ? EXDEV : EIO;
+    return error == ERROR_NOT_SAME_DEVICE ? Renamed::otherFileSystem : Renamed::no;
+}
+
+bool removeFile(const std::string& path)
+{
+    const std::optional<std::wstring> name = nativeName(path);
+    return name && DeleteFileW(name->c_str()) != 0;
+}
+
+std::filesystem::path pathFrom(std::string_view utf8)
+{
+    return fromUtf8(utf8).value_or(std::wstring());
+}
+
+std::string textOf(const std::filesystem::path& path)
+{
+    return toUtf8(path.native()).value_or("\xff");
+}
+
+} // namespace kor::platform
