@@ -27,6 +27,9 @@ jobs=$(nproc)
 step "source format"
 git ls-files -z -- '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
 
+step "clang-tidy"
+quietly scripts/tidy.sh
+
 step "clang, AddressSanitizer, UndefinedBehaviorSanitizer: build and unit tests"
 built asan -DKORINTERFACE_BUILD_TOOLS=OFF
 quietly ctest --preset asan -j "$jobs" -L unit
