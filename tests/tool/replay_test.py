@@ -801,7 +801,13 @@ class Results(Case):
         self.assertEqual(figures["samples"], "200")
         rejected = sum(s["status"] != 2 for s in self.samples)
         self.assertEqual(figures["rejected by status"], str(rejected))
-        self.assertEqual(figures["valid"], str(200 - rejected))
+        # The sample that becomes the reference counts among those before it: its angles are zero, too.
+        fed = [s for s in self.samples if s["status"] == 2]
+        before = 1 + next(i for i, s in enumerate(fed) if s["referenceGate"] <= f32(0.4) and s["referenceHold"] == 0)
+        self.assertGreater(before, 1)
+        self.assertEqual(figures["before the reference"], str(before))
+        self.assertEqual(figures["valid"], str(200 - rejected - before))
+        self.assertEqual(figures["not finite"], "0")
         self.assertEqual(figures["without matrix"], "0")
         self.assertEqual(figures["first time stamp"], "1000 ms")
         self.assertEqual(figures["last time stamp"], "2990 ms")
@@ -1038,7 +1044,8 @@ class Options(Case):
         figures = self.summary(errors)
         # Call 1 hands out a zero matrix, calls 2 to 5 fill the filters.
         self.assertEqual(figures["without matrix"], "5")
-        self.assertEqual(figures["valid"], "55")
+        self.assertEqual(figures["before the reference"], "1")
+        self.assertEqual(figures["valid"], "54")
 
     def test_comma_locale_changes_nothing(self):
         locales = self.path("locales")
@@ -1071,9 +1078,9 @@ class Several(Case):
 
     def test_summaries_are_whole_and_in_order(self):
         _, errors = self.replay(*self.names, "-o", "out", "--jobs=3")
-        titles = re.findall(r"^(\S+)\n(?:  .*: .*\n){7}", errors, re.M)
+        titles = re.findall(r"^(\S+)\n(?:  .*: .*\n){9}", errors, re.M)
         self.assertEqual(titles, self.names)
-        self.assertEqual(re.sub(r"^\S+\n(?:  .*: .*\n){7}", "", errors, flags=re.M), "")
+        self.assertEqual(re.sub(r"^\S+\n(?:  .*: .*\n){9}", "", errors, flags=re.M), "")
 
     def test_models_with_process_wide_values_do_not_disturb_each_other(self):
         self.replay(*self.names, "-o", "out", number=10)
