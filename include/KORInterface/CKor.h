@@ -121,7 +121,8 @@ public:
     void updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info);
 
     /// Orientation matrix of the last sample.
-    /// Returned  matrix  nine doubles, row-major, base to tracker frame; the identity after a sample that was rejected or
+    /// Returned  matrix  nine doubles, row-major, base to tracker frame; the identity after a sample that was rejected
+    /// or
     ///                   refused, and after Destroy; zeros before the first sample
     ///           result  0, 20 for a null pointer, 554 when the last sample was not valid or there was none
     /// Notes  1  A null pointer is answered without the lock.
