@@ -401,6 +401,7 @@ class CKor:
     def updateKORData(self, raw):
         info = Info()
         self.matrixValid = False
+        self.resultMatrix = eye(3)
         if self.model is None:
             return info
         mode = self.mountMode
@@ -443,7 +444,6 @@ class CKor:
                 v = v - 2.0**24
             info.temperature[i] = fdiv(f32(v), 41920.0)
 
-        self.resultMatrix = eye(3)
         if raw.status != 2:
             self.runX.reset()
             self.runY.reset()
