@@ -21,6 +21,7 @@
 #include "params/prm_file.h"
 #include "params/scarce_memory.h"
 #include "platform/Files.h"
+#include "platform/Text.h"
 
 namespace {
 
@@ -613,7 +614,7 @@ TEST_F(Writer, noFailureToAllocateLeavesIt)
     sensor[2].body = std::string(5000, 'w') + "\n";
     const std::string text = sensor.text(1, 19);
     writeFile(file(), text);
-    const std::wstring path = file().wstring();
+    const std::string path = *kor::platform::toUtf8(file().wstring());
     long allowed = 0;
     int result = kBadFormat;
     for (; result != kSuccess && allowed < 1000; ++allowed) {
