@@ -10,6 +10,7 @@
 #include "KORInterface/CKorPolarizer.h"
 #include "KORInterface/CKorThreeVec.h"
 #include "KORInterface/CKorThreeVec2Levelv2.h"
+#include "KORInterface/Session.h"
 
 #include "simulation/Motion.h"
 #include "simulation/Random.h"
@@ -293,15 +294,11 @@ void throughEngine(Finding& finding, const Motion& motion, std::uint64_t poses, 
             sample.raw.status = 0; // no drawn pose is so; it would show as a sample without a matrix
         }
         truths.push_back(sample.pose.base);
-        KOR_INFO info;
-        engine.updateKORData(sample.raw, info);
-        double matrix[9];
-        engine.ReadMatrix(matrix);
+        SampleResult result;
+        ProcessSample(engine, sample.raw, result);
         if (measured) {
-            // Without a matrix the engine hands out the identity and no target point.
-            const bool formed = std::any_of(std::begin(info.sensorOut), std::end(info.sensorOut),
-                                            [](float coordinate) { return coordinate != 0.0f; });
-            collected.add(formed, matrix, truths[truths.size() - 1 - static_cast<std::size_t>(lag)]);
+            const bool formed = result.report.outcome == SampleOutcome::valid;
+            collected.add(formed, result.matrix, truths[truths.size() - 1 - static_cast<std::size_t>(lag)]);
             advance(1);
         }
     };
