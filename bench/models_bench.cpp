@@ -18,9 +18,10 @@
 #include "LiteralDualLevel.h"
 #include "LiteralPendulum.h"
 #include "LiteralThreeVec.h"
-#include "Sensors.h"
+#include "Samples.h"
 #include "support/LiteralPolarizer.h"
 #include "support/Poses.h"
+#include "support/SimulatedSensor.h"
 
 namespace {
 
