@@ -184,7 +184,8 @@ std::optional<std::string> currentDirectory()
     constexpr std::size_t kLongestName = std::size_t{1} << 20U;
     for (std::string name(256, '\0'); name.size() <= kLongestName; name.resize(2 * name.size())) {
         if (::getcwd(name.data(), name.size()) != nullptr) {
-            return std::string(name.c_str());
+            name.resize(name.find('\0')); // getcwd has ended it within its size
+            return name;
         }
         if (errno != ERANGE) {
             break;
