@@ -10,8 +10,8 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/Process.h"
 #include "platform/Files.h"
+#include "platform/Process.h"
 #include "platform/Text.h"
 #include "recordings/Output.h"
 #include "recordings/Reader.h"

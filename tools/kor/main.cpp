@@ -8,8 +8,8 @@
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 
-#include "platform/Process.h"
 #include "platform/Files.h"
+#include "platform/Process.h"
 #include "platform/Text.h"
 #include "recordings/Output.h"
 #include "tools/kor/Commands.h"

@@ -27,8 +27,8 @@
 #include "KORInterface/Session.h"
 #include "KORInterface/Status.h"
 
-#include "platform/Process.h"
 #include "platform/Files.h"
+#include "platform/Process.h"
 #include "platform/Text.h"
 #include "recordings/Output.h"
 #include "recordings/Reader.h"
