@@ -75,6 +75,8 @@ TEST(OutOfRange, countsFourBinaryPlacesForEachHexadecimalDigit)
     EXPECT_TRUE(isTooLarge("1" + zeros, true));
     EXPECT_TRUE(isTooLarge("e" + zeros + "p-5", true)) << "e is a digit";
     EXPECT_TRUE(isTooLarge("0." + zeros + "1P+400", true));
+    EXPECT_TRUE(isTooLarge("1" + std::string(100, '0') + "p-150", true));
+    EXPECT_FALSE(isTooLarge("0." + std::string(100, '0') + "1p150", true));
     EXPECT_FALSE(isTooLarge("0." + zeros + "1p10", true));
     EXPECT_FALSE(isTooLarge("1" + zeros + "p-400", true));
 }
