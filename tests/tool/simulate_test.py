@@ -523,20 +523,22 @@ class Output(Case):
 
     @posix_only
     def test_a_signal_leaves_neither_of_two_temporary_files(self):
-        def temporary():
-            return [name for name in os.listdir(self.dir) if name.startswith(".kor.")]
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT):
             with self.subTest(signal=number.name):
+                folder = self.path(number.name)
+                os.mkdir(folder)
                 child = subprocess.Popen([*KOR, "simulate", "--prm", os.path.join(DATA, "polarizer"), "--id", "1005",
-                                          "--motion", "static", "--samples", "1000000000", "-o", self.path("run.csv"),
-                                          "--truth", self.path("truth.csv")], stderr=subprocess.DEVNULL, cwd=self.dir)
+                                          "--motion", "static", "--samples", "1000000000", "-o", "run.csv", "--truth",
+                                          "truth.csv"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, cwd=folder)
+                self.addCleanup(child.wait)
+                self.addCleanup(child.kill)
                 deadline = time.monotonic() + 20
-                while len(temporary()) < 2 and time.monotonic() < deadline:
+                while len(os.listdir(folder)) < 2 and time.monotonic() < deadline:
                     time.sleep(0.01)
-                self.assertEqual(len(temporary()), 2, "both were there")
+                self.assertEqual([name[:5] for name in os.listdir(folder)], [".kor."] * 2, "both were there")
                 child.send_signal(number)
                 self.assertEqual(child.wait(timeout=20), -number)
-                self.assertEqual([name for name in os.listdir(self.dir) if not name.startswith("core")], [])
+                self.assertEqual([name for name in os.listdir(folder) if not name.startswith("core")], [])
 
     @posix_only
     def test_a_full_device_ends_a_long_simulation(self):
