@@ -5,6 +5,8 @@
 #include <cstring>
 #include <limits>
 
+#include "platform/Text.h"
+
 namespace kor::params {
 
 namespace {
@@ -34,30 +36,6 @@ constexpr bool isNanCharacter(int c)
     return isDigit(c) || c == '_' || (lowerOf(c) >= 'a' && lowerOf(c) <= 'z');
 }
 
-// Whether a number that is out of range is too large (and not too small): the place of its first digit decides,
-// because both borders are far away from 1.
-bool isTooLarge(std::string_view number, bool hexadecimal)
-{
-    const std::size_t end = number.find(hexadecimal ? 'p' : 'e');
-    const std::string_view mantissa = number.substr(0, end);
-    const std::size_t point = mantissa.find('.');
-    const std::size_t whole = point == std::string_view::npos ? mantissa.size() : point;
-    const std::size_t first = mantissa.find_first_not_of("0.");
-    if (first == std::string_view::npos) {
-        return false;
-    }
-    const std::int64_t places = static_cast<std::int64_t>(whole) - static_cast<std::int64_t>(first);
-
-    std::int64_t exponent = 0;
-    if (end != std::string_view::npos) {
-        const std::string_view digits = number.substr(end + 1);
-        if (std::from_chars(digits.data(), digits.data() + digits.size(), exponent).ec != std::errc()) {
-            return digits.front() != '-';
-        }
-    }
-    return exponent > -(hexadecimal ? 4 : 1) * places;
-}
-
 // `number`: digits with at most one point, then perhaps 'e' or 'p' and an exponent; no sign, no "0x".
 float magnitudeOf(std::string_view number, bool hexadecimal)
 {
@@ -66,7 +44,7 @@ float magnitudeOf(std::string_view number, bool hexadecimal)
         std::from_chars(number.data(), number.data() + number.size(), value,
                         hexadecimal ? std::chars_format::hex : std::chars_format::general);
     if (result.ec == std::errc::result_out_of_range) {
-        return isTooLarge(number, hexadecimal) ? std::numeric_limits<float>::infinity() : 0.0F;
+        return platform::isTooLarge(number, hexadecimal) ? std::numeric_limits<float>::infinity() : 0.0F;
     }
     return value;
 }
