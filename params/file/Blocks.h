@@ -134,6 +134,19 @@ inline constexpr std::array<Block, 27> kBlocks = {{
 /// The longest row or run of separate values.
 inline constexpr std::size_t kMostColumns = 8;
 
+/// Whether a block's title has the words that its line is read with: it is found in words joined by single blanks.
+constexpr bool titleHasItsWords(const Block& block)
+{
+    const std::string_view title = block.title;
+    return std::count(title.begin(), title.end(), ' ') + 1 == block.words;
+}
+
+static_assert(std::all_of(kBlocks.begin(), kBlocks.end(), titleHasItsWords));
+static_assert(std::all_of(kBlocks.begin(), kBlocks.end(), [](const Block& b) { return b.columns <= kMostColumns; }));
+static_assert(std::is_sorted(kBlocks.begin(), kBlocks.end(),
+                             [](const Block& a, const Block& b) { return a.modeSevenUp < b.modeSevenUp; }),
+              "the blocks of the long files follow all others");
+
 /// Whether the joined words of a title line hold a title.
 ///
 /// Kept: more text around the title within its words is tolerated, "Scale Factors" being the usual case. What follows
