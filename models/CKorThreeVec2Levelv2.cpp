@@ -10,7 +10,7 @@
 #include "mek/Literals.h"
 #include "mek/Values.h"
 #include "models/Geometry.h"
-#include "models/LevelFilters.h"
+#include "models/Rings.h"
 #include "models/ParameterArrays.h"
 #include "models/ProcessValues.h"
 

@@ -1,5 +1,5 @@
 // Level filtering and acceleration of the two-level models.
-#include "models/LevelFilters.h"
+#include "models/Rings.h"
 
 #include <cmath>
 #include <cstdint>
