@@ -254,8 +254,8 @@ int CKor::setPSDParameters(int first, int second, int divisor)
     return kor::kSuccess;
 }
 
-// Kept: runs without the lock, and a model once made is kept whatever later modes ask for; the stored mode steers
-// the per-sample steps all the same.
+// Kept: runs without the lock, and a model once made is kept even if later modes ask for another one; the stored mode
+// steers the per-sample steps all the same.
 int CKor::setMountMode(int mode)
 {
     State& s = *m_state;

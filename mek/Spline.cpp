@@ -12,8 +12,8 @@ double difference(const float* values, std::ptrdiff_t i)
     return static_cast<double>(values[i + 1]) - static_cast<double>(values[i]);
 }
 
-// Interval of x: the last one that begins at or before x, in the direction of the table. Whatever the table
-// holds, the result lies in [0, segments).
+// Interval of x: the last one that begins at or before x, in the direction of the table. Even if the table is out of
+// order, the result lies in [0, segments).
 std::ptrdiff_t findInterval(const float* knots, std::ptrdiff_t segments, float x, bool ascending)
 {
     std::ptrdiff_t low = 0;

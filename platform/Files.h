@@ -1,4 +1,4 @@
-// Files by path. Paths are UTF-8; on systems whose names are bytes those bytes are kept whatever they are.
+// Files by path. Paths are UTF-8; on systems whose names are bytes those bytes are kept, valid text or not.
 #pragma once
 
 #include <cstddef>
@@ -22,7 +22,7 @@ constexpr int kStandardError = 2;
 /// Why the last call here has failed, in the system's words.
 std::string lastError();
 
-/// Tells a regular file from every other, whatever its names.
+/// Tells a regular file from every other, also if it has several names.
 struct FileId {
     std::uint64_t volume = 0;
     std::uint64_t number = 0;
@@ -93,7 +93,7 @@ enum class OpenMode {
 ///           express, names nothing.
 File openFile(const std::string& path, OpenMode mode);
 
-/// Opens whatever a path leads to for reading; waits for the writer of a pipe.
+/// Opens a file, pipe or device for reading; waits for the writer of a pipe.
 File openAnyForReading(const std::string& path);
 
 /// Opens an existing device, pipe or the like for writing; truncates nothing.
@@ -102,7 +102,7 @@ File openAnyForWriting(const std::string& path);
 /// Identity of the regular file that a path leads to.
 std::optional<FileId> fileId(const std::string& path);
 
-/// Whether two paths lead to one file: one that is there, whatever its names, or one that is still to be made.
+/// Whether two paths lead to one file: one that is there, perhaps under two names, or one that is still to be made.
 bool leadToSameFile(const std::string& a, const std::string& b);
 
 /// Whether two names are one to the system, which may take capital and small letters for the same.

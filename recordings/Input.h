@@ -29,7 +29,7 @@ public:
     /// Set when reading has failed.
     const Problem& problem() const { return m_problem; }
 
-    /// What more can hold ahead at the least, whatever has been consumed.
+    /// Bytes that more can hold ahead at the least, also if nothing has been consumed.
     static constexpr std::size_t kRoom = 256 * 1024;
 
     const std::string& title() const { return m_title; } ///< for messages

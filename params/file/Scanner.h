@@ -1,6 +1,6 @@
 // Formatted input over the bytes of a parameter file.
 //
-// Reads as C formatted input does in the "C" locale, whatever locale is set: items are separated by any run of
+// Reads as C formatted input does in the "C" locale, even if another locale is set: items are separated by any run of
 // blank, \t, \n, \v, \f and \r; every other byte, 0x00 and 0x80 to 0xFF included, is an ordinary one. An item is
 // the longest prefix of the text that could still become a match: "1e+x" is read as far as "1e+" and then fails.
 //

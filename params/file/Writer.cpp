@@ -29,7 +29,7 @@ public:
     CopyReport run(std::span<const Block> blocks)
     {
         for (const Block& block : blocks) {
-            // Kept: the object's mount mode decides on the model blocks, whatever the file holds.
+            // Kept: the object's mount mode decides on the model blocks, not the mode that the file holds.
             if (block.modeSevenUp && m_mountMode < kFirstLongMode) {
                 break;
             }

@@ -73,7 +73,7 @@ PrmValues merged(const PrmValues& older, const PrmValues& newer, int last);
 /// The title of a block, 1 to 27.
 std::string_view titleOf(int block);
 
-/// Six decimals, whatever the locale.
+/// Six decimals and a decimal point in every locale.
 std::string number(float value);
 
 struct Block {
@@ -95,7 +95,7 @@ private:
     std::array<Block, kBlockCount> m_blocks;
 };
 
-/// Every group that a loaded object hands out, by name. Whatever getter fails has its result under "failed".
+/// Every group that a loaded object hands out, by name. If a getter fails, its result stands under "failed".
 using Snapshot = std::map<std::string, std::vector<double>>;
 
 Snapshot snapshot(CKorPrm& prm);

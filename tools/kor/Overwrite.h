@@ -15,7 +15,7 @@ struct UsedFile {
     int stream = platform::kStandardInput; ///< kStandardOutput for another output
 };
 
-/// Throws Misuse when an output is one of the used files, whatever their names.
+/// Throws Misuse when an output is one of the used files, also under another name.
 void refuseToOverwrite(const std::string& option, const std::string& output, const std::vector<UsedFile>& used);
 
 } // namespace kor::tool

@@ -327,7 +327,7 @@ int replaySeveral(const Plan& plan, const Request& request)
             finished.notify_one();
         }
     };
-    std::vector<std::jthread> workers; // waits for all of them, whatever ends this function
+    std::vector<std::jthread> workers; // waits for all of them, also when an exception ends this function
     try {
         while (workers.size() < std::min({std::size_t{plan.jobs}, jobs.size(), platform::kMostChildren})) {
             workers.emplace_back(work);
