@@ -515,6 +515,9 @@ class Output(Case):
                                 "static", "-o", paths[0], "--truth", paths[1], status=USAGE)
             self.assertIn(" is the recording itself", done.stderr)
             self.assertEqual(os.listdir(self.dir), ["d"])
+
+    @posix_only  # tests/windows/run.sh gives the emulator an output of its own
+    def test_a_truth_in_the_file_behind_standard_output_is_refused(self):
         with open(self.path("same.csv"), "w") as same:
             done = subprocess.run([*KOR, "simulate", "--prm", os.path.join(DATA, "polarizer"), "--id", "1005", "--motion",
                                    "static", "--truth", self.path("same.csv")], stdout=same, stderr=subprocess.PIPE,
