@@ -1,6 +1,4 @@
 // Level filtering and acceleration of the two-level models.
-#include "models/Rings.h"
-
 #include <cmath>
 #include <cstdint>
 
@@ -8,6 +6,7 @@
 #include "KORInterface/CKorThreeVec2Levelv2.h"
 #include "mek/Polyfit.h"
 #include "models/Geometry.h"
+#include "models/Rings.h"
 
 namespace {
 
