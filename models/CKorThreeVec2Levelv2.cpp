@@ -10,9 +10,9 @@
 #include "mek/Literals.h"
 #include "mek/Values.h"
 #include "models/Geometry.h"
-#include "models/Rings.h"
 #include "models/ParameterArrays.h"
 #include "models/ProcessValues.h"
+#include "models/Rings.h"
 
 namespace {
 

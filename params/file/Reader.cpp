@@ -338,8 +338,8 @@ private:
 
     bool readAzimuthTable(const Block& block)
     {
-        // Kept: the array of the first read serves every later one, although their counts differ; objects that share it see
-        // the new rows. Only what would run over its end is refused.
+        // Kept: the array of the first read serves every later one, although their counts differ; objects that share it
+        // see the new rows. Only what would run over its end is refused.
         const bool kept = m_set.azCompTable != nullptr;
         const bool held = encoderTableHolds(m_set.azCompTable, m_set.azCompCount);
         const std::size_t most =
