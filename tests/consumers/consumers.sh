@@ -75,10 +75,16 @@ readme)
     library=$(dirname "$(find "$work/prefix" -name libKORInterface.so)")
     g++ -std=c++11 -Wall -Wextra -Wpedantic -Werror -I "$work/prefix/include" "$work/readme.cpp" -L "$library" \
         -lKORInterface -o "$work/host"
-    LD_LIBRARY_PATH=$library "$work/host" "$root/data/polarizer" 1005 "$root/data/polarizer/polarizer.korraw" >"$work/out"
+    # The parameter file lies under a name beyond ASCII, and the recording, too.
+    folder=$work/$(printf 'm\303\244rz \346\270\254')
+    cp -r "$root/data/polarizer" "$folder"
+    LD_LIBRARY_PATH=$library "$work/host" "$folder" 1005 "$folder/polarizer.korraw" >"$work/out"
     valid=$(grep -c 'ms: x ' "$work/out")
     [ "$valid" -ge 2000 ] || fail "the program printed $valid orientations"
     ! grep -qi nan "$work/out" || fail "an orientation is not a number"
+    ! LD_LIBRARY_PATH=$library "$work/host" "$folder/none" 1005 "$folder/polarizer.korraw" 2>"$work/errors" ||
+        fail "the program takes a parameter file that is not there"
+    grep -q 'Tg1005.prm: the parameter file cannot be opened' "$work/errors" || fail "the program does not say why"
     ;;
 *)
     fail "unknown check $1"
