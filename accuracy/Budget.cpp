@@ -54,7 +54,7 @@ Mat3 orientation(const State& s)
     static unsigned long fed = 0; // the two-level model's time goes on whichever object is called
     const std::unique_ptr<CKorModel> model = primedModel(s.sensor);
     Mat3 out{};
-    for (int call = 0; call < (modelOf(s.sensor.mode) == Model::twoLevels ? kRefill : 1); ++call) {
+    for (int call = 0; call < (ModelOf(s.sensor.mode) == Model::twoLevels ? kRefill : 1); ++call) {
         std::copy_n(inputs, 9, out.begin());
         ++fed;
         model->SetLevelLimits(false, false);
@@ -177,7 +177,7 @@ void addModelParameters(std::vector<Input>& inputs, State& at)
     const auto level1 = [](State& s) -> float* { return s.sensor.level1; };
     const auto level2 = [](State& s) -> float* { return s.sensor.level2; };
     const auto levelUnits = [](int i) { return i == 6 ? "1" : "deg"; };
-    switch (modelOf(at.sensor.mode)) {
+    switch (ModelOf(at.sensor.mode)) {
     case Model::dualLevel:
         add("Scale Factor", {0, 1}, factors, factorUnit);
         break;
@@ -195,6 +195,8 @@ void addModelParameters(std::vector<Input>& inputs, State& at)
         add("QVC", {0, 1, 2, 3, 4, 5}, qvc, qvcUnit);
         add("Level_X", {3, 4, 5, 6}, level1, levelUnits);
         add("Level_Y", {3, 4, 5, 6}, level2, levelUnits);
+        break;
+    case Model::none:
         break;
     }
 }
@@ -218,7 +220,7 @@ std::vector<Input> inputsOf(State& at)
     addReadings(inputs, at);
     addCorrections(inputs, at);
     addModelParameters(inputs, at);
-    if (modelOf(at.sensor.mode) == Model::pendulum) {
+    if (ModelOf(at.sensor.mode) == Model::pendulum) {
         widenStepsOfSearch(inputs, at);
     }
     return inputs;
@@ -265,7 +267,7 @@ Pose typicalPose(int mode)
     Pose pose;
     pose.position = {3000.0, 2000.0, 900.0};
     const double bearing = 33.690067525979787;
-    const bool alongY = modelOf(mode) != Model::dualLevel && modelOf(mode) != Model::pendulum;
+    const bool alongY = ModelOf(mode) != Model::dualLevel && ModelOf(mode) != Model::pendulum;
     const double sight = alongY ? 90.0 : 0.0;
     const Mat3 tilt = turnY(-3.0 * kDegree) * turnX(4.0 * kDegree);
     pose.base = mode == 9 ? turnZ((bearing + 5.0 + sight) * kDegree) * tilt * kUpsideDown

@@ -120,7 +120,7 @@ bool belongs(const Stratum& s, int mode, const Pose& pose, const Forward& forwar
     if (!std::isfinite(r.azimuth) || !std::isfinite(r.elevation) || !std::isfinite(r.levelY)) {
         return false;
     }
-    const Model model = modelOf(mode);
+    const Model model = ModelOf(mode);
     if (model == Model::dualLevel) {
         return belongsToDualLevel(s, forward);
     }
@@ -192,7 +192,7 @@ void throughModel(Finding& finding, std::uint64_t poses, Random random, const Ad
 {
     const SensorParameters sensor = typicalSensor(finding.mode, finding.stratum.oblique);
     const std::unique_ptr<CKorModel> model = primedModel(sensor);
-    const bool twoLevels = modelOf(finding.mode) == Model::twoLevels;
+    const bool twoLevels = ModelOf(finding.mode) == Model::twoLevels;
     Collected collected(finding);
     unsigned long fed = 0;
     for (std::uint64_t i = 0; i < poses; ++i) {
@@ -364,7 +364,7 @@ SensorParameters typicalSensor(int mode, bool oblique)
     sensor.elevationTable.rows = encoderRows(-60.0, 7.5, 17, 0.003);
     sensor.levelXTable = levelTable(formsRatio(mode) ? 1.0 : 100.0, formsRatio(mode) ? 15.0 : 100.0);
     sensor.levelYTable = levelTable(formsRatio(mode) ? 60000.0 : 100.0, formsRatio(mode) ? 190.0 : 100.0);
-    switch (modelOf(mode)) {
+    switch (ModelOf(mode)) {
     case Model::dualLevel:
         set(sensor.factors, {0.4f, 0, 0, 0, 0, 0, 0, 0});
         break;
@@ -388,6 +388,8 @@ SensorParameters typicalSensor(int mode, bool oblique)
         set(sensor.level1, {0, 0, 0, 0.3f, -0.2f, 0.1f, 1.002f});
         set(sensor.level2, {0, 0, 0, 45.0f, 0.4f, -0.08f, 0.9985f});
         break;
+    case Model::none:
+        break;
     }
     return sensor;
 }
@@ -395,7 +397,7 @@ SensorParameters typicalSensor(int mode, bool oblique)
 std::unique_ptr<CKorModel> primedModel(const SensorParameters& sensor)
 {
     std::unique_ptr<CKorModel> model;
-    switch (modelOf(sensor.mode)) {
+    switch (ModelOf(sensor.mode)) {
     case Model::dualLevel:
         model = std::make_unique<CKorDualLevel>();
         break;
@@ -453,7 +455,7 @@ Finding measure(int mode, const Stratum& stratum, std::uint64_t poses, std::uint
         return finding;
     }
     const SensorParameters sensor = typicalSensor(mode, stratum.oblique);
-    const bool twoLevels = modelOf(mode) == Model::twoLevels;
+    const bool twoLevels = ModelOf(mode) == Model::twoLevels;
     if (stratum.route == Route::moving) {
         const Case made = drawnCase(sensor, stratum, random);
         const Moving motion(made.pose, stratum.swing, random.uniform(0.0, 2.0 * kPi));

@@ -8,7 +8,7 @@
 #include <iterator>
 #include <span>
 
-#include "simulation/Sensor.h"
+#include "KORInterface/OrientationModel.h"
 
 namespace kor::accuracy {
 
@@ -229,16 +229,16 @@ constexpr Stratum kTwoLevels[] = {
      .inherent = "the parity says which side is up"},
 };
 
-std::span<const Stratum> tableOf(simulation::Model model)
+std::span<const Stratum> tableOf(OrientationModel model)
 {
     switch (model) {
-    case simulation::Model::dualLevel:
+    case OrientationModel::dualLevel:
         return kDualLevel;
-    case simulation::Model::polarizer:
+    case OrientationModel::polarizer:
         return kPolarizer;
-    case simulation::Model::threeVectors:
+    case OrientationModel::threeVectors:
         return kThreeVectors;
-    case simulation::Model::twoLevels:
+    case OrientationModel::twoLevels:
         return kTwoLevels;
     default:
         return kPendulum;
@@ -250,7 +250,7 @@ std::span<const Stratum> tableOf(simulation::Model model)
 std::vector<Stratum> strataOf(int mode)
 {
     std::vector<Stratum> strata;
-    std::ranges::copy_if(tableOf(simulation::modelOf(mode)), std::back_inserter(strata),
+    std::ranges::copy_if(tableOf(ModelOf(mode)), std::back_inserter(strata),
                          [mode](const Stratum& stratum) { return mode % 2 == 1 || !stratum.oddModeOnly; });
     return strata;
 }

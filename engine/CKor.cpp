@@ -57,7 +57,7 @@ void CKor::Destroy()
     State& s = *m_state;
     const Guard guard(s.lock);
     s.model.reset();
-    s.modelKind = kor::ModelKind::none;
+    s.modelKind = kor::OrientationModel::none;
     s.lastSample = {};
     s.matrixValid = false;
     mek::EyeMatrix(s.resultMatrix, 3);

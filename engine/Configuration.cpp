@@ -97,36 +97,16 @@ int setEncoderComp(kor::Table<float>& table, std::int32_t& storedCount, mek::CEn
     return kor::kSuccess;
 }
 
-kor::ModelKind modelKindOf(int mode)
-{
-    switch (mode) {
-    case 1:
-    case 2:
-        return kor::ModelKind::dualLevel;
-    case 5:
-    case 6:
-        return kor::ModelKind::polarizer;
-    case 7:
-    case 8:
-        return kor::ModelKind::threeVectors;
-    case 9:
-    case 10:
-        return kor::ModelKind::twoLevels;
-    default:
-        return kor::ModelKind::pendulum;
-    }
-}
-
-std::shared_ptr<CKorModel> makeModel(kor::ModelKind kind)
+std::shared_ptr<CKorModel> makeModel(kor::OrientationModel kind)
 {
     switch (kind) {
-    case kor::ModelKind::dualLevel:
+    case kor::OrientationModel::dualLevel:
         return std::make_shared<CKorDualLevel>();
-    case kor::ModelKind::polarizer:
+    case kor::OrientationModel::polarizer:
         return std::make_shared<CKorPolarizer>();
-    case kor::ModelKind::threeVectors:
+    case kor::OrientationModel::threeVectors:
         return std::make_shared<CKorThreeVec>();
-    case kor::ModelKind::twoLevels:
+    case kor::OrientationModel::twoLevels:
         return std::make_shared<CKorThreeVec2Levelv2>();
     default:
         return std::make_shared<CKorPendulum>();
@@ -262,7 +242,7 @@ int CKor::setMountMode(int mode)
     s.mountMode = mode;
     if (s.model == nullptr) {
         try {
-            const kor::ModelKind kind = modelKindOf(mode);
+            const kor::OrientationModel kind = kor::ModelOf(mode);
             s.model = makeModel(kind);
             s.modelKind = kind;
         } catch (const std::bad_alloc&) {

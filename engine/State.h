@@ -7,6 +7,7 @@
 
 #include "KORInterface/CKor.h"
 #include "KORInterface/CKorModel.h"
+#include "KORInterface/OrientationModel.h"
 #include "engine/ParameterStore.h"
 #include "mek/CEncoder.h"
 #include "platform/Lock.h"
@@ -46,9 +47,6 @@ struct SampleTrace {
     bool capturedReference = false; ///< this sample became the reference
 };
 
-/// The kinds of orientation model that a mount mode may choose.
-enum class ModelKind : std::uint8_t { none, dualLevel, pendulum, polarizer, threeVectors, twoLevels };
-
 /// The fields that a copy of an engine takes over, in declaration order.
 struct EngineFields {
     mek::CEncoder elevationEncoder;
@@ -74,7 +72,7 @@ struct EngineFields {
     double resultMatrix[9] = {};
     bool mcsFlag = true;
     std::shared_ptr<CKorModel> model;
-    ModelKind modelKind = ModelKind::none;
+    OrientationModel modelKind = OrientationModel::none;
     bool matrixValid = false;
     float qvcParameters[6] = {};
     float adjustedQvcParameters[6] = {};

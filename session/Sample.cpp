@@ -23,29 +23,10 @@ bool isZero(const double (&matrix)[9])
     return std::all_of(std::begin(matrix), std::end(matrix), [](double element) { return element == 0.0; });
 }
 
-OrientationModel modelOf(ModelKind kind)
-{
-    switch (kind) {
-    case ModelKind::dualLevel:
-        return OrientationModel::dualLevel;
-    case ModelKind::pendulum:
-        return OrientationModel::pendulum;
-    case ModelKind::polarizer:
-        return OrientationModel::polarizer;
-    case ModelKind::threeVectors:
-        return OrientationModel::threeVectors;
-    case ModelKind::twoLevels:
-        return OrientationModel::twoLevels;
-    case ModelKind::none:
-        break;
-    }
-    return OrientationModel::none;
-}
-
 // Only the two-level model asks which levels are outside, and it alone holds samples back.
 NoMatrixReason reasonOf(const EngineFields& s)
 {
-    if (s.modelKind != ModelKind::twoLevels) {
+    if (s.modelKind != OrientationModel::twoLevels) {
         return NoMatrixReason::modelRefused;
     }
     return s.lastSample.levelXOutside && s.lastSample.levelYOutside ? NoMatrixReason::bothLevelsExcluded
@@ -55,7 +36,7 @@ NoMatrixReason reasonOf(const EngineFields& s)
 SampleReport reportOf(const EngineFields& s)
 {
     const SampleTrace& trace = s.lastSample;
-    SampleReport report = {SampleOutcome::valid,    NoMatrixReason::none, modelOf(s.modelKind),
+    SampleReport report = {SampleOutcome::valid,    NoMatrixReason::none, s.modelKind,
                            trace.capturedReference, trace.levelXOutside,  trace.levelYOutside};
     switch (trace.step) {
     case Step::neverFed:
@@ -73,7 +54,7 @@ SampleReport reportOf(const EngineFields& s)
         break;
     case Step::matrix:
         // The two-level model's answer before its first solve is nine zeros.
-        if (s.modelKind == ModelKind::twoLevels && isZero(s.modelBuffer)) {
+        if (s.modelKind == OrientationModel::twoLevels && isZero(s.modelBuffer)) {
             report.outcome = SampleOutcome::noMatrix;
             report.reason = NoMatrixReason::filtersFilling;
         } else if (!isFinite(s.modelBuffer) || !isFinite(s.resultMatrix)) {

@@ -24,7 +24,7 @@ constexpr double kLevelPendulum = 0.002;
 
 bool twoLevelMode(const SensorParameters& sensor)
 {
-    return modelOf(sensor.mode) == Model::twoLevels;
+    return ModelOf(sensor.mode) == Model::twoLevels;
 }
 
 // Without any level the model of modes 9 and 10 is not asked.
@@ -38,7 +38,7 @@ bool beyondTheFormulas(const SensorParameters& sensor, const Evidence& sample)
 {
     const Forward& forward = sample.forward;
     const Vec3& P = sample.pose.position;
-    switch (modelOf(sensor.mode)) {
+    switch (ModelOf(sensor.mode)) {
     case Model::dualLevel:
         return forward.heightTimesLevelY < 0.0 ||
                std::min(std::fabs(forward.readings.levelX), std::fabs(forward.readings.levelY)) < 0.001;

@@ -63,7 +63,7 @@ struct Hold {
 
 Hold holdOf(int mode)
 {
-    switch (modelOf(mode)) {
+    switch (ModelOf(mode)) {
     case Model::dualLevel:
         return {0.0, false, 6.0, 1.0}; // elevation axis rising, target above: there the model is exact
     case Model::pendulum:

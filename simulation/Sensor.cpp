@@ -38,7 +38,7 @@ bool fetch(CKorPrm& prm, int (CKorPrm::*get)(unsigned int&, float*, double*) con
 std::string unusableGain(const SensorParameters& sensor)
 {
     const auto usable = [](float value) { return value != 0.0f && std::isfinite(value); };
-    const Model model = modelOf(sensor.mode);
+    const Model model = ModelOf(sensor.mode);
     if (model == Model::pendulum || model == Model::polarizer) {
         for (const int i : {4, 5, 6}) {
             if (!usable(sensor.factors[i])) {
@@ -83,42 +83,6 @@ std::string unusableTable(const SensorParameters& sensor)
 
 } // namespace
 
-Model modelOf(int mountMode)
-{
-    switch (mountMode) {
-    case 1:
-    case 2:
-        return Model::dualLevel;
-    case 5:
-    case 6:
-        return Model::polarizer;
-    case 7:
-    case 8:
-        return Model::threeVectors;
-    case 9:
-    case 10:
-        return Model::twoLevels;
-    default:
-        return Model::pendulum;
-    }
-}
-
-std::string modelName(int mountMode)
-{
-    switch (modelOf(mountMode)) {
-    case Model::dualLevel:
-        return "dual level";
-    case Model::polarizer:
-        return "polarizer";
-    case Model::threeVectors:
-        return "three vectors";
-    case Model::twoLevels:
-        return "two levels";
-    default:
-        return "pendulum";
-    }
-}
-
 float thermalGain(const SensorParameters& sensor, int which, float temperature)
 {
     const float product = sensor.thermal[2 * which] * temperature;
@@ -127,7 +91,7 @@ float thermalGain(const SensorParameters& sensor, int which, float temperature)
 
 Forward forwardReadings(const SensorParameters& sensor, const Pose& pose, double azimuthNear)
 {
-    switch (modelOf(sensor.mode)) {
+    switch (ModelOf(sensor.mode)) {
     case Model::dualLevel:
         return dualLevel(sensor, pose, azimuthNear);
     case Model::polarizer:

@@ -6,6 +6,7 @@
 
 #include "KORInterface/CKor.h"
 #include "KORInterface/CKorPrm.h"
+#include "KORInterface/OrientationModel.h"
 
 #include "simulation/Rotation.h"
 #include "simulation/Tables.h"
@@ -27,10 +28,7 @@ struct Readings {
     double elevation = 0.0;
 };
 
-enum class Model { dualLevel, pendulum, polarizer, threeVectors, twoLevels };
-
-Model modelOf(int mountMode);
-std::string modelName(int mountMode);
+using Model = OrientationModel;
 
 /// All numbers that describe a sensor, as the engine has them.
 struct SensorParameters {

@@ -12,6 +12,7 @@
 #include "KORInterface/CKorThreeVec2Level.h"
 #include "KORInterface/CKorThreeVec2Levelv2.h"
 #include "KORInterface/Configure.h"
+#include "KORInterface/OrientationModel.h"
 #include "KORInterface/ParameterStore.h"
 #include "KORInterface/Records.h"
 #include "KORInterface/Session.h"

@@ -11,6 +11,7 @@
 #include "KORInterface/CKor.h"
 #include "KORInterface/CKorPrm.h"
 #include "KORInterface/Export.h"
+#include "KORInterface/OrientationModel.h"
 #include "KORInterface/Records.h"
 
 namespace kor {
@@ -184,16 +185,6 @@ enum class NoMatrixReason : std::int32_t {
     bothLevelsExcluded = 1, ///< mount modes 9, 10: both levels are outside their tables
     filtersFilling = 2,     ///< mount modes 9, 10: the filters do not hold enough samples yet
     modelRefused = 3        ///< the model's equations have no solution for this sample
-};
-
-/// The orientation models.
-enum class OrientationModel : std::int32_t {
-    none = 0,
-    dualLevel = 1,
-    pendulum = 2,
-    polarizer = 3,
-    threeVectors = 4,
-    twoLevels = 5 ///< three vectors and two levels, second version
 };
 
 /// Account of one sample.

@@ -3,6 +3,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "KORInterface/Session.h"
+
 namespace kor::tool {
 
 using namespace accuracy;
@@ -24,7 +26,7 @@ Json jsonOf(const Finding& finding)
 {
     const Stratum& s = finding.stratum;
     return {{"mode", finding.mode},
-            {"model", modelName(finding.mode)},
+            {"model", ModelText(ModelOf(finding.mode))},
             {"stratum", s.name},
             {"poses", s.poses},
             {"inherent", s.inherent.empty() ? Json() : Json(s.inherent)},
@@ -53,7 +55,7 @@ Json jsonOf(const Budget& budget)
                           {"uncertainty", s.uncertainty}});
     }
     return {{"mode", budget.mode},
-            {"model", modelName(budget.mode)},
+            {"model", ModelText(ModelOf(budget.mode))},
             {"position_mm", budget.pose.position},
             {"base", budget.pose.base},
             {"inputs", inputs}};
@@ -69,7 +71,7 @@ std::string accuracyTable(const std::vector<Finding>& findings)
         if (f.mode != mode) {
             mode = f.mode;
             constexpr const char* kHead = "  {:<28} {:>7} {:>9} {:>9} {:>9} {:>9} {:>9} {:>9} {:>9} {:>9}\n";
-            text += fmt::format("{}mount mode {}, {}\n", text.empty() ? "" : "\n", mode, modelName(mode));
+            text += fmt::format("{}mount mode {}, {}\n", text.empty() ? "" : "\n", mode, ModelText(ModelOf(mode)));
             text += fmt::format(kHead, "stratum", "samples", "median", "99.9 %", "worst", "median", "99.9 %", "worst",
                                 "without", "bound");
             text += fmt::format(kHead, "", "", "deg", "deg", "deg", "arcsec", "arcsec", "arcsec", "matrix", "deg");
@@ -95,8 +97,8 @@ std::string budgetTable(const Budget& budget)
         fmt::format("mount mode {}, {}: target point at {:g}, {:g}, {:g} mm\n"
                     "turn of the base about the tracker's x, y and z, arc-seconds per unit of the input\n"
                     "  {:<12} {:<29} {:<10} {:>12} {:>11} {:>11} {:>11} {:>9}\n",
-                    budget.mode, modelName(budget.mode), P[0], P[1], P[2], "", "input", "unit", "value", "about x",
-                    "about y", "about z", "+-");
+                    budget.mode, ModelText(ModelOf(budget.mode)), P[0], P[1], P[2], "", "input", "unit", "value",
+                    "about x", "about y", "about z", "+-");
     for (const Sensitivity& s : budget.inputs) {
         text += fmt::format("  {:<12} {:<29} {:<10} {:>12.6g} {:>11.4g} {:>11.4g} {:>11.4g} {:>9.1e}\n", s.group,
                             s.input, s.unit, s.value, s.turn[0], s.turn[1], s.turn[2], s.uncertainty);

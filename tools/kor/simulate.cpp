@@ -13,6 +13,7 @@
 #include <fmt/format.h>
 
 #include "KORInterface/CKorPrm.h"
+#include "KORInterface/Session.h"
 
 #include "platform/Files.h"
 #include "platform/Text.h"
@@ -205,7 +206,7 @@ int simulate(const SimulateRequest& request)
         mode = wholeOption<std::int32_t>("--mode", *request.mode);
     }
     plan.sensor = sensorOf(prm, mode);
-    if (modelOf(mode) == Model::twoLevels && plan.rate != 100.0) {
+    if (ModelOf(mode) == Model::twoLevels && plan.rate != 100.0) {
         warn(fmt::format("mount mode {} takes its samples to be 10 ms apart, also with another --rate", mode));
     }
 
@@ -258,7 +259,7 @@ int simulate(const SimulateRequest& request)
                      "  samples:  {}\n"
                      "  valid:    {}\n"
                      "  dropped:  {}\n",
-                     mode, modelName(mode), plan.seed, samples - dropped, valid, dropped));
+                     mode, ModelText(ModelOf(mode)), plan.seed, samples - dropped, valid, dropped));
     return kExitOk;
 }
 
