@@ -15,7 +15,7 @@ namespace kor::recordings {
 
 enum class Format { csv, binary };
 
-enum class Type { float32, float64, int32, uint32, uint8, flag, text };
+enum class Type { float32, float64, int32, uint32, uint8, flag, text, outcome };
 
 struct Column {
     std::string_view name;
@@ -25,12 +25,39 @@ struct Column {
     bool measured = false; ///< a reading that can be noisy, biased or quantised
 };
 
+/// What became of one sample. The numbers are part of the binary format, the names of the CSV: new ones go to the end.
+enum class Outcome : std::uint8_t {
+    ok = 0,                        ///< angles and matrix are the sensor's orientation
+    beforeReference = 1,           ///< angles are 0 and the matrix is the identity until a reference is captured
+    rejectedStatus = 2,            ///< the status is not 2
+    notFinite = 3,                 ///< the matrix holds nan or an infinity
+    noMatrixBothLevelsOutside = 4, ///< mount modes 9, 10: both levels are outside their tables
+    noMatrixFiltersFilling = 5,    ///< mount modes 9, 10: the filters do not hold enough samples yet
+    noMatrixNoSolution = 6,        ///< the model's equations have no solution
+    noMatrixNoModel = 7            ///< the engine has no model
+};
+
+/// The names of the outcomes in CSV, by their numbers.
+inline constexpr std::array<std::string_view, 8> kOutcomeNames = {{
+    "ok",
+    "before_reference",
+    "rejected_status",
+    "not_finite",
+    "no_matrix_both_levels_out",
+    "no_matrix_filters_filling",
+    "no_matrix_no_solution",
+    "no_matrix_no_model",
+}};
+
 /// What the engine said about one sample.
 struct Result {
     std::uint32_t timeStampMs;
     KOR_INFO info;
     double matrix[9]; ///< as CKor::ReadMatrix gives it, row by row
     std::int32_t matrixCode;
+    Outcome outcome;
+    bool levelXOut; ///< outside its table
+    bool levelYOut;
 };
 
 /// What is true of one simulated sample.
@@ -63,7 +90,7 @@ inline constexpr std::array<Column, 15> kRawColumns = {{
 }};
 
 /// Records of results: Result.
-inline constexpr std::array<Column, 24> kResultColumns = {{
+inline constexpr std::array<Column, 27> kResultColumns = {{
     {"timeStampMs", Type::uint32, "ms", offsetof(Result, timeStampMs)},
     {"azimuth_deg", Type::float32, "deg", offsetof(Result, info) + offsetof(KOR_INFO, azimuth)},
     {"elevation_deg", Type::float32, "deg", offsetof(Result, info) + offsetof(KOR_INFO, elevation)},
@@ -88,6 +115,9 @@ inline constexpr std::array<Column, 24> kResultColumns = {{
     {"m21", Type::float64, "", offsetof(Result, matrix) + 56},
     {"m22", Type::float64, "", offsetof(Result, matrix) + 64},
     {"matrixCode", Type::int32, "", offsetof(Result, matrixCode)},
+    {"outcome", Type::outcome, "", offsetof(Result, outcome)},
+    {"levelX_out", Type::flag, "", offsetof(Result, levelXOut)},
+    {"levelY_out", Type::flag, "", offsetof(Result, levelYOut)},
 }};
 
 /// Records of the truth about a simulated recording: Truth.

@@ -1,5 +1,6 @@
 #include "recordings/Writer.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -11,6 +12,15 @@ namespace kor::recordings {
 namespace {
 
 constexpr std::size_t kLongestNote = 32;
+
+constexpr std::size_t longestOutcome()
+{
+    std::size_t length = 0;
+    for (const std::string_view name : kOutcomeNames) {
+        length = std::max(length, name.size());
+    }
+    return length;
+}
 
 // The longest text of a value.
 constexpr std::size_t longest(Type type)
@@ -29,6 +39,8 @@ constexpr std::size_t longest(Type type)
         return 1;
     case Type::text:
         return kLongestNote;
+    case Type::outcome:
+        return longestOutcome();
     }
     return 0;
 }
@@ -78,6 +90,9 @@ char* append(char* at, const char* record, std::size_t offset)
     } else if constexpr (type == Type::flag) {
         *at = valueAt<bool>(record, offset) ? '1' : '0';
         return at + 1;
+    } else if constexpr (type == Type::outcome) {
+        const std::string_view name = kOutcomeNames[valueAt<std::uint8_t>(record, offset)];
+        return at + name.copy(at, name.size());
     } else {
         const std::string_view note = valueAt<const char*>(record, offset);
         return at + note.copy(at, kLongestNote);

@@ -5,9 +5,11 @@
     golden.py explained                     the stored results are those that CHANGELOG.md names
     golden.py update KOR TOOLCHAIN          store what this program gives
 
-tests/data/golden/digests.json has, for every toolchain, the SHA-256 of each recording's results as CSV, in machine and, in
-mount modes below 7, in local coordinates. NAME.csv beside it has every fiftieth row, for eyes, and for toolchains that
-have no digests: with those the rows have to agree to the last printed digits of a float.
+tests/data/golden/digests.json has, for every toolchain, the SHA-256 of each recording's results as CSV up to the column
+matrixCode, in machine and, in mount modes below 7, in local coordinates. The columns behind it say what became of each
+sample: no arithmetic is in them, so one digest of each recording holds for every toolchain, and a change of these columns
+leaves the digests of the numbers as they stand. NAME.csv beside it has every fiftieth row, for eyes, and for toolchains
+that have no digests: with those the rows have to agree to the last printed digits of a float.
 
 On Linux the C library chooses its mathematical functions by the processor, and those with fused multiplication and
 addition differ from the others in last bits. So "math" and a number that tells them apart is part of the toolchain
@@ -30,6 +32,8 @@ ROOT = pathlib.Path(__file__).resolve().parents[2]
 DATA = ROOT / "data"
 GOLDEN = ROOT / "tests" / "data" / "golden"
 EVERY = 50
+EVERY_TOOLCHAIN = "every toolchain"
+LAST_NUMBER = "matrixCode"
 
 
 def with_math(toolchain):
@@ -70,14 +74,29 @@ def replayed(kor, name, coordinates):
         return results.read_bytes()
 
 
+def parted(table):
+    """A table as two, behind the last column of numbers."""
+    lines = [line.split(",") for line in table.decode("ascii").splitlines()]
+    count = lines[0].index(LAST_NUMBER) + 1
+    return ["".join(",".join(line[part]) + "\n" for line in lines) for part in (slice(count), slice(count, None))]
+
+
+def digest(text):
+    return hashlib.sha256(text.encode("ascii")).hexdigest()
+
+
 def results(kor, name):
-    """Digest of each kind of results, and the rows to show."""
+    """Digest of each kind of numbers, that of the outcomes, and the rows to show."""
     machine = replayed(kor, name, "on")
-    digests = {"machine": hashlib.sha256(machine).hexdigest()}
+    numbers, outcomes = parted(machine)
+    digests = {"machine": digest(numbers)}
     if mount_mode(name) < 7:
-        digests["local"] = hashlib.sha256(replayed(kor, name, "off")).hexdigest()
+        local, local_outcomes = parted(replayed(kor, name, "off"))
+        digests["local"] = digest(local)
+        if local_outcomes != outcomes:
+            raise SystemExit(f"{name}: the outcomes differ between machine and local coordinates")
     lines = machine.decode("ascii").splitlines(keepends=True)
-    return digests, "".join(lines[:1] + lines[1::EVERY])
+    return digests, digest(outcomes), "".join(lines[:1] + lines[1::EVERY])
 
 
 def stored():
@@ -105,24 +124,31 @@ def rows_agree(got, wanted):
         for column, a, b in zip(got[0], mine, theirs):
             if a == b:
                 continue
-            x, y = float(a), float(b)
+            try:
+                x, y = float(a), float(b)
+            except ValueError:
+                return f"row {EVERY * number}, {column}: {a}, stored {b}"
             if not math.isclose(x, y, rel_tol=1e-6, abs_tol=1e-6):
                 return f"row {EVERY * number}, {column}: {a}, stored {b}"
     return ""
 
 
 def check(kor, toolchain, name):
-    digests, rows = results(kor, name)
+    digests, outcomes, rows = results(kor, name)
     difference = rows_agree(rows, (GOLDEN / f"{name}.csv").read_text())
     if difference:
         print(f"{name}: {difference}")
+        return 1
+    if stored()[EVERY_TOOLCHAIN][name]["outcomes"] != outcomes:
+        print(f"{name}: the outcomes are not the stored ones. If that is wanted: {sys.argv[0]} update, and CHANGELOG.md "
+              "says why.")
         return 1
     known = stored().get(toolchain)
     if known is None:
         print(f"{name}: no digests of {toolchain}; every {EVERY}th row agrees")
         return 0
-    for kind, digest in digests.items():
-        if known[name][kind] != digest:
+    for kind, found in digests.items():
+        if known[name][kind] != found:
             print(f"{name}: the results in {kind} coordinates are not the stored ones, though every {EVERY}th row agrees "
                   f"to 1e-6. If that is wanted: {sys.argv[0]} update, and CHANGELOG.md says why.")
             return 1
@@ -134,8 +160,10 @@ def update(kor, toolchain):
     GOLDEN.mkdir(exist_ok=True)
     digests = stored() if (GOLDEN / "digests.json").exists() else {}
     digests[toolchain] = {}
+    digests[EVERY_TOOLCHAIN] = {}
     for name in names():
-        digests[toolchain][name], rows = results(kor, name)
+        digests[toolchain][name], outcomes, rows = results(kor, name)
+        digests[EVERY_TOOLCHAIN][name] = {"outcomes": outcomes}
         shown = GOLDEN / f"{name}.csv"
         # One toolchain's rows are shown as long as the others agree.
         if not shown.exists() or rows_agree(rows, shown.read_text()):

@@ -126,6 +126,8 @@ inline Result numbered()
         result.matrix[i] = -1.0 - i / 10.0;
     }
     result.matrixCode = 554;
+    result.outcome = kor::recordings::Outcome::rejectedStatus;
+    result.levelYOut = true;
     return result;
 }
 

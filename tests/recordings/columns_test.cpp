@@ -20,6 +20,7 @@ std::size_t sizeOf(Type type)
     case Type::float64:
         return sizeof(double);
     case Type::uint8:
+    case Type::outcome:
         return 1;
     case Type::flag:
         return sizeof(bool);
@@ -54,7 +55,7 @@ TEST(Columns, coverTheirRecordsWithoutOverlap)
     expectEveryByteOnce<KOR_RAWINFO>(kRawColumns, 4 + 4 + 3);
     expectEveryByteOnce<double[7]>(kWayPointColumns, 0);
     // Both reserved words of KOR_INFO, and what alignment leaves free around the matrix.
-    expectEveryByteOnce<Result>(kResultColumns, 8 + sizeof(Result) - (4 + sizeof(KOR_INFO) + 72 + 4));
+    expectEveryByteOnce<Result>(kResultColumns, 8 + sizeof(Result) - (4 + sizeof(KOR_INFO) + 72 + 4 + 3));
     expectEveryByteOnce<Truth>(kTruthColumns, sizeof(Truth) - (4 + 1 + sizeof(char*) + 72 + 12 + 72));
 }
 
@@ -67,11 +68,25 @@ TEST(Columns, makeTheHeaderLines)
     EXPECT_EQ(headerLine(kResultColumns),
               "timeStampMs,azimuth_deg,elevation_deg,levelX_deg,levelY_deg,orientationX_deg,orientationZ_deg,"
               "orientationY_deg,sensorOutX_mm,sensorOutY_mm,sensorOutZ_mm,temperature_0,temperature_1,temperature_2,"
-              "m00,m01,m02,m10,m11,m12,m20,m21,m22,matrixCode");
+              "m00,m01,m02,m10,m11,m12,m20,m21,m22,matrixCode,outcome,levelX_out,levelY_out");
     EXPECT_EQ(headerLine(kTruthColumns),
               "timeStampMs,valid,note,R_00,R_01,R_02,R_10,R_11,R_12,R_20,R_21,R_22,position_x,position_y,position_z,"
               "result_00,result_01,result_02,result_10,result_11,result_12,result_20,result_21,result_22");
     EXPECT_EQ(headerLine(kWayPointColumns), "time_s,x_mm,y_mm,z_mm,roll_deg,pitch_deg,yaw_deg");
+}
+
+TEST(Columns, outcomesHaveTheirNamesInTheOrderOfTheirNumbers)
+{
+    const auto nameOf = [](Outcome outcome) { return kOutcomeNames[static_cast<std::size_t>(outcome)]; };
+    EXPECT_EQ(nameOf(Outcome::ok), "ok");
+    EXPECT_EQ(nameOf(Outcome::beforeReference), "before_reference");
+    EXPECT_EQ(nameOf(Outcome::rejectedStatus), "rejected_status");
+    EXPECT_EQ(nameOf(Outcome::notFinite), "not_finite");
+    EXPECT_EQ(nameOf(Outcome::noMatrixBothLevelsOutside), "no_matrix_both_levels_out");
+    EXPECT_EQ(nameOf(Outcome::noMatrixFiltersFilling), "no_matrix_filters_filling");
+    EXPECT_EQ(nameOf(Outcome::noMatrixNoSolution), "no_matrix_no_solution");
+    EXPECT_EQ(nameOf(Outcome::noMatrixNoModel), "no_matrix_no_model");
+    EXPECT_EQ(kOutcomeNames.size(), static_cast<std::size_t>(Outcome::noMatrixNoModel) + 1);
 }
 
 TEST(Columns, aNameThatEndsInAUnitHasThatUnit)

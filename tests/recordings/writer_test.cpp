@@ -29,17 +29,33 @@ TEST(Results, headerNamesAsManyColumnsAsARowHas)
 {
     const std::string text = written(numbered(), Format::csv);
     const std::string_view header = std::string_view(text).substr(0, text.find('\n'));
-    EXPECT_EQ(kor::platform::split(header, ',').size(), 24u);
-    EXPECT_EQ(row(numbered()).size(), 24u);
+    EXPECT_EQ(kor::platform::split(header, ',').size(), 27u);
+    EXPECT_EQ(row(numbered()).size(), 27u);
     EXPECT_EQ(text.back(), '\n');
 }
 
 TEST(Results, columnsFollowTheRecordWithoutItsReservedWords)
 {
-    const std::vector<std::string> wanted = {"4294967295", "1.5",  "2.5",  "3.5",  "4.5",  "5.5",  "6.5",  "7.5",
-                                             "9.5",        "10.5", "11.5", "12.5", "13.5", "14.5", "-1",   "-1.1",
-                                             "-1.2",       "-1.3", "-1.4", "-1.5", "-1.6", "-1.7", "-1.8", "554"};
+    const std::vector<std::string> wanted = {"4294967295", "1.5",  "2.5",  "3.5",  "4.5",
+                                             "5.5",        "6.5",  "7.5",  "9.5",  "10.5",
+                                             "11.5",       "12.5", "13.5", "14.5", "-1",
+                                             "-1.1",       "-1.2", "-1.3", "-1.4", "-1.5",
+                                             "-1.6",       "-1.7", "-1.8", "554",  "rejected_status",
+                                             "0",          "1"};
     EXPECT_EQ(row(numbered()), wanted);
+}
+
+TEST(Results, outcomesAreWrittenByName)
+{
+    Result result = numbered();
+    for (std::size_t i = 0; i < kor::recordings::kOutcomeNames.size(); ++i) {
+        result.outcome = static_cast<kor::recordings::Outcome>(i);
+        EXPECT_EQ(row(result)[24], kor::recordings::kOutcomeNames[i]);
+    }
+    result.levelXOut = true;
+    result.levelYOut = false;
+    EXPECT_EQ(row(result)[25], "1");
+    EXPECT_EQ(row(result)[26], "0");
 }
 
 TEST(Results, binaryIsTheRecordItself)

@@ -31,7 +31,7 @@ RAW = struct.Struct("<4xi8f f4xB3x3iI".replace(" ", ""))
 INFO = struct.Struct("<15f")
 RESULT_HEADER = ("timeStampMs,azimuth_deg,elevation_deg,levelX_deg,levelY_deg,orientationX_deg,orientationZ_deg,"
                  "orientationY_deg,sensorOutX_mm,sensorOutY_mm,sensorOutZ_mm,temperature_0,temperature_1,"
-                 "temperature_2,m00,m01,m02,m10,m11,m12,m20,m21,m22,matrixCode")
+                 "temperature_2,m00,m01,m02,m10,m11,m12,m20,m21,m22,matrixCode,outcome,levelX_out,levelY_out")
 RESULT_COLUMNS = RESULT_HEADER.split(",")
 INFO_COLUMNS = RESULT_COLUMNS[1:14]
 USAGE, DATA, NO_INPUT, SOFTWARE, CANNOT_CREATE, IO_ERROR = 64, 65, 66, 70, 73, 74
@@ -721,6 +721,31 @@ class Results(Case):
                 for b in range(3):
                     product = sum(m[3 * a + k] * m[3 * b + k] for k in range(3))
                     self.assertAlmostEqual(product, float(a == b), delta=1e-12)  # a few roundings of products below 1
+
+    def test_each_row_says_what_became_of_its_sample(self):
+        for i, (sample, row) in enumerate(zip(self.samples, self.table)):
+            wanted = "rejected_status" if sample["status"] != 2 else "before_reference" if i <= 5 else "ok"
+            self.assertEqual(row["outcome"], wanted, i)
+            # The ratio of the levels of mode 5 lies within the table of level X; level Y is its denominator.
+            self.assertEqual((row["levelX_out"], row["levelY_out"]), ("0", "0"))
+
+    def test_outcomes_of_samples_without_orientation(self):
+        rows = samples(40)
+        rows[10]["levelXRaw"] = 25.0
+        rows[11]["levelYRaw"] = -25.0
+        rows[12]["levelXRaw"] = rows[12]["levelYRaw"] = 25.0
+        rows[30]["sensorVector_x"] = math.nan
+        self.put("b.csv", csv_text(rows))
+        table = self.results("b.csv", number=10)
+        self.assertEqual([r["outcome"] for r in table[:7]], ["no_matrix_filters_filling"] * 5 + ["before_reference", "ok"])
+        self.assertEqual([(r["levelX_out"], r["levelY_out"]) for r in table[9:14]],
+                         [("0", "0"), ("1", "0"), ("0", "1"), ("1", "1"), ("0", "0")])
+        self.assertEqual(table[12]["outcome"], "no_matrix_both_levels_out")
+        self.assertEqual({r["outcome"] for r in table[30:]}, {"not_finite"})
+        rows[30]["sensorVector_x"], rows[31]["sensorVector_x"] = 0.0, math.nan
+        self.put("b.csv", csv_text(rows))
+        table = self.results("b.csv", number=5)
+        self.assertEqual([r["outcome"] for r in table[30:33]], ["ok", "not_finite", "ok"])
 
     def test_angles_rebuild_the_matrix(self):
         # Rx(a0) Ry(a2) Rz(a1), angle 0 about x, 1 about z, 2 about y: the order that the header names.

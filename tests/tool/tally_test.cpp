@@ -88,6 +88,25 @@ TEST(Window, oneBoundAboveTheFirstStampLiesBehindItHoweverFar)
     EXPECT_EQ(held(window(4294967295, -1), {0, 1000}), "");
 }
 
+TEST(Outcome, everyReportHasAName)
+{
+    using kor::recordings::Outcome;
+    using kor::tool::outcomeOf;
+    EXPECT_EQ(outcomeOf(became(SampleOutcome::valid)), Outcome::ok);
+    EXPECT_EQ(outcomeOf(became(SampleOutcome::beforeReference)), Outcome::beforeReference);
+    EXPECT_EQ(outcomeOf(became(SampleOutcome::rejectedByStatus)), Outcome::rejectedStatus);
+    EXPECT_EQ(outcomeOf(became(SampleOutcome::notFinite)), Outcome::notFinite);
+    EXPECT_EQ(outcomeOf(became(SampleOutcome::noModel)), Outcome::noMatrixNoModel);
+    EXPECT_EQ(outcomeOf(became(SampleOutcome::neverFed)), Outcome::noMatrixNoModel);
+    SampleReport report = became(SampleOutcome::noMatrix);
+    report.reason = NoMatrixReason::bothLevelsExcluded;
+    EXPECT_EQ(outcomeOf(report), Outcome::noMatrixBothLevelsOutside);
+    report.reason = NoMatrixReason::filtersFilling;
+    EXPECT_EQ(outcomeOf(report), Outcome::noMatrixFiltersFilling);
+    report.reason = NoMatrixReason::modelRefused;
+    EXPECT_EQ(outcomeOf(report), Outcome::noMatrixNoSolution);
+}
+
 TEST(Tally, countsAndStamps)
 {
     Tally tally;

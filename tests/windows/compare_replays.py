@@ -3,7 +3,7 @@
 
     compare_replays.py NAME NATIVE.csv WINDOWS.csv
 
-Time stamps, codes and the number of rows must be the same. The single-precision values and the elements of the matrix
+Time stamps, codes, outcomes and the number of rows must be the same. The single-precision values and the elements of the matrix
 may differ as far as the mathematical functions of the two C libraries do: see the bounds below. Prints how many values
 differ and by how much.
 """
@@ -11,7 +11,7 @@ import csv
 import struct
 import sys
 
-EXACT = ("timeStampMs", "matrixCode")
+EXACT = ("timeStampMs", "matrixCode", "outcome", "levelX_out", "levelY_out")
 MATRIX = tuple(f"m{r}{c}" for r in range(3) for c in range(3))
 
 # Measured: at most 3 and 7.9e-15, the latter where the pendulum's search ends. An angle is rounded to single precision

@@ -6,6 +6,37 @@
 
 namespace kor::tool {
 
+using recordings::Outcome;
+
+Outcome outcomeOf(const SampleReport& report)
+{
+    switch (report.outcome) {
+    case SampleOutcome::valid:
+        return Outcome::ok;
+    case SampleOutcome::beforeReference:
+        return Outcome::beforeReference;
+    case SampleOutcome::rejectedByStatus:
+        return Outcome::rejectedStatus;
+    case SampleOutcome::notFinite:
+        return Outcome::notFinite;
+    case SampleOutcome::neverFed:
+    case SampleOutcome::noModel:
+        return Outcome::noMatrixNoModel;
+    case SampleOutcome::noMatrix:
+        break;
+    }
+    switch (report.reason) {
+    case NoMatrixReason::bothLevelsExcluded:
+        return Outcome::noMatrixBothLevelsOutside;
+    case NoMatrixReason::filtersFilling:
+        return Outcome::noMatrixFiltersFilling;
+    case NoMatrixReason::none:
+    case NoMatrixReason::modelRefused:
+        break;
+    }
+    return Outcome::noMatrixNoSolution;
+}
+
 bool Window::contains(std::uint32_t stamp)
 {
     if (!m_started) {

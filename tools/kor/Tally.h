@@ -6,7 +6,12 @@
 
 #include "KORInterface/Session.h"
 
+#include "recordings/Columns.h"
+
 namespace kor::tool {
+
+/// The outcome of a sample as results name it.
+recordings::Outcome outcomeOf(const SampleReport& report);
 
 /// The samples of the window from --from to --to, both inclusive. Stamps count modulo 2^32, so the window from a
 /// late stamp to an early one is the stretch across the wrap. With one bound only, the first stamp of the

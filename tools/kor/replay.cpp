@@ -169,6 +169,9 @@ recordings::Result resultOf(std::uint32_t stamp, const SampleResult& sample)
     result.info = sample.info;
     std::copy(std::begin(sample.matrix), std::end(sample.matrix), result.matrix);
     result.matrixCode = sample.matrixCode;
+    result.outcome = outcomeOf(sample.report);
+    result.levelXOut = sample.report.levelXOutside;
+    result.levelYOut = sample.report.levelYOutside;
     return result;
 }
 
