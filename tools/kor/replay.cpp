@@ -1,20 +1,9 @@
 // kor replay: recordings through an engine.
 
 #include <algorithm>
-#include <array>
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
-#include <exception>
-#include <filesystem>
-#include <iterator>
-#include <map>
 #include <memory>
-#include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -22,75 +11,21 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
-#include "KORInterface/CKor.h"
-#include "KORInterface/CKorPrm.h"
-#include "KORInterface/Session.h"
-#include "KORInterface/Status.h"
-
-#include "platform/Files.h"
-#include "platform/Process.h"
-#include "platform/Text.h"
-#include "recordings/Output.h"
-#include "recordings/Reader.h"
-#include "recordings/Writer.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
 #include "tools/kor/Overwrite.h"
-#include "tools/kor/ParameterFile.h"
-#include "tools/kor/Progress.h"
-#include "tools/kor/Tally.h"
+#include "tools/kor/Replay.h"
 
 namespace kor::tool {
 
+using recordings::Format;
+
 namespace {
 
-namespace fs = std::filesystem;
-using platform::pathFrom;
-using platform::textOf;
-using recordings::Format;
-using recordings::Output;
-using recordings::Problem;
-using recordings::Reader;
-
-// The command line as it was given.
-struct Request {
-    using Option = std::optional<std::string>;
-    std::vector<std::string> recordings;
-    std::string prm;
-    std::string id;
-    Option output;
-    Option mode;
-    Option mcs;
-    Option psd;
-    bool store = false;
-    Option input;
-    Option format;
-    Option from;
-    Option to;
-    bool skipBad = false;
-    Option progress;
-    Option jobs;
-};
-
-// The same, understood.
-struct Plan {
-    ParameterSource prm;
-    std::optional<std::int32_t> mode;
-    bool mcs = true;
-    std::optional<std::array<std::int32_t, 3>> psd;
-    bool store = false;
-    std::optional<Format> input;
-    std::optional<Format> format;
-    Window window;
-    bool skipBad = false;
-    ShowProgress progress = ShowProgress::automatic;
-    unsigned jobs = 1;
-};
-
-Plan understood(const Request& request)
+ReplayPlan understood(const ReplayRequest& request)
 {
-    Plan plan;
+    ReplayPlan plan;
     plan.prm.directory = request.prm;
     plan.prm.id = wholeOption<std::int32_t>("--id", request.id);
     if (request.mode) {
@@ -128,252 +63,9 @@ Plan understood(const Request& request)
     return plan;
 }
 
-Format resultFormat(const Plan& plan, const std::string& output)
+int replay(const ReplayRequest& request)
 {
-    return plan.format ? *plan.format : output.ends_with(".korinfo") ? Format::binary : Format::csv;
-}
-
-// Results in the place of something that is read would be the end of it.
-void refuseToOverwrite(const std::string& output, const std::vector<std::string>& recordings,
-                       const ParameterSource& prm)
-{
-    std::vector<UsedFile> used;
-    used.reserve(recordings.size() + 1);
-    for (const std::string& recording : recordings) {
-        used.push_back({recording, "the recording itself"});
-    }
-    used.push_back({prm.path(), "the parameter file"});
-    tool::refuseToOverwrite("-o", output, used);
-}
-
-void configure(const Plan& plan, const CKorPrm& prm, CKor& engine)
-{
-    ConfigureOptions options;
-    options.parameterStore(plan.store).mcsFlag(plan.mcs);
-    if (plan.mode) {
-        options.mountMode(*plan.mode);
-    }
-    if (plan.psd) {
-        options.detector((*plan.psd)[0], (*plan.psd)[1], (*plan.psd)[2]);
-    }
-    if (const int code = Configure(engine, prm, options); code != kSuccess) {
-        throw Failure(kExitDataError, fmt::format("the parameter file {} cannot be used: {}", shown(plan.prm.path()),
-                                                  StatusText(code)));
-    }
-}
-
-recordings::Result resultOf(std::uint32_t stamp, const SampleResult& sample)
-{
-    recordings::Result result;
-    result.timeStampMs = stamp;
-    result.info = sample.info;
-    std::copy(std::begin(sample.matrix), std::end(sample.matrix), result.matrix);
-    result.matrixCode = sample.matrixCode;
-    result.outcome = outcomeOf(sample.report);
-    result.levelXOut = sample.report.levelXOutside;
-    result.levelYOut = sample.report.levelYOutside;
-    return result;
-}
-
-int replayOne(Plan plan, const std::string& recording, const std::string& output)
-{
-    constexpr std::uint64_t kBadRowsShown = 5;   // of those left out
-    constexpr std::uint64_t kProgressMask = 255; // samples between two looks at the clock, less one
-
-    CKorPrm prm;
-    readParameterFile(plan.prm, prm);
-    CKor engine;
-    configure(plan, prm, engine);
-
-    Problem problem;
-    const std::unique_ptr<Reader> reader = Reader::open(recording, plan.input, problem);
-    if (!reader) {
-        throw Failure(problem);
-    }
-    for (const Problem& warning : reader->warnings()) {
-        warn(messageOf(warning));
-    }
-    const std::unique_ptr<Output> results = Output::open(output, problem);
-    if (!results) {
-        throw Failure(problem);
-    }
-    recordings::ResultWriter writer(*results, resultFormat(plan, output));
-
-    Tally tally;
-    Progress progress(plan.progress, reader->title(), reader->size(), "samples");
-    const auto start = std::chrono::steady_clock::now();
-    int status = kExitOk;
-    std::uint64_t steps = 0;
-    KOR_RAWINFO raw;
-    SampleResult sample;
-    // What has been fed stands, also when the rest cannot be read.
-    for (Reader::Step step; (step = reader->next(raw)) != Reader::Step::end;) {
-        if ((steps++ & kProgressMask) == 0) {
-            progress.update(reader->consumed(), tally.samples);
-        }
-        if (step != Reader::Step::sample) {
-            tally.bad += step == Reader::Step::bad ? 1 : 0;
-            if (step == Reader::Step::failed || !plan.skipBad) {
-                progress.clear();
-                complain(messageOf(reader->problem()));
-                status = exitOf(reader->problem().kind);
-                break;
-            }
-            if (tally.bad <= kBadRowsShown) {
-                progress.clear();
-                warn(messageOf(reader->problem()) + ": left out");
-            }
-            continue;
-        }
-        if (!plan.window.contains(raw.timeStampMs)) {
-            ++tally.outside;
-            continue;
-        }
-        ProcessSample(engine, raw, sample);
-        if (!writer.write(resultOf(raw.timeStampMs, sample))) {
-            break;
-        }
-        tally.count(raw.timeStampMs, sample.report);
-    }
-    if (!results->close()) {
-        throw Failure(results->problem());
-    }
-    tally.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    progress.clear();
-    tell(tally.summary(reader->title(), plan.window.limited(), plan.skipBad));
-    return status;
-}
-
-struct Job {
-    std::string recording;
-    std::string output;
-};
-
-// Two models keep process-wide values, so that no two recordings may share a process.
-std::vector<std::string> childArguments(const Request& request, const Job& job)
-{
-    std::vector<std::string> arguments = {"replay", "--progress=never", "--prm=" + request.prm, "--id=" + request.id};
-    const auto add = [&arguments](const char* option, const Request::Option& value) {
-        if (value) {
-            arguments.push_back(option + ("=" + *value));
-        }
-    };
-    add("--mode", request.mode);
-    add("--mcs", request.mcs);
-    add("--psd", request.psd);
-    add("--input", request.input);
-    add("--format", request.format);
-    add("--from", request.from);
-    add("--to", request.to);
-    if (request.store) {
-        arguments.emplace_back("--store");
-    }
-    if (request.skipBad) {
-        arguments.emplace_back("--skip-bad");
-    }
-    arguments.insert(arguments.end(), {"--output=" + job.output, "--", job.recording});
-    return arguments;
-}
-
-std::vector<Job> jobsOf(const Plan& plan, const std::vector<std::string>& recordings, const std::string& directory)
-{
-    const char* const extension = resultFormat(plan, {}) == Format::binary ? ".korinfo" : ".csv";
-    std::vector<Job> jobs;
-    std::map<std::string, std::string> stems;
-    for (const std::string& recording : recordings) {
-        if (recording == "-") {
-            throw Misuse("standard input can only be replayed alone");
-        }
-        const std::string stem = textOf(pathFrom(recording).stem());
-        const auto [first, added] = stems.emplace(stem, recording);
-        if (!added) {
-            throw Misuse(fmt::format("{} and {} would both give {}{}", shown(first->second), shown(recording),
-                                     shown(stem), extension));
-        }
-        jobs.push_back({recording, textOf(pathFrom(directory) / pathFrom(stem + extension))});
-        refuseToOverwrite(jobs.back().output, recordings, plan.prm);
-    }
-    return jobs;
-}
-
-int replaySeveral(const Plan& plan, const Request& request)
-{
-    const std::string directory = request.output.value_or("-");
-    if (directory == "-") {
-        throw Misuse("several recordings need -o DIR, the directory of their results");
-    }
-    const std::vector<Job> jobs = jobsOf(plan, request.recordings, directory);
-    CKorPrm prm;
-    readParameterFile(plan.prm, prm); // one message instead of one per recording
-    std::error_code error;
-    fs::create_directories(pathFrom(directory), error);
-    if (error || !fs::is_directory(pathFrom(directory), error)) {
-        throw Failure(kExitCannotCreate, "cannot create the directory " + shown(directory) +
-                                             (error ? ": " + error.message() : ": it is something else already"));
-    }
-
-    std::mutex lock;
-    std::condition_variable finished;
-    std::vector<std::optional<platform::ChildResult>> ends(jobs.size());
-    std::atomic<std::size_t> next{0};
-    const auto work = [&] {
-        for (std::size_t mine = 0; (mine = next++) < jobs.size();) {
-            platform::ChildResult end;
-            try {
-                end = platform::runSelf(childArguments(request, jobs[mine]));
-            } catch (const std::exception& problem) {
-                end.started = false;
-                end.errors = problem.what();
-            }
-            const std::lock_guard<std::mutex> guard(lock);
-            ends[mine] = std::move(end);
-            finished.notify_one();
-        }
-    };
-    std::vector<std::jthread> workers; // waits for all of them, also when an exception ends this function
-    try {
-        while (workers.size() < std::min({std::size_t{plan.jobs}, jobs.size(), platform::kMostChildren})) {
-            workers.emplace_back(work);
-        }
-    } catch (const std::system_error& failed) {
-        if (workers.empty()) {
-            throw Failure(kExitSoftware, std::string("cannot start a thread: ") + failed.what());
-        }
-        // Those that have started do the work of the others.
-    }
-
-    Progress progress(plan.progress, "replay", jobs.size(), "done");
-    int status = kExitOk;
-    {
-        std::unique_lock<std::mutex> guard(lock);
-        for (std::size_t i = 0; i < jobs.size(); ++i) {
-            const auto done = [&ends] {
-                return static_cast<std::uint64_t>(
-                    std::count_if(ends.begin(), ends.end(), [](const auto& end) { return end.has_value(); }));
-            };
-            while (!ends[i]) {
-                progress.update(done(), done());
-                finished.wait_for(guard, std::chrono::milliseconds(100));
-            }
-            progress.clear();
-            if (ends[i]->started) {
-                tell(ends[i]->errors);
-            } else {
-                complain(shown(jobs[i].recording) + ": " + ends[i]->errors);
-                ends[i]->status = kExitSoftware;
-            }
-            if (ends[i]->status > 128) {
-                complain(fmt::format("{}: ended by signal {}", shown(jobs[i].recording), ends[i]->status - 128));
-            }
-            status = status == kExitOk ? ends[i]->status : status;
-        }
-    }
-    return status;
-}
-
-int replay(const Request& request)
-{
-    const Plan plan = understood(request);
+    const ReplayPlan plan = understood(request);
     if (request.output && request.output->empty()) {
         throw Misuse("-o: found \"\", expected a file or directory");
     }
@@ -387,9 +79,26 @@ int replay(const Request& request)
 
 } // namespace
 
+Format resultFormat(const ReplayPlan& plan, const std::string& output)
+{
+    return plan.format ? *plan.format : output.ends_with(".korinfo") ? Format::binary : Format::csv;
+}
+
+void refuseToOverwrite(const std::string& output, const std::vector<std::string>& recordings,
+                       const ParameterSource& prm)
+{
+    std::vector<UsedFile> used;
+    used.reserve(recordings.size() + 1);
+    for (const std::string& recording : recordings) {
+        used.push_back({recording, "the recording itself"});
+    }
+    used.push_back({prm.path(), "the parameter file"});
+    tool::refuseToOverwrite("-o", output, used);
+}
+
 Command declareReplay(CLI::App& root)
 {
-    const auto request = std::make_shared<Request>();
+    const auto request = std::make_shared<ReplayRequest>();
     CLI::App* const app = root.add_subcommand("replay", "Feed recordings to an engine and write its results");
     app->get_help_ptr()->description("Print this help and exit");
     app->add_option("RECORDING", request->recordings,

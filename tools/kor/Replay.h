@@ -1,0 +1,64 @@
+// The parts of kor replay: what was asked for, one recording, several recordings.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "recordings/Columns.h"
+#include "tools/kor/ParameterFile.h"
+#include "tools/kor/Progress.h"
+#include "tools/kor/Tally.h"
+
+namespace kor::tool {
+
+/// The command line as it was given.
+struct ReplayRequest {
+    using Option = std::optional<std::string>;
+    std::vector<std::string> recordings;
+    std::string prm;
+    std::string id;
+    Option output;
+    Option mode;
+    Option mcs;
+    Option psd;
+    bool store = false;
+    Option input;
+    Option format;
+    Option from;
+    Option to;
+    bool skipBad = false;
+    Option progress;
+    Option jobs;
+};
+
+/// The same, understood.
+struct ReplayPlan {
+    ParameterSource prm;
+    std::optional<std::int32_t> mode;
+    bool mcs = true;
+    std::optional<std::array<std::int32_t, 3>> psd;
+    bool store = false;
+    std::optional<recordings::Format> input;
+    std::optional<recordings::Format> format;
+    Window window;
+    bool skipBad = false;
+    ShowProgress progress = ShowProgress::automatic;
+    unsigned jobs = 1;
+};
+
+recordings::Format resultFormat(const ReplayPlan& plan, const std::string& output);
+
+/// Throws Misuse when results would take the place of something that is read.
+void refuseToOverwrite(const std::string& output, const std::vector<std::string>& recordings,
+                       const ParameterSource& prm);
+
+/// One recording in this process. Returned: the exit status.
+int replayOne(const ReplayPlan& plan, const std::string& recording, const std::string& output);
+
+/// Several recordings, each in a process of its own. Returned: the exit status.
+int replaySeveral(const ReplayPlan& plan, const ReplayRequest& request);
+
+} // namespace kor::tool
