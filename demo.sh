@@ -3,25 +3,60 @@
 # Installs what it needs (Debian 12; root or sudo).
 set -euo pipefail
 cd "$(dirname "$0")"
+usage() { echo "usage: ./demo.sh     (no arguments; builds in build/release, results in build/release/demo)"; }
+case $#:${1-} in
+0:) ;;
+1:--help | 1:-h) usage; exit 0 ;;
+*) usage >&2; exit 64 ;;
+esac
 . scripts/packages.sh
 need "${build_packages[@]}"
 
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
-if ! { cmake --preset release && cmake --build --preset release; } >"$log" 2>&1; then
+
+# Tells how far a build is, from Ninja's lines "[done/all] ...": on a terminal in one line that is written over, elsewhere
+# in a line at every tenth. A build with nothing to do prints no such line, and nothing is shown.
+build_progress() {
+    local line tenth=0 begun=
+    while IFS= read -r line; do
+        [[ $line =~ ^\[([0-9]+)/([0-9]+)\]\ (.*) ]] || continue
+        local done=${BASH_REMATCH[1]} all=${BASH_REMATCH[2]} what=${BASH_REMATCH[3]##* }
+        if [ -z "$begun" ]; then
+            echo "== Building the library and the tool in build/release (some minutes the first time)"
+            begun=yes
+        fi
+        if [ -t 1 ]; then
+            printf '\r\033[K%d of %d  %.60s' "$done" "$all" "$what"
+        elif ((10 * done / all > tenth)); then
+            tenth=$((10 * done / all))
+            echo "$done of $all steps after $SECONDS s"
+        fi
+    done
+    if [ -n "$begun" ]; then
+        if [ -t 1 ]; then
+            printf '\r\033[K'
+        fi
+        echo "built after $SECONDS s"
+        echo
+    fi
+}
+
+if ! { cmake --preset release && NINJA_STATUS='[%f/%t] ' cmake --build --preset release; } 2>&1 | tee "$log" | build_progress; then
     cat "$log" >&2
     exit 1
 fi
 
+kor=build/release/tools/kor
 results=build/release/demo
 mkdir -p "$results"
 replay() { # NAME: one recording with its parameter file
     local id
     id=$(basename "data/$1"/Tg*.prm .prm)
-    build/release/tools/kor replay --prm "data/$1" --id "${id#Tg}" "data/$1/$1.csv" -o "$results/$1.csv"
+    "$kor" replay --prm "data/$1" --id "${id#Tg}" "data/$1/$1.csv" -o "$results/$1.csv"
 }
 
-echo "== kor replay --prm data/polarizer --id 1005 data/polarizer/polarizer.csv"
+echo "== $kor replay --prm data/polarizer --id 1005 data/polarizer/polarizer.csv -o $results/polarizer.csv"
 replay polarizer 2>&1
 echo
 echo "== First rows of the results after the reference: time, calibrated angles, levels, orientation angles"
@@ -36,4 +71,4 @@ for folder in data/*/; do
 done
 python3 data/compare.py --table "$results"
 echo
-echo "All results: $results"
+echo "The tool: $kor. All results: $results"

@@ -1,7 +1,25 @@
 #!/usr/bin/env bash
-# Fuzzes the parameter-file reader. Usage: run.sh [SECONDS]
+# Fuzzes the parameter-file reader.
 # Builds with the preset "fuzz"; starts from the shipped parameter files and keeps what it learns in build/fuzz/corpus.
 set -euo pipefail
+usage() {
+    cat <<'END'
+usage: fuzz/run.sh [SECONDS]
+
+Builds the fuzzer of the parameter-file reader (preset fuzz, clang), runs it for SECONDS (60) and prints how many files
+it tried. It starts from the shipped parameter files and keeps what it learns in build/fuzz/corpus. A file that breaks
+the reader is left in build/fuzz; the exit status is then 1.
+END
+}
+[ $# -le 1 ] || { usage >&2; exit 64; }
+case ${1-60} in
+-h | --help) usage; exit 0 ;;
+*[!0-9]* | '' | 0* | ??????????*)
+    echo "fuzz/run.sh: found \"$1\", expected a whole number of seconds from 1 to 999999999" >&2
+    usage >&2
+    exit 64
+    ;;
+esac
 cd "$(dirname "$0")/.."
 . scripts/packages.sh
 need "${build_packages[@]}" "${fuzz_packages[@]}"

@@ -1,7 +1,28 @@
 #!/usr/bin/env bash
 # Compares the library with the independent implementation over seeded scenarios, number by number.
-# Usage: campaign.sh DRIVER SEED...     (one seed: about half a minute)
 set -euo pipefail
+usage() {
+    cat <<'END'
+usage: tests/reference/campaign.sh DRIVER SEED...
+
+Writes some six hundred scenarios from each SEED, runs them through the library and through the independent
+implementation in Python, and compares the two, number by number. The exit status is 1 if they differ.
+
+DRIVER is the program reference_driver of a built tree, for example build/dev/tests/reference/reference_driver.
+A SEED is a whole number; one takes about half a minute.
+END
+}
+case ${1-} in
+-h | --help) usage; exit 0 ;;
+esac
+refuse() { echo "campaign.sh: $*" >&2; usage >&2; exit 64; }
+[ $# -ge 2 ] || refuse "expected a driver and at least one seed, found $# arguments"
+[ -f "$1" ] && [ -x "$1" ] || refuse "$1 is not a program; build the target reference_driver first"
+for seed in "${@:2}"; do
+    case $seed in
+    *[!0-9]* | '' | ??????????*) refuse "found the seed \"$seed\", expected a whole number below 1000000000" ;;
+    esac
+done
 here=$(cd "$(dirname "$0")" && pwd)
 driver=$(realpath "$1")
 shift
