@@ -12,6 +12,7 @@
 #include "KORInterface/CKorThreeVec2Levelv2.h"
 #include "KORInterface/Session.h"
 
+#include "accuracy/Statistics.h"
 #include "simulation/Motion.h"
 #include "simulation/Random.h"
 #include "simulation/Simulator.h"
@@ -172,13 +173,10 @@ public:
 
     void finish()
     {
-        std::sort(m_errors.begin(), m_errors.end());
-        if (m_errors.empty()) {
-            return;
-        }
-        m_finding.median = m_errors[m_errors.size() / 2];
-        m_finding.high = m_errors[m_errors.size() - 1 - m_errors.size() / 1000];
-        m_finding.worst = m_errors.back();
+        const Spread spread = spreadOf(m_errors);
+        m_finding.median = spread.median;
+        m_finding.high = spread.high;
+        m_finding.worst = spread.worst;
     }
 
 private:

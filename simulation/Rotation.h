@@ -97,16 +97,16 @@ inline Vec3 turnBetween(const Mat3& a, const Mat3& b)
     return {0.5 * (d[7] - d[5]), 0.5 * (d[2] - d[6]), 0.5 * (d[3] - d[1])};
 }
 
-/// Degrees of the rotation that takes b to a; 180 if a holds a nan. Through the distance of the matrices,
-/// 2 sqrt(2) sin(angle / 2), which is exact for small angles.
+/// Degrees of the rotation that takes b to a; 180 if one holds a nan. From the sine and the cosine of the angle, both
+/// by differences: it keeps its digits from the smallest angle to half a turn.
 inline double angleBetween(const Mat3& a, const Mat3& b)
 {
     double squares = 0.0;
     for (std::size_t i = 0; i < 9; ++i) {
         squares += (a[i] - b[i]) * (a[i] - b[i]);
     }
-    const double half = std::sqrt(squares / 8.0);
-    return half < 1.0 ? 2.0 * portable::arcSine(half) / portable::kDegree : 180.0;
+    const double angle = portable::arcTangent(length(turnBetween(a, b)), 1.0 - squares / 4.0) / portable::kDegree;
+    return angle <= 180.0 ? angle : 180.0;
 }
 
 } // namespace kor::simulation
