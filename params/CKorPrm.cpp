@@ -1,8 +1,6 @@
 #include "KORInterface/CKorPrm.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <chrono>
 #include <exception>
 #include <iterator>
@@ -13,6 +11,7 @@
 
 #include "KORInterface/Status.h"
 #include "params/ParameterAccess.h"
+#include "params/file/FileName.h"
 #include "params/file/Messages.h"
 #include "params/file/ParameterSet.h"
 #include "params/file/Reader.h"
@@ -36,16 +35,6 @@ std::optional<std::wstring> boundedText(const wchar_t* text, std::size_t longest
 void settle(std::uint32_t milliseconds)
 {
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
-}
-
-// "Tg<id>.prm", the ID in signed decimal.
-std::string fileNameOf(std::int32_t id)
-{
-    std::array<char, 16> digits{};
-    char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), id).ptr;
-    std::string name = "Tg";
-    name.append(digits.data(), end);
-    return name += ".prm";
 }
 
 } // namespace
@@ -98,7 +87,8 @@ int kor::ParameterAccess::read(CKorPrm& prm, const wchar_t* directory, unsigned 
     if (directory == nullptr) {
         return report.status = kBadArgument;
     }
-    constexpr std::size_t kLongest = std::size(decltype(prm.prmDirectory){}) - 1;
+    constexpr std::size_t kLongest = params::kLongestDirectory;
+    static_assert(std::size(decltype(prm.prmDirectory){}) == kLongest + 1);
     try {
         // `directory` may be prmDirectory itself, so it is copied out before that is written.
         std::optional<std::wstring> chosen = boundedText(directory, kLongest);
@@ -117,7 +107,7 @@ int kor::ParameterAccess::read(CKorPrm& prm, const wchar_t* directory, unsigned 
         if (!utf8) {
             return report.status = kCannotOpen;
         }
-        const std::string path = platform::joinPath(*utf8, fileNameOf(static_cast<std::int32_t>(lowId)));
+        const std::string path = platform::joinPath(*utf8, params::fileNameOf(static_cast<std::int32_t>(lowId)));
         if (report.collects) {
             report.path = path;
         }

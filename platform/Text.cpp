@@ -194,6 +194,22 @@ std::string shown(std::string_view name)
     return out;
 }
 
+std::string printable(std::string_view bytes)
+{
+    if (fromUtf8(bytes)) {
+        return shown(bytes);
+    }
+    std::string out;
+    for (const char c : bytes) {
+        if (c >= 0x20 && c < 0x7f) {
+            out += c;
+        } else {
+            appendEscaped(out, static_cast<unsigned char>(c));
+        }
+    }
+    return out;
+}
+
 std::vector<std::string_view> split(std::string_view text, char separator)
 {
     std::vector<std::string_view> parts;

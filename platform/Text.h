@@ -42,6 +42,10 @@ std::string inQuotes(std::string_view bytes);
 /// A path or title for a message: control characters as \xNN, the rest (UTF-8) as it is.
 std::string shown(std::string_view name);
 
+/// Bytes from a file as UTF-8 without control characters: those, and all beyond ASCII if the whole is not valid UTF-8,
+/// as \xNN.
+std::string printable(std::string_view bytes);
+
 /// The parts between separators, empty ones included.
 std::vector<std::string_view> split(std::string_view text, char separator);
 

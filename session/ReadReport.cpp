@@ -24,8 +24,6 @@ struct ReadReportData {
 
 namespace {
 
-constexpr std::string_view kEndOfFile = "end of file";
-
 std::uint32_t narrowed(std::uint64_t number)
 {
     return static_cast<std::uint32_t>(std::min<std::uint64_t>(number, std::numeric_limits<std::uint32_t>::max()));
@@ -38,7 +36,7 @@ std::string inQuotes(std::string_view text)
 
 std::string foundText(std::string_view found)
 {
-    return found == kEndOfFile ? std::string(found) : inQuotes(found);
+    return found == params::kEndOfFile ? std::string(found) : inQuotes(found);
 }
 
 // A message without the blanks around it and with a full stop.

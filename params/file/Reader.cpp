@@ -26,17 +26,6 @@ namespace {
 constexpr float kAbsentLimitLow = -35.0F;
 constexpr float kAbsentLimitHigh = 35.0F;
 
-// Short and printable, for a message to a person.
-std::string excerptOf(std::string_view text)
-{
-    constexpr std::size_t kLongest = 60;
-    std::string out(text.substr(0, kLongest));
-    for (char& c : out) {
-        c = c >= ' ' && c <= '~' ? c : '?';
-    }
-    return text.size() > kLongest ? out + "..." : out;
-}
-
 template <class T>
 void renewArray(T*& array, std::size_t length)
 {
@@ -61,7 +50,7 @@ public:
             if (m_in.atEnd()) {
                 if (block.atEnd == AtEnd::fail) {
                     m_report.endedAtTitle = true;
-                    return fail(block.message, m_in.line(), block.title, "end of file");
+                    return fail(block.message, m_in.line(), block.title, kEndOfFile);
                 }
                 storeDefaults(block);
             } else if (!readTitle(block) || !readValues(block)) {
@@ -89,7 +78,7 @@ private:
     {
         const std::size_t line = m_in.itemLine();
         const bool any = m_in.words(1, m_text) == 1;
-        return fail(message, line, expected, any ? std::string_view(m_text) : "end of file");
+        return fail(message, line, expected, any ? std::string_view(m_text) : kEndOfFile);
     }
 
     bool readTitle(const Block& block)
@@ -100,7 +89,7 @@ private:
         if (holdsTitle(m_text, block.title)) {
             return true;
         }
-        return fail(block.message, line, block.title, any ? std::string_view(m_text) : "end of file");
+        return fail(block.message, line, block.title, any ? std::string_view(m_text) : kEndOfFile);
     }
 
     bool readValues(const Block& block)
@@ -163,7 +152,7 @@ private:
             m_report.findings.push_back({.block = m_report.block,
                                          .line = m_in.itemLine(),
                                          .expected = expected,
-                                         .found = text.empty() ? "end of file" : excerptOf(text),
+                                         .found = text.empty() ? kEndOfFile : excerptOf(text),
                                          .values = values});
             m_unread = &m_report.findings.back();
         } catch (const std::exception&) {
@@ -449,6 +438,16 @@ void readScanned(Scanner& scanner, std::uint64_t size, std::uint32_t id, Paramet
 }
 
 } // namespace
+
+std::string excerptOf(std::string_view text)
+{
+    constexpr std::size_t kLongest = 60;
+    std::string out(text.substr(0, kLongest));
+    for (char& c : out) {
+        c = c >= ' ' && c <= '~' ? c : '?';
+    }
+    return text.size() > kLongest ? out + "..." : out;
+}
 
 void readFile(platform::File& file, std::uint32_t id, ParameterSet& set, ReadReport& report) noexcept
 {

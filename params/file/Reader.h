@@ -13,6 +13,12 @@
 
 namespace kor::params {
 
+/// What stands where nothing does.
+inline constexpr const char* kEndOfFile = "end of file";
+
+/// Short and printable, for a message to a person: at most sixty characters and three dots.
+std::string excerptOf(std::string_view text);
+
 /// A place of the file that a read passes over in silence.
 struct Finding {
     enum class Kind : std::uint8_t {

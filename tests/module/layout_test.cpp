@@ -8,6 +8,7 @@
 //
 // The order of virtual operations is pinned by tests/models/virtual_table_test.cpp and tests/engine/lifecycle_test.cpp.
 #include "KORInterface/KORInterface.h"
+#include "KORInterface/ParameterFile.h"
 #include "KORInterface/ParameterSet.h"
 #include "KORInterface/Session.h"
 #include "KORInterface/SharedRecords.h"
@@ -270,6 +271,56 @@ TEST(Layout, ofTheAccountOfAReadIsOnePointerAndItsFindingsArePlain)
     EXPECT_EQ(offsetof(Finding, values), 40U);
     EXPECT_EQ(offsetof(Finding, rows), 48U);
     EXPECT_EQ(offsetof(Finding, count), 56U);
+}
+
+TEST(Layout, ofTheAccountOfAParameterFileIsOnePointerAndItsPartsArePlain)
+{
+    EXPECT_EQ(sizeof(kor::ParameterFile), sizeof(void*));
+    EXPECT_FALSE(std::is_polymorphic_v<kor::ParameterFile>);
+
+    using Value = kor::ParameterValue;
+    EXPECT_TRUE(isPlain<Value>);
+    EXPECT_EQ(sizeof(Value), 32U);
+    EXPECT_EQ(offsetof(Value, text), 0U);
+    EXPECT_EQ(offsetof(Value, line), 8U);
+    EXPECT_EQ(offsetof(Value, readable), 12U);
+    EXPECT_EQ(offsetof(Value, number), 16U);
+    EXPECT_EQ(offsetof(Value, single), 24U);
+
+    using Block = kor::ParameterBlock;
+    EXPECT_TRUE(isPlain<Block>);
+    EXPECT_EQ(sizeof(Block), 120U);
+    EXPECT_EQ(offsetof(Block, kind), 0U);
+    EXPECT_EQ(offsetof(Block, title), 8U);
+    EXPECT_EQ(offsetof(Block, line), 16U);
+    EXPECT_EQ(offsetof(Block, lastLine), 20U);
+    EXPECT_EQ(offsetof(Block, whole), 24U);
+    EXPECT_EQ(offsetof(Block, integer), 56U);
+    EXPECT_EQ(offsetof(Block, word), 64U);
+    EXPECT_EQ(offsetof(Block, rows), 96U);
+    EXPECT_EQ(offsetof(Block, columns), 100U);
+    EXPECT_EQ(offsetof(Block, extras), 104U);
+    EXPECT_EQ(offsetof(Block, unread), 112U);
+
+    using Kind = kor::ParameterBlockKind;
+    EXPECT_TRUE(isPlain<Kind>);
+    EXPECT_EQ(sizeof(Kind), 32U);
+    EXPECT_EQ(offsetof(Kind, title), 0U);
+    EXPECT_EQ(offsetof(Kind, layout), 8U);
+    EXPECT_EQ(offsetof(Kind, rows), 12U);
+    EXPECT_EQ(offsetof(Kind, columns), 16U);
+    EXPECT_EQ(offsetof(Kind, fields), 20U);
+    EXPECT_EQ(offsetof(Kind, required), 24U);
+    EXPECT_EQ(offsetof(Kind, modeSevenUp), 25U);
+
+    using Field = kor::ParameterField;
+    EXPECT_TRUE(isPlain<Field>);
+    EXPECT_EQ(sizeof(Field), 40U);
+    EXPECT_EQ(offsetof(Field, name), 0U);
+    EXPECT_EQ(offsetof(Field, unit), 8U);
+    EXPECT_EQ(offsetof(Field, least), 16U);
+    EXPECT_EQ(offsetof(Field, most), 24U);
+    EXPECT_EQ(offsetof(Field, eitherSign), 32U);
 }
 
 TEST(Layout, ofTheConfigurationsOptionsIsFiveFlagsAndFourNumbers)
