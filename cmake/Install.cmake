@@ -1,4 +1,5 @@
-# Installation: library, public headers, CMake package, pkg-config file. The components are those of the packages.
+# Installation: library, public headers, CMake package, pkg-config file, documents. The components are those of the
+# packages.
 
 include(CMakePackageConfigHelpers)
 
@@ -31,6 +32,14 @@ configure_file(cmake/KORInterface.pc.in ${PROJECT_BINARY_DIR}/KORInterface.pc @O
 install(FILES ${PROJECT_BINARY_DIR}/KORInterface.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT development)
 
+# Documents, example and sample recording lie to each other as in the repository, so that links lead from one to another.
+install(FILES docs/kept-behaviour.md docs/windows.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development)
+install(FILES examples/host.cpp DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
+if(KORINTERFACE_BUILD_TOOLS)
+  install(FILES docs/formats.md docs/accuracy.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+  install(DIRECTORY docs/img DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+  install(DIRECTORY data/polarizer DESTINATION ${CMAKE_INSTALL_DOCDIR}/data)
+endif()
 if(KORINTERFACE_BUILD_TOOLS AND NOT WIN32)
   install(FILES docs/man/kor.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 endif()

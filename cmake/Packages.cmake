@@ -24,6 +24,7 @@ endif()
 # Copyright, changelog and what else differs between a Debian package and an archive.
 set(CPACK_PRE_BUILD_SCRIPTS ${PROJECT_SOURCE_DIR}/cmake/packages/finish.cmake)
 set(CPACK_KOR_SOURCE_DIR ${PROJECT_SOURCE_DIR})
+set(CPACK_KOR_DOCDIR ${CMAKE_INSTALL_DOCDIR})
 find_package(Python3 COMPONENTS Interpreter) # makes the changelog of the Debian packages
 set(CPACK_KOR_PYTHON "${Python3_EXECUTABLE}")
 
@@ -58,14 +59,15 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkorinterface-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${kor_library_package} (= ${kor_debian_version})")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "orientation from the readings of a KOR sensor - development files
-${about}This package holds the headers, the CMake package and the pkg-config file.")
+${about}This package holds headers, CMake package, pkg-config file and an example.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME kor-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${kor_library_package} (>= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "orientation from the readings of a KOR sensor - command-line tool
-${about}This package holds kor, which replays and simulates recordings of a sensor.")
+${about}This package holds kor, which replays and simulates recordings of a sensor,
+the description of its file formats, its accuracy, and a sample recording.")
 
 foreach(component LIBRARY DEVELOPMENT TOOLS)
   set(CPACK_DEBIAN_${component}_PACKAGE_PRIORITY optional)

@@ -2,7 +2,9 @@
 """Runs the commands that the documents show.
 
     commands.py ROOT TREE KOR                        all documents of the repository
-    commands.py --in FOLDER DOCUMENT [SECTION]       one document, or one section of it, in a folder that has what it needs
+    commands.py --in FOLDER DOCUMENT SECTION [EMULATOR...]
+                                                     one section of a document, in a folder that has what it needs; with an
+                                                     emulator for the commands of Windows among them
     commands.py --itself                             faults planted in a document are found
 
 Every document has a copy of the repository to itself. Its commands run there in one shell, in their order, so that
@@ -46,7 +48,7 @@ NOT_RUN = [
 ]
 # Sections whose commands another test runs: document, heading, test.
 RUN_ELSEWHERE = [
-    ("docs/windows.md", "A host program", "windows.archive_serves_a_consumer_and_runs_kor"),
+    ("docs/windows.md", "A host program", "windows.archive_serves_hosts_as_the_document_says"),
 ]
 # Words of a synopsis such as `kor replay --prm DIRECTORY --id N RECORDING [-o RESULTS]`, and what stands in for them.
 # Brackets are dropped, of A|B the first is taken, dots behind a word are dropped. Only commands that begin with kor.
@@ -88,13 +90,20 @@ def masked(line):
     return " ".join(re.sub(r"-?\d[\d.e+-]*", "#", line).split())
 
 
-def run(commands, folder, environment, name):
+def shell_text(command, emulator):
+    """A command as the shell is to read it."""
+    if command.language == "bat":
+        return shlex.join([*emulator, "cmd", "/c", command.text])
+    return stood_in(command.text)
+
+
+def run(commands, folder, environment, name, emulator=()):
     """Runs commands in one shell; what is wrong with them, a text each. Prints the processor time of the dear ones."""
     with tempfile.TemporaryDirectory() as work:
         work = pathlib.Path(work)
         script = ["set -uo pipefail"]
         for i, command in enumerate(commands):
-            (work / f"{i}.command").write_text(stood_in(command.text), encoding="utf-8")
+            (work / f"{i}.command").write_text(shell_text(command, emulator), encoding="utf-8")
             at = shlex.quote(str(work / str(i)))
             script.append(f'eval "$(<{at}.command)" >{at}.output 2>&1 </dev/null; echo $? >{at}.status; times >{at}.times')
         (work / "script").write_text("\n".join(script) + "\n", encoding="utf-8")
@@ -247,9 +256,10 @@ def main(arguments):
     if arguments == ["--itself"]:
         return itself()
     if arguments[:1] == ["--in"]:
-        folder, path = pathlib.Path(arguments[1]), pathlib.Path(arguments[2])
-        commands = [command for command in documents.commands(path) if arguments[3:] in ([], [command.section])]
-        found, ran = run(commands, folder, dict(os.environ), path.name), len(commands)
+        folder, path, section, emulator = arguments[1], pathlib.Path(arguments[2]), arguments[3], arguments[4:]
+        languages = ("", "sh", "bat") if emulator else ("", "sh")
+        commands = [command for command in documents.commands(path, languages) if command.section == section]
+        found, ran = run(commands, folder, dict(os.environ), path.name, emulator), len(commands)
     else:
         root, tree, kor = (pathlib.Path(argument).resolve() for argument in arguments)
         found, ran = check(root, tree, str(kor))

@@ -1,7 +1,7 @@
 """What the documents hold: commands with their places and what is printed under them, links, headings.
 
 In a Markdown document a block of commands is indented, or fenced as sh or without a language. A block of anything else is
-fenced with its language. The block text behind commands shows lines of their output. A table's column with the heading
+fenced with its language; bat are commands of Windows. The block text behind commands shows lines of their output. A table's column with the heading
 Command holds commands, too, and so do the lines between .nf and .fi of a manual page.
 """
 import dataclasses
@@ -15,6 +15,7 @@ class Command:
     line: int
     text: str
     section: str
+    language: str = ""
     shown: list = dataclasses.field(default_factory=list)  # lines of output that the document shows, and their number
 
 
@@ -77,18 +78,19 @@ def blocks(text):
     return found
 
 
-def lines_to_commands(lines, first, section):
+def lines_to_commands(lines, first, section, language):
     """Commands of a block: one a line, continued behind a backslash; comments alone are none."""
+    continued = "\\" if language != "bat" else "^"
     found, text, begin = [], "", first
     for number, line in enumerate(lines, first):
         if not text:
             begin = number
         text += line
-        if line.endswith("\\"):
+        if line.endswith(continued):
             text = text[:-1]
             continue
         if text.strip() and not text.strip().startswith("#"):
-            found.append(Command(begin, text.strip(), section))
+            found.append(Command(begin, text.strip(), section, language))
         text = ""
     return found
 
@@ -129,7 +131,7 @@ def commands(path, languages=("", "sh")):
     found = []
     for block in blocks(text):
         if block.language in languages:
-            found += lines_to_commands(block.lines, block.line, block.section)
+            found += lines_to_commands(block.lines, block.line, block.section, block.language)
         elif block.language == "text" and found:
             found[-1].shown += [(n, line) for n, line in enumerate(block.lines, block.line) if line.strip()]
     if "" in languages:

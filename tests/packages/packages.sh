@@ -4,6 +4,7 @@
 #   packages.sh lintian BUILD      what lintian says of them is what docs/releasing.md explains
 #   packages.sh tgz BUILD          archive
 #   packages.sh zip BUILD PREFIX   archive of the Windows build, with Wine's prefix
+#   packages.sh windows_host BUILD PREFIX   hosts against that archive, as docs/windows.md has them
 #   packages.sh manual BUILD       the manual page and the program's help list the same options
 set -euo pipefail
 export LC_ALL=C.UTF-8
@@ -11,6 +12,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
 check=$1
 build=$(cd "$2" && pwd)
+python=${KOR_PYTHON:-python3}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
@@ -38,7 +40,30 @@ replays() { # KOR [ARGUMENT...]: prints its version, and a replay agrees with th
         fail "kor --version says $version"
     local folder=$root/data/polarizer
     silently "$@" replay --prm "$folder" --id 1005 "$folder/polarizer.csv" -o "$work/results.csv"
-    silently "${KOR_PYTHON:-python3}" "$root/data/compare.py" "$work/results.csv" "$folder/polarizer_truth.csv" --limit 2e-5
+    silently "$python" "$root/data/compare.py" "$work/results.csv" "$folder/polarizer_truth.csv" --limit 2e-5
+}
+
+contains() { # FOLDER PATTERN...: each matches a file that is not empty
+    local pattern
+    for pattern in "${@:2}"; do
+        [ -n "$(find "$1" -path "$1/$pattern" -type f -size +0)" ] || fail "the package lacks $pattern"
+    done
+}
+
+# What every user finds: the documents, a host, a recording with its parameter file and its truth.
+documents=(docs/formats.md docs/accuracy.md docs/img/frames.svg docs/kept-behaviour.md docs/windows.md examples/host.cpp
+           data/polarizer/Tg1005.prm data/polarizer/polarizer.csv data/polarizer/polarizer.korraw
+           data/polarizer/polarizer_truth.csv)
+
+reads_well() { # FOLDER: the links of its documents lead somewhere in it, and nothing needs Python
+    local names
+    mapfile -t names < <(cd "$1" && find . -name '*.md' -printf '%P\n')
+    silently "$python" "$root/tests/docs/links.py" "$1" "${names[@]}"
+    [ -z "$(find "$1" -name '*.py' -o -name '__pycache__')" ] || fail "the package holds Python: $(find "$1" -name '*.py')"
+}
+
+commands_run() { # FOLDER DOCUMENT SECTION [EMULATOR...]
+    silently "$python" "$root/tests/docs/commands.py" --in "$@"
 }
 
 case $check in
@@ -74,6 +99,10 @@ deb)
     [ "$(grep -c ', stripped$' "$work/files")" -eq 2 ] || fail "not stripped: $(<"$work/files")"
     ! readelf -d "$work/root/usr/bin/kor" | grep -qE 'R(UN)?PATH' || fail "kor looks for its library in a place of its own"
     zcat "$work/root/usr/share/man/man1/kor.1.gz" | cmp - "$root/docs/man/kor.1"
+    contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md "${documents[@]:6}"
+    contains "$work/root/usr/share/doc/libkorinterface-dev" docs/kept-behaviour.md examples/host.cpp
+    reads_well "$work/root/usr/share/doc/kor-tools"
+    reads_well "$work/root/usr/share/doc/libkorinterface-dev"
     consumer_built "$work/root/usr"
     "$work/consumer/consumer"
     replays env LD_LIBRARY_PATH="$(dirname "$library")" "$work/root/usr/bin/kor"
@@ -95,9 +124,13 @@ tgz)
     packed TGZ
     mkdir "$work/elsewhere"
     tar -xzf "$work/packages"/*.tar.gz -C "$work/elsewhere" --strip-components=1
-    for file in README.md CHANGELOG.md copyright share/man/man1/kor.1; do
-        [ -s "$work/elsewhere/$file" ] || fail "the archive lacks $file"
-    done
+    contains "$work/elsewhere" README.md CHANGELOG.md copyright share/man/man1/kor.1 "${documents[@]}"
+    reads_well "$work/elsewhere"
+    # A build for the prefix /usr has its libraries elsewhere than the archive of a release has them.
+    if [ -d "$work/elsewhere/lib/pkgconfig" ]; then
+        commands_run "$work/elsewhere" "$work/elsewhere/README.md" "A first result"
+        commands_run "$work/elsewhere" "$work/elsewhere/README.md" "Compiling a host"
+    fi
     consumer_built "$work/elsewhere"
     "$work/consumer/consumer"
     replays "$work/elsewhere/bin/kor"
@@ -107,15 +140,31 @@ zip)
     packed ZIP
     silently unzip -q "$work/packages"/*.zip -d "$work/unpacked"
     tree=$(echo "$work/unpacked"/*)
-    for file in README.md CHANGELOG.md copyright bin/KORInterface.dll bin/kor.exe; do
-        [ -s "$tree/$file" ] || fail "the archive lacks $file"
-    done
+    contains "$tree" README.md CHANGELOG.md copyright bin/KORInterface.dll bin/kor.exe "${documents[@]}"
+    reads_well "$tree"
     consumer_built "$tree" -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" \
         -DKORInterface_DIR="$tree/lib/cmake/KORInterface" # the toolchain looks for packages in its own root only
     ! "${wine[@]}" "$work/consumer/consumer.exe" >"$work/log" 2>&1 || fail "the consumer runs without the DLL"
     cp "$tree/bin/KORInterface.dll" "$work/consumer/"
     "${wine[@]}" "$work/consumer/consumer.exe"
     replays "${wine[@]}" "$tree/bin/kor.exe"
+    ;;
+windows_host)
+    wine=("$root/tests/windows/run.sh" "$3")
+    packed ZIP
+    silently unzip -q "$work/packages"/*.zip -d "$work/unpacked"
+    tree=$(echo "$work/unpacked"/*)
+    commands_run "$tree" "$tree/docs/windows.md" "A host program" "${wine[@]}"
+    # One host has the run-time libraries in it, the other takes those of the compiler.
+    needed() { x86_64-w64-mingw32-objdump -p "$tree/bin/$1" | grep -oE 'DLL Name: (KORInterface|lib[^ ]*)\.dll' | sort; }
+    [ "$(needed host.exe)" = "DLL Name: KORInterface.dll" ] || fail "host.exe needs $(needed host.exe)"
+    needed host_shared.exe | grep -q 'libstdc++-6\.dll' || fail "host_shared.exe needs $(needed host_shared.exe)"
+    folder=$tree/data/polarizer
+    for host in host host_shared; do
+        "${wine[@]}" "$tree/bin/$host.exe" "$folder" 1005 "$folder/polarizer.korraw" >"$work/$host.out"
+    done
+    cmp "$work/host.out" "$work/host_shared.out"
+    "$python" "$here/host_agrees.py" "$work/host.out" "$tree/results.csv"
     ;;
 manual)
     options() { grep -oE '(^|[^a-z-])--[a-z][a-z-]*' | grep -oE '[a-z][a-z-]*$' | sort -u; }
