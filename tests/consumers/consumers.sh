@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Checks of the public headers, of an installed tree and of the preset release. Usage: consumers.sh CHECK
-# [COMPILER|BUILD_FOLDER]
+# [COMPILER|BUILD_FOLDER [EMULATOR...]]
 set -euo pipefail
 here=$(cd "$(dirname "$0")" && pwd)
 root=$(cd "$here/../.." && pwd)
@@ -40,6 +40,49 @@ pkg_config | moved_tree)
     g++ -std=c++11 "$here/find_package/consumer.cpp" $flags -o "$work/consumer"
     libdir=$(PKG_CONFIG_PATH=$(dirname "$pc") pkg-config --variable=libdir KORInterface)
     LD_LIBRARY_PATH=$libdir "$work/consumer"
+    ;;
+static)
+    # A build with BUILD_SHARED_LIBS=OFF, installed and used. Its objects would be those of the tree under test, so that they
+    # are taken from there in place of compiling all sources once more.
+    cached() { sed -n "s/^$1:[A-Z]*=//p" "$2/CMakeCache.txt"; }
+    same=()
+    for variable in CMAKE_BUILD_TYPE CMAKE_CXX_COMPILER CMAKE_CXX_FLAGS CMAKE_CXX_FLAGS_DEBUG CMAKE_CXX_FLAGS_RELEASE \
+        CMAKE_TOOLCHAIN_FILE KORINTERFACE_LIBRARY_OPTIONS KORINTERFACE_SANITIZE; do
+        value=$(cached "$variable" "$2")
+        [ -z "$value" ] || same+=("-D$variable=$value")
+    done
+    cmake -S "$root" -B "$work/static" -G Ninja -DBUILD_SHARED_LIBS=OFF -DKORINTERFACE_BUILD_TESTS=OFF \
+        -DKORINTERFACE_BUILD_TOOLS=OFF -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_INSTALL_LIBDIR=lib "${same[@]}" \
+        >"$work/log" 2>&1 || { cat "$work/log"; fail "a static build cannot be configured"; }
+    "${KOR_PYTHON:-python3}" "$here/static_objects.py" "$work/static" "$2" >"$work/objects" ||
+        { cat "$work/objects"; fail "the objects of a static build are others"; }
+    # A toolchain file names its programs outside the cache.
+    program() { sed -n "s/^set($1 \"\(.*\)\")\$/\1/p" "$2"/CMakeFiles/*/CMakeCXXCompiler.cmake; }
+    compiler=$(program CMAKE_CXX_COMPILER "$2")
+    "$(program CMAKE_AR "$2")" rcs "$work/static/libKORInterface.a" @"$work/objects"
+    installed "$work/static" "$work/prefix"
+    [ -z "$(find "$work/prefix" -name '*.so*' -o -name '*.dll*')" ] || fail "a static build installs a shared library"
+
+    folder=$root/data/polarizer
+    if [ $# -gt 2 ]; then
+        "$compiler" -std=c++11 -municode -DKORINTERFACE_STATIC "$root/examples/host.cpp" -I "$work/prefix/include" \
+            "$work/prefix/lib/libKORInterface.a" -static -o "$work/host.exe"
+        host=("${@:3}" "$work/host.exe")
+        kor=("${@:3}" "$2/bin/kor.exe")
+    else
+        # shellcheck disable=SC2046
+        "$compiler" -std=c++11 "$root/examples/host.cpp" \
+            $(PKG_CONFIG_PATH=$work/prefix/lib/pkgconfig pkg-config --cflags --libs KORInterface) -o "$work/host"
+        host=("$work/host")
+        kor=("$2/tools/kor")
+        cmake -S "$here/find_package" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/prefix" >"$work/log" 2>&1 &&
+            cmake --build "$work/build" >>"$work/log" 2>&1 || { cat "$work/log"; fail "the consumer does not build"; }
+        "$work/build/consumer"
+    fi
+    "${host[@]}" "$folder" 1005 "$folder/polarizer.korraw" >"$work/host.out"
+    "${kor[@]}" replay --prm "$folder" --id 1005 "$folder/polarizer.korraw" -o "$work/results.csv" >"$work/log" 2>&1 ||
+        { cat "$work/log"; fail "kor does not replay"; }
+    "${KOR_PYTHON:-python3}" "$root/tests/packages/host_agrees.py" "$work/host.out" "$work/results.csv"
     ;;
 exports)
     library=$(find "$2" -maxdepth 1 -name 'libKORInterface.so' | head -n 1)

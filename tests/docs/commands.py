@@ -63,6 +63,7 @@ FILES = [
     ("docs/formats.md", "tuesday/b.korraw", "data/polarizer/polarizer.korraw"),
     ("docs/man/kor.1", "calibration", "data/polarizer"),
     ("docs/man/kor.1", "run.csv", "data/polarizer/polarizer.csv"),
+    ("docs/man/kor.1", "second.korraw", "data/polarizer/polarizer.korraw"),
 ]
 
 WHAT_TO_DO = """
@@ -160,7 +161,8 @@ if [ "${{1-}}" = --preset ]; then
 fi
 {real["ctest"]} "$@" -N >ctest.list 2>&1 || {{ cat ctest.list; exit 1; }}
 tail -n 1 ctest.list
-grep -q '^Total Tests: [1-9]' ctest.list
+# In a tree that is built in part, the tests of a program without its executable are not known yet.
+grep -q '^Total Tests: [1-9]' ctest.list || {real["ctest"]} "${{@:1:2}}" -N | grep -q _NOT_BUILT
 """,
     }
     folder.mkdir()

@@ -99,6 +99,12 @@ deb)
     [ "$(grep -c ', stripped$' "$work/files")" -eq 2 ] || fail "not stripped: $(<"$work/files")"
     ! readelf -d "$work/root/usr/bin/kor" | grep -qE 'R(UN)?PATH' || fail "kor looks for its library in a place of its own"
     zcat "$work/root/usr/share/man/man1/kor.1.gz" | cmp - "$root/docs/man/kor.1"
+    # What the manual page names is there.
+    mapfile -t named < <(sed 's/\\-/-/g' "$root/docs/man/kor.1" | grep -oE '/usr/[[:alnum:]_./-]*[[:alnum:]]' | sort -u)
+    [ "${#named[@]}" -ge 4 ] || fail "the manual page names ${#named[@]} places"
+    for place in "${named[@]}"; do
+        [ -e "$work/root$place" ] || fail "the manual page names $place, which no package holds"
+    done
     contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md "${documents[@]:6}"
     contains "$work/root/usr/share/doc/libkorinterface-dev" docs/kept-behaviour.md examples/host.cpp
     reads_well "$work/root/usr/share/doc/kor-tools"
@@ -177,6 +183,10 @@ manual)
     done
     "$build/tools/kor" --help | awk '/^Subcommands:/ { inside = 1; next } /^$/ { inside = 0 } inside { print $1 }' |
         sort >"$work/help"
+    for heading in SYNOPSIS DESCRIPTION 'EXIT STATUS' FILES EXAMPLES 'SEE ALSO'; do
+        awk -v heading=".SH $heading" '/^\.SH/ { inside = $0 == heading; next } inside' "$root/docs/man/kor.1" >"$work/part"
+        [ "$(wc -l <"$work/part")" -ge 5 ] || fail "docs/man/kor.1 says nothing under $heading"
+    done
     printf '%s\n' accuracy replay simulate | diff "$work/help" - || fail "a subcommand lacks its part of docs/man/kor.1 and of this test"
     ;;
 *)
