@@ -9,8 +9,11 @@ import sys
 
 import documents
 
+# Leads to places of an archive; the tests packages.* follow its links there.
+OF_PACKAGES = "cmake/packages/README.md"
+
 root = pathlib.Path(sys.argv[1]).resolve()
-names = sys.argv[2:] or [name for name in documents.tracked(root) if name.endswith(".md")]
+names = sys.argv[2:] or [name for name in documents.tracked(root) if name.endswith(".md") and name != OF_PACKAGES]
 broken = documents.broken_links(root, names)
 print("\n".join(broken) if broken else f"{len(names)} documents")
 sys.exit(1 if broken or not names else 0)
