@@ -37,7 +37,7 @@ build_progress() {
         if [ -t 1 ]; then
             printf '\r\033[K'
         fi
-        echo "built after $SECONDS s"
+        echo "the build ended after $SECONDS s"
         echo
     fi
 }

@@ -1,4 +1,16 @@
-# Sourced: `need PACKAGE...` installs the Debian packages that are missing; silent and quick when all are there.
+# Sourced, by scripts that have set pipefail: `need PACKAGE...` installs the Debian packages that are missing; silent and
+# quick when all are there.
+
+# Passes on one line in ten seconds, so that something is to be seen of a long run.
+sometimes() {
+    local line shown=$SECONDS
+    while IFS= read -r line; do
+        if ((SECONDS >= shown + 10)); then
+            shown=$SECONDS
+            printf '  %.100s\n' "$line"
+        fi
+    done
+}
 
 need() {
     missing=()
@@ -15,9 +27,9 @@ need() {
     echo "installing ${missing[*]}" >&2
     local log
     log=$(mktemp)
-    if ! { "${as_root[@]}" apt-get update -qq &&
-           "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"; } \
-            >"$log" 2>&1 </dev/null; then
+    if ! { "${as_root[@]}" apt-get update &&
+           "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y --no-install-recommends "${missing[@]}"; } \
+            2>&1 </dev/null | tee "$log" | sometimes >&2; then
         cat "$log" >&2
         rm -f "$log"
         return 1

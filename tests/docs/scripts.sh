@@ -28,3 +28,30 @@ tells 64 err tests/reference/campaign.sh /bin/true
 tells 64 err tests/reference/campaign.sh /nonexistent 1
 tells 64 err tests/reference/campaign.sh /bin/true 1 2x
 tells 64 err ./demo.sh quickly
+
+# demo.sh tells how far its build is while it runs, and nothing when there is nothing to build.
+mkdir -p "$work/tree/scripts" "$work/bin"
+cp demo.sh "$work/tree/"
+printf 'need() { :; }\nbuild_packages=(none)\n' >"$work/tree/scripts/packages.sh"
+cat >"$work/bin/cmake" <<'END'
+#!/bin/sh
+[ "$1" = --build ] || exit 0
+cat "$KOR_STEPS"
+for wait in $(seq 100); do
+    [ -e "$KOR_STEPS.go" ] && [ ! -e "$KOR_STEPS.seen" ] || break
+    sleep 0.05
+done
+exit 1
+END
+chmod +x "$work/bin/cmake"
+demo() { KOR_STEPS=$work/steps PATH="$work/bin:$PATH" timeout 10 "$work/tree/demo.sh" 2>/dev/null || true; }
+echo "ninja: no work to do." >"$work/steps"
+[ -z "$(demo)" ] || { echo "demo.sh speaks of a build with nothing to do"; exit 1; }
+for step in 1 2 3 4 5 6; do echo "[$step/40] Building CXX object a.o"; done >"$work/steps"
+touch "$work/steps.go"
+while IFS= read -r line; do
+    case $line in
+    "4 of 40 steps"*) touch "$work/steps.seen" ;;
+    esac
+done < <(demo)
+[ -e "$work/steps.seen" ] || { echo "demo.sh does not tell how far its build is before the build ends"; exit 1; }
