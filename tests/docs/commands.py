@@ -48,7 +48,7 @@ NOT_RUN = [
 ]
 # Sections whose commands another test runs: document, heading, test.
 RUN_ELSEWHERE = [
-    ("docs/windows.md", "A host program", "windows.archive_serves_hosts_as_the_document_says"),
+    ("docs/windows.md", "A host program", "windows.archive_serves_hosts_as_documented_and_runs_kor"),
 ]
 # Words of a synopsis such as `kor replay --prm DIRECTORY --id N RECORDING [-o RESULTS]`, and what stands in for them.
 # Brackets are dropped, of A|B the first is taken, dots behind a word are dropped. Only commands that begin with kor.

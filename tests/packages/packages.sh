@@ -4,7 +4,6 @@
 #   packages.sh lintian BUILD      what lintian says of them is what docs/releasing.md explains
 #   packages.sh tgz BUILD          archive
 #   packages.sh zip BUILD PREFIX   archive of the Windows build, with Wine's prefix
-#   packages.sh windows_host BUILD PREFIX   hosts against that archive, as docs/windows.md has them
 #   packages.sh manual BUILD       the manual page and the program's help list the same options
 set -euo pipefail
 export LC_ALL=C.UTF-8
@@ -134,8 +133,7 @@ tgz)
     reads_well "$work/elsewhere"
     # A build for the prefix /usr has its libraries elsewhere than the archive of a release has them.
     if [ -d "$work/elsewhere/lib/pkgconfig" ]; then
-        commands_run "$work/elsewhere" "$work/elsewhere/README.md" "A first result"
-        commands_run "$work/elsewhere" "$work/elsewhere/README.md" "Compiling a host"
+        commands_run "$work/elsewhere" "$work/elsewhere/README.md" "On Linux"
     fi
     consumer_built "$work/elsewhere"
     "$work/consumer/consumer"
@@ -154,12 +152,8 @@ zip)
     cp "$tree/bin/KORInterface.dll" "$work/consumer/"
     "${wine[@]}" "$work/consumer/consumer.exe"
     replays "${wine[@]}" "$tree/bin/kor.exe"
-    ;;
-windows_host)
-    wine=("$root/tests/windows/run.sh" "$3")
-    packed ZIP
-    silently unzip -q "$work/packages"/*.zip -d "$work/unpacked"
-    tree=$(echo "$work/unpacked"/*)
+
+    commands_run "$tree" "$tree/README.md" "On Windows" "${wine[@]}"
     commands_run "$tree" "$tree/docs/windows.md" "A host program" "${wine[@]}"
     # One host has the run-time libraries in it, the other takes those of the compiler.
     needed() { x86_64-w64-mingw32-objdump -p "$tree/bin/$1" | grep -oE 'DLL Name: (KORInterface|lib[^ ]*)\.dll' | sort; }
