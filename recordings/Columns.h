@@ -13,7 +13,11 @@
 
 namespace kor::recordings {
 
-enum class Format { csv, binary };
+enum class Format {
+    csv,
+    binary,
+    bare ///< of results alone: the engine's records and nothing else
+};
 
 enum class Type { float32, float64, int32, uint32, uint8, flag, text, outcome };
 
@@ -23,7 +27,11 @@ struct Column {
     std::string_view unit; ///< empty: none, or that of a table of the parameter file
     std::size_t offset;    ///< of the value in its record
     bool measured = false; ///< a reading that can be noisy, biased or quantised
+    bool optional = false; ///< files made before there was this column are read as well
 };
+
+/// Bytes of a text in a record, at most.
+inline constexpr std::size_t kLongestText = 32;
 
 /// What became of one sample. The numbers are part of the binary format, the names of the CSV: new ones go to the end.
 enum class Outcome : std::uint8_t {
@@ -115,9 +123,9 @@ inline constexpr std::array<Column, 27> kResultColumns = {{
     {"m21", Type::float64, "", offsetof(Result, matrix) + 56},
     {"m22", Type::float64, "", offsetof(Result, matrix) + 64},
     {"matrixCode", Type::int32, "", offsetof(Result, matrixCode)},
-    {"outcome", Type::outcome, "", offsetof(Result, outcome)},
-    {"levelX_out", Type::flag, "", offsetof(Result, levelXOut)},
-    {"levelY_out", Type::flag, "", offsetof(Result, levelYOut)},
+    {"outcome", Type::outcome, "", offsetof(Result, outcome), false, true},
+    {"levelX_out", Type::flag, "", offsetof(Result, levelXOut), false, true},
+    {"levelY_out", Type::flag, "", offsetof(Result, levelYOut), false, true},
 }};
 
 /// Records of the truth about a simulated recording: Truth.

@@ -19,30 +19,112 @@ std::unique_ptr<Input> Input::open(const std::string& path, Problem& problem)
                    .reason = file ? "it is a directory" : platform::lastError()};
         return nullptr;
     }
-    return std::unique_ptr<Input>(new Input(std::move(file), title));
+    return std::unique_ptr<Input>(new Input(std::move(file), path, title));
 }
 
-Input::Input(platform::File file, std::string title)
-    : m_file(std::move(file)), m_title(std::move(title)), m_buffer(kRoom)
+Input::Input(platform::File file, std::string path, std::string title)
+    : m_file(std::move(file)), m_path(std::move(path)), m_title(std::move(title)), m_buffer(kRoom)
 {
+}
+
+std::uint64_t Input::position() const
+{
+    return m_unpacker ? m_read - (m_packedEnd - m_packedBegin) : consumed();
+}
+
+// At most so many bytes of the file; none at its end and when reading fails.
+std::size_t Input::readFile(char* into, std::size_t room)
+{
+    const std::ptrdiff_t got = m_file.read(into, room);
+    if (got < 0) {
+        m_problem = {.kind = Problem::Kind::cannotRead, .file = m_title, .reason = platform::lastError()};
+        return 0;
+    }
+    m_atEnd = got == 0;
+    m_read += static_cast<std::uint64_t>(got);
+    return static_cast<std::size_t>(got);
+}
+
+bool Input::fail(const std::string& reason, const std::string& advice)
+{
+    m_problem = {.kind = Problem::Kind::badData, .file = m_title, .reason = reason, .advice = advice};
+    return false;
+}
+
+// Reads the first bytes of the file; when they are compressed, what was read is set aside to be unpacked.
+bool Input::findCompression()
+{
+    m_begun = true;
+    while (m_end < kCompressionMark && !m_atEnd && !m_problem) {
+        m_end += readFile(m_buffer.data() + m_end, m_buffer.size() - m_end);
+    }
+    if (m_problem) {
+        return false;
+    }
+    m_compression = compressionOf(ahead());
+    if (m_compression == Compression::none) {
+        m_handedOut = m_end;
+        return m_end > 0;
+    }
+    m_unpacker = makeUnpacker(m_compression);
+    if (!m_unpacker) {
+        return fail("this build cannot read " + std::string(nameOf(m_compression)), "decompress the file first");
+    }
+    m_packedEnd = std::exchange(m_end, 0);
+    m_packed = m_buffer;
+    return unpackMore();
+}
+
+// Hands out what has been unpacked before a fault, or before the end, and then says so.
+bool Input::unpackMore()
+{
+    for (;;) {
+        const Unpacker::Progress progress =
+            m_unpacker->unpack({m_packed.data() + m_packedBegin, m_packedEnd - m_packedBegin}, m_buffer.data() + m_end,
+                               m_buffer.size() - m_end);
+        m_packedBegin += progress.taken;
+        m_end += progress.made;
+        m_handedOut += progress.made;
+        if (progress.made > 0) {
+            return true;
+        }
+        const std::string data = "the " + std::string(nameOf(m_compression)) + " data ";
+        const std::string place = " at byte " + std::to_string(position()) + " of the file";
+        if (!m_unpacker->fault().empty()) {
+            return fail(data + "are damaged" + place + " (" + m_unpacker->fault() + ")", "make or fetch the file anew");
+        }
+        if (progress.taken > 0) {
+            continue;
+        }
+        m_packedEnd = m_atEnd ? 0 : readFile(m_packed.data(), m_packed.size());
+        m_packedBegin = 0;
+        if (m_problem) {
+            return false;
+        }
+        if (m_packedEnd == 0) {
+            return m_unpacker->isComplete() ? false
+                                            : fail(data + "end too early," + place, "make or fetch the file anew");
+        }
+    }
 }
 
 bool Input::more()
 {
-    if (m_atEnd || m_problem) {
+    if (m_problem || (m_atEnd && !m_unpacker)) {
         return false;
+    }
+    if (!m_begun) {
+        return findCompression();
     }
     std::memmove(m_buffer.data(), m_buffer.data() + m_begin, m_end - m_begin);
     m_end -= m_begin;
     m_begin = 0;
-    const std::ptrdiff_t got = m_file.read(m_buffer.data() + m_end, m_buffer.size() - m_end);
-    if (got < 0) {
-        m_problem = {.kind = Problem::Kind::cannotRead, .file = m_title, .reason = platform::lastError()};
-        return false;
+    if (m_unpacker) {
+        return unpackMore();
     }
-    m_atEnd = got == 0;
-    m_end += static_cast<std::size_t>(got);
-    m_read += static_cast<std::uint64_t>(got);
+    const std::size_t got = readFile(m_buffer.data() + m_end, m_buffer.size() - m_end);
+    m_end += got;
+    m_handedOut += got;
     return got > 0;
 }
 

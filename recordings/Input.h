@@ -1,4 +1,4 @@
-// Bytes of a file or of standard input, through one buffer.
+// Bytes of a file or of standard input, unpacked when they are compressed, through one buffer.
 #pragma once
 
 #include <cstddef>
@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/Files.h"
+#include "recordings/Compression.h"
 #include "recordings/Problem.h"
 
 namespace kor::recordings {
@@ -17,36 +18,54 @@ class Input {
 public:
     /// Opens a file; "-" is standard input.
     /// Returned  problem  what has gone wrong when the result is null
+    /// Notes  1  Whether it is compressed is seen from its first bytes, when more is called first.
     static std::unique_ptr<Input> open(const std::string& path, Problem& problem);
 
     /// What is buffered and not consumed. It stays in place until the next call of more.
     std::string_view ahead() const { return {m_buffer.data() + m_begin, m_end - m_begin}; }
     void consume(std::size_t count) { m_begin += count; }
 
-    /// Adds at least one byte to what is ahead, room permitting; false at the end and when reading has failed.
+    /// Adds at least one byte to what is ahead, room permitting; false at the end and when reading has failed. Hands
+    /// out what has come and waits only for the first byte.
     bool more();
 
-    /// Set when reading has failed.
+    /// Set when reading has failed, or a compressed file is damaged (badData).
     const Problem& problem() const { return m_problem; }
 
     /// Bytes that more can hold ahead at the least, also if nothing has been consumed.
     static constexpr std::size_t kRoom = 256 * 1024;
 
-    const std::string& title() const { return m_title; } ///< for messages
-    std::uint64_t consumed() const { return m_read - (m_end - m_begin); }
-    std::uint64_t size() const { return m_file.size(); } ///< 0 when unknown
+    const std::string& title() const { return m_title; }                       ///< for messages
+    const std::string& path() const { return m_path; }                         ///< as it was given
+    std::uint64_t consumed() const { return m_handedOut - (m_end - m_begin); } ///< bytes of the content
+    std::uint64_t position() const; ///< bytes of the file that have been consumed, as far as can be told
+    std::uint64_t size() const { return m_file.size(); } ///< of the file in bytes; 0 when unknown
 
 private:
-    Input(platform::File file, std::string title);
+    Input(platform::File file, std::string path, std::string title);
+    std::size_t readFile(char* into, std::size_t room);
+    bool findCompression();
+    bool unpackMore();
+    bool fail(const std::string& reason, const std::string& advice);
 
     platform::File m_file;
+    std::string m_path;
     std::string m_title;
     Problem m_problem;
     std::vector<char> m_buffer;
     std::size_t m_begin = 0;
     std::size_t m_end = 0;
-    std::uint64_t m_read = 0;
+    std::uint64_t m_handedOut = 0; ///< bytes that have been put ahead
+    std::uint64_t m_read = 0;      ///< bytes of the file
     bool m_atEnd = false;
+    bool m_begun = false; ///< the compression is known
+
+    /// Of a compressed file only.
+    Compression m_compression = Compression::none;
+    std::unique_ptr<Unpacker> m_unpacker;
+    std::vector<char> m_packed;
+    std::size_t m_packedBegin = 0;
+    std::size_t m_packedEnd = 0;
 };
 
 } // namespace kor::recordings

@@ -6,8 +6,12 @@ namespace kor::recordings {
 
 namespace {
 
-std::string_view withoutReturn(std::string_view line)
+// A line that a lone CR ends may begin with the LF of a CR LF before it.
+std::string_view withoutOtherEnd(std::string_view line, char end)
 {
+    if (end == '\r') {
+        return line.starts_with('\n') ? line.substr(1) : line;
+    }
     return line.ends_with('\r') ? line.substr(0, line.size() - 1) : line;
 }
 
@@ -15,8 +19,9 @@ std::string_view withoutReturn(std::string_view line)
 
 Problem Lines::problem() const
 {
-    if (m_input.problem()) {
-        return m_input.problem();
+    if (Problem problem = m_input.problem()) {
+        problem.line = problem.kind == Problem::Kind::badData ? m_number + 1 : 0;
+        return problem;
     }
     return {.kind = Problem::Kind::badData,
             .file = m_input.title(),
@@ -25,14 +30,31 @@ Problem Lines::problem() const
             .expected = "a shorter one"};
 }
 
+// The end of the line in what is ahead, null when it is not there yet. A CR that nothing follows yet may be half of a
+// CR LF.
+const char* Lines::endIn(std::string_view text)
+{
+    if (m_end == '\0') {
+        const std::size_t first = text.find_first_of("\r\n");
+        if (first == std::string_view::npos || first + 1 == text.size()) {
+            m_end = first != std::string_view::npos && text[first] == '\n' ? '\n' : '\0';
+        } else {
+            m_end = text[first] == '\r' && text[first + 1] != '\n' ? '\r' : '\n';
+        }
+    }
+    return m_end == '\0'
+               ? nullptr
+               : static_cast<const char*>(text.empty() ? nullptr : std::memchr(text.data(), m_end, text.size()));
+}
+
 // Passes over the rest of a line that is too long; false if the input ends before the line does.
 bool Lines::skipRest()
 {
     while (m_skipping) {
         const std::string_view ahead = m_input.ahead();
-        const std::size_t newline = ahead.find('\n');
-        m_skipping = newline == std::string_view::npos;
-        m_input.consume(m_skipping ? ahead.size() : newline + 1);
+        const char* const found = endIn(ahead);
+        m_skipping = found == nullptr;
+        m_input.consume(m_skipping ? ahead.size() : static_cast<std::size_t>(found - ahead.data()) + 1);
         if (m_skipping && !m_input.more()) {
             return false;
         }
@@ -44,7 +66,7 @@ Lines::Step Lines::handOut(std::string_view& line, std::size_t length, std::size
 {
     ++m_number;
     m_pending = withEnd;
-    line = withoutReturn(m_input.ahead().substr(0, length));
+    line = withoutOtherEnd(m_input.ahead().substr(0, length), m_end);
     return Step::line;
 }
 
@@ -58,10 +80,8 @@ Lines::Step Lines::next(std::string_view& line)
     std::size_t searched = 0;
     for (;;) {
         const std::string_view ahead = m_input.ahead();
-        const void* found =
-            ahead.size() == searched ? nullptr : std::memchr(ahead.data() + searched, '\n', ahead.size() - searched);
-        const std::size_t length =
-            found == nullptr ? ahead.size() : static_cast<std::size_t>(static_cast<const char*>(found) - ahead.data());
+        const char* const found = endIn(ahead.substr(searched));
+        const std::size_t length = found == nullptr ? ahead.size() : static_cast<std::size_t>(found - ahead.data());
         if (length > kLongestLine) {
             ++m_number;
             m_skipping = found == nullptr;
@@ -71,7 +91,7 @@ Lines::Step Lines::next(std::string_view& line)
         if (found != nullptr) {
             return handOut(line, length, length + 1);
         }
-        searched = length;
+        searched = m_end == '\0' ? 0 : length;
         if (!m_input.more()) {
             if (m_input.problem()) {
                 return Step::failed;

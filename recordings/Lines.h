@@ -23,7 +23,8 @@ public:
 
     explicit Lines(Input& input) : m_input(input) {}
 
-    /// The next line without its end (LF or CR LF), valid until the call after.
+    /// The next line without its end, valid until the call after. The first line decides whether lines end in LF or CR
+    /// LF, or in CR alone.
     Step next(std::string_view& line);
 
     /// Of the line handed out last, from 1.
@@ -32,6 +33,7 @@ public:
     Problem problem() const;
 
 private:
+    const char* endIn(std::string_view text);
     bool skipRest();
     Step handOut(std::string_view& line, std::size_t length, std::size_t withEnd);
 
@@ -39,6 +41,7 @@ private:
     std::uint64_t m_number = 0;
     std::size_t m_pending = 0; ///< bytes of the line handed out last, with its newline
     bool m_skipping = false;   ///< inside a line that is too long
+    char m_end = '\0';         ///< what ends a line; not known yet while 0
 };
 
 } // namespace kor::recordings

@@ -20,6 +20,14 @@ std::unique_ptr<Output> Output::open(const std::string& path, Problem& problem)
     }
     output->m_title = platform::shown(path);
     problem = {.kind = Problem::Kind::cannotCreate, .file = output->m_title};
+    if (const Compression compression = compressionNamed(path); compression != Compression::none) {
+        output->m_packer = makePacker(compression);
+        if (!output->m_packer) {
+            problem.reason = "this build cannot write " + std::string(nameOf(compression));
+            problem.advice = "choose a name that ends in .gz, or compress the file later";
+            return nullptr;
+        }
+    }
     std::error_code error;
     const fs::path target = platform::pathFrom(path);
     const fs::file_status status = fs::status(target, error);
@@ -68,15 +76,26 @@ bool Output::write(std::string_view bytes)
 
 void Output::flush()
 {
-    if (!m_problem && !file().write({m_buffer.data(), m_used})) {
+    if (!m_problem && !put({m_buffer.data(), m_used}, false)) {
         fail(Problem::Kind::cannotWrite, "");
     }
     m_used = 0;
 }
 
+bool Output::put(std::string_view bytes, bool last)
+{
+    if (!m_packer) {
+        return file().write(bytes);
+    }
+    return m_packer->pack(bytes, last, [this](std::string_view packed) { return file().write(packed); });
+}
+
 bool Output::close()
 {
     flush();
+    if (m_packer && !m_problem && !put({}, true)) {
+        fail(Problem::Kind::cannotWrite, "");
+    }
     if (!file().close() && !m_problem) {
         fail(Problem::Kind::cannotWrite, "");
     }

@@ -1,4 +1,5 @@
-// Where samples go: a file that appears under its name only when complete, or standard output.
+// Where samples go: a file that appears under its name only when complete, or standard output. A name that ends in .gz
+// or .zst makes a compressed file.
 #pragma once
 
 #include <cstddef>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include "platform/Files.h"
+#include "recordings/Compression.h"
 #include "recordings/Problem.h"
 
 namespace kor::recordings {
@@ -39,6 +41,7 @@ private:
     Output() : m_buffer(kRoom) {}
     platform::File& file() { return m_target.empty() ? m_direct : m_temporary.file; }
     void flush();
+    bool put(std::string_view bytes, bool last);
     void fail(Problem::Kind kind, const std::string& what);
 
     std::string m_title;
@@ -46,6 +49,7 @@ private:
     std::string m_target; ///< empty when written directly
     platform::TemporaryFile m_temporary;
     platform::File m_direct;
+    std::unique_ptr<Packer> m_packer; ///< null: bytes go as they are
     std::vector<char> m_buffer;
     std::size_t m_used = 0;
 };

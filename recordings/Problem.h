@@ -2,7 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+
+#include "recordings/Columns.h"
 
 namespace kor::recordings {
 
@@ -27,8 +30,7 @@ struct Problem {
     std::string expected{};   ///< what should stand there
     std::string reason{};     ///< the system's reason, or what is wrong when that is not a matter of found and expected
     std::string advice{};     ///< what to do about it
-    bool otherFormat =
-        false; ///< the content is that of the other format: binary in place of CSV, or CSV in place of binary
+    std::optional<Format> readableAs{}; ///< the format that the content can be read as, if that is asked for
 
     explicit operator bool() const { return kind != Kind::none; }
 };

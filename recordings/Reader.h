@@ -1,10 +1,11 @@
-// Readers of recordings: raw samples as CSV or as binary records, one at a time and in constant memory.
+// Readers of recordings, results and truth, one record at a time and in constant memory.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "KORInterface/Records.h"
@@ -12,51 +13,54 @@
 #include "recordings/Columns.h"
 #include "recordings/Input.h"
 #include "recordings/Problem.h"
+#include "recordings/Table.h"
 
 namespace kor::recordings {
 
-class Reader {
+/// Reads files of one kind of record: KOR_RAWINFO, Result or Truth.
+/// Notes  1  A text in a record (Truth) stays until the next call of next.
+template <typename Record>
+class RecordReader {
 public:
-    enum class Step {
-        sample,
-        bad, ///< problem() says what is wrong where, and the next call goes on behind it
-        end,
-        failed ///< the rest cannot be read: problem() says why
-    };
+    using Step = recordings::Step;
 
-    /// Opens a recording; "-" is standard input.
-    /// Given     format   nothing: CSV when the name ends in .csv, binary when it ends in .korraw, otherwise by content
+    /// Opens a file; "-" is standard input.
+    /// Given     format   nothing: CSV when the name ends in .csv, binary when it ends in .korraw or .korinfo (before
+    ///                    .gz or .zst), otherwise by content; and always only when the content looks like it
     /// Returned  problem  what has gone wrong when the result is null
-    static std::unique_ptr<Reader> open(const std::string& path, std::optional<Format> format, Problem& problem);
+    static std::unique_ptr<RecordReader> open(const std::string& path, std::optional<Format> format, Problem& problem);
 
-    virtual ~Reader() = default;
-    Reader(const Reader&) = delete;
-    Reader& operator=(const Reader&) = delete;
+    /// The same with a file that is open already, and of which nothing has been consumed.
+    static std::unique_ptr<RecordReader> open(std::unique_ptr<Input> input, std::optional<Format> format,
+                                              Problem& problem);
 
-    /// The next sample into raw.
-    virtual Step next(KOR_RAWINFO& raw) = 0;
+    /// The next record.
+    Step next(Record& record) { return m_records->next(&record); }
 
-    const Problem& problem() const { return m_problem; }
+    const Problem& problem() const { return m_records->problem(); }
 
-    /// Columns that are left out, because they are no fields of a sample.
-    const std::vector<Problem>& warnings() const { return m_warnings; }
+    /// Columns that are left out, because they are none of the record's.
+    const std::vector<Problem>& warnings() const { return m_records->warnings(); }
+
+    /// Whether the file has the column of that number; only optional ones can be missing.
+    bool has(std::size_t column) const { return m_records->has(column); }
 
     const std::string& title() const { return m_input->title(); } ///< for messages
-    std::uint64_t consumed() const { return m_input->consumed(); }
-    std::uint64_t size() const { return m_input->size(); } ///< in bytes; 0 when unknown
+    std::uint64_t consumed() const { return m_input->position(); }
+    std::uint64_t size() const { return m_input->size(); } ///< in bytes of the file; 0 when unknown
 
-protected:
-    explicit Reader(std::unique_ptr<Input> input) : m_input(std::move(input)) {}
-
-    /// Reads what stands before the first sample; false, and problem() set, when this is no recording.
-    virtual bool begin() = 0;
-
-    /// A problem with the content as a whole.
-    Problem badContent() const { return {.kind = Problem::Kind::badData, .file = m_input->title()}; }
+private:
+    RecordReader(std::unique_ptr<Input> input, std::unique_ptr<Records> records)
+        : m_input(std::move(input)), m_records(std::move(records))
+    {
+    }
 
     std::unique_ptr<Input> m_input;
-    Problem m_problem;
-    std::vector<Problem> m_warnings;
+    std::unique_ptr<Records> m_records;
 };
+
+using Reader = RecordReader<KOR_RAWINFO>;
+using ResultReader = RecordReader<Result>;
+using TruthReader = RecordReader<Truth>;
 
 } // namespace kor::recordings

@@ -7,11 +7,11 @@
 #include <type_traits>
 #include <utility>
 
+#include "recordings/BinaryResults.h"
+
 namespace kor::recordings {
 
 namespace {
-
-constexpr std::size_t kLongestNote = 32;
 
 constexpr std::size_t longestOutcome()
 {
@@ -38,7 +38,7 @@ constexpr std::size_t longest(Type type)
     case Type::flag:
         return 1;
     case Type::text:
-        return kLongestNote;
+        return kLongestText;
     case Type::outcome:
         return longestOutcome();
     }
@@ -95,7 +95,7 @@ char* append(char* at, const char* record, std::size_t offset)
         return at + name.copy(at, name.size());
     } else {
         const std::string_view note = valueAt<const char*>(record, offset);
-        return at + note.copy(at, kLongestNote);
+        return at + note.copy(at, kLongestText);
     }
 }
 
@@ -115,6 +115,19 @@ bool writeRow(Output& output, const Record& record)
     char* const end =
         appendRow<columns>(row, reinterpret_cast<const char*>(&record), std::make_index_sequence<columns.size()>());
     output.filled(static_cast<std::size_t>(end - row));
+    return !output.problem();
+}
+
+// The same without text: the values of the columns one behind the other.
+template <const auto& columns, typename Record, std::size_t... i>
+bool writePacked(Output& output, const Record& record, std::index_sequence<i...>)
+{
+    static_assert(std::is_trivially_copyable_v<Record>);
+    static_assert(((packedSize(columns[i].type) > 0) && ...), "every column has a place");
+    char* at = output.room(packedSize(columns));
+    const char* const from = reinterpret_cast<const char*>(&record);
+    ((std::memcpy(at, from + columns[i].offset, packedSize(columns[i].type)), at += packedSize(columns[i].type)), ...);
+    output.filled(packedSize(columns));
     return !output.problem();
 }
 
@@ -148,11 +161,22 @@ bool RecordingWriter::write(const KOR_RAWINFO& raw)
 ResultWriter::ResultWriter(Output& output, Format format) : m_output(output), m_format(format)
 {
     writeHeader(m_output, m_format, kResultColumns);
+    if (m_format == Format::binary) {
+        m_output.write(binaryHeader(kResultColumns));
+    }
 }
 
 bool ResultWriter::write(const Result& result)
 {
-    return m_format == Format::binary ? writeBytes(m_output, result.info) : writeRow<kResultColumns>(m_output, result);
+    switch (m_format) {
+    case Format::binary:
+        return writePacked<kResultColumns>(m_output, result, std::make_index_sequence<kResultColumns.size()>());
+    case Format::bare:
+        return writeBytes(m_output, result.info);
+    case Format::csv:
+        break;
+    }
+    return writeRow<kResultColumns>(m_output, result);
 }
 
 TruthWriter::TruthWriter(Output& output) : m_output(output)

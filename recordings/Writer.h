@@ -23,7 +23,8 @@ private:
     Format m_format;
 };
 
-/// Writes results in the same way; as binary the record of the engine alone.
+/// Writes results in the same way. As binary all columns, packed behind a header (BinaryResults.h); bare the engine's
+/// records alone.
 class ResultWriter {
 public:
     ResultWriter(Output& output, Format format);

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -59,7 +60,7 @@ struct Read {
     std::vector<std::string> warnings;
 };
 
-inline Read read(const std::string& content, Format format)
+inline Read read(const std::string& content, std::optional<Format> format)
 {
     const TemporaryFile file(content);
     Read all;

@@ -117,7 +117,7 @@ TEST(Recording, badRowsAreNamedOneByOneAndTheRestIsRead)
               ": line 5, column levelXRaw: found \"zero\", expected a number, not too large for single precision");
 }
 
-TEST(Recording, anEmptyCellIsNoNumberInAnyColumn)
+TEST(Recording, anEmptyCellIsAMissingValueWhereTheColumnCanHaveOne)
 {
     for (int column = 0; column < 15; ++column) {
         std::string row;
@@ -125,14 +125,19 @@ TEST(Recording, anEmptyCellIsNoNumberInAnyColumn)
             row += (i == 0 ? "" : ",") + std::string(i == column ? "" : "1");
         }
         const Read all = read(kHeader + row + "\n", Format::csv);
-        EXPECT_TRUE(all.samples.empty()) << column;
-        ASSERT_EQ(all.problems.size(), 1u) << column;
         const kor::recordings::Column& empty = kor::recordings::kRawColumns[static_cast<std::size_t>(column)];
-        EXPECT_EQ(all.problems[0],
-                  ": line 2, column " + std::string(empty.name) + ": the cell is empty" +
-                      (empty.type == kor::recordings::Type::float32
-                           ? "; write nan for a missing value"
-                           : all.problems[0].substr(all.problems[0].find(", expected a whole number "))));
+        if (empty.type == kor::recordings::Type::float32) {
+            ASSERT_EQ(all.samples.size(), 1u) << empty.name;
+            float value = 0.0f;
+            std::memcpy(&value, reinterpret_cast<const char*>(&all.samples[0]) + empty.offset, sizeof value);
+            EXPECT_TRUE(std::isnan(value)) << empty.name;
+            continue;
+        }
+        ASSERT_EQ(all.problems.size(), 1u) << empty.name;
+        const std::string place = ": line 2, column " + std::string(empty.name);
+        EXPECT_TRUE(all.problems[0].starts_with(place + ": the cell is empty, expected a whole number from"))
+            << all.problems[0];
+        EXPECT_TRUE(all.problems[0].ends_with("only columns of floating-point numbers can have missing values"));
     }
 }
 
@@ -175,21 +180,23 @@ TEST(Recording, columnsThatAreNoFieldsAreLeftOutWithAWarningEach)
     const Read all = read("a\x1b,two," + kHeader + "x,,2,0,0,0,0,0,0,0,0,0,0,0,0,0,7\n", Format::csv);
     ASSERT_EQ(all.samples.size(), 1u);
     EXPECT_EQ(all.samples[0].timeStampMs, 7u);
-    EXPECT_EQ(all.warnings, (std::vector<std::string>{": column \"a\\x1b\" is not a field of a sample: left out",
-                                                      ": column \"two\" is not a field of a sample: left out"}));
+    EXPECT_EQ(all.warnings, (std::vector<std::string>{": column \"a\\x1b\" is not a column of a recording: left out",
+                                                      ": column \"two\" is not a column of a recording: left out"}));
 }
 
 TEST(Recording, thatIsOfTheOtherFormatSaysSo)
 {
-    const Problem csv = read(std::string(200, '\0'), Format::csv).refused;
+    KOR_RAWINFO raw{};
+    raw.status = 2;
+    const Problem csv = read({reinterpret_cast<const char*>(&raw), sizeof raw}, Format::csv).refused;
     EXPECT_EQ(csv.kind, Problem::Kind::badData);
-    EXPECT_TRUE(csv.otherFormat);
+    EXPECT_EQ(csv.readableAs, Format::binary);
     EXPECT_EQ(csv.expected, "CSV");
     const Problem binary = read(kHeader, Format::binary).refused;
     EXPECT_EQ(binary.kind, Problem::Kind::badData);
-    EXPECT_TRUE(binary.otherFormat);
+    EXPECT_EQ(binary.readableAs, Format::csv);
     EXPECT_EQ(binary.expected, "binary records");
-    EXPECT_FALSE(read("status\n", Format::csv).refused.otherFormat);
+    EXPECT_EQ(read("status\n", Format::csv).refused.readableAs, std::nullopt);
 }
 
 TEST(Recording, thatCannotBeOpenedSaysSo)

@@ -58,10 +58,10 @@ TEST(Results, outcomesAreWrittenByName)
     EXPECT_EQ(row(result)[26], "0");
 }
 
-TEST(Results, binaryIsTheRecordItself)
+TEST(Results, bareIsTheRecordItself)
 {
     const Result result = numbered();
-    const std::string content = written(result, Format::binary);
+    const std::string content = written(result, Format::bare);
     ASSERT_EQ(content.size(), sizeof result.info);
     EXPECT_EQ(std::memcmp(content.data(), &result.info, content.size()), 0);
 }

@@ -31,10 +31,10 @@ TEST(Exit, contentOfTheOtherFormatIsAnsweredWithTheOptionThatHelps)
 {
     Problem problem{.kind = Problem::Kind::badData, .file = "a", .found = "a zero byte", .expected = "CSV"};
     EXPECT_EQ(messageOf(problem), "a: found a zero byte, expected CSV");
-    problem.otherFormat = true;
-    EXPECT_EQ(messageOf(problem), "a: found a zero byte, expected CSV; --input bin reads it as binary records");
-    problem.expected = "binary records";
-    EXPECT_EQ(messageOf(problem), "a: found a zero byte, expected binary records; --input csv reads it as CSV");
+    problem.readableAs = kor::recordings::Format::binary;
+    EXPECT_EQ(messageOf(problem), "a: found a zero byte, expected CSV; --input-format bin reads it as binary records");
+    problem.readableAs = kor::recordings::Format::csv;
+    EXPECT_EQ(messageOf(problem), "a: found a zero byte, expected CSV; --input-format csv reads it as CSV");
 }
 
 } // namespace

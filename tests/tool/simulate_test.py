@@ -322,15 +322,17 @@ class Motions(Case):
 
     def test_bad_way_points_are_refused_with_their_line(self):
         good = "0,4000,3000,500,1,2,-40\n"
-        for text, wanted in ((self.HEADER, "there is no way-point"), ("", "there is no way-point"),
+        for text, wanted in ((self.HEADER, "there is no way-point"), ("", "way.csv: found no header line, expected one with the columns time_s,"),
                              (self.HEADER + good + good, "way.csv: line 3, column time_s"),
-                             (self.HEADER + good + "1,2,3\n", "way.csv: line 3: found 3 values"),
+                             (self.HEADER + good + "1,2,3\n", "way.csv: line 3: found 3 fields, expected 7"),
                              (self.HEADER + good.replace("500", "nan"), "way.csv: line 2, column z_mm"),
                              (self.HEADER + good.replace("500", "5e7"), "way.csv: line 2, column z_mm"),
                              (self.HEADER + good.replace("500", "5x"), 'found "5x"'),
+                             (self.HEADER + good.replace("500", ""), 'line 2, column z_mm: found ""'),
+                             (self.HEADER.replace(",", ";"), "found columns separated by semicolons, expected a file of"),
                              (self.HEADER.replace("z_mm", "z_mm,q"), "way.csv: line 1: found"),
-                             (self.HEADER.replace("z_mm", "z"), 'way.csv: line 1: found no column "z_mm"'),
-                             (self.HEADER.replace("z_mm", "z_mm,z_mm"), 'way.csv: line 1: found column "z_mm" more than once')):
+                             (self.HEADER.replace("z_mm", "z"), 'expected also the columns z_mm'),
+                             (self.HEADER.replace("z_mm", "z_mm,z_mm"), 'way.csv: line 1: found column z_mm twice')):
             with self.subTest(text=text):
                 self.assertIn(wanted, self.way_points(text, status=DATA_ERROR).stderr)
                 self.assertFalse(os.path.exists(self.path("run.csv")))

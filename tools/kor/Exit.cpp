@@ -25,9 +25,9 @@ Exit exitOf(Problem::Kind kind)
 std::string messageOf(const Problem& problem)
 {
     std::string message = text(problem);
-    if (problem.otherFormat) {
-        message +=
-            problem.expected == "CSV" ? "; --input bin reads it as binary records" : "; --input csv reads it as CSV";
+    if (problem.readableAs) {
+        message += *problem.readableAs == recordings::Format::csv ? "; --input-format csv reads it as CSV"
+                                                                  : "; --input-format bin reads it as binary records";
     }
     return message;
 }

@@ -23,6 +23,7 @@
 #include "platform/Files.h"
 #include "platform/Process.h"
 #include "platform/Text.h"
+#include "recordings/Compression.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
@@ -54,7 +55,7 @@ std::vector<std::string> childArguments(const ReplayRequest& request, const Job&
     add("--mode", request.mode);
     add("--mcs", request.mcs);
     add("--psd", request.psd);
-    add("--input", request.input);
+    add("--input-format", request.input);
     add("--format", request.format);
     add("--from", request.from);
     add("--to", request.to);
@@ -71,14 +72,14 @@ std::vector<std::string> childArguments(const ReplayRequest& request, const Job&
 std::vector<Job> jobsOf(const ReplayPlan& plan, const std::vector<std::string>& recordings,
                         const std::string& directory)
 {
-    const char* const extension = resultFormat(plan, {}) == Format::binary ? ".korinfo" : ".csv";
+    const char* const extension = resultFormat(plan, {}) == Format::csv ? ".csv" : ".korinfo";
     std::vector<Job> jobs;
     std::map<std::string, std::string> stems;
     for (const std::string& recording : recordings) {
         if (recording == "-") {
             throw Misuse("standard input can only be replayed alone");
         }
-        const std::string stem = textOf(pathFrom(recording).stem());
+        const std::string stem = textOf(pathFrom(recordings::withoutCompression(recording)).stem());
         const auto [first, added] = stems.emplace(stem, recording);
         if (!added) {
             throw Misuse(fmt::format("{} and {} would both give {}{}", shown(first->second), shown(recording),

@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "recordings/Compression.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
@@ -45,10 +46,11 @@ ReplayPlan understood(const ReplayRequest& request)
     plan.store = request.store;
     const std::vector<std::pair<std::string, Format>> formats = {{"csv", Format::csv}, {"bin", Format::binary}};
     if (request.input) {
-        plan.input = choiceOption("--input", *request.input, formats);
+        plan.input = choiceOption("--input-format", *request.input, formats);
     }
     if (request.format) {
-        plan.format = choiceOption("--format", *request.format, formats);
+        plan.format = choiceOption<Format>("--format", *request.format,
+                                           {{"csv", Format::csv}, {"bin", Format::binary}, {"bare", Format::bare}});
     }
     if (request.from) {
         plan.window.from(wholeOption<std::uint32_t>("--from", *request.from));
@@ -81,7 +83,7 @@ int replay(const ReplayRequest& request)
 
 Format resultFormat(const ReplayPlan& plan, const std::string& output)
 {
-    return plan.format ? *plan.format : output.ends_with(".korinfo") ? Format::binary : Format::csv;
+    return plan.format ? *plan.format : recordings::hasExtension(output, ".korinfo") ? Format::binary : Format::csv;
 }
 
 void refuseToOverwrite(const std::string& output, const std::vector<std::string>& recordings,
@@ -102,21 +104,24 @@ Command declareReplay(CLI::App& root)
     CLI::App* const app = root.add_subcommand("replay", "Feed recordings to an engine and write its results");
     app->get_help_ptr()->description("Print this help and exit");
     app->add_option("RECORDING", request->recordings,
-                    "CSV or binary (.korraw); - is standard input.\n"
+                    "CSV or binary (.korraw), as it is or compressed by gzip\n"
+                    "or zstd; - is standard input.\n"
                     "Several run side by side, each in a process of its own")
         ->required()
         ->type_name("");
     app->add_option("--prm", request->prm, "Directory of the parameter file")->required()->type_name("DIR");
     app->add_option("--id", request->id, "Sensor ID: the parameter file is DIR/TgN.prm")->required()->type_name("N");
     app->add_option("-o,--output", request->output,
-                    "Where the results go (default: standard output);\n"
+                    "Where the results go, compressed when the name ends in\n"
+                    ".gz or .zst (default: standard output);\n"
                     "for several recordings the directory to put them in")
         ->type_name("RESULTS");
     app->add_option("--format", request->format,
-                    "Format of the results: csv or bin (default: bin when\n"
-                    "RESULTS ends in .korinfo, otherwise csv)")
+                    "Format of the results: csv, bin, or bare, the engine's\n"
+                    "records alone (default: bin when RESULTS ends in\n"
+                    ".korinfo, otherwise csv)")
         ->type_name("FORMAT");
-    app->add_option("--input", request->input,
+    app->add_option("--input-format", request->input,
                     "Format of the recordings: csv or bin (default: by\n"
                     ".csv or .korraw, otherwise by content)")
         ->type_name("FORMAT");

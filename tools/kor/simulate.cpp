@@ -17,6 +17,7 @@
 
 #include "platform/Files.h"
 #include "platform/Text.h"
+#include "recordings/Compression.h"
 #include "recordings/Output.h"
 #include "recordings/Writer.h"
 #include "simulation/Motion.h"
@@ -192,7 +193,8 @@ int simulate(const SimulateRequest& request)
     source.id = wholeOption<std::int32_t>("--id", request.id);
     const std::uint64_t samples =
         request.samples ? wholeOption<std::uint64_t>("--samples", *request.samples, 1, std::uint64_t{1} << 40) : 1000;
-    Format format = request.output && request.output->ends_with(".korraw") ? Format::binary : Format::csv;
+    Format format =
+        request.output && recordings::hasExtension(*request.output, ".korraw") ? Format::binary : Format::csv;
     if (request.format) {
         format = choiceOption<Format>("--format", *request.format, {{"csv", Format::csv}, {"bin", Format::binary}});
     }
@@ -283,8 +285,10 @@ Command declareSimulate(CLI::App& root)
     option("--motion", request->motion, "NAME|FILE",
            "static, circle, roll, swing or random, or a CSV file of\nway-points")
         ->required();
-    option("-o,--output", request->output, "REC",
-           "Where the recording goes: CSV, or binary when REC ends\nin .korraw (default: standard output)");
+    option(
+        "-o,--output", request->output, "REC",
+        "Where the recording goes: CSV, or binary when REC ends\nin .korraw; compressed when it ends in .gz or .zst\n"
+        "(default: standard output)");
     option("--truth", request->truth, "TRUTH", "CSV of the true poses, line by line for the same samples");
     option("--format", request->format, "FORMAT", "Format of the recording: csv or bin");
     option("--mode", request->mode, "N", "Mount mode in place of the parameter file's");
