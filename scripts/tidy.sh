@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Runs clang-tidy with the checks of .clang-tidy. Usage: tidy.sh [FILE...]   (by default every source of the product)
 # Needs the packages that check.sh installs. Nothing is compiled: the preset "tidy" only says how each source would be.
+# It puts the sources of a folder into one, so that the headers that they share are looked at once.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 log=$(mktemp)
@@ -10,13 +11,19 @@ cmake --preset tidy >"$log" 2>&1 || { cat "$log"; exit 1; }
 if [ $# -gt 0 ]; then
     files=("$@")
 else
-    # The tool's sources take longest, so they come first: the list is sorted backwards.
+    # The tool takes longest, so it comes first: the list is sorted backwards.
     mapfile -t files < <(sed -n 's/^ *"file": "\(.*\)",\{0,1\}$/\1/p' build/tidy/compile_commands.json | sort -ru)
-    [ "${#files[@]}" -ge 40 ] || { echo "only ${#files[@]} sources are listed in build/tidy"; exit 1; }
+    # A source that is looked at neither alone nor as part of its folder would go unchecked.
+    while IFS= read -r source; do
+        case $source in platform/windows/*) continue ;; esac
+        grep -qsF "/$source\"" "${files[@]}" <(printf '%s"\n' "${files[@]}") ||
+            { echo "$source is in no compile command of build/tidy"; exit 1; }
+    done < <(git ls-files 'mek/*.cpp' 'platform/*.cpp' 'models/*.cpp' 'params/*.cpp' 'engine/*.cpp' 'session/*.cpp' \
+                          'module/*.cpp' 'recordings/*.cpp' 'simulation/*.cpp' 'accuracy/*.cpp' 'tools/*.cpp')
 fi
 # A finding in a header comes once for each source that includes it.
 if ! printf '%s\0' "${files[@]}" | xargs -0 -n 1 -P "$(nproc)" clang-tidy --quiet -p build/tidy >"$log" 2>/dev/null; then
     awk '!seen[$0]++' "$log"
     exit 1
 fi
-echo "${#files[@]} sources, no findings"
+echo "${#files[@]} translation units, no findings"
