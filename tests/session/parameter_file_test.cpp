@@ -103,7 +103,7 @@ TEST(ParameterFile, failsExactlyWhereAReadFails)
         const std::vector<std::string> pieces = {"x",     "",     "1e+",    "nan", "-",    "1.5-2",
                                                  "99999", "-3",   "0x1p3 ", "\n",  "\x1A", "inf",
                                                  "+",     "\xFF", "1e50",   ".",   "0x",   "Angle Offset"};
-        std::mt19937 random(mode);
+        std::mt19937 random(static_cast<std::uint32_t>(mode));
         for (int i = 0; i < 400; ++i) {
             std::string spoiled = whole;
             for (int change = 0; change < 1 + i % 3; ++change) {
