@@ -22,7 +22,8 @@ built() {
     quietly cmake --preset "$1" "${@:2}"
     quietly cmake --build --preset "$1"
 }
-jobs=$(nproc)
+# Some tests wait rather than compute.
+jobs=$(($(nproc) + 1))
 
 step "source format"
 git ls-files -z -- '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
