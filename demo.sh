@@ -63,12 +63,14 @@ echo "== First rows of the results after the reference: time, calibrated angles,
 cut -d, -f1-8 "$results/polarizer.csv" | sed -n '1p;151,155p'
 echo
 echo "== Against the truth"
-python3 data/compare.py "$results/polarizer.csv" data/polarizer/polarizer_truth.csv --limit 1e-5
+"$kor" compare "$results/polarizer.csv" data/polarizer/polarizer_truth.csv --tolerance 1e-5
 echo
 echo "== Every mount mode against its truth"
 for folder in data/*/; do
-    replay "$(basename "$folder")" 2>"$log" || { cat "$log" >&2; exit 1; }
+    name=$(basename "$folder")
+    replay "$name" 2>"$log" || { cat "$log" >&2; exit 1; }
+    printf '%-18s' "$name"
+    "$kor" compare --brief "$results/$name.csv" "$folder${name}_truth.csv"
 done
-python3 data/compare.py --table "$results"
 echo
 echo "The tool: $kor. All results: $results"

@@ -34,7 +34,7 @@ verify)
     ;;
 replay)
     replay "$2" "$3" "$work/results.csv"
-    "$python" "$root/data/compare.py" "$work/results.csv" "$root/data/$3/$3_truth.csv" --limit "$4"
+    "$2" compare --brief --strict --tolerance "$4" "$work/results.csv" "$root/data/$3/$3_truth.csv"
     ;;
 twice)
     replay "$2" "$3" "$work/first.csv"

@@ -61,6 +61,7 @@ FILES = [
     ("docs/formats.md", "calibration", "data/polarizer"),
     ("docs/formats.md", "monday/a.csv", "data/polarizer/polarizer.csv"),
     ("docs/formats.md", "tuesday/b.korraw", "data/polarizer/polarizer.korraw"),
+    ("docs/formats.md", "truth.csv", "data/polarizer/polarizer_truth.csv"),
     ("docs/man/kor.1", "calibration", "data/polarizer"),
     ("docs/man/kor.1", "run.csv", "data/polarizer/polarizer.csv"),
     ("docs/man/kor.1", "second.korraw", "data/polarizer/polarizer.korraw"),

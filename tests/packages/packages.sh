@@ -39,7 +39,7 @@ replays() { # KOR [ARGUMENT...]: prints its version, and a replay agrees with th
         fail "kor --version says $version"
     local folder=$root/data/polarizer
     silently "$@" replay --prm "$folder" --id 1005 "$folder/polarizer.csv" -o "$work/results.csv"
-    silently "$python" "$root/data/compare.py" "$work/results.csv" "$folder/polarizer_truth.csv" --limit 2e-5
+    silently "$@" compare "$work/results.csv" "$folder/polarizer_truth.csv" --strict --tolerance 2e-5
 }
 
 contains() { # FOLDER PATTERN...: each matches a file that is not empty
@@ -168,7 +168,7 @@ zip)
     ;;
 manual)
     options() { grep -oE '(^|[^a-z-])--[a-z][a-z-]*' | grep -oE '[a-z][a-z-]*$' | sort -u; }
-    for part in replay simulate accuracy; do
+    for part in replay simulate accuracy compare convert; do
         "$build/tools/kor" "$part" --help | options | grep -vx help >"$work/help"
         awk -v heading=".SH KOR ${part^^}" '/^\.SH/ { inside = $0 == heading; next } inside' "$root/docs/man/kor.1" |
             sed 's/\\-/-/g; s/\\f[A-Z]//g' | grep '^\.B[RI]* ' | options >"$work/page"
@@ -181,7 +181,7 @@ manual)
         awk -v heading=".SH $heading" '/^\.SH/ { inside = $0 == heading; next } inside' "$root/docs/man/kor.1" >"$work/part"
         [ "$(wc -l <"$work/part")" -ge 5 ] || fail "docs/man/kor.1 says nothing under $heading"
     done
-    printf '%s\n' accuracy replay simulate | diff "$work/help" - || fail "a subcommand lacks its part of docs/man/kor.1 and of this test"
+    printf '%s\n' accuracy compare convert replay simulate | diff "$work/help" - || fail "a subcommand lacks its part of docs/man/kor.1 and of this test"
     ;;
 *)
     fail "unknown check $check"

@@ -180,7 +180,7 @@ class Help(Case):
 
     def test_help_names_the_subcommands_and_the_exit_statuses(self):
         out, _ = self.kor("--help")
-        for command in ("replay", "simulate", "accuracy"):
+        for command in ("replay", "simulate", "accuracy", "compare", "convert"):
             self.assertIn(f"  {command} ", out.decode())
         statuses = out.decode().split("Exit statuses:")[1]
         for status in (0, 1, USAGE, DATA, NO_INPUT, SOFTWARE, CANNOT_CREATE, IO_ERROR):

@@ -79,7 +79,7 @@ arguments=(replay --prm "$folder" --id "${id#Tg}" "$folder/$name.csv")
 silently "$native_kor" "${arguments[@]}" -o "$work/native.csv"
 silently "${windows_kor[@]}" "${arguments[@]}" -o "$work/windows.csv"
 "$python" "$here/compare_replays.py" "$name" "$work/native.csv" "$work/windows.csv"
-"$python" "$root/data/compare.py" "$work/windows.csv" "$folder/${name}_truth.csv" --limit "$5"
+silently "${windows_kor[@]}" compare --strict --tolerance "$5" "$work/windows.csv" "$folder/${name}_truth.csv"
 
 # Bit for bit as stored for this toolchain.
 as_command

@@ -16,6 +16,8 @@ struct Command {
 };
 
 Command declareAccuracy(CLI::App& root);
+Command declareCompare(CLI::App& root);
+Command declareConvert(CLI::App& root);
 Command declareReplay(CLI::App& root);
 Command declareSimulate(CLI::App& root);
 

@@ -27,7 +27,7 @@ struct ExitMeaning {
 };
 inline constexpr ExitMeaning kExitMeanings[] = {
     {kExitOk, "done"},
-    {kExitBeyondBound, "kor accuracy: a bound is exceeded"},
+    {kExitBeyondBound, "kor accuracy: a bound is exceeded; kor compare: a tolerance is exceeded"},
     {kExitUsage, "wrong usage"},
     {kExitDataError, "bad recording or parameter file"},
     {kExitNoInput, "an input cannot be opened"},

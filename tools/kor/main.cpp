@@ -90,7 +90,8 @@ int run(int argc, char** argv)
     }
     root.footer(statuses);
 
-    const std::vector<Command> commands = {declareReplay(root), declareSimulate(root), declareAccuracy(root)};
+    const std::vector<Command> commands = {declareReplay(root), declareSimulate(root), declareAccuracy(root),
+                                           declareCompare(root), declareConvert(root)};
     const std::vector<std::string> arguments = platform::arguments(argc, argv);
     if (const std::string option = optionWithoutValue(arguments); !option.empty()) {
         tell(fmt::format("kor: {}: found \"\", expected a value\nSee kor --help.\n", shown(option)));

@@ -1,0 +1,289 @@
+#include "tools/kor/CompareSides.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <span>
+#include <string_view>
+#include <utility>
+
+#include <fmt/format.h>
+
+#include "platform/Text.h"
+#include "recordings/Columns.h"
+#include "recordings/Input.h"
+#include "recordings/Reader.h"
+#include "recordings/Recognition.h"
+#include "tools/kor/Commands.h"
+#include "tools/kor/Exit.h"
+
+namespace kor::tool {
+
+namespace {
+
+using accuracy::ComparedColumn;
+using recordings::Column;
+using recordings::Content;
+using recordings::kResultColumns;
+using recordings::kTruthColumns;
+using recordings::Problem;
+using recordings::Result;
+using recordings::ResultReader;
+using recordings::Truth;
+using recordings::TruthReader;
+using recordings::Type;
+
+// One of the two files, open. One of the readers is there.
+struct Source {
+    std::string path;
+    std::unique_ptr<ResultReader> results;
+    std::unique_ptr<TruthReader> truth;
+
+    SideKind kind() const { return results ? SideKind::results : SideKind::truth; }
+    std::span<const Column> columns() const
+    {
+        return results ? std::span<const Column>(kResultColumns) : std::span<const Column>(kTruthColumns);
+    }
+    bool has(std::size_t column) const { return results ? results->has(column) : truth->has(column); }
+};
+
+Source opened(const std::string& path)
+{
+    Problem problem;
+    std::unique_ptr<recordings::Input> input = recordings::Input::open(path, problem);
+    if (!input) {
+        throw Failure(problem);
+    }
+    const recordings::Recognised found = recordings::recognise(recordings::beginning(*input));
+    Source source;
+    source.path = path;
+    switch (found.content) {
+    case Content::truthCsv:
+        source.truth = TruthReader::open(std::move(input), std::nullopt, problem);
+        break;
+    case Content::resultsCsv:
+    case Content::resultsBinary:
+    case Content::text: // its header line is at fault, which the reader tells
+        source.results = ResultReader::open(std::move(input), std::nullopt, problem);
+        break;
+    default:
+        throw Failure(input->problem() ? input->problem()
+                                       : Problem{.kind = Problem::Kind::badData,
+                                                 .file = input->title(),
+                                                 .found = found.what,
+                                                 .expected = "results of kor replay or the truth of kor simulate"});
+    }
+    if (!source.results && !source.truth) {
+        throw Failure(problem);
+    }
+    const std::vector<Problem>& warnings = source.results ? source.results->warnings() : source.truth->warnings();
+    for (const Problem& warning : warnings) {
+        warn(messageOf(warning));
+    }
+    return source;
+}
+
+// Where a value of a record lies.
+struct Place {
+    Type type;
+    std::size_t offset;
+};
+
+template <typename Value>
+double valueAs(const char* at)
+{
+    Value value;
+    std::memcpy(&value, at, sizeof value);
+    return static_cast<double>(value);
+}
+
+double valueAt(const void* record, const Place& place)
+{
+    const char* const at = static_cast<const char*>(record) + place.offset;
+    switch (place.type) {
+    case Type::float32:
+        return valueAs<float>(at);
+    case Type::float64:
+        return valueAs<double>(at);
+    case Type::int32:
+        return valueAs<std::int32_t>(at);
+    case Type::uint32:
+        return valueAs<std::uint32_t>(at);
+    case Type::uint8:
+    case Type::flag:
+    case Type::outcome:
+    case Type::text:
+        break;
+    }
+    return valueAs<std::uint8_t>(at);
+}
+
+// The columns that both files have, and where each of them has its values. Time stamps, outcomes and notes say which
+// rows are compared; they are no quantities.
+struct Columns {
+    std::vector<ComparedColumn> named;
+    std::vector<Place> first;
+    std::vector<Place> second;
+};
+
+void add(Columns& columns, std::string_view name, const Column& first, const Column& second)
+{
+    columns.named.push_back({std::string(name), std::string(first.unit), first.unit == "deg"});
+    columns.first.push_back({first.type, first.offset});
+    columns.second.push_back({second.type, second.offset});
+}
+
+Columns commonColumns(const Source& first, const Source& second)
+{
+    Columns columns;
+    if (first.kind() != second.kind()) {
+        // The results' matrix and the one that the truth expects are the last nine numbers that either has of that
+        // name.
+        for (std::size_t i = 0; i < 9; ++i) {
+            const std::string place = {static_cast<char>('0' + i / 3), static_cast<char>('0' + i % 3)};
+            const auto named = [&place](std::span<const Column> all, const char* prefix) {
+                return *std::find_if(all.begin(), all.end(),
+                                     [&](const Column& column) { return column.name == prefix + place; });
+            };
+            add(columns, "m" + place, named(kResultColumns, "m"), named(kTruthColumns, "result_"));
+        }
+        return columns;
+    }
+    const std::span<const Column> all = first.columns();
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const Column& column = all[i];
+        const bool quantity = column.type != Type::text && column.type != Type::outcome && column.name != "valid" &&
+                              column.name != "timeStampMs";
+        if (quantity && first.has(i) && second.has(i)) {
+            add(columns, column.name, column, column);
+        }
+    }
+    return columns;
+}
+
+// A matrix that is no rotation has no angle to another.
+void admit(Side& side, std::uint32_t stamp, const double* matrix, bool formed, std::uint8_t state)
+{
+    accuracy::Mat3 orientation{};
+    std::copy_n(matrix, orientation.size(), orientation.begin());
+    if (formed) {
+        const double off = accuracy::offRotation(orientation);
+        if (std::isnan(off)) {
+            formed = false;
+            state = side.series.stateOf("not_finite");
+        } else if (off > accuracy::kMostOffRotation) {
+            formed = false;
+            state = side.series.stateOf("no_rotation");
+            side.firstNoRotation = side.noRotation == 0 ? stamp : side.firstNoRotation;
+            side.mostOffRotation = std::max(side.mostOffRotation, off);
+            ++side.noRotation;
+        }
+    }
+    side.series.stamps.push_back(stamp);
+    side.series.formed.push_back(formed ? 1 : 0);
+    side.series.states.push_back(state);
+    side.series.orientations.push_back(orientation);
+}
+
+template <typename Reader, typename Record, typename Admit>
+void readRows(Reader& reader, Side& side, const std::vector<Place>& places, Record record, const Admit& admitRow)
+{
+    side.title = reader.title();
+    side.series.columns.resize(places.size());
+    for (recordings::Step step; (step = reader.next(record)) != recordings::Step::end;) {
+        if (step != recordings::Step::sample) {
+            throw Failure(reader.problem());
+        }
+        admitRow(record);
+        for (std::size_t i = 0; i < places.size(); ++i) {
+            side.series.columns[i].push_back(valueAt(&record, places[i]));
+        }
+    }
+}
+
+std::size_t outcomeColumn()
+{
+    const auto* const at = std::find_if(kResultColumns.begin(), kResultColumns.end(),
+                                        [](const Column& column) { return column.type == Type::outcome; });
+    return static_cast<std::size_t>(at - kResultColumns.begin());
+}
+
+Side read(Source& source, const std::vector<Place>& places, const std::optional<std::string>& note)
+{
+    Side side;
+    side.path = source.path;
+    side.kind = source.kind();
+    accuracy::Series& series = side.series;
+    if (source.results) {
+        const bool told = source.results->has(outcomeColumn());
+        if (!told) {
+            warn(source.results->title() +
+                 ": there is no column outcome, so every row with a matrix is compared; replay "
+                 "the recording again to leave out what came before the reference");
+        }
+        readRows(*source.results, side, places, Result{}, [&](const Result& row) {
+            const bool formed = told ? row.outcome == recordings::Outcome::ok : row.matrixCode == 0;
+            const std::string reason =
+                told ? std::string(recordings::kOutcomeNames[static_cast<std::size_t>(row.outcome)])
+                     : "matrix code " + std::to_string(row.matrixCode);
+            admit(side, row.timeStampMs, row.matrix, formed, formed ? std::uint8_t{0} : series.stateOf(reason));
+        });
+    } else {
+        readRows(*source.truth, side, places, Truth{}, [&](const Truth& row) {
+            const std::string_view reason = row.note;
+            const bool wanted = note ? reason == *note : row.valid;
+            // The matrix of these is the identity, which is nobody's orientation.
+            const bool formed = reason != "status" && reason != "reference";
+            admit(side, row.timeStampMs, row.result, formed,
+                  wanted ? std::uint8_t{0} : series.stateOf(reason.empty() ? "not valid" : std::string(reason)));
+        });
+    }
+    return side;
+}
+
+} // namespace
+
+const char* nameOf(SideKind kind)
+{
+    return kind == SideKind::results ? "results" : "truth";
+}
+
+std::vector<std::pair<std::string, std::size_t>> Side::counts() const
+{
+    std::vector<std::pair<std::string, std::size_t>> found;
+    for (const std::string& reason : series.reasons) {
+        const auto state = static_cast<std::uint8_t>(found.size() + 1);
+        found.emplace_back(reason,
+                           static_cast<std::size_t>(std::count(series.states.begin(), series.states.end(), state)));
+    }
+    return found;
+}
+
+std::string Side::reasons() const
+{
+    std::string text;
+    for (const auto& [reason, count] : counts()) {
+        text += fmt::format("{}{} {}", text.empty() ? "" : ", ", platform::shown(reason), count);
+    }
+    return text;
+}
+
+Sides readSides(const std::string& a, const std::string& b, const std::optional<std::string>& note)
+{
+    if (a == "-" && b == "-") {
+        throw Misuse("standard input can only be one of the two files");
+    }
+    Source first = opened(a);
+    Source second = opened(b);
+    if (first.kind() == SideKind::truth && second.kind() == SideKind::results) {
+        std::swap(first, second);
+    }
+    if (note && second.kind() != SideKind::truth) {
+        throw Misuse("--note goes with a truth: neither file is one");
+    }
+    const Columns columns = commonColumns(first, second);
+    return {read(first, columns.first, note), read(second, columns.second, note), columns.named};
+}
+
+} // namespace kor::tool

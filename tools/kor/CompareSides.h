@@ -1,0 +1,51 @@
+// The two files of kor compare, as series of rows.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "accuracy/Comparison.h"
+
+namespace kor::tool {
+
+enum class SideKind { results, truth };
+
+/// "results" or "truth".
+const char* nameOf(SideKind kind);
+
+struct Side {
+    std::string path; ///< as it was given
+    std::string title;
+    SideKind kind = SideKind::results;
+    accuracy::Series series;
+
+    /// Rows whose matrix is finite and no rotation: not usable.
+    std::uint64_t noRotation = 0;
+    std::uint32_t firstNoRotation = 0; ///< time stamp
+    double mostOffRotation = 0.0;      ///< the largest accuracy::offRotation of these
+
+    /// The reasons against rows with the number of rows of each: "before_reference 111, rejected_status 24".
+    std::string reasons() const;
+    std::vector<std::pair<std::string, std::size_t>> counts() const;
+};
+
+/// Results come first if the other side is truth.
+struct Sides {
+    Side first;
+    Side second;
+    std::vector<accuracy::ComparedColumn> columns; ///< of both series
+
+    /// Whether results are held against the truth.
+    bool againstTruth() const { return first.kind != second.kind; }
+};
+
+/// Reads both files; "-" is standard input. Throws Failure, and Misuse for a note without a truth.
+/// Given  note  compares the rows of a truth with this note in place of its valid ones
+/// Notes  1  A row of results is usable if its outcome is ok, one of a truth if it is valid.
+///        2  All rows are kept, some 250 bytes each.
+Sides readSides(const std::string& a, const std::string& b, const std::optional<std::string>& note);
+
+} // namespace kor::tool

@@ -1,0 +1,257 @@
+// kor compare: two replays, a replay and its truth, or two truths held against each other.
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "accuracy/Comparison.h"
+#include "tools/kor/Commands.h"
+#include "tools/kor/CompareReport.h"
+#include "tools/kor/CompareSides.h"
+#include "tools/kor/Exit.h"
+#include "tools/kor/Options.h"
+
+namespace kor::tool {
+
+namespace {
+
+using accuracy::ComparedColumn;
+using accuracy::Comparison;
+using accuracy::Difference;
+
+struct CompareRequest {
+    std::string first;
+    std::string second;
+    std::vector<std::string> tolerances;
+    std::optional<std::string> note;
+    std::optional<std::string> lag;
+    bool strict = false;
+    bool brief = false;
+    bool json = false;
+};
+
+// The largest difference that is accepted of a column, or of the angle between the orientations.
+struct Tolerance {
+    std::string column; // empty: the orientation
+    std::string value;  // as it was given
+};
+
+constexpr std::string_view kOrientation = "orientation";
+
+Tolerance toleranceOf(const std::string& text)
+{
+    const std::size_t at = text.find('=');
+    if (at == std::string::npos) {
+        return {"", text};
+    }
+    const std::string column = text.substr(0, at);
+    return {column == kOrientation ? "" : column, text.substr(at + 1)};
+}
+
+// A number, perhaps with a unit: that of the column, and for degrees arc-seconds or radians as well.
+double limitOf(const Tolerance& tolerance, const std::string& unit)
+{
+    double value = 0.0;
+    const std::string& text = tolerance.value;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    const std::string given(end, text.data() + text.size());
+    std::vector<std::pair<std::string, double>> units = {{"", 1.0}, {unit, 1.0}};
+    if (unit == "deg") {
+        units.insert(units.end(), {{"arcsec", 1.0 / 3600.0}, {"rad", 180.0 / std::acos(-1.0)}});
+    }
+    for (const auto& [name, factor] : units) {
+        if (error == std::errc() && value >= 0.0 && given == name) {
+            return value * factor;
+        }
+    }
+    throw Misuse(fmt::format("--tolerance: found {}, expected a number of at least 0{}", inQuotes(text),
+                             unit == "deg"  ? ", in degrees or with deg, arcsec or rad behind it"
+                             : unit.empty() ? ""
+                                            : ", perhaps with " + unit + " behind it"));
+}
+
+// What exceeds its tolerance, in words.
+void judge(const std::string& name, const std::string& unit, const Difference& difference, double limit,
+           const Sides& sides, std::vector<std::string>& beyond)
+{
+    if (difference.lone > 0) {
+        beyond.push_back(fmt::format("{}: in {} rows not both values are finite, first at {} ms", name, difference.lone,
+                                     sides.first.series.stamps[difference.firstLone.first]));
+    }
+    if (difference.spread.worst > limit) {
+        beyond.push_back(fmt::format("{}: {} at {} ms is more than {}", name, sizeText(difference.spread.worst, unit),
+                                     sides.first.series.stamps[difference.worst.first], sizeText(limit, unit)));
+    }
+}
+
+// Tolerances whose column both files have.
+using Limits = std::vector<std::pair<const ComparedColumn*, double>>;
+
+Limits limitsOf(const std::vector<std::string>& given, const std::vector<ComparedColumn>& columns)
+{
+    Limits limits;
+    for (const std::string& text : given) {
+        const Tolerance tolerance = toleranceOf(text);
+        const ComparedColumn* column = nullptr;
+        std::string names(kOrientation);
+        for (const ComparedColumn& known : columns) {
+            column = known.name == tolerance.column ? &known : column;
+            names += ", " + known.name;
+        }
+        if (column == nullptr && !tolerance.column.empty()) {
+            throw Misuse(fmt::format("--tolerance: found {}, expected one of the columns that both files have: {}",
+                                     inQuotes(tolerance.column), names));
+        }
+        for (const auto& [other, limit] : limits) {
+            if (other == column) {
+                throw Misuse(fmt::format("--tolerance: {} is given twice",
+                                         column == nullptr ? std::string(kOrientation) : column->name));
+            }
+        }
+        limits.emplace_back(column, limitOf(tolerance, column == nullptr ? "deg" : column->unit));
+    }
+    return limits;
+}
+
+std::vector<std::string> beyondTolerance(const Sides& sides, const Comparison& found, const Limits& limits)
+{
+    std::vector<std::string> beyond;
+    for (const auto& [column, limit] : limits) {
+        if (column == nullptr) {
+            judge(std::string(kOrientation), "deg", found.orientation, limit, sides, beyond);
+        } else {
+            const auto at = static_cast<std::size_t>(column - sides.columns.data());
+            judge(column->name, column->unit, found.columns[at], limit, sides, beyond);
+        }
+    }
+    return beyond;
+}
+
+// Rows that the statistics pass over although something should be there.
+std::vector<std::string> passedOver(const Sides& sides, const Comparison& found)
+{
+    std::vector<std::string> beyond;
+    const std::size_t lone =
+        found.rows.onlyFirst + found.rows.onlySecond + found.rows.openFirst + found.rows.openSecond;
+    if (lone > 0) {
+        beyond.push_back(fmt::format("{} rows have no counterpart", lone));
+    }
+    // A truth leaves out samples that may well have an orientation, but what it holds for valid has to have one.
+    const std::size_t missing = found.onlySecondUsable + (sides.againstTruth() ? 0 : found.onlyFirstUsable);
+    if (missing > 0) {
+        beyond.push_back(fmt::format("{} rows are usable on one side only", missing));
+    }
+    return beyond;
+}
+
+std::string rangeOf(const Side& side)
+{
+    const std::vector<std::uint32_t>& stamps = side.series.stamps;
+    return stamps.empty() ? side.title + " has no rows"
+                          : fmt::format("{} goes from {} to {} ms", side.title, stamps.front(), stamps.back());
+}
+
+// Two files with nothing to compare must not pass for two that agree.
+void refuseIfNothing(const Sides& sides, const Comparison& found)
+{
+    if (found.compared > 0) {
+        return;
+    }
+    if (found.rows.pairs.empty()) {
+        throw Failure(kExitDataError, fmt::format("there is nothing to compare: {}, {}, and no time stamp is in both{}",
+                                                  rangeOf(sides.first), rangeOf(sides.second),
+                                                  found.rows.openFirst > 0 ? " the same number of times" : ""));
+    }
+    std::string reasons;
+    for (const Side* side : {&sides.first, &sides.second}) {
+        if (const std::string text = side->reasons(); !text.empty()) {
+            reasons += fmt::format("; {}: {}", side->title, text);
+        }
+    }
+    throw Failure(
+        kExitDataError,
+        fmt::format("there is nothing to compare: of {} rows with the same time stamp none is usable in both{}",
+                    found.rows.pairs.size(), reasons));
+}
+
+int compare(const CompareRequest& request)
+{
+    constexpr std::int64_t kMostLag = std::numeric_limits<std::int32_t>::max();
+    const std::int64_t lag = request.lag ? wholeOption<std::int64_t>("--lag", *request.lag, -kMostLag, kMostLag) : 0;
+    if (request.brief && request.json) {
+        throw Misuse("--brief and --json exclude each other");
+    }
+    const Sides sides = readSides(request.first, request.second, request.note);
+    const Limits limits = limitsOf(request.tolerances, sides.columns);
+    for (const Side* side : {&sides.first, &sides.second}) {
+        if (side->noRotation > 0) {
+            warn(fmt::format(
+                "{}: in {} rows the matrix is no rotation, first at {} ms: M M' or the determinant is up to "
+                "{:.1e} off; they are left out",
+                side->title, side->noRotation, side->firstNoRotation, side->mostOffRotation));
+        }
+    }
+    const Comparison found = accuracy::compared(sides.first.series, sides.second.series, sides.columns, lag);
+    refuseIfNothing(sides, found);
+
+    std::vector<std::string> beyond = beyondTolerance(sides, found, limits);
+    if (request.strict) {
+        const std::vector<std::string> more = passedOver(sides, found);
+        beyond.insert(beyond.end(), more.begin(), more.end());
+    }
+    print(request.json    ? comparisonJson(sides, found, beyond)
+          : request.brief ? comparisonLine(found, sides)
+                          : comparisonTable(sides, found));
+    for (const std::string& text : beyond) {
+        complain(text);
+    }
+    return beyond.empty() ? kExitOk : kExitBeyondBound;
+}
+
+} // namespace
+
+Command declareCompare(CLI::App& root)
+{
+    const auto request = std::make_shared<CompareRequest>();
+    CLI::App* const app = root.add_subcommand("compare", "Compare two results, or results with the truth");
+    app->get_help_ptr()->description("Print this help and exit");
+    app->add_option("A", request->first, "Results of kor replay or truth of kor simulate; - is standard\ninput")
+        ->required()
+        ->type_name("");
+    app->add_option("B", request->second, "The same, to compare with")->required()->type_name("");
+    app->add_option("--tolerance", request->tolerances,
+                    "Largest angle between the orientations, degrees, or with\n"
+                    "deg, arcsec or rad behind the number; COLUMN=VALUE: largest\n"
+                    "difference of a column. Repeatable. Exit status 1 beyond it")
+        ->type_name("VALUE")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app->add_flag("--strict", request->strict,
+                  "Exit status 1 also if rows have no counterpart, or are\nusable on one side only");
+    app->add_option("--note", request->note, "Compare the rows of the truth with this note, not the valid\nones")
+        ->type_name("NOTE");
+    app->add_option("--lag", request->lag,
+                    "Compare each row of the results (of A) with the row of the\n"
+                    "truth (of B) N before its own")
+        ->type_name("N");
+    app->add_flag("--brief", request->brief, "Print one line: the angle between the orientations");
+    app->add_flag("--json", request->json, "Print JSON in place of the table");
+    app->footer("Example:\n"
+                "  kor compare run_results.csv run_truth.csv --tolerance 0.05arcsec\n\n"
+                "Rows belong together if their time stamps are the same. Results are compared where their outcome\n"
+                "is ok, a truth where it is valid; all other rows are counted. Two files with nothing to compare\n"
+                "end with status 65.");
+    return {app, [request] { return compare(*request); }};
+}
+
+} // namespace kor::tool
