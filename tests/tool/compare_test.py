@@ -19,6 +19,7 @@ import tempfile
 import unittest
 
 from program import KOR, PATH, WINDOWS, posix_only
+from rotation import distance_angle
 
 BEYOND, USAGE, DATA, NO_INPUT = 1, 64, 65, 66
 SHIPPED = pathlib.Path(__file__).resolve().parents[2] / "data"
@@ -41,11 +42,6 @@ def records(path):
 
 def matrix(row, names):
     return [float(row[name]) for name in names]
-
-
-def distance_angle(a, b):
-    """Degrees between two rotations, through the distance of their matrices."""
-    return math.degrees(2 * math.asin(min(1.0, math.dist(a, b) / (2 * math.sqrt(2)))))
 
 
 def quaternion(m):
