@@ -16,24 +16,37 @@ log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 
 # Tells how far a build is, from Ninja's lines "[done/all] ...": on a terminal in one line that is written over, elsewhere
-# in a line at every tenth. A build with nothing to do prints no such line, and nothing is shown.
+# in a line at every tenth, and in either case after every 15 seconds without news. A build with nothing to do has no such
+# line, and nothing is shown.
 build_progress() {
-    local line tenth=0 begun=
-    while IFS= read -r line; do
-        [[ $line =~ ^\[([0-9]+)/([0-9]+)\]\ (.*) ]] || continue
-        local done=${BASH_REMATCH[1]} all=${BASH_REMATCH[2]} what=${BASH_REMATCH[3]##* }
-        if [ -z "$begun" ]; then
-            echo "== Building the library and the tool in build/release (some minutes the first time)"
-            begun=yes
-        fi
+    local line status steps='' what='' tenth=0
+    tell() {
         if [ -t 1 ]; then
-            printf '\r\033[K%d of %d  %.60s' "$done" "$all" "$what"
-        elif ((10 * done / all > tenth)); then
-            tenth=$((10 * done / all))
-            echo "$done of $all steps after $SECONDS s"
+            printf '\r\033[K%s steps, %d s: %.60s' "$steps" "$SECONDS" "$what"
+        else
+            echo "$steps steps after $SECONDS s"
+        fi
+    }
+    while true; do
+        status=0
+        IFS= read -r -t 15 line || status=$?
+        if ((status > 128)); then
+            [ -z "$steps" ] || tell
+            continue
+        fi
+        ((status == 0)) || break
+        [[ $line =~ ^\[([0-9]+)/([0-9]+)\]\ (.*) ]] || continue
+        if [ -z "$steps" ]; then
+            echo "== Building the library and the tool in build/release (some minutes the first time)"
+        fi
+        steps="${BASH_REMATCH[1]} of ${BASH_REMATCH[2]}"
+        what=${BASH_REMATCH[3]##* }
+        if [ -t 1 ] || ((10 * BASH_REMATCH[1] / BASH_REMATCH[2] > tenth)); then
+            tenth=$((10 * BASH_REMATCH[1] / BASH_REMATCH[2]))
+            tell
         fi
     done
-    if [ -n "$begun" ]; then
+    if [ -n "$steps" ]; then
         if [ -t 1 ]; then
             printf '\r\033[K'
         fi

@@ -20,4 +20,7 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 list(APPEND CMAKE_MODULE_PATH ${CMAKE_CURRENT_LIST_DIR}/mingw-w64)
 set(Eigen3_DIR /usr/share/eigen3/cmake CACHE PATH "Eigen, headers only")
 
+# Beside libz.a lies an import library of zlib1.dll, which CMake would take.
+set(ZLIB_LIBRARY ${CMAKE_FIND_ROOT_PATH}/lib/libz.a CACHE FILEPATH "zlib, linked in")
+
 set(CMAKE_CROSSCOMPILING_EMULATOR ${CMAKE_CURRENT_LIST_DIR}/../tests/windows/run.sh;${CMAKE_BINARY_DIR}/wine)

@@ -5,7 +5,7 @@ set(source ${CPACK_KOR_SOURCE_DIR})
 function(copy_notices folder)
   set(packages libcli11-dev libfmt-dev nlohmann-json3-dev)
   if(CPACK_GENERATOR STREQUAL "ZIP")
-    list(APPEND packages mingw-w64-x86-64-dev) # run-time libraries
+    list(APPEND packages mingw-w64-x86-64-dev libz-mingw-w64-dev) # linked in on Windows only
   endif()
   foreach(package IN LISTS packages)
     if(EXISTS /usr/share/doc/${package}/copyright)

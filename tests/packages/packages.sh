@@ -88,6 +88,7 @@ deb)
     depends() { dpkg-deb -f "$work/packages/${1}_"*.deb Depends; }
     [[ "$(depends "libkorinterface$abi")" = *"libc6 (>= "*"libstdc++6 (>= "* ]] || fail "the library's dependencies"
     [[ "$(depends kor-tools)" = *"libkorinterface$abi (>= "*"libc6 (>= "* ]] || fail "the tool's dependencies"
+    [[ "$(depends kor-tools)" = *"libzstd1 (>= "*"zlib1g (>= "* ]] || fail "kor-tools lacks what unpacks recordings"
     [[ "$(depends libkorinterface-dev)" = "libkorinterface$abi (= "*")" ]] || fail "the headers' dependencies"
     dpkg-deb -I "$work/packages/libkorinterface${abi}_"*.deb shlibs >"$work/shlibs"
     grep -q "^libKORInterface $abi libkorinterface$abi (>= " "$work/shlibs" || fail "shlibs: $(<"$work/shlibs")"
@@ -156,7 +157,8 @@ zip)
     commands_run "$tree" "$tree/README.md" "On Windows" "${wine[@]}"
     commands_run "$tree" "$tree/docs/windows.md" "A host program" "${wine[@]}"
     # One host has the run-time libraries in it, the other takes those of the compiler.
-    needed() { x86_64-w64-mingw32-objdump -p "$tree/bin/$1" | grep -oE 'DLL Name: (KORInterface|lib[^ ]*)\.dll' | sort; }
+    needed() { x86_64-w64-mingw32-objdump -p "$tree/bin/$1" | grep -oE 'DLL Name: (KORInterface|lib[^ ]*|zlib[^ ]*)\.dll' | sort; }
+    [ "$(needed kor.exe)" = "DLL Name: KORInterface.dll" ] || fail "kor.exe needs $(needed kor.exe)"
     [ "$(needed host.exe)" = "DLL Name: KORInterface.dll" ] || fail "host.exe needs $(needed host.exe)"
     needed host_shared.exe | grep -q 'libstdc++-6\.dll' || fail "host_shared.exe needs $(needed host_shared.exe)"
     folder=$tree/data/polarizer
