@@ -98,7 +98,13 @@ bool CsvRecords::readHeader(std::string_view line)
         return refuseHeader(line);
     }
     if (m_kind.othersRefused && !m_warnings.empty()) {
-        return refuse(std::to_string(m_places.size()) + " columns", std::to_string(m_kind.columns.size()));
+        std::string others;
+        for (const std::string& name : cellsOf(line)) {
+            if (columnNamed(name) == m_kind.columns.size()) {
+                others += (others.empty() ? "column " : ", ") + inQuotes(name);
+            }
+        }
+        return refuse(others, "only the columns " + headerLine(m_kind.columns));
     }
     return true;
 }

@@ -7,6 +7,7 @@
 #include "platform/Text.h"
 #include "recordings/Columns.h"
 #include "recordings/Input.h"
+#include "recordings/Recognition.h"
 #include "recordings/Table.h"
 
 namespace kor::recordings {
@@ -62,6 +63,16 @@ WayPointFile readWayPoints(const std::string& path)
     WayPointFile file;
     const std::unique_ptr<Input> input = Input::open(path, file.problem);
     if (!input) {
+        return file;
+    }
+    const Recognised seen = recognise(beginning(*input));
+    const bool text = seen.content != Content::other && seen.content != Content::unknown &&
+                      seen.content != Content::recordingBinary && seen.content != Content::resultsBinary;
+    if (!input->problem() && !text) {
+        file.problem = badContent(*input);
+        file.problem.found = seen.what;
+        file.problem.expected = kKind.name;
+        file.problem.advice = seen.advice;
         return file;
     }
     CsvRecords rows(*input, kKind);
