@@ -11,6 +11,7 @@ import json
 import math
 import os
 import pathlib
+import re
 import shutil
 import signal
 import struct
@@ -332,12 +333,22 @@ class Motions(Case):
                              (self.HEADER + good.replace("500", "5x"), 'found "5x"'),
                              (self.HEADER + good.replace("500", ""), 'line 2, column z_mm: found ""'),
                              (self.HEADER.replace(",", ";"), "found columns separated by semicolons, expected a file of"),
-                             (self.HEADER.replace("z_mm", "z_mm,q"), "way.csv: line 1: found"),
+                             (self.HEADER.replace("z_mm", "z_mm,q,z"), 'line 1: found column "q", "z", expected only the columns time_s,x_mm'),
                              (self.HEADER.replace("z_mm", "z"), 'expected also the columns z_mm'),
                              (self.HEADER.replace("z_mm", "z_mm,z_mm"), 'way.csv: line 1: found column z_mm twice')):
             with self.subTest(text=text):
                 self.assertIn(wanted, self.way_points(text, status=DATA_ERROR).stderr)
                 self.assertFalse(os.path.exists(self.path("run.csv")))
+
+    def test_other_files_are_no_way_points(self):
+        shipped = os.path.join(DATA, "polarizer")
+        with open(self.path("picture.csv"), "wb") as file:
+            file.write(b"\x89PNG\r\n\x1a\n" + bytes(90))
+        for path, what in ((self.path("picture.csv"), "a PNG image"),
+                           (os.path.join(shipped, "polarizer.korraw"), "binary records of raw samples"),
+                           (os.path.join(shipped, "polarizer.csv"), "the header of a recording")):
+            done = self.simulate("polarizer", motion=path, status=DATA_ERROR)
+            self.assertIn(f"found {what}, expected a file of way-points", done.stderr)
 
     def test_a_pose_that_cannot_look_at_the_tracker_is_refused(self):
         # The skew of the shipped sensor's elevation axis leaves a small cone about its azimuth axis out of sight.
@@ -495,6 +506,28 @@ class Output(Case):
                 self.assertEqual(os.listdir(self.dir), [])
         self.simulate("polarizer", "--noise=levelXRaw=1", "--noise=levelXRaw=2", status=USAGE)
         self.assertIn("static, circle, roll, swing or random", self.simulate("polarizer", motion="dance", status=USAGE).stderr)
+
+    def test_says_why_no_sample_is_valid(self):
+        for sensor, options, motion, samples, reasons in (
+                ("polarizer", [], "static", 10, ["10 of 10 have the note reference: no reference is captured before "
+                                                "sample 20; take more --samples or an earlier --reference"]),
+                ("polarizer", ["--bad-status=1"], "static", 30, ["30 of 30 have the note status: "]),
+                ("polarizer", ["--drop=1"], "static", 30, ["all of them were dropped"]),
+                ("two_level", ["--nan=0.2"], "random", 40, [" have the note nan: "]),
+                ("two_level", [], "random", 40, [" have the note reference: ", " have the note moving: "])):
+            errors = self.simulate(sensor, *options, motion=motion, samples=samples).stderr
+            self.assertIn("kor: warning: no sample is valid: ", errors)
+            for reason in reasons:
+                self.assertIn(reason, errors)
+
+    def test_counts_the_samples_that_are_not_valid(self):
+        errors = self.simulate("polarizer", "--bad-status=0.1").stderr
+        self.assertNotIn("warning", errors)
+        notes = [row["note"] for row in rows(self.path("truth.csv")) if row["valid"] == "0"]
+        found = re.search(r"  valid:    (\d+) \(not valid: (.*)\)\n", errors)
+        self.assertEqual(int(found[1]), 400 - len(notes))
+        self.assertEqual({part.split(" ")[0]: int(part.split(" ")[1]) for part in found[2].split(", ")},
+                         {note: notes.count(note) for note in notes})
 
     def test_missing_files_are_told(self):
         self.simulate("polarizer", motion="./nowhere.csv", status=NO_INPUT)

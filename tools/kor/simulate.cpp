@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -185,6 +187,71 @@ std::unique_ptr<Motion> motionFromFile(const std::string& path)
     return wayPointMotion(file.points);
 }
 
+// Samples that may not be compared with the truth, by the note of each.
+using NoteCounts = std::vector<std::pair<std::string_view, std::uint64_t>>;
+
+void count(NoteCounts& counts, std::string_view note)
+{
+    const auto at =
+        std::find_if(counts.begin(), counts.end(), [note](const auto& known) { return known.first == note; });
+    if (at == counts.end()) {
+        counts.emplace_back(note, 1);
+    } else {
+        ++at->second;
+    }
+}
+
+std::string listed(const NoteCounts& counts)
+{
+    std::string text;
+    for (const auto& [note, number] : counts) {
+        text += fmt::format("{}{} {}", text.empty() ? "" : ", ", note, number);
+    }
+    return text;
+}
+
+// Why samples with a note have no orientation that the truth could be compared with, and what helps.
+std::string reasonOf(std::string_view note, std::uint64_t reference)
+{
+    if (note == "reference") {
+        return fmt::format("no reference is captured before sample {}; take more --samples or an earlier --reference",
+                           reference);
+    }
+    if (note == "status") {
+        return "the status is not 2; --bad-status asks for that";
+    }
+    if (note == "nan") {
+        return "a value was replaced by nan, as --nan asks for, which in mount modes 9 and 10 spoils all samples "
+               "behind it";
+    }
+    if (note == "level") {
+        return "a level lies beyond its table, or in mount modes 9 and 10 both do";
+    }
+    if (note == "moving") {
+        return "mount modes 9 and 10 need a pose to be held for 24 samples; --motion static does, with enough "
+               "--samples";
+    }
+    return "the model is not exact in these poses; the page on accuracy names its limits";
+}
+
+// A recording with nothing to compare has seldom been meant.
+void warnIfNoneIsValid(const NoteCounts& counts, std::uint64_t samples, std::uint64_t valid, std::uint64_t reference)
+{
+    if (valid > 0) {
+        return;
+    }
+    if (samples == 0) {
+        warn("no sample is valid: all of them were dropped");
+        return;
+    }
+    std::string reasons;
+    for (const auto& [note, number] : counts) {
+        reasons += fmt::format("{}{} of {} have the note {}: {}", reasons.empty() ? "" : ". ", number, samples, note,
+                               reasonOf(note, reference));
+    }
+    warn("no sample is valid: " + reasons);
+}
+
 int simulate(const SimulateRequest& request)
 {
     SimulationPlan plan = planOf(request);
@@ -230,6 +297,7 @@ int simulate(const SimulateRequest& request)
     Progress progress(show, "simulate", samples, "samples");
     std::uint64_t dropped = 0;
     std::uint64_t valid = 0;
+    NoteCounts notValid;
     SimulatedSample sample;
     for (std::uint64_t i = 0; i < samples; ++i) {
         if (i % 256 == 0) {
@@ -242,7 +310,11 @@ int simulate(const SimulateRequest& request)
             ++dropped;
             continue;
         }
-        valid += sample.valid ? 1 : 0;
+        if (sample.valid) {
+            ++valid;
+        } else {
+            count(notValid, sample.note);
+        }
         if (!writer.write(sample.raw) || (truthWriter && !truthWriter->write(truthOf(sample)))) {
             break;
         }
@@ -259,9 +331,11 @@ int simulate(const SimulateRequest& request)
     tell(fmt::format("simulated: mount mode {}, {}\n"
                      "  seed:     {}\n"
                      "  samples:  {}\n"
-                     "  valid:    {}\n"
+                     "  valid:    {}{}\n"
                      "  dropped:  {}\n",
-                     mode, ModelText(ModelOf(mode)), plan.seed, samples - dropped, valid, dropped));
+                     mode, ModelText(ModelOf(mode)), plan.seed, samples - dropped, valid,
+                     notValid.empty() ? "" : " (not valid: " + listed(notValid) + ")", dropped));
+    warnIfNoneIsValid(notValid, samples - dropped, valid, plan.reference);
     return kExitOk;
 }
 
