@@ -1,6 +1,7 @@
 // Files by path. Paths are UTF-8; on systems whose names are bytes those bytes are kept, valid text or not.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -21,6 +22,9 @@ constexpr int kStandardError = 2;
 
 /// Why the last call here has failed, in the system's words.
 std::string lastError();
+
+/// Whether it has failed because nobody reads the pipe any more that it wrote to.
+bool isBrokenPipe() noexcept;
 
 /// Tells a regular file from every other, also if it has several names.
 struct FileId {
@@ -51,6 +55,13 @@ public:
 
     /// Returned  result  number of bytes; 0 at the end, -1 on failure
     std::ptrdiff_t read(char* into, std::size_t room) noexcept;
+
+    /// Whether a read would return at once: with bytes, at the end or with an error.
+    /// Given  patience  how long to wait for that; zero only asks. A signal ends the wait.
+    /// Notes  1  Windows can ask a pipe and cannot wait for it: the answer is yes where it cannot ask, and where it
+    /// would
+    ///           have to wait.
+    bool isReadable(std::chrono::milliseconds patience) const noexcept;
 
     /// Writes all of it; false on failure.
     bool write(std::string_view bytes) noexcept;

@@ -50,6 +50,21 @@ public:
     EndingSignalsWait& operator=(const EndingSignalsWait&) = delete;
 };
 
+/// While it exists, an interrupt or a termination is noted in place of ending the process, so that the work at hand can
+/// be finished. The next one ends the process as ever, if it comes more than 0.2 s later: a shell and timeout(1) send
+/// one signal to the whole group, and some processes of it get it twice.
+/// Notes  1  One at a time. Hang-up and quit end the process at once.
+class EndingSignalsAreNoted {
+public:
+    EndingSignalsAreNoted() noexcept;
+    ~EndingSignalsAreNoted();
+    EndingSignalsAreNoted(const EndingSignalsAreNoted&) = delete;
+    EndingSignalsAreNoted& operator=(const EndingSignalsAreNoted&) = delete;
+};
+
+/// The number of the signal that was noted; 0 if there was none.
+int notedSignal() noexcept;
+
 /// Children at a time: what a signal can take along when it ends this process.
 constexpr std::size_t kMostChildren = 256;
 

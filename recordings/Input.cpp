@@ -1,5 +1,6 @@
 #include "recordings/Input.h"
 
+#include <chrono>
 #include <cstring>
 #include <utility>
 
@@ -23,8 +24,35 @@ std::unique_ptr<Input> Input::open(const std::string& path, Problem& problem)
 }
 
 Input::Input(platform::File file, std::string path, std::string title)
-    : m_file(std::move(file)), m_path(std::move(path)), m_title(std::move(title)), m_buffer(kRoom)
+    : m_file(std::move(file)), m_path(std::move(path)), m_title(std::move(title)), m_buffer(kRoom), m_live(!m_file.id())
 {
+}
+
+void Input::whileWaiting(std::function<void()> idle)
+{
+    if (m_live) {
+        m_idle = std::move(idle);
+        m_signalsAreNoted.emplace();
+    }
+}
+
+// Until there is something to read; false when a signal ends the input before.
+bool Input::await()
+{
+    constexpr std::chrono::milliseconds kBetweenCalls(500);
+    for (std::chrono::milliseconds patience{0};; patience = kBetweenCalls) {
+        const bool there = m_file.isReadable(patience);
+        if (platform::notedSignal() != 0) {
+            m_problem = {.kind = Problem::Kind::interrupted,
+                         .file = m_title,
+                         .reason = "a signal has ended the reading; what was read before is kept"};
+            return false;
+        }
+        if (there) {
+            return true;
+        }
+        m_idle();
+    }
 }
 
 std::uint64_t Input::position() const
@@ -35,6 +63,9 @@ std::uint64_t Input::position() const
 // At most so many bytes of the file; none at its end and when reading fails.
 std::size_t Input::readFile(char* into, std::size_t room)
 {
+    if (m_idle && !await()) {
+        return 0;
+    }
     const std::ptrdiff_t got = m_file.read(into, room);
     if (got < 0) {
         m_problem = {.kind = Problem::Kind::cannotRead, .file = m_title, .reason = platform::lastError()};

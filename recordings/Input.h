@@ -3,12 +3,15 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "platform/Files.h"
+#include "platform/Process.h"
 #include "recordings/Compression.h"
 #include "recordings/Problem.h"
 
@@ -29,7 +32,14 @@ public:
     /// out what has come and waits only for the first byte.
     bool more();
 
-    /// Set when reading has failed, or a compressed file is damaged (badData).
+    /// Whether the bytes may be long in coming: from a pipe or a terminal, from anything but a regular file.
+    bool isLive() const { return m_live; }
+
+    /// From now on more calls this when it has to wait, at once and then twice a second, and an interrupt or a
+    /// termination ends the input as an error of reading would. A regular file never has to wait: nothing changes.
+    void whileWaiting(std::function<void()> idle);
+
+    /// Set when reading has failed, a signal has ended it, or a compressed file is damaged (badData).
     const Problem& problem() const { return m_problem; }
 
     /// Bytes that more can hold ahead at the least, also if nothing has been consumed.
@@ -43,6 +53,7 @@ public:
 
 private:
     Input(platform::File file, std::string path, std::string title);
+    bool await();
     std::size_t readFile(char* into, std::size_t room);
     bool findCompression();
     bool unpackMore();
@@ -58,7 +69,10 @@ private:
     std::uint64_t m_handedOut = 0; ///< bytes that have been put ahead
     std::uint64_t m_read = 0;      ///< bytes of the file
     bool m_atEnd = false;
-    bool m_begun = false; ///< the compression is known
+    bool m_begun = false;         ///< the compression is known
+    bool m_live;                  ///< no regular file
+    std::function<void()> m_idle; ///< empty: reading waits without a word
+    std::optional<platform::EndingSignalsAreNoted> m_signalsAreNoted;
 
     /// Of a compressed file only.
     Compression m_compression = Compression::none;

@@ -107,6 +107,7 @@ bool Output::close()
 
 void Output::fail(Problem::Kind kind, const std::string& what)
 {
+    kind = platform::isBrokenPipe() ? Problem::Kind::nobodyReads : kind;
     m_problem = {.kind = kind, .file = m_title, .reason = what + platform::lastError()};
 }
 

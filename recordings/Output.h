@@ -30,6 +30,9 @@ public:
     /// Whether nothing has failed so far.
     bool write(std::string_view bytes);
 
+    /// Writes out what is buffered. A compressed file keeps back what makes no whole block yet.
+    void flush();
+
     /// Writes out what is buffered, closes and renames; false when that, or any write before, has failed.
     bool close();
 
@@ -40,7 +43,6 @@ public:
 private:
     Output() : m_buffer(kRoom) {}
     platform::File& file() { return m_target.empty() ? m_direct : m_temporary.file; }
-    void flush();
     bool put(std::string_view bytes, bool last);
     void fail(Problem::Kind kind, const std::string& what);
 

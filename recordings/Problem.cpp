@@ -40,7 +40,10 @@ std::string text(const Problem& problem)
     case Problem::Kind::cannotCreate:
         return "cannot create " + placeOf(problem) + ": " + contentOf(problem);
     case Problem::Kind::cannotWrite:
+    case Problem::Kind::nobodyReads:
         return "cannot write " + placeOf(problem) + ": " + contentOf(problem);
+    case Problem::Kind::interrupted:
+        return placeOf(problem) + ": " + contentOf(problem);
     case Problem::Kind::none:
     case Problem::Kind::badData:
         break;

@@ -18,6 +18,8 @@ struct Problem {
         cannotRead,   ///< reading failed on the way
         cannotCreate, ///< an output cannot be made, or cannot take its place
         cannotWrite,  ///< writing failed on the way
+        nobodyReads,  ///< the reader of an output has closed it
+        interrupted,  ///< a signal has ended a live input
     };
 
     Kind kind = Kind::none;

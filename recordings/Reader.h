@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -36,6 +37,12 @@ public:
 
     /// The next record.
     Step next(Record& record) { return m_records->next(&record); }
+
+    bool isLive() const { return m_input->isLive(); }
+
+    /// What to do whenever a live recording makes its reader wait; every record that has come whole has been handed out
+    /// before. See Input::whileWaiting.
+    void whileWaiting(std::function<void()> idle) { m_input->whileWaiting(std::move(idle)); }
 
     const Problem& problem() const { return m_records->problem(); }
 

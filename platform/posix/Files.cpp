@@ -1,10 +1,13 @@
 #include "platform/Files.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <limits>
 #include <utility>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -46,16 +49,34 @@ File opened(const std::string& path, int flags, mode_t mode = 0)
     }
 }
 
+// Whoever shares a pipe with this process may have made it one that does not wait. After this the call is made again.
+bool waitedFor(int descriptor, short event)
+{
+    if (errno != EAGAIN && errno != EWOULDBLOCK) {
+        return errno == EINTR;
+    }
+    struct pollfd asked = {descriptor, event, 0};
+    return ::poll(&asked, 1, -1) >= 0 || errno == EINTR;
+}
+
 } // namespace
 
 std::ptrdiff_t File::read(char* into, std::size_t room) noexcept
 {
     for (;;) {
         const ssize_t got = ::read(m_descriptor, into, room);
-        if (got >= 0 || errno != EINTR) {
+        if (got >= 0 || !waitedFor(m_descriptor, POLLIN)) {
             return got;
         }
     }
+}
+
+bool File::isReadable(std::chrono::milliseconds patience) const noexcept
+{
+    constexpr std::chrono::milliseconds kMost(std::numeric_limits<int>::max());
+    struct pollfd asked = {m_descriptor, POLLIN, 0};
+    const int answered = ::poll(&asked, 1, static_cast<int>(std::min(patience, kMost).count()));
+    return answered < 0 ? errno != EINTR : asked.revents != 0;
 }
 
 bool File::write(std::string_view bytes) noexcept
@@ -63,7 +84,7 @@ bool File::write(std::string_view bytes) noexcept
     while (!bytes.empty()) {
         const ssize_t put = ::write(m_descriptor, bytes.data(), bytes.size());
         if (put < 0) {
-            if (errno == EINTR) {
+            if (waitedFor(m_descriptor, POLLOUT)) {
                 continue;
             }
             m_failed = true;

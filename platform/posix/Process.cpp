@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <system_error>
@@ -32,8 +33,34 @@ std::atomic<int> starting{0}; // children that are being started and not listed 
 static_assert(std::atomic<bool>::is_always_lock_free && std::atomic<int>::is_always_lock_free);
 static_assert(std::atomic<pid_t>::is_always_lock_free && std::atomic<const char*>::is_always_lock_free);
 
+// The signal that was noted in place of ending the process, and when: milliseconds of a steady clock, 0 before.
+using Milliseconds = std::chrono::milliseconds;
+constexpr Milliseconds kOneRequest{200};
+std::atomic<bool> signalsAreNoted{false};
+std::atomic<int> noted{0};
+std::atomic<Milliseconds::rep> notedAt{0};
+static_assert(std::atomic<Milliseconds::rep>::is_always_lock_free);
+
+// Whether the signal is one to note, or comes with the one that was.
+bool isNoted(int number)
+{
+    if (!signalsAreNoted.load() || (number != SIGINT && number != SIGTERM)) {
+        return false;
+    }
+    const auto now = std::chrono::duration_cast<Milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
+    Milliseconds::rep before = 0;
+    if (notedAt.compare_exchange_strong(before, std::max<Milliseconds::rep>(now.count(), 1))) {
+        noted.store(number);
+        return true;
+    }
+    return now - Milliseconds(before) < kOneRequest;
+}
+
 extern "C" void endedBySignal(int number)
 {
+    if (isNoted(number)) {
+        return;
+    }
     // From here on nobody starts a child.
     ending.store(true);
     for (auto& place : doomedPaths) {
@@ -52,7 +79,8 @@ extern "C" void endedBySignal(int number)
             kill(id, SIGTERM);
         }
     }
-    // The handler was installed to run once, so this is the signal's own way to end a process.
+    // The signal's own way to end a process.
+    std::signal(number, SIG_DFL);
     raise(number);
 }
 
@@ -143,7 +171,6 @@ void prepareProcess()
         }
         struct sigaction action = {};
         action.sa_handler = endedBySignal;
-        action.sa_flags = static_cast<int>(SA_RESETHAND);
         sigemptyset(&action.sa_mask);
         sigaction(number, &action, nullptr);
     }
@@ -207,6 +234,23 @@ EndingSignalsWait::~EndingSignalsWait()
     if (--waiting == 0) {
         pthread_sigmask(SIG_SETMASK, &maskBefore, nullptr);
     }
+}
+
+EndingSignalsAreNoted::EndingSignalsAreNoted() noexcept
+{
+    noted.store(0);
+    notedAt.store(0);
+    signalsAreNoted.store(true);
+}
+
+EndingSignalsAreNoted::~EndingSignalsAreNoted()
+{
+    signalsAreNoted.store(false);
+}
+
+int notedSignal() noexcept
+{
+    return noted.load(std::memory_order_relaxed);
 }
 
 ChildResult runSelf(const std::vector<std::string>& arguments)

@@ -58,6 +58,19 @@ std::ptrdiff_t File::read(char* into, std::size_t room) noexcept
     return got < 0 && errno == EPIPE ? 0 : got; // the other end of a pipe closed it: the end
 }
 
+bool File::isReadable(std::chrono::milliseconds patience) const noexcept
+{
+    const HANDLE handle = handleOf(m_descriptor);
+    DWORD ahead = 0;
+    if (patience.count() > 0 || GetFileType(handle) == FILE_TYPE_DISK) {
+        return true;
+    }
+    // What is no pipe, a console for example, is taken to make its reader wait. A pipe that cannot be asked is at its
+    // end.
+    return GetFileType(handle) == FILE_TYPE_PIPE &&
+           (PeekNamedPipe(handle, nullptr, 0, nullptr, &ahead, nullptr) == 0 || ahead > 0);
+}
+
 bool File::write(std::string_view bytes) noexcept
 {
     while (!bytes.empty()) {

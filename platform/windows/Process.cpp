@@ -88,6 +88,14 @@ RemovedWhenKilled::~RemovedWhenKilled() = default;
 EndingSignalsWait::EndingSignalsWait() noexcept = default;
 EndingSignalsWait::~EndingSignalsWait() = default;
 
+EndingSignalsAreNoted::EndingSignalsAreNoted() noexcept = default;
+EndingSignalsAreNoted::~EndingSignalsAreNoted() = default;
+
+int notedSignal() noexcept
+{
+    return 0;
+}
+
 ChildResult runSelf(const std::vector<std::string>& arguments)
 {
     wchar_t self[32768];

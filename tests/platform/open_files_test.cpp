@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -10,6 +12,13 @@
 #include <string>
 #include <utility>
 #include <vector>
+
+#ifdef _WIN32
+#include <fcntl.h>
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
 
 namespace {
 
@@ -164,6 +173,69 @@ TEST_F(OpenFiles, thereAreNoMoreTemporaryFilesThanASignalCanRemove)
     EXPECT_TRUE(TemporaryFile::beside(path("r"))) << "a place has become free";
 }
 #endif
+
+struct Pipe {
+    Pipe()
+    {
+        int ends[2] = {-1, -1};
+#ifdef _WIN32
+        EXPECT_EQ(_pipe(ends, 4096, _O_BINARY), 0);
+#else
+        EXPECT_EQ(pipe(ends), 0);
+#endif
+        out = File(ends[0]);
+        in = File(ends[1]);
+    }
+    File out;
+    File in;
+};
+
+constexpr std::chrono::milliseconds kAtOnce{0};
+
+TEST(Readable, isAPipeThatHoldsBytesOrHasNoWriter)
+{
+    Pipe pipe;
+    EXPECT_FALSE(pipe.out.isReadable(kAtOnce));
+    EXPECT_TRUE(pipe.in.write("ab"));
+    EXPECT_TRUE(pipe.out.isReadable(kAtOnce));
+    char bytes[2];
+    EXPECT_EQ(pipe.out.read(bytes, 1), 1);
+    EXPECT_TRUE(pipe.out.isReadable(kAtOnce)) << "one is left";
+    EXPECT_EQ(pipe.out.read(bytes, 1), 1);
+    EXPECT_FALSE(pipe.out.isReadable(kAtOnce));
+    pipe.in.close();
+    EXPECT_TRUE(pipe.out.isReadable(kAtOnce)) << "at its end";
+    EXPECT_EQ(pipe.out.read(bytes, 1), 0);
+}
+
+TEST_F(OpenFiles, areReadableAtTheirEndToo)
+{
+    write("a", "");
+    EXPECT_TRUE(openAnyForReading(path("a")).isReadable(kAtOnce));
+}
+
+#ifndef _WIN32 // where a pipe cannot be waited for
+TEST(Readable, isWaitedForAsLongAsAsked)
+{
+    const Pipe pipe;
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_FALSE(pipe.out.isReadable(std::chrono::milliseconds(30)));
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(30));
+}
+#endif
+
+TEST(BrokenPipe, isOneThatNobodyReads)
+{
+#ifndef _WIN32 // where no signal comes with it
+    std::signal(SIGPIPE, SIG_IGN);
+#endif
+    Pipe pipe;
+    pipe.out.close();
+    EXPECT_FALSE(pipe.in.write("a"));
+    EXPECT_TRUE(isBrokenPipe());
+    EXPECT_FALSE(openAnyForReading("none"));
+    EXPECT_FALSE(isBrokenPipe());
+}
 
 TEST(Path, keepsItsBytes)
 {

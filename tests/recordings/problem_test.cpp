@@ -37,6 +37,8 @@ TEST(Problem, saysWhatCouldNotBeDone)
     EXPECT_EQ(textOf(Problem::Kind::cannotRead), "cannot read a: no such file");
     EXPECT_EQ(textOf(Problem::Kind::cannotCreate), "cannot create a: no such file");
     EXPECT_EQ(textOf(Problem::Kind::cannotWrite), "cannot write a: no such file");
+    EXPECT_EQ(textOf(Problem::Kind::nobodyReads), "cannot write a: no such file");
+    EXPECT_EQ(textOf(Problem::Kind::interrupted), "a: no such file");
     EXPECT_EQ(textOf(Problem::Kind::badData), "a: no such file");
 }
 

@@ -18,6 +18,8 @@ TEST(Exit, isThatOfTheKindOfProblem)
     EXPECT_EQ(exitOf(Problem::Kind::cannotRead), 74);
     EXPECT_EQ(exitOf(Problem::Kind::cannotCreate), 73);
     EXPECT_EQ(exitOf(Problem::Kind::cannotWrite), 74);
+    EXPECT_EQ(exitOf(Problem::Kind::nobodyReads), 141);
+    EXPECT_EQ(exitOf(Problem::Kind::interrupted), 130);
 }
 
 TEST(Exit, failuresOfProblemsCarryStatusAndText)

@@ -10,7 +10,10 @@
 namespace {
 
 using kor::tool::grouped;
+using kor::tool::Pace;
 using kor::tool::progressLine;
+using kor::tool::streamLine;
+using kor::tool::StreamState;
 
 TEST(ProgressLine, showsBarShareRateAndTimeLeft)
 {
@@ -56,6 +59,37 @@ TEST(ProgressLine, fitsAnyWidth)
 TEST(ProgressLine, hoursWhenItTakesThatLong)
 {
     EXPECT_NE(progressLine("a", 1, 3701, 10, "samples", 1.0, 120).find("  1:01:40 left"), std::string::npos);
+}
+
+TEST(StreamLine, showsRateAnglesAndTheOutcomesThereWere)
+{
+    const StreamState state{.samples = 12345,
+                            .outcomes = {{"valid", 12000}, {"not finite", 0}, {"rejected", 345}},
+                            .angles = {1.25f, -0.5f, 90.0f}};
+    EXPECT_EQ(streamLine(state, 999.6, 120),
+              "12 345 samples  1000/s  x 1.2500  z -0.5000  y 90.0000  valid 12 000  rejected 345");
+    for (int width = 1; width < 120; ++width) {
+        EXPECT_LE(streamLine(state, 999.6, width).size(), static_cast<std::size_t>(width));
+    }
+}
+
+TEST(StreamLine, hasNoAnglesBeforeTheFirstSample)
+{
+    EXPECT_EQ(streamLine({}, 0, 80), "0 samples  0.0/s");
+}
+
+TEST(Pace, isThatOfTheLastSecondOrTwo)
+{
+    Pace pace;
+    EXPECT_EQ(pace.at(0, 0), 0.0);
+    EXPECT_EQ(pace.at(0.5, 100), 200.0);
+    EXPECT_EQ(pace.at(1.0, 200), 200.0);
+    EXPECT_EQ(pace.at(2.0, 400), 200.0);
+    // From now on four times as many: what was before is forgotten within two seconds.
+    EXPECT_EQ(pace.at(3.0, 1200), 800.0);
+    // Nothing comes any more.
+    EXPECT_EQ(pace.at(4.0, 1200), 0.0);
+    EXPECT_EQ(pace.at(9.0, 1200), 0.0);
 }
 
 TEST(ProgressOption, knowsItsThreeWordsAndRefusesAnyOther)

@@ -1,5 +1,9 @@
 #include "tools/kor/Exit.h"
 
+#include <csignal>
+
+#include "platform/Process.h"
+
 namespace kor::tool {
 
 using recordings::Problem;
@@ -18,6 +22,10 @@ Exit exitOf(Problem::Kind kind)
     case Problem::Kind::cannotRead:
     case Problem::Kind::cannotWrite:
         return kExitIoError;
+    case Problem::Kind::nobodyReads:
+        return kExitNobodyReads;
+    case Problem::Kind::interrupted:
+        return platform::notedSignal() == SIGTERM ? kExitTerminated : kExitInterrupted;
     }
     return kExitSoftware;
 }

@@ -8,7 +8,8 @@
 
 namespace kor::tool {
 
-/// The numbers are those of <sysexits.h>, which not every platform has.
+/// The numbers are those of <sysexits.h>, which not every platform has, and beyond 128 those that a shell gives a
+/// process which a signal has ended.
 enum Exit : int {
     kExitOk = 0,
     kExitBeyondBound = 1,
@@ -17,7 +18,10 @@ enum Exit : int {
     kExitNoInput = 66,
     kExitSoftware = 70,
     kExitCannotCreate = 73,
-    kExitIoError = 74
+    kExitIoError = 74,
+    kExitInterrupted = 130,
+    kExitNobodyReads = 141,
+    kExitTerminated = 143
 };
 
 /// What they mean: the help prints this table, and a test holds the documents to it.
@@ -34,6 +38,9 @@ inline constexpr ExitMeaning kExitMeanings[] = {
     {kExitSoftware, "internal error"},
     {kExitCannotCreate, "an output cannot be created"},
     {kExitIoError, "reading or writing failed"},
+    {kExitInterrupted, "interrupted"},
+    {kExitNobodyReads, "the reader of the output has closed it"},
+    {kExitTerminated, "terminated"},
 };
 
 /// The status that a problem with a file ends a command with.

@@ -1,6 +1,9 @@
 #include "tools/kor/Progress.h"
 
 #include <algorithm>
+#include <charconv>
+#include <iterator>
+#include <limits>
 #include <string_view>
 
 #include "platform/Files.h"
@@ -22,7 +25,36 @@ std::string clockText(double seconds)
     return whole < 3600 ? tail : std::to_string(whole / 3600) + ":" + tail;
 }
 
+// The last column would wrap the line.
+int widthOfLine()
+{
+    return platform::terminalWidth(platform::kStandardError) - 1;
+}
+
+// With so many digits behind the point.
+std::string withDigits(double value, int digits)
+{
+    char text[std::numeric_limits<double>::max_exponent10 + 16];
+    return {text, std::to_chars(std::begin(text), std::end(text), value, std::chars_format::fixed, digits).ptr};
+}
+
+std::string cutTo(int width, std::string line)
+{
+    return line.substr(0, static_cast<std::size_t>(std::max(width, 1)));
+}
+
 } // namespace
+
+double Pace::at(double seconds, std::uint64_t counted)
+{
+    constexpr double kStretch = 1;
+    if (seconds - m_newer.seconds >= kStretch) {
+        m_older = m_newer;
+        m_newer = {seconds, counted};
+    }
+    const double passed = seconds - m_older.seconds;
+    return passed > 0 ? static_cast<double>(counted - m_older.counted) / passed : 0;
+}
 
 ShowProgress progressOption(const std::optional<std::string>& when)
 {
@@ -64,10 +96,22 @@ std::string progressLine(const std::string& title, std::uint64_t done, std::uint
         const auto full = static_cast<std::size_t>(share * static_cast<double>(cells));
         line = title + "  [" + std::string(full, '#') + std::string(cells - full, '.') + "]" + tail;
     }
-    if (line.size() > static_cast<std::size_t>(std::max(width, 1))) {
-        line.resize(static_cast<std::size_t>(std::max(width, 1)));
+    return cutTo(width, std::move(line));
+}
+
+std::string streamLine(const StreamState& state, double pace, int width)
+{
+    std::string line = grouped(state.samples) + " samples  " + withDigits(pace, pace < 10 ? 1 : 0) + "/s";
+    constexpr std::string_view kAxes = "xzy";
+    for (std::size_t i = 0; state.samples > 0 && i < kAxes.size(); ++i) {
+        line.append("  ").append(1, kAxes[i]).append(" ").append(withDigits(static_cast<double>(state.angles[i]), 4));
     }
-    return line;
+    for (const auto& [outcome, count] : state.outcomes) {
+        if (count > 0) {
+            line.append("  ").append(outcome).append(" ").append(grouped(count));
+        }
+    }
+    return cutTo(width, std::move(line));
 }
 
 Progress::Progress(ShowProgress show, std::string title, std::uint64_t total, std::string unit)
@@ -82,21 +126,35 @@ Progress::Progress(ShowProgress show, std::string title, std::uint64_t total, st
     }
 }
 
-void Progress::update(std::uint64_t done, std::uint64_t counted)
+bool Progress::isDue()
 {
     if (!m_on) {
-        return;
+        return false;
     }
-    const Clock::time_point now = Clock::now();
-    if (now < m_next) {
-        return;
+    m_now = Clock::now();
+    if (m_now < m_next) {
+        return false;
     }
-    m_next = now + kEvery;
-    const double seconds = std::chrono::duration<double>(now - m_start).count();
-    const int width = platform::terminalWidth(platform::kStandardError) - 1; // the last column would wrap the line
-    const std::string line = "\r" + progressLine(m_title, done, m_total, counted, m_unit, seconds, width) + "\x1b[K";
-    platform::File::standard(platform::kStandardError).write(line);
+    m_next = m_now + kEvery;
+    return true;
+}
+
+void Progress::draw(const std::string& line)
+{
+    platform::File::standard(platform::kStandardError).write("\r" + line + "\x1b[K");
     m_drawn = true;
+}
+
+void Progress::update(std::uint64_t done, std::uint64_t counted)
+{
+    if (isDue()) {
+        draw(progressLine(m_title, done, m_total, counted, m_unit, seconds(), widthOfLine()));
+    }
+}
+
+void Progress::drawStream(const StreamState& state)
+{
+    draw(streamLine(state, m_pace.at(seconds(), state.samples), widthOfLine()));
 }
 
 void Progress::clear()

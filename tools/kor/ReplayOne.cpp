@@ -14,6 +14,8 @@
 #include "KORInterface/Session.h"
 #include "KORInterface/Status.h"
 
+#include "platform/Files.h"
+#include "platform/Terminal.h"
 #include "recordings/Output.h"
 #include "recordings/Reader.h"
 #include "recordings/Writer.h"
@@ -59,6 +61,27 @@ recordings::Result resultOf(std::uint32_t stamp, const SampleResult& sample)
     return result;
 }
 
+StreamState stateOf(const Tally& tally, const KOR_INFO& last)
+{
+    StreamState state{.samples = tally.samples,
+                      .outcomes = {{"ok", tally.valid},
+                                   {"before the reference", tally.beforeReference},
+                                   {"rejected", tally.rejectedByStatus},
+                                   {"without matrix", tally.withoutMatrix},
+                                   {"not finite", tally.notFinite},
+                                   {"bad", tally.bad}}};
+    std::copy(std::begin(last.orientationAngles), std::end(last.orientationAngles), state.angles);
+    return state;
+}
+
+// Where the results themselves are shown, a line about them would stand in the midst of them.
+ShowProgress shownBeside(const std::string& output, ShowProgress asked)
+{
+    return asked == ShowProgress::automatic && output == "-" && platform::isTerminal(platform::kStandardOutput)
+               ? ShowProgress::never
+               : asked;
+}
+
 } // namespace
 
 int replayOne(const ReplayPlan& plan, const std::string& recording, const std::string& output)
@@ -87,16 +110,27 @@ int replayOne(const ReplayPlan& plan, const std::string& recording, const std::s
 
     Window window = plan.window;
     Tally tally;
-    Progress progress(plan.progress, reader->title(), reader->size(), "samples");
+    Progress progress(shownBeside(output, plan.progress), reader->title(), reader->size(), "samples");
     const auto start = std::chrono::steady_clock::now();
     int status = kExitOk;
     std::uint64_t steps = 0;
     KOR_RAWINFO raw;
-    SampleResult sample;
+    SampleResult sample{};
+    const auto show = [&] {
+        if (reader->isLive()) {
+            progress.updateStream([&] { return stateOf(tally, sample.info); });
+        } else {
+            progress.update(reader->consumed(), tally.samples);
+        }
+    };
+    reader->whileWaiting([&] {
+        results->flush();
+        show();
+    });
     // What has been fed stands, also when the rest cannot be read.
     for (Reader::Step step; (step = reader->next(raw)) != Reader::Step::end;) {
         if ((steps++ & kProgressMask) == 0) {
-            progress.update(reader->consumed(), tally.samples);
+            show();
         }
         if (step != Reader::Step::sample) {
             tally.bad += step == Reader::Step::bad ? 1 : 0;

@@ -146,7 +146,9 @@ int main(int argc, char** argv)
     try {
         return run(argc, argv);
     } catch (const Failure& failure) {
-        complain(failure.what());
+        if (failure.status() != kExitNobodyReads) { // whoever closed the pipe has what was wanted
+            complain(failure.what());
+        }
         return failure.status();
     } catch (const std::exception& error) {
         complain(error.what());

@@ -147,11 +147,14 @@ Command declareReplay(CLI::App& root)
         ->type_name("WHEN");
     app->add_option("--jobs", request->jobs, "Processes at a time, at most 256 (default: one per core)")
         ->type_name("N");
-    app->footer("Example:\n"
-                "  kor replay --prm calibration --id 1005 run.csv -o run_results.csv\n\n"
-                "A summary goes to standard error. Results appear under their name when they are complete.\n\n"
-                "kor --help lists the exit statuses. Several recordings end with the first status in their order\n"
-                "that is not 0.");
+    app->footer(
+        "Example:\n"
+        "  kor replay --prm calibration --id 1005 run.csv -o run_results.csv\n\n"
+        "A recording that is no regular file, a pipe for example, is live: results are written whenever the next\n"
+        "row has yet to come, and an interrupt or a termination keeps those that are finished.\n\n"
+        "A summary goes to standard error. Results appear under their name when they are complete.\n\n"
+        "kor --help lists the exit statuses. Several recordings end with the first status in their order\n"
+        "that is not 0.");
     return {app, [request] { return replay(*request); }};
 }
 
