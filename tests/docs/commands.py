@@ -36,6 +36,7 @@ NOT_RUN = [
     ("CONTRIBUTING.md", r"tests/reference/campaign\.sh .*",
      "a minute and a half; the test reference.library_equals_the_independent_implementation runs it with one seed"),
     ("CONTRIBUTING.md", r"build/release-tests/bench/models_bench", "a measurement of speed; tests that run beside it would disturb it"),
+    ("CONTRIBUTING.md", r"bench/live\.py .*", "the same; the test bench.live_and_throughput runs it shortly"),
     ("README.md", r"kor accuracy", "the test docs.accuracy_page_is_what_is_measured runs it"),
     ("README.md", r"sudo cmake --install .*", "installs into /usr/local of this machine"),
     ("data/README.md", r"data/make\.sh .*", "the test data.simulation_reproduces_the_shipped_files runs it"),
