@@ -18,6 +18,7 @@
 #include "params/file/FileName.h"
 #include "platform/Files.h"
 #include "platform/Text.h"
+#include "session/ParameterFileData.h"
 
 namespace kor {
 
@@ -26,48 +27,6 @@ using params::DocumentBlock;
 using params::Item;
 using params::kBlocks;
 using params::Layout;
-
-// The texts that the object hands out stand one behind the other, each with its zero.
-struct ParameterFileData {
-    struct BlockTexts {
-        std::uint32_t title = 0;
-        std::uint32_t whole = 0;
-        std::uint32_t word = 0;
-        std::vector<std::uint32_t> values;
-        std::vector<std::uint32_t> extras;
-    };
-
-    std::string path;
-    Document document;
-    std::string texts{'\0'};
-    std::vector<BlockTexts> blocks;
-    std::uint32_t rest = 0;
-    std::uint64_t restBytes = 0;
-
-    void addTexts();
-
-private:
-    std::uint32_t add(std::string_view text)
-    {
-        if (text.empty()) {
-            return 0;
-        }
-        const auto at = static_cast<std::uint32_t>(texts.size());
-        texts += platform::printable(text);
-        texts += '\0';
-        return at;
-    }
-
-    std::vector<std::uint32_t> addAll(const std::vector<Item>& items)
-    {
-        std::vector<std::uint32_t> places;
-        places.reserve(items.size());
-        for (const Item& item : items) {
-            places.push_back(add(document.textOf(item)));
-        }
-        return places;
-    }
-};
 
 void ParameterFileData::addTexts()
 {
@@ -84,10 +43,6 @@ void ParameterFileData::addTexts()
     restBytes = behind.size();
     rest = add(behind.substr(0, kShown));
 }
-
-struct ParameterFileAccess {
-    static ParameterFileData& data(ParameterFile& file) { return *file.m_data; }
-};
 
 namespace {
 
@@ -149,6 +104,7 @@ int load(ParameterFileData& data, const std::string& path, std::optional<std::ui
         fail(data, got < 0 ? kCannotOpen : kFormatError, got < 0 ? "" : "a parameter file of at most 16 MiB",
              got < 0 ? std::string() : std::to_string(std::max<std::uint64_t>(there.size, bytes.size())) + " bytes");
         data.path = path;
+        data.document.tooLarge = got >= 0;
         return data.document.status;
     }
     ParameterFileData fresh;
@@ -400,7 +356,9 @@ int LoadParameterBytes(ParameterFile& file, const char* bytes, std::size_t size)
             return fail(data, kBadArgument);
         }
         if (size > Document::kMostBytes) {
-            return fail(data, kFormatError, "a parameter file of at most 16 MiB", std::to_string(size) + " bytes");
+            fail(data, kFormatError, "a parameter file of at most 16 MiB", std::to_string(size) + " bytes");
+            data.document.tooLarge = true;
+            return data.document.status;
         }
         ParameterFileData fresh;
         fresh.document = params::takeApart(std::string(bytes, size), std::nullopt);

@@ -13,6 +13,7 @@
 #include "KORInterface/CKorThreeVec2Levelv2.h"
 #include "KORInterface/Configure.h"
 #include "KORInterface/OrientationModel.h"
+#include "KORInterface/ParameterCheck.h"
 #include "KORInterface/ParameterFile.h"
 #include "KORInterface/ParameterStore.h"
 #include "KORInterface/Records.h"

@@ -316,6 +316,7 @@ Document takeApart(std::string bytes, std::optional<std::uint32_t> id)
 {
     Document document;
     document.bytes = std::move(bytes);
+    document.id = id;
     document.encoding = encodingOf(document.bytes);
     const std::size_t end = document.bytes.find(kTextEnd);
     document.textEnd = narrow(std::min(end, document.bytes.size()));

@@ -55,6 +55,8 @@ struct Document {
     Encoding encoding = Encoding::text;
     std::vector<DocumentBlock> blocks; ///< in the order of the file, the one in which the read fails last
     std::int32_t mode = 0;             ///< mount mode, 0 without
+    std::optional<std::uint32_t> id;   ///< that the file must hold
+    bool tooLarge = false;             ///< not taken apart
 
     int status = 0; ///< how the read ends; this and the next five as ReadReport tells it of a new object
     unsigned messageId = 0;

@@ -102,7 +102,7 @@ constexpr Field kFields[] = {
      kLeastGain,
      kMostGain,
      true,
-     kFactored},
+     kPendulum | kPolarizer},
     {Target::scaleFactors, 7, 1, {"factor_8"}, "", -kAnything, kAnything, false, kNone},
     // The sensor fits in a hand: half a metre is beyond its ends.
     {Target::qvcParameters, 0, 3, {"x", "y", "z"}, kMm, -500.0, 500.0, false, kVectored},

@@ -317,51 +317,105 @@ class ParameterFile(Case):
         _, errors = self.replay("a.csv", number=71, status=NO_INPUT)
         self.assertIn("Tg71.prm: it is a directory\n", errors)
 
+    def broken(self, text, number=5, status=DATA, arguments=()):
+        """What replay says of a parameter file."""
+        self.put(f"Tg{number}.prm", text)
+        self.put("a.csv", csv_text(samples(9)))
+        return self.replay("a.csv", "-o", "out.csv", *arguments, number=number, status=status)[1]
+
     def test_a_bad_block_is_named_with_message_and_line(self):
         text = parameter_text(5, 5).replace("Angle Offset", "Angel Offset")
-        self.put("Tg5.prm", text)
-        self.put("a.csv", csv_text(samples(1)))
-        _, errors = self.replay("a.csv", "-o", "out.csv", status=DATA)
+        errors = self.broken(text)
         line = 1 + text.split("\n").index("Angel Offset")
-        self.assertIn(f"Tg5.prm: line {line}: Block title \"Angle Offset\" is not found.", errors)
-        self.assertIn("\"Angel Offset\"", errors)
+        self.assertIn(f"Tg5.prm: line {line}: block \"Angle Offset\": found \"Angel Offset\", expected the title "
+                      "\"Angle Offset\"; ", errors)
+        self.assertIn("Tg5.prm has 1 error; the library refuses it with 553 and message 609, "
+                      "\"Block title \"Angle Offset\" is not found.\"\n", errors)
         self.assert_no_leftovers("a.csv")
 
-    def test_a_bad_value_is_named_beside_the_title_it_hides(self):
+    def test_a_bad_value_is_named_where_it_stands(self):
         text = parameter_text(5, 5, angle_offset="10.0\tfive")
-        self.put("Tg5.prm", text)
-        self.put("a.csv", csv_text(samples(1)))
-        _, errors = self.replay("a.csv", status=DATA)
+        errors = self.broken(text)
         line = 1 + text.split("\n").index("10.0\tfive")
-        self.assertIn("\"Transform Vector\" is not found", errors)
-        self.assertIn(f"; the first value that is not a number is in line {line}, block \"Angle Offset\"\n", errors)
+        self.assertIn(f"line {line}: block \"Angle Offset\": elevation: found \"five\", expected a number; ", errors)
+        self.assertNotIn("Transform Vector\": found", errors)
 
-    def test_a_bad_row_count_is_told_before_the_message_that_speaks_of_the_title(self):
+    def test_a_bad_row_count_is_told_with_the_rows_that_follow(self):
         plain = parameter_text(5, 5)
-        self.put("a.csv", csv_text(samples(1)))
         line = 2 + plain.split("\n").index("AZ Calibration Table")
-        for count, expected in (("four", "a row count"), ("999999", "a row count that the file has room for")):
+        for count, says in (("four", "found \"four\", expected a row count, a whole number"),
+                            ("999999", "found 999999, expected 4, the rows that follow"),
+                            ("5", "found 5, expected 4, the rows that follow"),
+                            ("3", "found 3, expected 4, the rows that follow")):
             with self.subTest(count=count):
-                self.put("Tg5.prm", plain.replace("AZ Calibration Table\n4\n", f"AZ Calibration Table\n{count}\n"))
-                _, errors = self.replay("a.csv", status=DATA)
-                self.assertIn(f"Tg5.prm: line {line}: block \"AZ Calibration Table\": row count: found \"{count}\", "
-                              f"expected {expected}. Block title \"AZ Calibration Table\" is not found.\n", errors)
+                errors = self.broken(plain.replace("AZ Calibration Table\n4\n", f"AZ Calibration Table\n{count}\n"))
+                self.assertIn(f"Tg5.prm: line {line}: block \"AZ Calibration Table\": row count: {says}; ", errors)
 
-    def test_messages_end_in_one_full_stop(self):
-        self.put("a.csv", csv_text(samples(1)))
-        for title, wrong, says in (("QVC", "QVD", "Block \"QVC\" is not found. Found \"QVD\", expected \"QVC\"\n"),
-                                   ("Level_X", "Level_Z", "Block \"Level1\" is not found. Found \"Level_Z\", expected")):
-            with self.subTest(title=title):
-                self.put("Tg8.prm", parameter_text(8, 8).replace(title, wrong))
-                _, errors = self.replay("a.csv", number=8, status=DATA)
+    def test_what_the_library_passes_over_stops_the_run(self):
+        plain = parameter_text(5, 5)
+        for what, text, says in (
+                ("a word for the mode", plain.replace("Mounting Mode\n5", "Mounting Mode\nfive"),
+                 "block \"Mounting Mode\": found \"five\", expected the mount mode"),
+                ("no mode behind the title", plain.replace("Mounting Mode\n5\n", "Mounting Mode\n"),
+                 "block \"Mounting Mode\": found nothing, expected the mount mode"),
+                ("a number missing in a row", plain.replace("-60\t0.02", "-60", 1),
+                 "block \"AZ Calibration Table\": row 2: found 1 number, \"-60\", expected 2 numbers"),
+                ("a mode beyond the range", plain.replace("Mounting Mode\n5", "Mounting Mode\n-5"),
+                 "block \"Mounting Mode\": found -5, expected a mount mode from 1 to 10"),
+                ("UTF-16", plain.encode("utf-16"), "found UTF-16, two bytes for each character, expected a text file"),
+                ("compressed", b"\x1f\x8b\x08" + bytes(9), "found a compressed file, expected a text file")):
+            with self.subTest(what=what):
+                self.assertIn(says, self.broken(text))
+                self.assert_no_leftovers("a.csv")
+
+    def test_what_looks_wrong_is_told_once_and_the_run_goes_on(self):
+        plain = parameter_text(5, 5)
+        rows = "4\n-180\t0.01\n-60\t0.02\n60\t-0.01\n180\t0.01\n"
+        thirteen = "13\n" + "".join(f"{a}\t0.01\n" for a in range(-180, 181, 30))
+        for what, text, says in (
+                ("no mode", plain.split("Mounting Mode")[0], "the pendulum model is used"),
+                ("a row deleted", plain.replace(rows, thirteen.replace("13\n", "12\n").replace("0\t0.01\n30", "30"), 1),
+                 "found a step of 60 from -30 to 30, expected steps of about 30"),
+                ("rows swapped", plain.replace("-60\t0.02\n60\t-0.01", "60\t-0.01\n-60\t0.02", 1),
+                 "found reading -60 behind 60, expected readings that ascend strictly"),
+                ("a row doubled", plain.replace("4\n-180\t0.01", "5\n-180\t0.01\n-180\t0.01", 1),
+                 "found reading -180 behind -180"),
+                ("tilt offset times 1000", plain.replace("0.05\t-0.05", "50.0\t-50.0"), "expected -5 to 5 degrees"),
+                ("nan among the thermal factors", plain.replace("0.001\t1.0\t0.001", "0.001\t1.0\tnan"),
+                 "y_gain: found \"nan\", expected a number within single precision"),
+                ("1e50 among the thermal factors", plain.replace("0.001\t1.0\t0.001", "0.001\t1.0\t1e50"),
+                 "y_gain: found \"1e50\", expected a number within single precision"),
+                ("no rotation", plain.replace("0.0\t-1.0\t0.0", "0.0\t-1.0\t0.5"),
+                 "block \"Local Coordinate Tranform Matrix\": found determinant 1, rows off right angles"),
+                ("text behind the last block", plain + "QVC\n1\n", "found \"QVC\" and 1 more lines")):
+            with self.subTest(what=what):
+                errors = self.broken(text, status=0)
+                self.assertEqual(errors.count("kor: warning: "), 2 if "1000" in what else 1, errors)
                 self.assertIn(says, errors)
+                self.assertEqual(len(self.rows(self.get("out.csv"))), 9)
+
+    def test_force_goes_on_in_spite_of_errors(self):
+        text = parameter_text(5, 5).replace("Mounting Mode\n5", "Mounting Mode\n99")
+        text += parameter_text(10, 10).split("Mounting Mode\n10\n")[1]
+        self.broken(text)
+        errors = self.broken(text, status=0, arguments=("--force",))
+        self.assertIn("found 99, expected a mount mode from 1 to 10", errors)
+        self.assertEqual(len(self.rows(self.get("out.csv"))), 9)
+        # What the library itself refuses stays refused.
+        self.assertIn("Block title \"ADM Offset\" is not foun.",
+                      self.broken(text.replace("ADM Offset", "ADN Offset"), arguments=("--force",)))
+
+    def test_several_recordings_hear_of_their_parameter_file_once(self):
+        self.put("Tg5.prm", parameter_text(5, 5).replace("0.05\t-0.05", "50.0\t-0.05") + "more\n")
+        for name in ("a.csv", "b.csv", "c.csv"):
+            self.put(name, csv_text(samples(9)))
+        _, errors = self.replay("a.csv", "b.csv", "c.csv", "-o", "out")
+        self.assertEqual(errors.count("expected the end of the file"), 1)
+        self.assertEqual(len(os.listdir(self.path("out"))), 3)
 
     def test_another_sensors_file(self):
-        shutil.copy(self.path("Tg5.prm"), self.path("Tg6.prm"))
-        self.put("a.csv", csv_text(samples(1)))
-        _, errors = self.replay("a.csv", number=6, status=DATA)
-        self.assertIn("line 2: block \"Serial Number\": sensor ID: found \"5\", expected the ID of the sensor. "
-                      "File ID doesn't match KOR ID.\n", errors)
+        errors = self.broken(parameter_text(5, 5), number=6)
+        self.assertIn("Tg6.prm: line 2: block \"Serial Number\": found 5, expected 6, the ID in the file's name; ", errors)
 
     def test_a_block_without_a_message_is_named_all_the_same(self):
         self.put("Tg8.prm", parameter_text(8, 8).replace("PSDY", "PSDZ"))

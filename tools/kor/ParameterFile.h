@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "KORInterface/CKorPrm.h"
@@ -15,8 +16,22 @@ struct ParameterSource {
     std::string path() const;
 };
 
-/// Reads the file into prm. Throws Failure: usage when the directory is not valid UTF-8 or too long, 66 when the
-/// file cannot be opened, 65 with the failing block's message and the line when it is not a parameter file.
-void readParameterFile(const ParameterSource& source, CKorPrm& prm);
+/// What is to be done about the findings of the check that comes before the reading.
+enum class Checking {
+    strict, ///< errors and warnings are told, errors end the command
+    forced, ///< both are told, and the command goes on
+    done    ///< another process has checked the file
+};
+
+/// Checks the file and reads it into prm.
+/// Given     mode      mount mode that it is used with, when not its own
+/// Notes  1  Throws Failure: usage when the directory is not valid UTF-8 or too long, 66 when the file cannot be
+/// opened,
+///           65 when the check finds errors, or when the library refuses the file all the same.
+void readParameterFile(const ParameterSource& source, CKorPrm& prm, Checking checking,
+                       std::optional<std::int32_t> mode);
+
+/// Help of the option that makes the checking a forced one.
+inline constexpr const char* kForceHelp = "Go on in spite of errors that the check of the\nparameter file finds";
 
 } // namespace kor::tool

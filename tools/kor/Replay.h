@@ -30,6 +30,8 @@ struct ReplayRequest {
     Option from;
     Option to;
     bool skipBad = false;
+    bool force = false;
+    bool checked = false;
     Option progress;
     Option jobs;
 };
@@ -45,6 +47,7 @@ struct ReplayPlan {
     std::optional<recordings::Format> format;
     Window window;
     bool skipBad = false;
+    Checking checking = Checking::strict;
     ShowProgress progress = ShowProgress::automatic;
     unsigned jobs = 1;
 };

@@ -90,7 +90,7 @@ int replayOne(const ReplayPlan& plan, const std::string& recording, const std::s
     constexpr std::uint64_t kProgressMask = 255; // samples between two looks at the clock, less one
 
     CKorPrm prm;
-    readParameterFile(plan.prm, prm);
+    readParameterFile(plan.prm, prm, plan.checking, plan.mode);
     CKor engine;
     configure(plan, prm, engine);
 

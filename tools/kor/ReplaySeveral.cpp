@@ -65,7 +65,7 @@ std::vector<std::string> childArguments(const ReplayRequest& request, const Job&
     if (request.skipBad) {
         arguments.emplace_back("--skip-bad");
     }
-    arguments.insert(arguments.end(), {"--output=" + job.output, "--", job.recording});
+    arguments.insert(arguments.end(), {"--checked", "--output=" + job.output, "--", job.recording});
     return arguments;
 }
 
@@ -101,7 +101,7 @@ int replaySeveral(const ReplayPlan& plan, const ReplayRequest& request)
     }
     const std::vector<Job> jobs = jobsOf(plan, request.recordings, directory);
     CKorPrm prm;
-    readParameterFile(plan.prm, prm); // one message instead of one per recording
+    readParameterFile(plan.prm, prm, plan.checking, plan.mode); // findings told once, not for each recording
     std::error_code error;
     fs::create_directories(pathFrom(directory), error);
     if (error || !fs::is_directory(pathFrom(directory), error)) {

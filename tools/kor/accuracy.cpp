@@ -40,6 +40,7 @@ struct AccuracyRequest {
     Option mode, poses, seed, progress, pose, prm, id;
     bool json = false;
     bool budget = false;
+    bool force = false;
 };
 
 Pose poseOption(const std::string& text)
@@ -70,7 +71,8 @@ std::vector<SensorParameters> sensorsOf(const AccuracyRequest& request, int only
         source.directory = *request.prm;
         source.id = wholeOption<std::int32_t>("--id", *request.id);
         CKorPrm prm;
-        readParameterFile(source, prm);
+        readParameterFile(source, prm, request.force ? Checking::forced : Checking::strict,
+                          only == 0 ? std::nullopt : std::optional<std::int32_t>(only));
         int mode = only;
         if (only == 0) {
             prm.getMountMode(mode);
@@ -122,8 +124,8 @@ int runAccuracy(const AccuracyRequest& request)
     if (request.budget) {
         return runBudget(request, only);
     }
-    if (request.pose || request.prm || request.id) {
-        throw Misuse("--pose, --prm and --id go with --budget");
+    if (request.pose || request.prm || request.id || request.force) {
+        throw Misuse("--pose, --prm, --id and --force go with --budget");
     }
     const std::uint64_t poses =
         request.poses ? wholeOption<std::uint64_t>("--poses", *request.poses, 1, 10'000'000) : 2000;
@@ -187,6 +189,7 @@ Command declareAccuracy(CLI::App& root)
            "Pose of the budget: target point, mm; roll, pitch and\nyaw of the base, degrees (default: one that suits)");
     option("--prm", request->prm, "DIR", "Directory of a parameter file for the budget (default:\na typical sensor)");
     option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm");
+    app->add_flag("--force", request->force, kForceHelp);
     option("--progress", request->progress, "WHEN",
            "auto (the default: when standard error is a\nterminal), always or never");
     app->footer(

@@ -59,6 +59,7 @@ ReplayPlan understood(const ReplayRequest& request)
         plan.window.to(wholeOption<std::uint32_t>("--to", *request.to));
     }
     plan.skipBad = request.skipBad;
+    plan.checking = request.checked ? Checking::done : request.force ? Checking::forced : Checking::strict;
     plan.progress = progressOption(request.progress);
     plan.jobs = !request.jobs ? std::max(1u, std::thread::hardware_concurrency())
                               : wholeOption<unsigned>("--jobs", *request.jobs, 1);
@@ -141,6 +142,8 @@ Command declareReplay(CLI::App& root)
                   "Load the parameter store: dynamic parameters and the\n"
                   "detector's coefficients");
     app->add_flag("--skip-bad", request->skipBad, "Leave out bad rows and records and count them");
+    app->add_flag("--force", request->force, kForceHelp);
+    app->add_flag("--checked", request->checked, "The parameter file has been checked")->group(""); // not in the help
     app->add_option("--progress", request->progress,
                     "auto (the default: when standard error is a\n"
                     "terminal), always or never")

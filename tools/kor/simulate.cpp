@@ -51,6 +51,7 @@ struct SimulateRequest {
     Option mode, samples, rate, seed, output, truth, format, startStamp, reference, progress;
     Option dropped, badStatus, levelOut, nan;
     std::vector<std::string> noise, bias, quantised, jumps;
+    bool force = false;
 };
 
 double number(const std::string& option, std::string_view text, double least, double most)
@@ -268,12 +269,14 @@ int simulate(const SimulateRequest& request)
     const ShowProgress show = progressOption(request.progress);
 
     CKorPrm prm;
-    readParameterFile(source, prm);
+    std::optional<std::int32_t> otherMode;
+    if (request.mode) {
+        otherMode = wholeOption<std::int32_t>("--mode", *request.mode);
+    }
+    readParameterFile(source, prm, request.force ? Checking::forced : Checking::strict, otherMode);
     int mode = 0;
     prm.getMountMode(mode);
-    if (request.mode) {
-        mode = wholeOption<std::int32_t>("--mode", *request.mode);
-    }
+    mode = otherMode.value_or(mode);
     plan.sensor = sensorOf(prm, mode);
     if (ModelOf(mode) == Model::twoLevels && plan.rate != 100.0) {
         warn(fmt::format("mount mode {} takes its samples to be 10 ms apart, also with another --rate", mode));
@@ -381,6 +384,7 @@ Command declareSimulate(CLI::App& root)
     option("--bad-status", request->badStatus, "P", "Probability that a sample's status is 0, 1 or 3");
     option("--level-out", request->levelOut, "P", "Probability that a level reads beyond its table");
     option("--nan", request->nan, "P", "Probability that one value of a sample is replaced by nan");
+    app->add_flag("--force", request->force, kForceHelp);
     option("--progress", request->progress, "WHEN",
            "auto (the default: when standard error is a\nterminal), always or never");
     app->footer(
