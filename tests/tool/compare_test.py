@@ -18,7 +18,7 @@ import sys
 import tempfile
 import unittest
 
-from program import KOR, PATH, WINDOWS, posix_only
+from program import KOR, WINDOWS, posix_only
 from rotation import distance_angle
 
 BEYOND, USAGE, DATA, NO_INPUT = 1, 64, 65, 66

@@ -343,6 +343,18 @@ class Refusals(Case):
                        "Example:"):
             self.assertIn(option, out)
 
+    @posix_only
+    def test_a_closed_pipe_ends_quietly_and_loses_no_line(self):
+        source = SHIPPED / "polarizer" / "polarizer.csv"
+        done = subprocess.run(f"'{PATH}' convert '{source}' - | head -3", shell=True, executable="/bin/bash",
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.assertEqual(done.stdout, b"".join(source.read_bytes().splitlines(keepends=True)[:3]))
+        self.convert(*[str(source)] * 4, "many.csv")  # more than a pipe holds
+        done = subprocess.run(f"'{PATH}' convert many.csv - | head -1", shell=True, executable="/bin/bash",
+                              cwd=self.dir, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        self.assertEqual(done.stderr, b"")
+        self.assertEqual(done.stdout.decode(), HEADER + "\n")
+
 
 if __name__ == "__main__":
     unittest.main()

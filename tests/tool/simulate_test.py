@@ -529,6 +529,20 @@ class Output(Case):
         self.assertEqual({part.split(" ")[0]: int(part.split(" ")[1]) for part in found[2].split(", ")},
                          {note: notes.count(note) for note in notes})
 
+    @posix_only
+    def test_a_pipe_that_is_closed_ends_every_command_quietly(self):
+        self.simulate("polarizer", samples=50)
+        prm = ["--prm", os.path.join(DATA, "polarizer"), "--id=1005"]
+        for arguments in (["simulate", *prm, "--motion=static", "--samples=5"], ["accuracy", "--poses=2", "--mode=5"],
+                          ["accuracy", "--budget", "--mode=5", "--json"], ["--help"], ["replay", "--help"],
+                          ["replay", *prm, self.path("run.csv")], ["convert", self.path("run.csv"), "-"],
+                          ["compare", self.path("truth.csv"), self.path("truth.csv")]):
+            ours, theirs = os.pipe()
+            os.close(ours)
+            done = subprocess.run([*KOR, *arguments], stdout=theirs, stderr=subprocess.PIPE, timeout=60)
+            os.close(theirs)
+            self.assertEqual((done.returncode, done.stderr), (141, b""), arguments)
+
     def test_missing_files_are_told(self):
         self.simulate("polarizer", motion="./nowhere.csv", status=NO_INPUT)
         self.run_kor("simulate", "--prm", self.dir, "--id", "5", "--motion", "static", status=NO_INPUT)
