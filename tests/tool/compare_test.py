@@ -132,7 +132,7 @@ class Case(unittest.TestCase):
         for name, value in zip(FIGURES, wanted):
             self.assertAlmostEqual(found[name], value, delta=relative * abs(value) + absolute, msg=name)
 
-    def few(self, name="polarizer", first=200, count=8):
+    def few(self, name="pendulum", first=200, count=8):
         """Some rows of results that are all ok."""
         header, rows = table(self.results(name))
         ok = [row for row in rows[first:] if row[header.index("outcome")] == "ok"][:count]
@@ -271,13 +271,13 @@ class TwoResults(Case):
                 self.assertEqual(column["largest_at_ms"], int(rows[ok[int(sizes.argmax())]][0]))
 
     def test_a_file_agrees_with_itself(self):
-        found = self.found(self.results("polarizer"), self.results("polarizer"), "--strict", "--tolerance=0")
+        found = self.found(self.results("pendulum"), self.results("pendulum"), "--strict", "--tolerance=0")
         self.assertEqual(found["orientation"]["largest"], 0.0)
         self.assertTrue(all(c["largest"] == 0.0 and c["not_finite"] == 0 for c in found["columns"]))
         self.assertEqual(found["beyond"], [])
 
     def test_two_modes_differ_by_what_their_matrices_say(self):
-        a, b = self.results("polarizer"), self.results("polarizer", "--mcs=off")
+        a, b = self.results("pendulum"), self.results("pendulum", "--mcs=off")
         orientation = self.found(a, b)["orientation"]
         self.assertGreater(orientation["largest"], 10.0)
         first, second = (place - 1 for place in orientation["largest_at_rows"])
@@ -311,11 +311,11 @@ class TwoResults(Case):
         self.assertAlmostEqual(column["rms"], math.sqrt((0.75 ** 2 + 1) / 2), delta=1e-15)
 
     def test_missing_rows_on_either_side_are_counted(self):
-        header, rows = table(self.results("polarizer"))
-        a = self.put("a.csv", header, rows[:1000] + rows[1010:])
+        header, rows = table(self.results("pendulum"))
+        a = self.put("a.csv", header, rows[:700] + rows[710:])
         b = self.put("b.csv", header, rows[3:])
         found = self.found(a, b)["rows"]
-        self.assertEqual((found["same_time_stamp"], found["only_first"], found["only_second"]), (2387, 3, 10))
+        self.assertEqual((found["same_time_stamp"], found["only_first"], found["only_second"]), (1187, 3, 10))
         out, _ = self.compare(a, b)
         self.assertRegex(out, r"time stamp in the first file only: +3\n")
         self.assertRegex(out, r"time stamp in the second file only: +10\n")
@@ -367,11 +367,11 @@ class TwoResults(Case):
             if WINDOWS and name.endswith(".zst"):
                 continue
             other = os.path.join(self.dir, name)
-            subprocess.run([*KOR, "convert", self.results("polarizer"), other], check=True, stderr=subprocess.DEVNULL,
+            subprocess.run([*KOR, "convert", self.results("pendulum"), other], check=True, stderr=subprocess.DEVNULL,
                            timeout=60)
-            found = self.found(self.results("polarizer"), other, "--strict", "--tolerance=0", "--tolerance=m00=0")
+            found = self.found(self.results("pendulum"), other, "--strict", "--tolerance=0", "--tolerance=m00=0")
             self.assertEqual(found["rows"]["compared"],
-                             sum(r["outcome"] == "ok" for r in records(self.results("polarizer"))))
+                             sum(r["outcome"] == "ok" for r in records(self.results("pendulum"))))
             self.assertTrue(all(c["largest"] == 0.0 for c in found["columns"]))
 
     def test_results_without_outcomes_are_compared_by_their_matrix(self):
@@ -385,16 +385,16 @@ class TwoResults(Case):
         self.assertNotIn("levelX_out", out)
 
     def test_standard_input(self):
-        with open(self.results("polarizer"), "rb") as file:
+        with open(self.results("pendulum"), "rb") as file:
             content = file.read()
-        out, _ = self.compare("-", self.truth("polarizer"), stdin=content)
-        self.assertIn("standard input: 2400 rows", out)
+        out, _ = self.compare("-", self.truth("pendulum"), stdin=content)
+        self.assertIn("standard input: 1200 rows", out)
         self.assertIn("standard input", self.compare("-", "-", status=USAGE)[1])
 
 
 class Tolerance(Case):
     def files(self):
-        return self.results("polarizer"), self.truth("polarizer")
+        return self.results("pendulum"), self.truth("pendulum")
 
     def test_of_the_angle_in_its_units(self):
         largest = self.found(*self.files())["orientation"]["largest"]
@@ -440,17 +440,17 @@ class Tolerance(Case):
         self.assertEqual(len(found["beyond"]), 1)
 
     def test_strict_asks_for_every_row(self):
-        header, rows = table(self.results("polarizer"))
+        header, rows = table(self.results("pendulum"))
         shorter = self.put("shorter.csv", header, rows[:-2])
-        self.compare(shorter, self.truth("polarizer"), "--tolerance=1")
-        _, errors = self.compare(shorter, self.truth("polarizer"), "--strict", status=BEYOND)
+        self.compare(shorter, self.truth("pendulum"), "--tolerance=1")
+        _, errors = self.compare(shorter, self.truth("pendulum"), "--strict", status=BEYOND)
         self.assertIn("2 rows have no counterpart", errors)
         self.compare(*self.files(), "--strict")      # what the truth leaves out may have an orientation
 
         ok = next(i for i, row in enumerate(rows) if row[header.index("outcome")] == "ok" and i > 500)
         rows[ok][header.index("outcome")] = "not_finite"
         lost = self.put("lost.csv", header, rows)
-        for other in (self.truth("polarizer"), self.results("polarizer")):
+        for other in (self.truth("pendulum"), self.results("pendulum")):
             self.compare(lost, other, "--tolerance=1")
             _, errors = self.compare(lost, other, "--strict", status=BEYOND)
             self.assertIn("1 rows are usable on one side only", errors)
@@ -461,7 +461,7 @@ class Refusals(Case):
         header, rows = self.few()
         for row in rows:
             row[0] = str((int(row[0]) + 3) % 2**32)
-        _, errors = self.compare(self.put("late.csv", header, rows), self.truth("polarizer"), "--tolerance=180",
+        _, errors = self.compare(self.put("late.csv", header, rows), self.truth("pendulum"), "--tolerance=180",
                                  status=DATA)
         self.assertIn(f"late.csv goes from {rows[0][0]} to {rows[-1][0]} ms", errors)
         self.assertIn("there is nothing to compare: ", errors)
@@ -470,15 +470,15 @@ class Refusals(Case):
         for row in rows:
             row[header.index("outcome")] = "before_reference"
         none = self.put("none.csv", header, rows)
-        out, errors = self.compare(none, self.results("polarizer"), status=DATA)
+        out, errors = self.compare(none, self.results("pendulum"), status=DATA)
         self.assertEqual(out, "")
         self.assertIn("of 8 rows with the same time stamp none is usable in both", errors)
         self.assertIn("none.csv: before_reference 8", errors)
         empty = self.put("empty.csv", header, [])
-        self.assertIn("empty.csv has no rows", self.compare(empty, self.results("polarizer"), status=DATA)[1])
+        self.assertIn("empty.csv has no rows", self.compare(empty, self.results("pendulum"), status=DATA)[1])
 
     def test_other_files_are_named_for_what_they_are(self):
-        good = self.results("polarizer")
+        good = self.results("pendulum")
         shipped = SHIPPED / "polarizer"
         for path, text in ((shipped / "polarizer.csv", "a recording"), (shipped / "polarizer.korraw", "raw samples"),
                            (shipped / "way_points.csv", "way-points"), (self.put_bytes("a.png", b"\x89PNG\r\n\x1a\n" +
@@ -491,24 +491,24 @@ class Refusals(Case):
                 self.assertIn(text, errors)
 
     def test_files_that_cannot_be_opened(self):
-        good = self.results("polarizer")
+        good = self.results("pendulum")
         self.assertIn("missing.csv", self.compare(good, "missing.csv", status=NO_INPUT)[1])
         self.assertIn("directory", self.compare(self.dir, good, status=NO_INPUT)[1])
 
     def test_a_bad_row_is_told_with_its_place(self):
         header, rows = self.few()
         rows[3][header.index("m11")] = "x"
-        _, errors = self.compare(self.put("bad.csv", header, rows), self.results("polarizer"), status=DATA)
+        _, errors = self.compare(self.put("bad.csv", header, rows), self.results("pendulum"), status=DATA)
         self.assertIn('bad.csv: line 5, column m11: found "x"', errors)
 
     def test_damaged_compressed_data(self):
-        with open(self.results("polarizer"), "rb") as file:
+        with open(self.results("pendulum"), "rb") as file:
             packed = gzip.compress(file.read())
         cut = self.put_bytes("cut.csv.gz", packed[:len(packed) // 2])
-        self.compare(cut, self.truth("polarizer"), status=DATA)
+        self.compare(cut, self.truth("pendulum"), status=DATA)
 
     def test_usage(self):
-        good = self.results("polarizer")
+        good = self.results("pendulum")
         for arguments in ([], [good], [good, good, good], [good, good, "--lag=x"], [good, good, "--lag=1e3"],
                           [good, good, "--json", "--brief"]):
             self.assertIn("kor compare --help", self.compare(*arguments, status=USAGE)[1])
@@ -521,8 +521,8 @@ class Refusals(Case):
     @posix_only
     def test_a_name_that_is_no_utf8(self):
         path = os.path.join(os.fsencode(self.dir), b"caf\xe9.csv")
-        shutil.copyfile(os.fsencode(self.results("polarizer")), path)
-        self.assertEqual(self.found(path, self.truth("polarizer"))["sides"][0]["rows"], 2400)
+        shutil.copyfile(os.fsencode(self.results("pendulum")), path)
+        self.assertEqual(self.found(path, self.truth("pendulum"))["sides"][0]["rows"], 1200)
 
 
 def tearDownModule():
