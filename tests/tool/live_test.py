@@ -197,9 +197,8 @@ class Interrupt(Case):
         return child
 
     def errors_of(self, child):
-        errors = child.stderr.read().decode()
         child.wait(timeout=20)
-        return errors
+        return child.stderr.read().decode()
 
     def test_the_finished_rows_are_kept_and_the_summary_is_printed(self):
         for number, status in ENDS.items():
@@ -261,16 +260,7 @@ class Interrupt(Case):
         lines = self.rows(self.get("r.csv"))
         self.assertEqual(str(len(lines)), self.summary(errors)["samples"])
 
-    def test_signals_that_come_together_are_one(self):
-        # A shell sends an interrupt to the whole group, and timeout(1) to the process and then to its group.
-        child = self.into_file()
-        for _ in range(5):
-            child.send_signal(signal.SIGTERM)
-        errors = self.errors_of(child)
-        self.assertEqual(child.returncode, 143, errors)
-        self.assertEqual(self.get("r.csv"), self.begin_of_wanted(20))
-
-    def test_a_second_signal_ends_at_once(self):
+    def test_a_second_signal_ends_at_once_unless_it_comes_with_the_first(self):
         # The first one finds it waiting for a reader of its results.
         child = subprocess.Popen([*self.command, "-"], stdin=subprocess.PIPE, stdout=subprocess.PIPE,
                                  stderr=subprocess.DEVNULL)
@@ -281,9 +271,14 @@ class Interrupt(Case):
         written = lambda: struct.unpack("i", fcntl.ioctl(child.stdout, termios.FIONREAD, b"1234"))[0]
         self.until(lambda: written() > 60000, "it does not write")
         self.until(lambda: self.sleeps(child.pid), "it does not wait")
-        child.send_signal(signal.SIGINT)
-        with self.assertRaises(subprocess.TimeoutExpired):
-            child.wait(timeout=0.4)
+        begun = time.monotonic()
+        for _ in range(4):
+            # A shell sends an interrupt to the whole group, and timeout(1) to the process and then to its group.
+            child.send_signal(signal.SIGINT)
+            time.sleep(0.01)
+        if time.monotonic() - begun < 0.2:  # otherwise they have not come together
+            with self.assertRaises(subprocess.TimeoutExpired):
+                child.wait(timeout=0.4)
         child.send_signal(signal.SIGINT)
         self.assertEqual(child.wait(timeout=20), -signal.SIGINT)
 
@@ -306,6 +301,8 @@ class Interrupt(Case):
             with self.subTest(signal=number.name):
                 child = subprocess.Popen([*self.command, "-", "-o", "r.csv"], cwd=self.dir, stdin=subprocess.PIPE,
                                          stderr=subprocess.PIPE)
+                self.addCleanup(child.wait)
+                self.addCleanup(child.kill)
                 with child.stdin, child.stderr:
                     child.stdin.write(self.header[:20])
                     child.stdin.flush()
@@ -398,8 +395,7 @@ class StatusLine(Case):
 
     def test_not_where_the_results_themselves_are_shown(self):
         seen, _ = self.on_terminal(0.6, "terminal")
-        self.assertNotIn("/s  ", seen)
-        self.assertNotIn("\x1b", seen)
+        self.assertFalse("/s  " in seen or "\x1b" in seen)
 
     def test_a_pause_is_seen(self):
         # The rate goes down though nothing comes.
