@@ -10,6 +10,15 @@ namespace kor::recordings {
 
 namespace fs = std::filesystem;
 
+std::string partialName(const std::string& path)
+{
+    const std::string_view plain = withoutCompression(path);
+    const fs::path target = platform::pathFrom(std::string(plain));
+    std::string name = platform::textOf(target.stem()) + ".partial" + platform::textOf(target.extension());
+    name += std::string_view(path).substr(plain.size());
+    return platform::textOf(target.parent_path() / platform::pathFrom(name));
+}
+
 std::unique_ptr<Output> Output::open(const std::string& path, Problem& problem)
 {
     std::unique_ptr<Output> output(new Output());
@@ -92,6 +101,16 @@ bool Output::put(std::string_view bytes, bool last)
 
 bool Output::close()
 {
+    return closeAs(m_target);
+}
+
+bool Output::closePartial()
+{
+    return closeAs(partialPath());
+}
+
+bool Output::closeAs(const std::string& path)
+{
     flush();
     if (m_packer && !m_problem && !put({}, true)) {
         fail(Problem::Kind::cannotWrite, "");
@@ -99,7 +118,7 @@ bool Output::close()
     if (!file().close() && !m_problem) {
         fail(Problem::Kind::cannotWrite, "");
     }
-    if (!m_problem && !m_target.empty() && !m_temporary.takePlaceOf(m_target)) {
+    if (!m_problem && !path.empty() && !m_temporary.takePlaceOf(path)) {
         fail(Problem::Kind::cannotCreate, "the complete file cannot take its place: ");
     }
     return !m_problem;

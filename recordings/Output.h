@@ -14,9 +14,12 @@
 
 namespace kor::recordings {
 
+/// A name with ".partial" in front of its extension, that of a compression aside: "run.partial.csv.gz".
+std::string partialName(const std::string& path);
+
 /// Bytes collect in a buffer and go to a temporary file beside the target, which close() renames. A target that exists
-/// and is no regular file (a device, a pipe) is written directly, and so is "-", standard output. Notes  1  Without
-/// close() nothing takes the target's place and no temporary file remains.
+/// and is no regular file (a device, a pipe) is written directly, and so is "-", standard output.
+/// Notes  1  Without close() or closePartial() nothing takes the target's place and no temporary file remains.
 ///        2  After a failure everything that is written is dropped; problem() says what has failed first.
 class Output {
 public:
@@ -36,6 +39,13 @@ public:
     /// Writes out what is buffered, closes and renames; false when that, or any write before, has failed.
     bool close();
 
+    /// The same for content that breaks off: it takes the place of partialPath(), and the target stays as it was.
+    bool closePartial();
+
+    /// The partial name of the target; empty when written directly.
+    std::string partialPath() const { return m_target.empty() ? std::string() : partialName(m_target); }
+
+    const std::string& title() const { return m_title; } ///< for messages
     const Problem& problem() const { return m_problem; }
 
     static constexpr std::size_t kRoom = std::size_t{256} * 1024;
@@ -44,6 +54,7 @@ private:
     Output() : m_buffer(kRoom) {}
     platform::File& file() { return m_target.empty() ? m_direct : m_temporary.file; }
     bool put(std::string_view bytes, bool last);
+    bool closeAs(const std::string& path);
     void fail(Problem::Kind kind, const std::string& what);
 
     std::string m_title;

@@ -44,6 +44,10 @@ public:
     /// before. See Input::whileWaiting.
     void whileWaiting(std::function<void()> idle) { m_input->whileWaiting(std::move(idle)); }
 
+    /// Where the record that was read last stands: its line in a CSV, its number in a binary file, from 1.
+    std::uint64_t place() const { return m_records->place(); }
+    const char* placeName() const { return m_records->placeName(); } ///< "line" or "record"
+
     const Problem& problem() const { return m_records->problem(); }
 
     /// Columns that are left out, because they are none of the record's.

@@ -49,6 +49,10 @@ public:
     /// The next record. Texts in it stay until the next call.
     virtual Step next(void* record) = 0;
 
+    /// Where the record that was read last stands: its line in a CSV, its number in a binary file, from 1.
+    virtual std::uint64_t place() const = 0;
+    virtual const char* placeName() const = 0; ///< "line" or "record"
+
     /// Whether the file has the column; only optional ones can be missing.
     bool has(std::size_t column) const { return m_has[column]; }
 
@@ -86,8 +90,8 @@ public:
     bool begin() override;
     Step next(void* record) override;
 
-    /// The line that was read last, from 1.
-    std::uint64_t line() const { return m_lines.number(); }
+    std::uint64_t place() const override { return m_lines.number(); }
+    const char* placeName() const override { return "line"; }
 
     /// The text of a column in that line.
     std::string textOf(std::size_t column) const;
@@ -121,6 +125,8 @@ public:
     using Records::Records;
     bool begin() override;
     Step next(void* record) override;
+    std::uint64_t place() const override { return m_record; }
+    const char* placeName() const override { return "record"; }
 
 protected:
     /// The bytes of the next record, until the next call; bad, end and failed as from next.

@@ -29,7 +29,7 @@ Problem badContent(const Input& input)
 Problem refused(const Input& input, const CsvRecords& rows, std::size_t column, const std::string& expected)
 {
     Problem problem = badContent(input);
-    problem.line = rows.line();
+    problem.line = rows.place();
     problem.column = kWayPointColumns[column].name;
     problem.found = platform::inQuotes(rows.textOf(column));
     problem.expected = expected;
@@ -50,7 +50,7 @@ Problem problemOf(const Input& input, const CsvRecords& rows, const Values& valu
     Problem problem;
     if (before.size() == kMostPoints) {
         problem = badContent(input);
-        problem.line = rows.line();
+        problem.line = rows.place();
         problem.reason = "there are more than " + std::to_string(kMostPoints) + " way-points";
     }
     return problem;

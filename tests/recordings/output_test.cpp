@@ -54,6 +54,28 @@ TEST_F(OutputTest, appearsOnClose)
     EXPECT_EQ(files(), 1);
 }
 
+TEST(PartialName, hasItsMarkInFrontOfTheExtensions)
+{
+    using kor::recordings::partialName;
+    const std::string folder = fs::path("some.dir/").make_preferred().string();
+    EXPECT_EQ(partialName("run.csv"), "run.partial.csv");
+    EXPECT_EQ(partialName(folder + "run.v2.korinfo"), folder + "run.v2.partial.korinfo");
+    EXPECT_EQ(partialName(folder + "run"), folder + "run.partial");
+    EXPECT_EQ(partialName("run.csv.gz"), "run.partial.csv.gz");
+}
+
+TEST_F(OutputTest, whatBreaksOffAppearsUnderAnotherNameAndTheOldFileStays)
+{
+    std::ofstream(path("r.csv")) << "old";
+    const auto output = open("r.csv");
+    output->write("some of it");
+    EXPECT_EQ(output->partialPath(), path("r.partial.csv"));
+    EXPECT_TRUE(output->closePartial());
+    EXPECT_EQ(content("r.partial.csv"), "some of it");
+    EXPECT_EQ(content("r.csv"), "old");
+    EXPECT_EQ(files(), 2);
+}
+
 TEST_F(OutputTest, withoutCloseNothingRemainsAndTheOldFileStays)
 {
     std::ofstream(path("r")) << "old";

@@ -6,6 +6,7 @@
 Everything is made here: parameter files, recordings, and what is expected of the results. Standard library only.
 """
 import gzip
+import json
 import math
 import os
 import pty
@@ -164,8 +165,16 @@ class Case(unittest.TestCase):
         return self.rows(self.replay(*arguments, **options)[0])
 
     def summary(self, errors):
-        """The figures of the last summary."""
-        return {name: value for name, value in re.findall(r"^  ([a-z, ]+): +(.*)$", errors, re.M)}
+        """The lines of the summary by their names."""
+        return {name: value for name, value in re.findall(r"^  ([a-zA-Z_, ]+): +(.*)$", errors, re.M)}
+
+    def count(self, errors, name):
+        """What a line of the summary counts; no line counts nothing."""
+        return int(re.match(r"\d+|none", self.summary(errors).get(name, "0")).group().replace("none", "0"))
+
+    def account(self, *arguments, **options):
+        """The summary as JSON, which is all that there is on standard error."""
+        return json.loads(self.replay(*arguments, "--summary=json", **options)[1])
 
     def assert_no_leftovers(self, *wanted):
         found = {n for n in os.listdir(self.dir) if not n.endswith(".prm")}
@@ -193,7 +202,7 @@ class Help(Case):
     def test_help_of_replay_names_every_option(self):
         out, _ = self.kor("replay", "--help")
         for option in ("--prm", "--id", "--output", "--format", "--input-format", "--from", "--to", "--mode", "--mcs", "--psd",
-                       "--store", "--skip-bad", "--progress", "--jobs", "RECORDING"):
+                       "--store", "--skip-bad", "--strict", "--summary", "--quiet", "--progress", "--jobs", "RECORDING"):
             self.assertIn(option, out.decode())
 
     @posix_only
@@ -232,7 +241,7 @@ class Usage(Case):
 
     def test_numbers_are_strict(self):
         for option, text in (("--mode", "5x"), ("--mode", "0x5"), ("--mode", " 5"), ("--mode", "+5"), ("--mode", "5.0"),
-                             ("--mode", "2147483648"), ("--jobs", "0"), ("--jobs", "-1"), ("--jobs", "many"),
+                             ("--mode", "2147483648"), ("--jobs", "0"), ("--jobs", "-1"), ("--jobs", "many"), ("--jobs", "257"),
                              ("--from", "-1"), ("--from", "4294967296"), ("--to", "1e3"), ("--to", "1000 "),
                              ("--psd", "1,2"), ("--psd", "1,2,3,4"), ("--psd", "1,2,x"), ("--psd", "1,,3")):
             with self.subTest(option=option, text=text):
@@ -244,7 +253,7 @@ class Usage(Case):
                 self.refused("replay", "--prm", ".", f"--id={text}", "a.csv", says="--id")
 
     def test_choices_are_strict(self):
-        for option in ("--mcs", "--format", "--input-format", "--progress"):
+        for option in ("--mcs", "--format", "--input-format", "--progress", "--summary"):
             with self.subTest(option=option):
                 self.refused("replay", "--prm", ".", "--id", "5", f"{option}=yes", "a.csv", says=option)
 
@@ -275,13 +284,33 @@ class Usage(Case):
         self.refused("replay", "--prm=", "--id=5", "a.csv", says="kor: --prm: found \"\"")
 
     def test_a_recording_behind_two_dashes_may_end_in_an_equals_sign(self):
-        self.put("--x=", csv_text(samples(3)))
-        self.assertEqual(len(self.results("--", "--x=")), 3)
+        self.put("--x=", csv_text(samples(7)))
+        self.assertEqual(len(self.results("--", "--x=")), 7)
 
     def test_everything_that_is_missing_is_told_at_once(self):
         self.refused("replay", says="kor: RECORDING, --prm, --id are required\n")
         self.refused("replay", "--id=5", says="kor: RECORDING, --prm are required\n")
         self.refused("replay", "--prm=.", "a.csv", says="kor: --id is required\n")
+
+    def test_mount_modes_are_1_to_10_and_the_message_names_them(self):
+        for mode in ("99", "0", "11", "-1"):
+            self.refused("replay", "--prm", ".", "--id", "5", f"--mode={mode}", "a.csv",
+                         says=f'kor: --mode: found "{mode}", expected a whole number from 1 to 10: 1, 2 dual level; 3, 4 '
+                              "pendulum; 5, 6 polarizer; 7, 8 three vectors; 9, 10 two levels\n")
+
+    def test_options_without_effect_in_the_mount_mode_are_told(self):
+        for number, options, says in (
+                (5, ["--store"], "--store has no effect in mount mode 5 (polarizer), only in mount modes 7 to 10"),
+                (5, ["--store", "--psd=1,2,3"], "--store has no effect in mount mode 5 (polarizer)"),
+                (8, ["--mode=3", "--psd=1,2,3"], "--psd has no effect in mount mode 3 (pendulum), only in"),
+                (8, ["--psd=1,2,3"], "--psd has no effect without --store"),
+                (8, ["--mcs=off"], "--mcs off has no effect in mount mode 8 (three vectors), only in mount modes below 7"),
+                (5, ["--quiet", "--summary=text"], "--quiet and --summary exclude each other")):
+            for recordings in (["a.csv"], ["a.csv", "b.csv", "-o", "out"]):
+                with self.subTest(options=options, recordings=recordings):
+                    self.put("b.csv", csv_text(samples(20)))
+                    self.refused("replay", "--prm", ".", "--id", str(number), *options, *recordings, says="kor: " + says)
+                    self.assertFalse(os.path.exists(self.path("out")))
 
     def test_an_option_given_twice(self):
         self.refused("replay", "--prm", ".", "--id", "5", "--id", "6", "a.csv", says="--id")
@@ -389,7 +418,8 @@ class ParameterFile(Case):
                  "block \"Local Coordinate Tranform Matrix\": found determinant 1, rows off right angles"),
                 ("text behind the last block", plain + "QVC\n1\n", "found \"QVC\" and 1 more lines")):
             with self.subTest(what=what):
-                errors = self.broken(text, status=0)
+                # A level that is not finite leaves no usable orientation.
+                errors = self.broken(text, status=DATA if "thermal" in what else 0)
                 self.assertEqual(errors.count("kor: warning: "), 2 if "1000" in what else 1, errors)
                 self.assertIn(says, errors)
                 self.assertEqual(len(self.rows(self.get("out.csv"))), 9)
@@ -428,15 +458,15 @@ class ParameterFile(Case):
         directory = self.path("Prüfstand 測定")
         os.mkdir(directory)
         shutil.copy(self.path("Tg5.prm"), directory)
-        self.put("µ-Lauf.csv", csv_text(samples(3)))
+        self.put("µ-Lauf.csv", csv_text(samples(7)))
         out, errors = self.kor("replay", "--prm", directory, "--id", "5", "µ-Lauf.csv")
-        self.assertEqual(len(self.rows(out)), 3)
+        self.assertEqual(len(self.rows(out)), 7)
         self.assertIn("µ-Lauf.csv\n", errors)
 
     def test_negative_id(self):
         self.put("Tg-3.prm", parameter_text(-3, 5))
-        self.put("a.csv", csv_text(samples(2)))
-        self.assertEqual(len(self.results("a.csv", number=-3)), 2)
+        self.put("a.csv", csv_text(samples(7)))
+        self.assertEqual(len(self.results("a.csv", number=-3)), 7)
 
 
 class Recordings(Case):
@@ -581,9 +611,9 @@ class Recordings(Case):
         for column, values in limits.items():
             for value in values:
                 with self.subTest(column=column, value=value):
-                    row = dict(self.samples[0], **{column: value})
-                    self.put("a.csv", csv_text([row]))
-                    self.put("a.korraw", binary([row]))
+                    made = self.samples[5:7] + [dict(self.samples[7], **{column: value})]
+                    self.put("a.csv", csv_text(made))
+                    self.put("a.korraw", binary(made))
                     self.assertEqual(self.replay("a.csv")[0],
                                      self.replay("--input-format=bin", "a.korraw")[0])
 
@@ -605,10 +635,33 @@ class Recordings(Case):
     def test_line_numbers_count_blank_lines(self):
         self.refused("\n\n" + self.with_value("status", "x"), "line 6, column status")
 
-    def test_results_before_a_bad_row_are_kept_in_whole_lines(self):
-        self.refused(self.with_value("status", "x", row=7), "line 9, column status")
-        self.assertEqual(self.get("out.csv"), b"".join(self.wanted.splitlines(True)[:8]))
-        self.assert_no_leftovers("plain.csv", "bad.csv", "out.csv")
+    def test_results_before_a_bad_row_are_kept_in_whole_lines_under_a_name_that_says_so(self):
+        self.put("out.csv", "complete\n")
+        errors = self.refused(self.with_value("status", "x", row=7), "line 9, column status")
+        self.assertIn(f"; the results up to there (7 samples) went to {os.path.join('', 'out.partial.csv')}\n", errors)
+        self.assertEqual(self.get("out.partial.csv"), b"".join(self.wanted.splitlines(True)[:8]))
+        self.assertEqual(self.get("out.csv"), b"complete\n", "what was there stays")
+        self.assert_no_leftovers("plain.csv", "bad.csv", "out.csv", "out.partial.csv")
+
+    def test_a_partial_file_takes_the_ending_of_the_results(self):
+        for output, partial in (("r.korinfo", "r.partial.korinfo"), ("run.v2.csv", "run.v2.partial.csv"),
+                                ("plain", "plain.partial")):
+            self.put("bad.csv", self.with_value("status", "x", row=7))
+            self.replay("bad.csv", "-o", output, status=DATA)
+            self.assertFalse(os.path.exists(self.path(output)))
+            self.assertGreater(len(self.get(partial)), 100)
+
+    def test_nothing_is_left_of_a_recording_that_breaks_in_its_first_row(self):
+        errors = self.refused(self.with_value("status", "x", row=0), "line 2, column status")
+        self.assertIn("; there are no results\n", errors)
+        self.assert_no_leftovers("plain.csv", "bad.csv")
+
+    def test_results_of_a_broken_recording_never_take_the_place_of_the_recording(self):
+        self.put("a.partial.csv", self.with_value("status", "x", row=7))
+        before = self.get("a.partial.csv")
+        _, errors = self.replay("a.partial.csv", "-o", "a.csv", status=USAGE)
+        self.assertIn("a.partial.csv is the recording itself", errors)
+        self.assertEqual(self.get("a.partial.csv"), before)
 
     def test_the_summary_of_a_broken_recording_covers_what_was_fed(self):
         errors = self.refused(self.with_value("status", "x", row=7))
@@ -618,14 +671,14 @@ class Recordings(Case):
         lines = csv_text(self.samples).split("\n")
         lines[3:3] = ["garbage", ",".join(["x"] * 15), "z" * 100000]
         errors = self.same_as_plain("a.csv", "\n".join(lines), "--skip-bad")
-        self.assertEqual(self.summary(errors)["bad, left out"], "3")
+        self.assertEqual(self.summary(errors)["bad, left out"], "3, lines 4 to 6")
         self.assertEqual(self.summary(errors)["samples"], "20")
         for line in (4, 5, 6):
             self.assertIn(f"line {line}", errors)
 
     def test_skip_bad_does_not_repeat_itself_for_ever(self):
         errors = self.same_as_plain("a.csv", csv_text(self.samples) + "bad\n" * 1000, "--skip-bad")
-        self.assertEqual(self.summary(errors)["bad, left out"], "1000")
+        self.assertEqual(self.count(errors, "bad, left out"), 1000)
         self.assertLess(errors.count("warning"), 10)
 
     def test_skip_bad_does_not_help_a_bad_header(self):
@@ -659,18 +712,25 @@ class Recordings(Case):
         self.assertEqual(out, self.wanted)
         self.assertIn("line 22", errors)
         _, errors = self.replay("a.csv", "--skip-bad", preexec_fn=bounded)
-        self.assertEqual(self.summary(errors)["bad, left out"], "1")
+        self.assertEqual(self.summary(errors)["bad, left out"], "1, line 22")
 
     def test_header_line_too_long(self):
         self.refused("z" * 70000 + "\n" + csv_text(self.samples), "line 1", "65536")
 
     def test_header_only_is_an_empty_recording(self):
-        out, errors = self.replay(self.put("a.csv", csv_text([])))
-        self.assertEqual(out.decode(), RESULT_HEADER + "\n")
-        figures = self.summary(errors)
-        for name in ("samples", "valid", "rejected by status", "without matrix", "samples per second"):
-            self.assertEqual(figures[name], "0")
-        self.assertEqual(figures["first time stamp"], "none")
+        errors = self.refused(csv_text([]), "bad.csv: the recording is empty: found no sample, expected at least one")
+        self.assertEqual(self.summary(errors)["samples"], "0")
+        self.assert_no_leftovers("plain.csv", "bad.csv")
+        self.assertEqual(self.replay("bad.csv", status=DATA)[0], b"")
+
+    def test_skip_bad_that_leaves_out_everything_fails(self):
+        text = csv_text(self.samples)
+        header, rows = text.split("\n", 1)
+        self.put("bad.csv", header + "\n" + rows.replace(",", ";"))
+        _, errors = self.replay("bad.csv", "--skip-bad", "-o", "out.csv", status=DATA)
+        self.assertEqual(self.summary(errors)["bad, left out"], "20, lines 2 to 21")
+        self.assertIn("kor: bad.csv: nothing could be read: 20 bad, lines 2 to 21\n", errors)
+        self.assert_no_leftovers("plain.csv", "bad.csv")
 
     def test_missing_recording(self):
         _, errors = self.replay("none.csv", "-o", "out.csv", status=NO_INPUT)
@@ -764,8 +824,8 @@ class BinaryRecordings(Case):
         self.put("odd.korraw", binary(rows))
         _, errors = self.replay("odd.korraw", status=DATA)
         self.assertIn("--input-format bin reads it as binary records", errors)
-        self.assertEqual(self.replay("--input-format=bin", "odd.korraw")[0],
-                         self.replay(self.put("odd.csv", csv_text(rows)))[0])
+        self.assertEqual(self.replay("--input-format=bin", "odd.korraw", status=DATA)[0],
+                         self.replay(self.put("odd.csv", csv_text(rows)), status=DATA)[0])
 
     def test_truncated_record(self):
         whole = self.replay("a.korraw")[0]
@@ -774,13 +834,13 @@ class BinaryRecordings(Case):
         self.assertEqual(out, b"".join(whole.splitlines(True)[:-1]))
         self.assertIn(f"t.korraw: record 300 (byte {299 * 68}): found 67 bytes before the end, expected 68", errors)
         _, errors = self.replay("t.korraw", "--skip-bad")
-        self.assertEqual(self.summary(errors)["bad, left out"], "1")
+        self.assertEqual(self.summary(errors)["bad, left out"], "1, record 300")
 
     def test_empty(self):
         self.put("e.korraw", b"")
-        out, errors = self.replay("e.korraw")
-        self.assertEqual(out.decode(), RESULT_HEADER + "\n")
-        self.assertEqual(self.summary(errors)["samples"], "0")
+        out, errors = self.replay("e.korraw", status=DATA)
+        self.assertEqual(out, b"")
+        self.assertIn("e.korraw: the recording is empty: found no sample, expected at least one\n", errors)
 
     def test_unused_words_have_no_influence(self):
         noisy = bytearray(binary(self.samples))
@@ -1021,21 +1081,167 @@ class Results(Case):
     def test_summary(self):
         _, errors = self.replay("a.csv")
         figures = self.summary(errors)
+        self.assertEqual(figures["model"], "polarizer, mount mode 5")
         self.assertEqual(figures["samples"], "200")
-        rejected = sum(s["status"] != 2 for s in self.samples)
-        self.assertEqual(figures["rejected by status"], str(rejected))
+        rejected = [2 + i for i, s in enumerate(self.samples) if s["status"] != 2]
+        self.assertEqual(figures["rejected_status"], f"{len(rejected)}, lines {rejected[0]} to {rejected[-1]}")
         # The sample that becomes the reference counts among those before it: its angles are zero, too.
-        fed = [s for s in self.samples if s["status"] == 2]
-        before = 1 + next(i for i, s in enumerate(fed) if s["referenceGate"] <= f32(0.4) and s["referenceHold"] == 0)
-        self.assertGreater(before, 1)
-        self.assertEqual(figures["before the reference"], str(before))
-        self.assertEqual(figures["valid"], str(200 - rejected - before))
-        self.assertEqual(figures["not finite"], "0")
-        self.assertEqual(figures["without matrix"], "0")
-        self.assertEqual(figures["first time stamp"], "1000 ms")
-        self.assertEqual(figures["last time stamp"], "2990 ms")
+        self.assertEqual(figures["before_reference"], "6, lines 2 to 7")
+        self.assertEqual(figures["reference"], "captured in line 7, at 1050 ms")
+        self.assertEqual(figures["ok"], f"{194 - len(rejected)} ({(194 - len(rejected)) / 2:.1f} %)")
+        self.assertEqual(figures["unusable"], f"{len(rejected)} of 200")
+        self.assertEqual(figures["time stamps"], "1000 to 2990 ms, usual step 10 ms")
+        self.assertEqual((figures["gaps"], figures["backward jumps"]), ("none", "none"))
+        self.assertEqual((figures["level X out of table"], figures["level Y out of table"]), ("none", "none"))
         self.assertGreater(int(figures["samples per second"]), 0)
+        self.assertNotIn("not_finite", figures)
         self.assertTrue(errors.startswith("a.csv\n"), errors)
+
+    def test_the_places_of_a_binary_recording_are_records(self):
+        self.put("a.korraw", binary(self.samples))
+        figures = self.summary(self.replay("a.korraw")[1])
+        self.assertEqual(figures["before_reference"], "6, records 1 to 6")
+        self.assertEqual(figures["reference"], "captured in record 6, at 1050 ms")
+
+
+class Outcomes(Case):
+    """What a run says of samples that have no orientation, and how it ends."""
+
+    def setUp(self):
+        super().setUp()
+        self.samples = samples(1200)
+        self.put("a.csv", csv_text(self.samples))
+
+    def test_one_nan_in_a_model_that_keeps_it(self):
+        self.samples[499]["sensorVector_x"] = math.nan
+        self.put("a.csv", csv_text(self.samples))
+        out, errors = self.replay("a.csv", number=10)
+        figures = self.summary(errors)
+        spoiled = [2 + i for i, row in enumerate(self.rows(out)) if row["m00"] == "nan"]
+        self.assertGreater(len(spoiled), 600)
+        self.assertEqual(figures["not_finite"], f"{len(spoiled)}, lines {spoiled[0]} to 1201")
+        self.assertEqual(figures["readings not finite"], "1, line 501; the first is sensorVector_x")
+        self.assertEqual(figures["stays not finite"], f"from line {spoiled[0]} to the end; in this model one nan spoils "
+                                                      "every sample that follows")
+        self.assertEqual(figures["unusable"], f"{len(spoiled)} of 1200")
+        self.assertEqual(figures["ok"].split()[0], str(1200 - len(spoiled) - 6))
+        errors = self.replay("a.csv", "--strict", number=10, status=DATA)[1]
+        self.assertIn(f"kor: a.csv: {len(spoiled)} of 1200 samples have no usable orientation, and --strict was given\n",
+                      errors)
+
+    def test_one_nan_in_other_models_spoils_its_own_sample(self):
+        self.samples[499]["sensorVector_x"] = math.nan
+        self.put("a.csv", csv_text(self.samples))
+        errors = self.replay("a.csv", number=8)[1]
+        self.assertEqual(self.summary(errors)["not_finite"], "1, line 501")
+        self.assertNotIn("stays not finite", self.summary(errors))
+
+    def test_no_reference_is_no_usable_orientation(self):
+        for name in ("gate", "hold"):
+            for row in self.samples:
+                row.update({"referenceGate": f32(0.41)} if name == "gate" else {"referenceGate": 0.1, "referenceHold": 1})
+            self.put(f"{name}.csv", csv_text(self.samples))
+            out, errors = self.replay(f"{name}.csv", status=DATA)
+            self.assertEqual(self.summary(errors)["reference"], "no reference was captured: all angles are zero")
+            self.assertIn(f"kor: {name}.csv: no usable orientation in 1200 samples: 1200 before_reference; no reference was "
+                          "captured: all angles are zero. A sample with status 2, referenceGate at most 0.4 and "
+                          "referenceHold 0 becomes the reference\n", errors)
+            self.assertEqual(len(self.rows(out)), 1200, "the results are there all the same")
+
+    def test_all_rejected(self):
+        self.put("a.csv", csv_text([dict(row, status=3) for row in self.samples]))
+        errors = self.replay("a.csv", "-o", "r.csv", status=DATA)[1]
+        self.assertIn("kor: a.csv: no usable orientation in 1200 samples: 1200 rejected_status\n", errors)
+        self.assertEqual(self.summary(errors)["reference"], "none was captured")
+        self.assertEqual(len(self.rows(self.get("r.csv"))), 1200)
+
+    def test_strict_is_content_with_what_every_recording_begins_with(self):
+        for number in (5, 8, 10):
+            self.replay("a.csv", "--strict", number=number)
+        self.samples[700]["status"] = 0
+        self.put("a.csv", csv_text(self.samples))
+        self.replay("a.csv")
+        errors = self.replay("a.csv", "--strict", status=DATA)[1]
+        self.assertIn("kor: a.csv: 1 of 1200 samples have no usable orientation, and --strict was given\n", errors)
+
+    def test_gaps_and_jumps_of_the_stamps(self):
+        rows = samples(100, first=2**32 - 300)
+        del rows[50]
+        for row in rows[70:]:
+            row["timeStampMs"] = (row["timeStampMs"] - 95) % 2**32
+        self.put("a.csv", csv_text(rows))
+        figures = self.summary(self.replay("a.csv")[1])
+        self.assertEqual(figures["time stamps"], "4294966996 to 595 ms, usual step 10 ms")
+        self.assertEqual(figures["gaps"], "1, line 52, longest 20 ms")
+        self.assertEqual(figures["backward jumps"], "1, line 72, longest 85 ms")
+
+    def test_levels_outside_their_tables(self):
+        for i in range(300, 600):
+            self.samples[i]["levelXRaw"] = f32(21.5)
+        self.samples[900]["levelYRaw"] = f32(-20.5)
+        self.put("a.csv", csv_text(self.samples))
+        out, errors = self.replay("a.csv", number=8)
+        self.assertEqual(self.summary(errors)["level X out of table"], "300 (25.0 %), lines 302 to 601")
+        self.assertEqual(self.summary(errors)["level Y out of table"], "1 (0.1 %), line 902")
+        rows = self.rows(out)
+        self.assertEqual([i for i, row in enumerate(rows) if row["levelX_out"] == "1"], list(range(300, 600)))
+        self.assertEqual([i for i, row in enumerate(rows) if row["levelY_out"] == "1"], [900])
+
+    def test_a_file_without_mount_mode_of_its_own_is_a_pendulum(self):
+        self.put("Tg3.prm", parameter_text(3, 0))
+        self.assertEqual(self.summary(self.replay("a.csv", number=3)[1])["model"], "pendulum, mount mode 0")
+
+    def test_the_summary_as_json(self):
+        self.samples[499]["sensorVector_x"] = math.nan
+        self.samples[600]["status"] = 1
+        for row in self.samples[800:]:
+            row["timeStampMs"] += 100
+        self.samples[900]["levelYRaw"] = 25.0
+        self.put("a.csv", csv_text([dict(row, more=1) for row in self.samples], COLUMNS + ["more"]) + "bad\n")
+        found = self.account("a.csv", "--skip-bad", "--from=1010", "-o", "r.csv", number=8)
+        table = self.rows(self.get("r.csv"))
+        for name, places in found["outcomes"].items():
+            lines = [3 + i for i, row in enumerate(table) if row["outcome"] == name]
+            self.assertEqual(places, {"count": len(lines), "first": lines[0] if lines else None,
+                                      "last": lines[-1] if lines else None}, name)
+        self.assertEqual(sum(places["count"] for places in found["outcomes"].values()), 1199)
+        self.assertGreater(found.pop("seconds"), 0)
+        del found["outcomes"]
+        messages = [message["text"] for message in found.pop("messages")]
+        self.assertEqual(len(messages), 2)
+        self.assertIn('column "more" is not a column of a recording', messages[0])
+        self.assertIn("a.csv: line 1202: found 1 field", messages[1])
+        none = {"count": 0, "first": None, "last": None}
+        self.assertEqual(found, {
+            "recording": "a.csv", "results": "r.csv", "complete": True, "exit": 0, "model": "three vectors",
+            "mount_mode": 8, "places": "line", "samples": 1199, "unusable": 2, "outside_window": 1,
+            "bad": {"count": 1, "first": 1202, "last": 1202}, "reference": {"at": 7, "time_ms": 1050},
+            "readings_not_finite": {"count": 1, "first": 501, "last": 501, "first_column": "sensorVector_x"},
+            "stays_not_finite_from": None, "one_nan_spoils_the_rest": False,
+            "time_stamps": {"first_ms": 1010, "last_ms": 13090, "usual_step_ms": 10,
+                            "gaps": {"count": 1, "first": 802, "last": 802, "longest_ms": 110},
+                            "backward_jumps": dict(none, longest_ms=None)},
+            "level_x_out": dict(none, share=0.0),
+            "level_y_out": {"count": 1, "first": 902, "last": 902, "share": 1 / 1199}})
+
+    def test_json_tells_failures_too(self):
+        found = self.account("none.csv", status=NO_INPUT)
+        self.assertEqual((found["exit"], found["results"], found["samples"], found["complete"]), (66, None, 0, False))
+        self.assertEqual([message["kind"] for message in found["messages"]], ["error"])
+        self.assertIn("none.csv", found["messages"][0]["text"])
+        found = self.account("a.csv", number=77, status=NO_INPUT)
+        self.assertEqual((found["exit"], found["model"], found["mount_mode"]), (66, None, None))
+        self.put("bad.csv", csv_text(samples(20)) + "bad\n")
+        found = self.account("bad.csv", "-o", "r.csv", status=DATA)
+        self.assertEqual((found["exit"], found["results"], found["complete"]), (65, "r.partial.csv", False))
+        self.assertEqual(found["samples"], 20)
+
+    def test_quiet_says_only_what_is_wrong(self):
+        self.assertEqual(self.replay("a.csv", "--quiet")[1], "")
+        self.put("bad.csv", csv_text(samples(20)) + "bad\n")
+        errors = self.replay("bad.csv", "-q", status=DATA)[1]
+        self.assertEqual(errors, "kor: bad.csv: line 22: found 1 field, expected 15; the results up to there (20 samples) "
+                                 "went to standard output\n")
 
 
 class Failures(Case):
@@ -1061,7 +1267,7 @@ class Failures(Case):
 
     @posix_only
     def test_full_device_behind_standard_output(self):
-        for recording in ("a.csv", self.put("e.csv", csv_text([]))):
+        for recording in ("a.csv", self.put("e.csv", csv_text(samples(7)))):
             with open("/dev/full", "wb") as full:
                 done = subprocess.run([*KOR, "replay", "--prm", self.dir, "--id", "5", recording], stdout=full,
                                       stderr=subprocess.PIPE, cwd=self.dir)
@@ -1118,11 +1324,11 @@ class Failures(Case):
             os.close(ours)
             errors = child.communicate(timeout=60)[1].decode()
             self.assertEqual(child.returncode, IO_ERROR, errors)
-            self.assertIn("kor: cannot read standard input: Input/output error\n", errors)
+            self.assertIn("kor: cannot read standard input: Input/output error; the results up to there (", errors)
             fed = cut.count(b"\n") - 1
-            self.assertEqual(self.get("r.csv"), b"".join(self.replay("a.csv")[0].splitlines(True)[:1 + fed]))
+            self.assertEqual(self.get("r.partial.csv"), b"".join(self.replay("a.csv")[0].splitlines(True)[:1 + fed]))
             self.assertEqual(self.summary(errors)["samples"], str(fed))
-            os.remove(self.path("r.csv"))
+            os.remove(self.path("r.partial.csv"))
             self.assert_no_leftovers("a.csv")
 
     @posix_only
@@ -1194,8 +1400,8 @@ class Options(Case):
         self.samples = samples(60)
         self.put("a.csv", csv_text(self.samples))
 
-    def stamps(self, *arguments, recording="a.csv"):
-        out, errors = self.replay(*arguments, recording)
+    def stamps(self, *arguments, recording="a.csv", status=0):
+        out, errors = self.replay(*arguments, recording, status=status)
         return [int(r["timeStampMs"]) for r in self.rows(out)], self.summary(errors)
 
     def test_window_is_inclusive(self):
@@ -1203,15 +1409,17 @@ class Options(Case):
         self.assertEqual(stamps, list(range(1100, 1201, 10)))
         self.assertEqual(figures["samples"], "11")
         self.assertEqual(figures["outside the window"], "49")
-        self.assertEqual((figures["first time stamp"], figures["last time stamp"]), ("1100 ms", "1200 ms"))
+        self.assertEqual(figures["time stamps"], "1100 to 1200 ms, usual step 10 ms")
 
     def test_one_bound(self):
         self.assertEqual(self.stamps("--from=1500")[0], list(range(1500, 1591, 10)))
-        self.assertEqual(self.stamps("--to=1050")[0], list(range(1000, 1051, 10)))
+        self.assertEqual(self.stamps("--to=1060")[0], list(range(1000, 1061, 10)))
         self.assertEqual(len(self.stamps("--from=0")[0]), 60)
         self.assertEqual(len(self.stamps("--to=4294967295")[0]), 60)
-        self.assertEqual(self.stamps("--to=999")[0], [])
-        self.assertEqual(self.stamps("--from=1591")[0], [])
+        for nothing in ("--to=999", "--from=1591"):
+            out, errors = self.replay(nothing, "a.csv", status=DATA)
+            self.assertEqual(out, b"")
+            self.assertIn("kor: a.csv: no sample lies in the window of --from and --to, 60 lie outside it\n", errors)
 
     def test_both_bounds_around_everything(self):
         self.assertEqual(len(self.stamps("--from=0", "--to=4294967295")[0]), 60)
@@ -1253,7 +1461,6 @@ class Options(Case):
 
     def test_store_and_psd_move_the_line_of_sight(self):
         plain = self.replay("a.csv", number=8)[0]
-        self.assertEqual(self.replay("--psd=3,-4,5", "a.csv", number=8)[0], plain, "no store, no effect")
         stored = self.replay("--store", "a.csv", number=8)[0]
         self.assertNotEqual(stored, plain)
         self.assertNotEqual(self.replay("--store", "--psd=3,-4,5", "a.csv", number=8)[0], stored)
@@ -1266,11 +1473,10 @@ class Options(Case):
         rows = samples(60)
         self.put("a.csv", csv_text(rows))
         _, errors = self.replay("a.csv", number=10)
-        figures = self.summary(errors)
         # Call 1 hands out a zero matrix, calls 2 to 5 fill the filters.
-        self.assertEqual(figures["without matrix"], "5")
-        self.assertEqual(figures["before the reference"], "1")
-        self.assertEqual(figures["valid"], "54")
+        self.assertEqual(self.summary(errors)["no_matrix_filters_filling"], "5, lines 2 to 6")
+        self.assertEqual(self.summary(errors)["before_reference"], "1, line 7")
+        self.assertEqual(self.count(errors, "ok"), 54)
 
     def test_comma_locale_changes_nothing(self):
         locales = self.path("locales")
@@ -1301,11 +1507,66 @@ class Several(Case):
             alone = self.replay(name)[0]
             self.assertEqual(self.get(f"new/out/{name.split('.')[0]}.csv"), alone)
 
-    def test_summaries_are_whole_and_in_order(self):
+    def test_each_has_one_line_in_order_and_then_there_is_a_total(self):
+        self.content["a.csv"][30]["timeStampMs"] += 5000
+        self.put("a.csv", csv_text(self.content["a.csv"]))
         _, errors = self.replay(*self.names, "-o", "out", "--jobs=3")
-        titles = re.findall(r"^(\S+)\n(?:  .*: .*\n){9}", errors, re.M)
-        self.assertEqual(titles, self.names)
-        self.assertEqual(re.sub(r"^\S+\n(?:  .*: .*\n){9}", "", errors, flags=re.M), "")
+        self.assertEqual(errors, "c.csv     2000 samples, 1994 ok, 6 before_reference\n"
+                                 "a.csv     50 samples, 44 ok, 6 before_reference, 1 gap, 1 backward jump\n"
+                                 "b.korraw  50 samples, 44 ok, 6 before_reference\n"
+                                 "total     3 recordings, 0 failed: 2100 samples, 2082 ok, 18 before_reference\n")
+
+    def test_quiet_leaves_the_failures(self):
+        self.assertEqual(self.replay(*self.names, "-o", "out", "--quiet")[1], "")
+        self.put("bad.csv", csv_text(self.content["a.csv"]) + "bad\n")
+        _, errors = self.replay(*self.names, "bad.csv", "none.csv", "-o", "out", "--quiet", status=DATA)
+        partial = os.path.join("out", "bad.partial.csv")
+        self.assertRegex(errors, r"^kor: 2 of 5 recordings failed:\n"
+                                 r"kor: bad\.csv: line 52: found 1 field, expected 15; the results up to there \(50 samples\) "
+                                 rf"went to {re.escape(partial)}\nkor: .*none\.csv.*\n$")
+
+    def test_failures_stand_in_the_lines_and_in_a_list_at_the_end(self):
+        self.put("bad.csv", csv_text(self.content["a.csv"]) + "bad\n")
+        self.put("held.csv", csv_text(samples(40, referenceHold=1)))
+        _, errors = self.replay("a.csv", "bad.csv", "held.csv", "none.csv", "-o", "out", status=DATA)
+        lines = errors.split("\n")
+        self.assertEqual(lines[1:5], ["bad.csv   failed (65): 50 samples, 44 ok, 6 before_reference",
+                                      "held.csv  failed (65): 40 samples, 40 before_reference, no reference captured",
+                                      "none.csv  failed (66)",
+                                      "total     4 recordings, 3 failed: 140 samples, 88 ok, 52 before_reference"])
+        self.assertEqual(lines[5], "kor: 3 of 4 recordings failed:")
+        for line, name in zip(lines[6:9], ("bad.csv", "held.csv", "none.csv")):
+            self.assertTrue(line.startswith("kor: "), line)
+            self.assertIn(name, line)
+        self.assertEqual(lines[9:], [""])
+        self.assertEqual(sorted(os.listdir(self.path("out"))), ["a.csv", "bad.partial.csv", "held.csv"])
+
+    def test_all_accounts_are_one_object_of_json(self):
+        self.put("bad.csv", csv_text(self.content["a.csv"]) + "bad\n")
+        found = self.account(*self.names, "bad.csv", "-o", "out", status=DATA)
+        alone = self.account("a.csv", "-o", "r.csv")
+        self.assertEqual([r["recording"] for r in found["recordings"]], [*self.names, "bad.csv"])
+        self.assertEqual(found["recordings"][1]["outcomes"], alone["outcomes"])
+        self.assertEqual(found["recordings"][3]["exit"], DATA)
+        self.assertEqual(len(found["recordings"][3]["messages"]), 1)
+        total = found["total"]
+        self.assertEqual((total["recordings"], total["failed"], total["samples"]), (4, 1, 2150))
+        self.assertEqual((total["outcomes"]["ok"], total["outcomes"]["before_reference"]), (2126, 24))
+        self.assertEqual((total["unusable"], found["exit"]), (0, DATA))
+
+    def test_strict_reaches_every_recording(self):
+        self.content["a.csv"][20]["status"] = 1
+        self.put("a.csv", csv_text(self.content["a.csv"]))
+        self.replay(*self.names, "-o", "out")
+        _, errors = self.replay(*self.names, "-o", "out", "--strict", status=DATA)
+        self.assertIn("kor: a.csv: 1 of 50 samples have no usable orientation, and --strict was given\n", errors)
+
+    def test_warnings_that_several_share_are_told_once_for_each_recording(self):
+        for name in ("a.csv", "c.csv"):
+            self.put(name, csv_text([dict(row, more=1) for row in self.content[name]], COLUMNS + ["more"]))
+        _, errors = self.replay(*self.names, "-o", "out")
+        self.assertEqual(errors.count("kor: warning: a.csv: column \"more\""), 1)
+        self.assertEqual(errors.count("kor: warning: c.csv: column \"more\""), 1)
 
     def test_models_with_process_wide_values_do_not_disturb_each_other(self):
         self.replay(*self.names, "-o", "out", number=10)
@@ -1313,7 +1574,7 @@ class Several(Case):
             self.assertEqual(self.get(f"out/{name.split('.')[0]}.csv"), self.replay(name, number=10)[0])
 
     def test_options_reach_every_recording(self):
-        options = ["--mode=8", "--mcs=off", "--psd=3,4,5", "--store", "--format=bin", "--from=1010", "--to=1300",
+        options = ["--mode=8", "--mcs=on", "--psd=3,4,5", "--store", "--format=bin", "--from=1010", "--to=1300",
                    "--skip-bad"]
         self.put("a.csv", csv_text(self.content["a.csv"]) + "bad\n")
         _, errors = self.replay(*options, *self.names, "-o", "out", number=8)
@@ -1321,7 +1582,11 @@ class Several(Case):
         for name in self.names:
             alone = self.replay(*options, name, number=8)[0]
             self.assertEqual(self.get(f"out/{name.split('.')[0]}.korinfo"), alone)
-        self.assertRegex(errors, r"(?m)^a\.csv\n(  .*\n)*  bad, left out: +1$")
+        self.assertRegex(errors, r"(?m)^a\.csv  .*, 1 bad left out$")
+
+    def test_local_coordinates_reach_every_recording(self):
+        self.replay("--mcs=off", *self.names, "-o", "out")
+        self.assertEqual(self.get("out/c.csv"), self.replay("--mcs=off", "c.csv")[0])
 
     def test_input_format_reaches_every_recording(self):
         os.rename(self.path("a.csv"), self.path("a.korraw"))
@@ -1336,6 +1601,15 @@ class Several(Case):
                 _, errors = self.replay("c.csv", "a.csv", twin, "-o", "out", status=USAGE)
                 self.assertIn("would both give a.csv", errors)
                 self.assertFalse(os.path.exists(self.path("out")))
+
+    def test_results_of_a_broken_recording_never_take_the_place_of_others(self):
+        shutil.copy(self.path("a.csv"), self.path("a.partial.csv"))
+        _, errors = self.replay("a.partial.csv", "a.csv", "-o", "out", status=USAGE)
+        self.assertIn("if a.csv breaks off, its results would take the place of those of a.partial.csv", errors)
+        _, errors = self.replay("c.csv", "a.partial.csv", "-o", ".", status=USAGE)
+        os.rename(self.path("c.csv"), self.path("a.korraw"))
+        _, errors = self.replay("a.korraw", "a.partial.csv", "-o", ".", status=USAGE)
+        self.assertIn("is the recording itself", errors)
 
     def test_no_directory_given(self):
         self.replay(*self.names, status=USAGE)
@@ -1364,9 +1638,21 @@ class Several(Case):
     def test_the_first_failure_in_order_is_the_exit_status(self):
         self.put("bad.csv", csv_text(self.content["a.csv"]) + "bad\n")
         _, errors = self.replay("a.csv", "bad.csv", "none.csv", "c.csv", "-o", "out", status=DATA)
-        self.assertEqual(sorted(os.listdir(self.path("out"))), ["a.csv", "bad.csv", "c.csv"])
-        self.assertLess(errors.index("bad.csv: line 52"), errors.index("none.csv"))
+        self.assertEqual(sorted(os.listdir(self.path("out"))), ["a.csv", "bad.partial.csv", "c.csv"])
+        self.assertLess(errors.index("bad.csv: line 52"), errors.index("none.csv: No such file"))
         self.replay("none.csv", "bad.csv", "-o", "out", status=NO_INPUT)
+
+    @posix_only
+    def test_a_process_that_is_killed_is_a_failure_with_its_name(self):
+        os.mkfifo(self.path("f.csv"))
+        child = subprocess.Popen([*KOR, "replay", "--prm", ".", "--id", "5", "f.csv", "a.csv", "-o", "out", "--jobs=1"],
+                                 cwd=self.dir, stderr=subprocess.PIPE)
+        os.kill(int(self.children(child.pid, 1)[0]), signal.SIGKILL)
+        errors = child.communicate(timeout=20)[1].decode()
+        self.assertEqual(child.returncode, 128 + signal.SIGKILL)
+        self.assertIn("f.csv  failed (137)\n", errors)
+        self.assertIn("a.csv  50 samples", errors)
+        self.assertIn("kor: 1 of 2 recordings failed:\nkor: f.csv: ended by signal 9\n", errors)
 
     @posix_only
     def test_jobs_limit_the_processes_at_a_time(self):
@@ -1392,7 +1678,7 @@ class Several(Case):
     def test_threads_that_cannot_be_started_leave_the_work_to_the_others(self):
         names = [shutil.copy(self.path("a.csv"), self.path(f"t{i}.csv")) for i in range(8)]
         _, errors = self.replay(*names, "-o", "out", "--jobs=8", preexec_fn=self.room_for_threads(3.5))
-        self.assertEqual(errors.count("samples:"), 8)
+        self.assertEqual(errors.count(" 44 ok, "), 8)
         self.assertEqual(len(os.listdir(self.path("out"))), 8)
 
     @posix_only
@@ -1417,11 +1703,11 @@ class Several(Case):
         return bounded
 
     @posix_only
-    def test_more_than_256_jobs_are_256_and_a_termination_takes_them_all_along(self):
+    def test_256_jobs_are_that_many_and_a_termination_takes_them_all_along(self):
         names = [f"f{i}.csv" for i in range(258)]
         for name in names:
             os.mkfifo(self.path(name))
-        child = subprocess.Popen([*KOR, "replay", "--prm", ".", "--id", "5", *names, "-o", "out", "--jobs=1000"],
+        child = subprocess.Popen([*KOR, "replay", "--prm", ".", "--id", "5", *names, "-o", "out", "--jobs=256"],
                                  cwd=self.dir, stderr=subprocess.DEVNULL, start_new_session=True)
         try:
             self.children(child.pid, 256, seconds=60)

@@ -171,7 +171,7 @@ class ClosedLoop(Case):
         self.assertEqual(set(notes[first:]), {"nan"})
 
     def test_any_mode_can_take_the_place_of_the_files(self):
-        for mode in (0, 3, 4, 5, 6, 11, -1):
+        for mode in (3, 4, 5, 6):
             with self.subTest(mode=mode):
                 self.simulate("polarizer", f"--mode={mode}", motion="random")
                 self.replay("polarizer", "run.csv", f"--mode={mode}")
@@ -500,7 +500,7 @@ class Output(Case):
         for option in ("--noise=status=1", "--noise=levelXRaw", "--noise=levelXRaw=-1", "--noise=levelXRaw=x",
                        "--bias=levelXRaw=nan", "--quantise=levelXRaw=-1", "--drop=1.5", "--nan=-0.1", "--rate=0",
                        "--samples=0", "--seed=-1", "--seed=18446744073709551616", "--time-jump=5", "--time-jump=x=5",
-                       "--start-stamp=4294967296", "--format=xml", "--progress=now", "--mode=x"):
+                       "--start-stamp=4294967296", "--format=xml", "--progress=now", "--mode=x", "--mode=0", "--mode=11"):
             with self.subTest(option=option):
                 self.simulate("polarizer", option, status=USAGE)
                 self.assertEqual(os.listdir(self.dir), [])

@@ -3,6 +3,9 @@
 
 #include <functional>
 #include <string>
+#include <vector>
+
+#include "tools/kor/Message.h"
 
 namespace CLI {
 class App;
@@ -28,5 +31,21 @@ void print(const std::string& text);
 void complain(const std::string& text);
 void warn(const std::string& text);
 void tell(const std::string& text); ///< as it is, without the name
+
+/// While it exists, complain and warn collect what they are given. What nobody takes is printed at its end.
+class MessageCollector {
+public:
+    MessageCollector();
+    ~MessageCollector();
+    MessageCollector(const MessageCollector&) = delete;
+    MessageCollector& operator=(const MessageCollector&) = delete;
+
+    std::vector<Message> take();
+
+private:
+    friend void complain(const std::string& text);
+    friend void warn(const std::string& text);
+    std::vector<Message> m_messages;
+};
 
 } // namespace kor::tool

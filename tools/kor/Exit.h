@@ -33,7 +33,7 @@ inline constexpr ExitMeaning kExitMeanings[] = {
     {kExitOk, "done"},
     {kExitBeyondBound, "kor accuracy: a bound is exceeded; kor compare: a tolerance is exceeded"},
     {kExitUsage, "wrong usage"},
-    {kExitDataError, "bad recording or parameter file"},
+    {kExitDataError, "bad recording or parameter file, or no usable orientation"},
     {kExitNoInput, "an input cannot be opened"},
     {kExitSoftware, "internal error"},
     {kExitCannotCreate, "an output cannot be created"},

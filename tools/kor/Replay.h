@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "KORInterface/CKorPrm.h"
+
 #include "recordings/Columns.h"
 #include "tools/kor/ParameterFile.h"
 #include "tools/kor/Progress.h"
@@ -32,9 +34,14 @@ struct ReplayRequest {
     bool skipBad = false;
     bool force = false;
     bool checked = false;
+    bool strict = false;
+    bool quiet = false;
+    Option summary;
     Option progress;
     Option jobs;
 };
+
+enum class SummaryForm { none, text, json };
 
 /// The same, understood.
 struct ReplayPlan {
@@ -48,6 +55,8 @@ struct ReplayPlan {
     Window window;
     bool skipBad = false;
     Checking checking = Checking::strict;
+    bool strict = false;
+    SummaryForm summary = SummaryForm::text;
     ShowProgress progress = ShowProgress::automatic;
     unsigned jobs = 1;
 };
@@ -57,6 +66,9 @@ recordings::Format resultFormat(const ReplayPlan& plan, const std::string& outpu
 /// Throws Misuse when results would take the place of something that is read.
 void refuseToOverwrite(const std::string& output, const std::vector<std::string>& recordings,
                        const ParameterSource& prm);
+
+/// The mount mode of a run. Throws Misuse if an option was given that has no effect in it.
+std::int32_t mountModeOf(const ReplayPlan& plan, const CKorPrm& prm);
 
 /// One recording in this process. Returned: the exit status.
 int replayOne(const ReplayPlan& plan, const std::string& recording, const std::string& output);

@@ -11,6 +11,7 @@
 
 #include "KORInterface/CKor.h"
 #include "KORInterface/CKorPrm.h"
+#include "KORInterface/OrientationModel.h"
 #include "KORInterface/Session.h"
 #include "KORInterface/Status.h"
 
@@ -23,6 +24,7 @@
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
 #include "tools/kor/Replay.h"
+#include "tools/kor/Summary.h"
 
 namespace kor::tool {
 
@@ -61,15 +63,16 @@ recordings::Result resultOf(std::uint32_t stamp, const SampleResult& sample)
     return result;
 }
 
+constexpr std::uint64_t kBadRowsShown = 5;   // of those left out
+constexpr std::uint64_t kProgressMask = 255; // samples between two looks at the clock, less one
+
 StreamState stateOf(const Tally& tally, const KOR_INFO& last)
 {
-    StreamState state{.samples = tally.samples,
-                      .outcomes = {{"ok", tally.valid},
-                                   {"before the reference", tally.beforeReference},
-                                   {"rejected", tally.rejectedByStatus},
-                                   {"without matrix", tally.withoutMatrix},
-                                   {"not finite", tally.notFinite},
-                                   {"bad", tally.bad}}};
+    StreamState state{.samples = tally.samples};
+    for (std::size_t i = 0; i < tally.outcomes.size(); ++i) {
+        state.outcomes.emplace_back(recordings::kOutcomeNames[i], tally.outcomes[i].count);
+    }
+    state.outcomes.emplace_back("bad", tally.bad.count);
     std::copy(std::begin(last.orientationAngles), std::end(last.orientationAngles), state.angles);
     return state;
 }
@@ -82,67 +85,41 @@ ShowProgress shownBeside(const std::string& output, ShowProgress asked)
                : asked;
 }
 
-} // namespace
-
-int replayOne(const ReplayPlan& plan, const std::string& recording, const std::string& output)
+// Feeds the recording to its end or to where it breaks off. Returned: what broke it off.
+Problem feed(const ReplayPlan& plan, ShowProgress shown, CKor& engine, Reader& reader, Output& results,
+             recordings::ResultWriter& writer, Tally& tally)
 {
-    constexpr std::uint64_t kBadRowsShown = 5;   // of those left out
-    constexpr std::uint64_t kProgressMask = 255; // samples between two looks at the clock, less one
-
-    CKorPrm prm;
-    readParameterFile(plan.prm, prm, plan.checking, plan.mode);
-    CKor engine;
-    configure(plan, prm, engine);
-
-    Problem problem;
-    const std::unique_ptr<Reader> reader = Reader::open(recording, plan.input, problem);
-    if (!reader) {
-        throw Failure(problem);
-    }
-    for (const Problem& warning : reader->warnings()) {
-        warn(messageOf(warning));
-    }
-    const std::unique_ptr<Output> results = Output::open(output, problem);
-    if (!results) {
-        throw Failure(problem);
-    }
-    recordings::ResultWriter writer(*results, resultFormat(plan, output));
-
     Window window = plan.window;
-    Tally tally;
-    Progress progress(shownBeside(output, plan.progress), reader->title(), reader->size(), "samples");
+    Progress progress(shown, reader.title(), reader.size(), "samples");
     const auto start = std::chrono::steady_clock::now();
-    int status = kExitOk;
     std::uint64_t steps = 0;
     KOR_RAWINFO raw;
     SampleResult sample{};
     const auto show = [&] {
-        if (reader->isLive()) {
+        if (reader.isLive()) {
             progress.updateStream([&] { return stateOf(tally, sample.info); });
         } else {
-            progress.update(reader->consumed(), tally.samples);
+            progress.update(reader.consumed(), tally.samples);
         }
     };
-    reader->whileWaiting([&] {
-        results->flush();
+    reader.whileWaiting([&] {
+        results.flush();
         show();
     });
-    // What has been fed stands, also when the rest cannot be read.
-    for (Reader::Step step; (step = reader->next(raw)) != Reader::Step::end;) {
+    Problem broken;
+    for (Reader::Step step; (step = reader.next(raw)) != Reader::Step::end;) {
         if ((steps++ & kProgressMask) == 0) {
             show();
         }
         if (step != Reader::Step::sample) {
-            tally.bad += step == Reader::Step::bad ? 1 : 0;
             if (step == Reader::Step::failed || !plan.skipBad) {
-                progress.clear();
-                complain(messageOf(reader->problem()));
-                status = exitOf(reader->problem().kind);
+                broken = reader.problem();
                 break;
             }
-            if (tally.bad <= kBadRowsShown) {
+            tally.bad.add(reader.place());
+            if (tally.bad.count <= kBadRowsShown) {
                 progress.clear();
-                warn(messageOf(reader->problem()) + ": left out");
+                warn(messageOf(reader.problem()) + ": left out");
             }
             continue;
         }
@@ -154,14 +131,132 @@ int replayOne(const ReplayPlan& plan, const std::string& recording, const std::s
         if (!writer.write(resultOf(raw.timeStampMs, sample))) {
             break;
         }
-        tally.count(raw.timeStampMs, sample.report);
-    }
-    if (!results->close()) {
-        throw Failure(results->problem());
+        tally.count(raw, sample.report, reader.place());
     }
     tally.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    progress.clear();
-    tell(tally.summary(reader->title(), window.limited(), plan.skipBad));
+    return broken;
+}
+
+// Gives the results their place. What was fed before a break stands, under a name that says so; a signal is how a live
+// recording ends. Returned: the file that holds them, empty if there are none.
+std::string keepResults(Output& results, const Problem& end, const Tally& tally)
+{
+    if (tally.samples == 0 && !results.problem()) {
+        return {};
+    }
+    const bool broken = end && end.kind != Problem::Kind::interrupted;
+    const std::string name = broken && !results.partialPath().empty() ? shown(results.partialPath()) : results.title();
+    if (broken ? !results.closePartial() : !results.close()) {
+        throw Failure(results.problem());
+    }
+    return name;
+}
+
+std::string breakText(const Problem& broken, const std::string& results, const Tally& tally)
+{
+    if (results.empty()) {
+        return messageOf(broken) + "; there are no results";
+    }
+    return fmt::format("{}; the results up to there ({} {}) went to {}", messageOf(broken), tally.samples,
+                       tally.samples == 1 ? "sample" : "samples", results);
+}
+
+int run(const ReplayPlan& plan, const std::string& recording, const std::string& output, Summary& summary)
+{
+    CKorPrm prm;
+    readParameterFile(plan.prm, prm, plan.checking, plan.mode);
+    const std::int32_t mode = mountModeOf(plan, prm);
+    CKor engine;
+    configure(plan, prm, engine);
+    const OrientationModel model = ModelOf(mode);
+    summary.mountMode = mode;
+    summary.model = ModelText(model);
+    summary.oneNanSpoilsTheRest = model == OrientationModel::twoLevels;
+
+    Problem problem;
+    const std::unique_ptr<Reader> reader = Reader::open(recording, plan.input, problem);
+    if (!reader) {
+        throw Failure(problem);
+    }
+    summary.recording = reader->title();
+    summary.place = reader->placeName();
+    for (const Problem& warning : reader->warnings()) {
+        warn(messageOf(warning));
+    }
+    const std::unique_ptr<Output> results = Output::open(output, problem);
+    if (!results) {
+        throw Failure(problem);
+    }
+    if (!results->partialPath().empty()) {
+        refuseToOverwrite(results->partialPath(), {recording}, plan.prm);
+    }
+    recordings::ResultWriter writer(*results, resultFormat(plan, output));
+
+    const Problem broken =
+        feed(plan, shownBeside(output, plan.progress), engine, *reader, *results, writer, summary.tally);
+    summary.complete = !broken;
+    try {
+        summary.results = keepResults(*results, broken, summary.tally);
+    } catch (const Failure&) {
+        if (broken) {
+            complain(messageOf(broken));
+        }
+        throw;
+    }
+    if (broken) {
+        complain(broken.kind == Problem::Kind::interrupted ? messageOf(broken)
+                                                           : breakText(broken, summary.results, summary.tally));
+        return exitOf(broken.kind);
+    }
+    return kExitOk;
+}
+
+// What a complete run has to complain about. Returned: the exit status.
+int judge(const ReplayPlan& plan, const Summary& summary)
+{
+    const std::uint64_t unusable = summary.tally.unusable();
+    if (const std::string why = whyNothingUsable(summary); !why.empty()) {
+        complain(summary.recording + ": " + why);
+        return kExitDataError;
+    }
+    if (plan.strict && unusable > 0) {
+        complain(fmt::format("{}: {} of {} samples have no usable orientation, and --strict was given",
+                             summary.recording, unusable, summary.tally.samples));
+        return kExitDataError;
+    }
+    return kExitOk;
+}
+
+} // namespace
+
+int replayOne(const ReplayPlan& plan, const std::string& recording, const std::string& output)
+{
+    Summary summary;
+    summary.recording = shown(recording);
+    summary.windowed = plan.window.limited();
+    summary.skipsBad = plan.skipBad;
+    if (plan.summary != SummaryForm::json) {
+        const int status = run(plan, recording, output, summary);
+        if (plan.summary == SummaryForm::text) {
+            tell(textOf(summary));
+        }
+        return status == kExitOk ? judge(plan, summary) : status;
+    }
+
+    MessageCollector messages;
+    int status = kExitOk;
+    try {
+        status = run(plan, recording, output, summary);
+        status = status == kExitOk ? judge(plan, summary) : status;
+    } catch (const Misuse&) {
+        throw;
+    } catch (const Failure& failure) {
+        status = failure.status();
+        if (status != kExitNobodyReads) {
+            complain(failure.what());
+        }
+    }
+    tell(jsonOf(summary, status, messages.take()));
     return status;
 }
 

@@ -10,13 +10,16 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 
 #include "KORInterface/CKorPrm.h"
 
@@ -24,6 +27,7 @@
 #include "platform/Process.h"
 #include "platform/Text.h"
 #include "recordings/Compression.h"
+#include "recordings/Output.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
@@ -32,6 +36,7 @@
 namespace kor::tool {
 
 namespace fs = std::filesystem;
+using nlohmann::ordered_json;
 using platform::pathFrom;
 using platform::textOf;
 using recordings::Format;
@@ -46,7 +51,8 @@ struct Job {
 // Two models keep process-wide values, so that no two recordings may share a process.
 std::vector<std::string> childArguments(const ReplayRequest& request, const Job& job)
 {
-    std::vector<std::string> arguments = {"replay", "--progress=never", "--prm=" + request.prm, "--id=" + request.id};
+    std::vector<std::string> arguments = {"replay", "--progress=never", "--summary=json", "--prm=" + request.prm,
+                                          "--id=" + request.id};
     const auto add = [&arguments](const char* option, const ReplayRequest::Option& value) {
         if (value) {
             arguments.push_back(option + ("=" + *value));
@@ -64,6 +70,9 @@ std::vector<std::string> childArguments(const ReplayRequest& request, const Job&
     }
     if (request.skipBad) {
         arguments.emplace_back("--skip-bad");
+    }
+    if (request.strict) {
+        arguments.emplace_back("--strict");
     }
     arguments.insert(arguments.end(), {"--checked", "--output=" + job.output, "--", job.recording});
     return arguments;
@@ -87,8 +96,191 @@ std::vector<Job> jobsOf(const ReplayPlan& plan, const std::vector<std::string>& 
         }
         jobs.push_back({recording, textOf(pathFrom(directory) / pathFrom(stem + extension))});
         refuseToOverwrite(jobs.back().output, recordings, plan.prm);
+        refuseToOverwrite(recordings::partialName(jobs.back().output), recordings, plan.prm);
+    }
+    for (const auto& [stem, recording] : stems) {
+        const std::string partial = textOf(pathFrom(recordings::partialName(stem + extension)).stem());
+        if (const auto other = stems.find(partial); other != stems.end()) {
+            throw Misuse(fmt::format("if {} breaks off, its results would take the place of those of {}",
+                                     shown(recording), shown(other->second)));
+        }
     }
     return jobs;
+}
+
+// What one process had to say: its summary, which holds its messages, or, if it did not get as far, its own words.
+struct Account {
+    ordered_json summary;
+    int status = kExitOk;
+    std::vector<std::string> errors;
+};
+
+Account accountOf(const Job& job, const platform::ChildResult& end)
+{
+    Account account;
+    account.status = end.started ? end.status : kExitSoftware;
+    account.summary = end.started ? ordered_json::parse(end.errors, nullptr, false) : ordered_json();
+    if (account.summary.is_object()) {
+        for (const ordered_json& message : account.summary["messages"]) {
+            if (message["kind"] == "error") {
+                account.errors.push_back(message["text"]);
+            }
+        }
+    } else {
+        account.summary = {{"recording", shown(job.recording)}, {"exit", account.status}};
+        std::string words(end.errors);
+        while (words.ends_with('\n')) {
+            words.pop_back();
+        }
+        if (!words.empty()) {
+            account.errors.push_back(shown(job.recording) + ": " + words);
+        }
+    }
+    if (account.status > 128) {
+        account.errors.push_back(fmt::format("{}: ended by signal {}", shown(job.recording), account.status - 128));
+    }
+    return account;
+}
+
+std::uint64_t countIn(const ordered_json& object, const std::string& key)
+{
+    const auto found = object.find(key);
+    return found == object.end() ? 0 : found->is_object() ? countIn(*found, "count") : found->get<std::uint64_t>();
+}
+
+// "2000 samples, 1994 ok, 6 before_reference"
+std::string countsText(std::uint64_t samples, const ordered_json& outcomes)
+{
+    std::string text = fmt::format("{} {}", samples, samples == 1 ? "sample" : "samples");
+    for (const std::string_view name : recordings::kOutcomeNames) {
+        if (const std::uint64_t count = countIn(outcomes, std::string(name)); count > 0) {
+            text += fmt::format(", {} {}", count, name);
+        }
+    }
+    return text;
+}
+
+// One line without its end.
+std::string lineOf(const Account& account)
+{
+    const ordered_json& summary = account.summary;
+    const std::string failed = account.status == kExitOk ? "" : fmt::format("failed ({})", account.status);
+    const std::uint64_t samples = countIn(summary, "samples");
+    if (samples == 0) {
+        return failed.empty() ? "no samples" : failed;
+    }
+    std::string text = (failed.empty() ? "" : failed + ": ") + countsText(samples, summary["outcomes"]);
+    if (summary["reference"].is_null()) {
+        text += ", no reference captured";
+    }
+    if (!summary["stays_not_finite_from"].is_null()) {
+        text += fmt::format(", not finite from {} {} to the end", summary["places"].get<std::string>(),
+                            countIn(summary, "stays_not_finite_from"));
+    }
+    const ordered_json& times = summary["time_stamps"];
+    if (const std::uint64_t gaps = countIn(times, "gaps"); gaps > 0) {
+        text += fmt::format(", {} {}", gaps, gaps == 1 ? "gap" : "gaps");
+    }
+    if (const std::uint64_t jumps = countIn(times, "backward_jumps"); jumps > 0) {
+        text += fmt::format(", {} {}", jumps, jumps == 1 ? "backward jump" : "backward jumps");
+    }
+    if (const std::uint64_t bad = countIn(summary, "bad"); bad > 0) {
+        text += fmt::format(", {} bad left out", bad);
+    }
+    return text;
+}
+
+ordered_json totalOf(const std::vector<Account>& accounts)
+{
+    std::uint64_t samples = 0;
+    std::uint64_t unusable = 0;
+    std::uint64_t failed = 0;
+    ordered_json outcomes;
+    for (const std::string_view name : recordings::kOutcomeNames) {
+        outcomes[std::string(name)] = 0;
+    }
+    for (const Account& account : accounts) {
+        samples += countIn(account.summary, "samples");
+        unusable += countIn(account.summary, "unusable");
+        failed += account.status == kExitOk ? 0 : 1;
+        if (account.summary.contains("outcomes")) {
+            for (auto& [name, count] : outcomes.items()) {
+                count = count.get<std::uint64_t>() + countIn(account.summary["outcomes"], name);
+            }
+        }
+    }
+    return {{"recordings", accounts.size()},
+            {"failed", failed},
+            {"samples", samples},
+            {"outcomes", std::move(outcomes)},
+            {"unusable", unusable}};
+}
+
+// The lines of recordings that have ended, as soon as those before them have: names in one column.
+class LinePrinter {
+public:
+    explicit LinePrinter(const std::vector<Job>& jobs)
+    {
+        constexpr std::size_t kWidest = 40;
+        for (const Job& job : jobs) {
+            m_width = std::max(m_width, std::min(kWidest, shown(job.recording).size()));
+        }
+    }
+
+    void print(const std::string& name, const std::string& text) const
+    {
+        tell(fmt::format("{:<{}}  {}\n", name, m_width, text));
+    }
+
+private:
+    std::size_t m_width = std::string_view("total").size();
+};
+
+// Warnings that several recordings share are told once.
+void tellWarnings(const ordered_json& summary, std::set<std::string>& told)
+{
+    const auto messages = summary.find("messages");
+    if (messages == summary.end()) {
+        return;
+    }
+    for (const ordered_json& message : *messages) {
+        if (message["kind"] == "warning" && told.insert(message["text"]).second) {
+            warn(message["text"].get<std::string>());
+        }
+    }
+}
+
+void report(const ReplayPlan& plan, const std::vector<Account>& accounts, const LinePrinter& lines, int status)
+{
+    const ordered_json total = totalOf(accounts);
+    if (plan.summary == SummaryForm::json) {
+        ordered_json list = ordered_json::array();
+        for (const Account& account : accounts) {
+            list.push_back(account.summary);
+            if (!account.summary.contains("messages")) {
+                for (const std::string& error : account.errors) {
+                    list.back()["messages"].push_back({{"kind", "error"}, {"text", error}});
+                }
+            }
+        }
+        const ordered_json all = {{"recordings", std::move(list)}, {"total", total}, {"exit", status}};
+        tell(all.dump(-1, ' ', false, ordered_json::error_handler_t::replace) + "\n");
+        return;
+    }
+    const std::uint64_t failed = countIn(total, "failed");
+    if (plan.summary == SummaryForm::text) {
+        lines.print("total", fmt::format("{} recordings, {} failed: {}", accounts.size(), failed,
+                                         countsText(countIn(total, "samples"), total["outcomes"])));
+    }
+    if (failed == 0) {
+        return;
+    }
+    complain(fmt::format("{} of {} recordings failed:", failed, accounts.size()));
+    for (const Account& account : accounts) {
+        for (const std::string& error : account.errors) {
+            complain(error);
+        }
+    }
 }
 
 } // namespace
@@ -100,8 +292,10 @@ int replaySeveral(const ReplayPlan& plan, const ReplayRequest& request)
         throw Misuse("several recordings need -o DIR, the directory of their results");
     }
     const std::vector<Job> jobs = jobsOf(plan, request.recordings, directory);
+    // One message instead of one per recording.
     CKorPrm prm;
-    readParameterFile(plan.prm, prm, plan.checking, plan.mode); // findings told once, not for each recording
+    readParameterFile(plan.prm, prm, plan.checking, plan.mode);
+    mountModeOf(plan, prm);
     std::error_code error;
     fs::create_directories(pathFrom(directory), error);
     if (error || !fs::is_directory(pathFrom(directory), error)) {
@@ -140,6 +334,9 @@ int replaySeveral(const ReplayPlan& plan, const ReplayRequest& request)
     }
 
     Progress progress(plan.progress, "replay", jobs.size(), "done");
+    const LinePrinter lines(jobs);
+    std::vector<Account> accounts;
+    std::set<std::string> told;
     int status = kExitOk;
     {
         std::unique_lock<std::mutex> guard(lock);
@@ -153,18 +350,18 @@ int replaySeveral(const ReplayPlan& plan, const ReplayRequest& request)
                 finished.wait_for(guard, std::chrono::milliseconds(100));
             }
             progress.clear();
-            if (ends[i]->started) {
-                tell(ends[i]->errors);
-            } else {
-                complain(shown(jobs[i].recording) + ": " + ends[i]->errors);
-                ends[i]->status = kExitSoftware;
+            accounts.push_back(accountOf(jobs[i], *ends[i]));
+            const Account& account = accounts.back();
+            if (plan.summary != SummaryForm::json) {
+                tellWarnings(account.summary, told);
             }
-            if (ends[i]->status > 128) {
-                complain(fmt::format("{}: ended by signal {}", shown(jobs[i].recording), ends[i]->status - 128));
+            if (plan.summary == SummaryForm::text) {
+                lines.print(shown(jobs[i].recording), lineOf(account));
             }
-            status = status == kExitOk ? ends[i]->status : status;
+            status = status == kExitOk ? account.status : status;
         }
     }
+    report(plan, accounts, lines, status);
     return status;
 }
 

@@ -1,8 +1,9 @@
 #include "tools/kor/Tally.h"
 
 #include <algorithm>
-#include <utility>
-#include <vector>
+#include <bit>
+#include <cmath>
+#include <cstring>
 
 namespace kor::tool {
 
@@ -53,59 +54,147 @@ bool Window::contains(std::uint32_t stamp)
     return !m_hasTo || (!before(m_to) && stamp - m_first <= m_to - m_first);
 }
 
-void Tally::count(std::uint32_t stamp, const SampleReport& report)
+void Places::add(const Places& other)
 {
-    firstStamp = samples == 0 ? stamp : firstStamp;
-    lastStamp = stamp;
+    if (other.count == 0) {
+        return;
+    }
+    first = count == 0 ? other.first : std::min(first, other.first);
+    last = std::max(last, other.last);
+    count += other.count;
+}
+
+namespace {
+
+// Steps forward by length: each of the short ones by itself, then so many of every octave up to 2^31.
+constexpr std::uint32_t kShortSteps = 1024;
+constexpr std::uint32_t kOctaves = 21;
+constexpr std::uint32_t kPartsOfOctave = 32;
+constexpr int kBitsOfShort = 10;
+constexpr int kBitsOfPart = 5;
+
+std::size_t bucketOf(std::uint32_t step)
+{
+    if (step < kShortSteps) {
+        return step;
+    }
+    const int octave = std::bit_width(step) - 1 - kBitsOfShort;
+    const std::uint32_t part = (step >> (octave + kBitsOfShort - kBitsOfPart)) - kPartsOfOctave;
+    return kShortSteps + static_cast<std::size_t>(octave) * kPartsOfOctave + part;
+}
+
+// The shortest step of a bucket.
+std::uint32_t stepOf(std::size_t bucket)
+{
+    if (bucket < kShortSteps) {
+        return static_cast<std::uint32_t>(bucket);
+    }
+    const std::size_t octave = (bucket - kShortSteps) / kPartsOfOctave;
+    const std::size_t part = (bucket - kShortSteps) % kPartsOfOctave;
+    return static_cast<std::uint32_t>((kPartsOfOctave + part) << (octave + kBitsOfShort - kBitsOfPart));
+}
+
+// The first column of a sample whose reading is not finite; empty if there is none.
+std::string_view columnNotFinite(const KOR_RAWINFO& raw)
+{
+    for (const recordings::Column& column : recordings::kRawColumns) {
+        if (column.type != recordings::Type::float32) {
+            continue;
+        }
+        float reading = 0;
+        std::memcpy(&reading, reinterpret_cast<const char*>(&raw) + column.offset, sizeof reading);
+        if (!std::isfinite(reading)) {
+            return column.name;
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+void StampSteps::add(std::uint32_t step, std::uint64_t place)
+{
+    constexpr std::uint32_t kHalf = 0x80000000u;
+    if (step >= kHalf) {
+        m_backward.add(place);
+        m_longestBackward = std::max(m_longestBackward, 0u - step);
+        return;
+    }
+    if (m_forward.empty()) {
+        m_forward.resize(kShortSteps + std::size_t{kOctaves} * kPartsOfOctave);
+    }
+    m_forward[bucketOf(step)].add(place);
+    m_longest = std::max(m_longest, step);
+    ++m_count;
+}
+
+std::uint32_t StampSteps::median() const
+{
+    std::uint64_t below = 0;
+    for (std::size_t i = 0; i < m_forward.size(); ++i) {
+        below += m_forward[i].count;
+        if (2 * below >= m_count) {
+            return stepOf(i);
+        }
+    }
+    return 0;
+}
+
+Places StampSteps::gaps() const
+{
+    const std::uint64_t usual = median();
+    Places found;
+    for (std::size_t i = 0; i < m_forward.size(); ++i) {
+        if (std::uint64_t{2} * stepOf(i) > 3 * usual + 2) {
+            found.add(m_forward[i]);
+        }
+    }
+    return found;
+}
+
+void Tally::count(const KOR_RAWINFO& raw, const SampleReport& report, std::uint64_t place)
+{
+    if (samples == 0) {
+        firstStamp = raw.timeStampMs;
+    } else {
+        steps.add(raw.timeStampMs - lastStamp, place);
+    }
+    lastStamp = raw.timeStampMs;
     ++samples;
-    switch (report.outcome) {
-    case SampleOutcome::valid:
-        ++valid;
-        break;
-    case SampleOutcome::beforeReference:
-        ++beforeReference;
-        break;
-    case SampleOutcome::rejectedByStatus:
-        ++rejectedByStatus;
-        break;
-    case SampleOutcome::notFinite:
-        ++notFinite;
-        break;
-    case SampleOutcome::neverFed:
-    case SampleOutcome::noModel:
-    case SampleOutcome::noMatrix:
-        ++withoutMatrix;
-        break;
+
+    const Outcome outcome = outcomeOf(report);
+    outcomes[static_cast<std::size_t>(outcome)].add(place);
+    if (outcome == Outcome::noMatrixFiltersFilling && ok() == 0) {
+        ++fillingAtStart;
+    }
+    if (report.capturedReference) {
+        referenceStamp = reference.count == 0 ? raw.timeStampMs : referenceStamp;
+        reference.add(place);
+    }
+    if (report.levelXOutside) {
+        levelXOut.add(place);
+    }
+    if (report.levelYOutside) {
+        levelYOut.add(place);
+    }
+
+    const std::string_view column = columnNotFinite(raw);
+    if (!column.empty()) {
+        badReading = badReadings.count == 0 ? column : badReading;
+        badReadings.add(place);
+    }
+    if (outcome == Outcome::notFinite) {
+        m_notFinite.add(place);
+        m_unprovoked = m_unprovoked || column.empty();
+    } else if (outcome == Outcome::ok || outcome == Outcome::beforeReference) {
+        m_notFinite = {};
+        m_unprovoked = false;
     }
 }
 
-std::string Tally::summary(const std::string& title, bool withOutside, bool withBad) const
+std::uint64_t Tally::unusable() const
 {
-    const double rate = seconds > 0 ? static_cast<double>(samples) / seconds : 0;
-    const std::string none = "none";
-    std::vector<std::pair<std::string, std::string>> lines = {
-        {"samples", std::to_string(samples)},
-        {"valid", std::to_string(valid)},
-        {"before the reference", std::to_string(beforeReference)},
-        {"rejected by status", std::to_string(rejectedByStatus)},
-        {"without matrix", std::to_string(withoutMatrix)},
-        {"not finite", std::to_string(notFinite)},
-    };
-    if (withOutside) {
-        lines.emplace_back("outside the window", std::to_string(outside));
-    }
-    if (withBad) {
-        lines.emplace_back("bad, left out", std::to_string(bad));
-    }
-    lines.emplace_back("first time stamp", samples == 0 ? none : std::to_string(firstStamp) + " ms");
-    lines.emplace_back("last time stamp", samples == 0 ? none : std::to_string(lastStamp) + " ms");
-    lines.emplace_back("samples per second", std::to_string(static_cast<std::uint64_t>(rate)));
-
-    std::string text = title + "\n";
-    for (const auto& [name, value] : lines) {
-        text.append("  ").append(name).append(":").append(22 - name.size(), ' ').append(value).append("\n");
-    }
-    return text;
+    return samples - ok() - of(Outcome::beforeReference).count - fillingAtStart;
 }
 
 } // namespace kor::tool

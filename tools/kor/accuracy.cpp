@@ -23,6 +23,7 @@
 #include "tools/kor/AccuracyReport.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
+#include "tools/kor/MountMode.h"
 #include "tools/kor/Options.h"
 #include "tools/kor/ParameterFile.h"
 #include "tools/kor/Progress.h"
@@ -120,7 +121,7 @@ int runBudget(const AccuracyRequest& request, int only)
 
 int runAccuracy(const AccuracyRequest& request)
 {
-    const int only = request.mode ? wholeOption<int>("--mode", *request.mode, 1, 10) : 0;
+    const int only = request.mode ? mountModeOption(*request.mode) : 0;
     if (request.budget) {
         return runBudget(request, only);
     }
@@ -175,10 +176,10 @@ Command declareAccuracy(CLI::App& root)
     const auto request = std::make_shared<AccuracyRequest>();
     CLI::App* const app = root.add_subcommand("accuracy", "Measure how exactly known poses are found again");
     app->get_help_ptr()->description("Print this help and exit");
-    const auto option = [app](const char* name, auto& into, const char* type, const char* text) {
+    const auto option = [app](const char* name, auto& into, const char* type, const std::string& text) {
         app->add_option(name, into, text)->type_name(type);
     };
-    option("--mode", request->mode, "M", "One mount mode, 1 to 10 (default: all)");
+    option("--mode", request->mode, "M", "One mount mode (default: all):\n" + mountModeNames("\n"));
     option("--poses", request->poses, "N", "Poses of each stratum (default: 2000)");
     option("--seed", request->seed, "S", "Seed of the poses (default: 1)");
     app->add_flag("--json", request->json, "Print JSON in place of the table");

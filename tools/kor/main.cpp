@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <CLI/CLI.hpp>
@@ -25,13 +26,45 @@ void tell(const std::string& text)
     platform::File::standard(platform::kStandardError).write(text);
 }
 
+namespace {
+
+MessageCollector* collector = nullptr;
+
+} // namespace
+
+MessageCollector::MessageCollector()
+{
+    collector = this;
+}
+
+MessageCollector::~MessageCollector()
+{
+    collector = nullptr;
+    for (const Message& message : m_messages) {
+        message.warning ? warn(message.text) : complain(message.text);
+    }
+}
+
+std::vector<Message> MessageCollector::take()
+{
+    return std::exchange(m_messages, {});
+}
+
 void complain(const std::string& text)
 {
+    if (collector != nullptr) {
+        collector->m_messages.push_back({false, text});
+        return;
+    }
     tell(fmt::format("kor: {}\n", text));
 }
 
 void warn(const std::string& text)
 {
+    if (collector != nullptr) {
+        collector->m_messages.push_back({true, text});
+        return;
+    }
     tell(fmt::format("kor: warning: {}\n", text));
 }
 

@@ -11,9 +11,11 @@
 #include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
+#include "platform/Process.h"
 #include "recordings/Compression.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
+#include "tools/kor/MountMode.h"
 #include "tools/kor/Options.h"
 #include "tools/kor/Overwrite.h"
 #include "tools/kor/Replay.h"
@@ -30,7 +32,7 @@ ReplayPlan understood(const ReplayRequest& request)
     plan.prm.directory = request.prm;
     plan.prm.id = wholeOption<std::int32_t>("--id", request.id);
     if (request.mode) {
-        plan.mode = wholeOption<std::int32_t>("--mode", *request.mode);
+        plan.mode = mountModeOption(*request.mode);
     }
     plan.mcs = choiceOption<bool>("--mcs", request.mcs.value_or("on"), {{"on", true}, {"off", false}});
     if (request.psd) {
@@ -60,9 +62,21 @@ ReplayPlan understood(const ReplayRequest& request)
     }
     plan.skipBad = request.skipBad;
     plan.checking = request.checked ? Checking::done : request.force ? Checking::forced : Checking::strict;
+    plan.strict = request.strict;
+    if (request.summary) {
+        plan.summary = choiceOption<SummaryForm>("--summary", *request.summary,
+                                                 {{"text", SummaryForm::text}, {"json", SummaryForm::json}});
+    }
+    if (request.quiet) {
+        if (request.summary) {
+            throw Misuse("--quiet and --summary exclude each other");
+        }
+        plan.summary = SummaryForm::none;
+    }
     plan.progress = progressOption(request.progress);
-    plan.jobs = !request.jobs ? std::max(1u, std::thread::hardware_concurrency())
-                              : wholeOption<unsigned>("--jobs", *request.jobs, 1);
+    constexpr unsigned kMostJobs = platform::kMostChildren;
+    plan.jobs = !request.jobs ? std::clamp(std::thread::hardware_concurrency(), 1u, kMostJobs)
+                              : wholeOption<unsigned>("--jobs", *request.jobs, 1, kMostJobs);
     return plan;
 }
 
@@ -81,6 +95,30 @@ int replay(const ReplayRequest& request)
 }
 
 } // namespace
+
+std::int32_t mountModeOf(const ReplayPlan& plan, const CKorPrm& prm)
+{
+    constexpr std::int32_t kFirstThreeVectorMode = 7;
+    std::int32_t mode = 0;
+    prm.getMountMode(mode);
+    mode = plan.mode.value_or(mode);
+    const auto refuse = [mode](const char* option, const char* where) {
+        throw Misuse(fmt::format("{} has no effect in {}, only in mount modes {}", option, mountModeText(mode), where));
+    };
+    if (mode < kFirstThreeVectorMode && plan.store) {
+        refuse("--store", "7 to 10");
+    }
+    if (mode < kFirstThreeVectorMode && plan.psd) {
+        refuse("--psd", "7 to 10");
+    }
+    if (mode >= kFirstThreeVectorMode && !plan.mcs) {
+        refuse("--mcs off", "below 7");
+    }
+    if (plan.psd && !plan.store) {
+        throw Misuse("--psd has no effect without --store, which loads the detector's coefficients");
+    }
+    return mode;
+}
 
 Format resultFormat(const ReplayPlan& plan, const std::string& output)
 {
@@ -131,33 +169,46 @@ Command declareReplay(CLI::App& root)
                     "Leave out samples after this time stamp; with --from\n"
                     "the larger one, the window lies across the wrap")
         ->type_name("MS");
-    app->add_option("--mode", request->mode, "Mount mode in place of the parameter file's")->type_name("N");
+    app->add_option("--mode", request->mode, "Mount mode in place of the parameter file's:\n" + mountModeNames("\n"))
+        ->type_name("N");
     app->add_option("--mcs", request->mcs,
                     "Machine (on, the default) or local (off) coordinates\n"
                     "in mount modes below 7")
         ->type_name("on|off");
-    app->add_option("--psd", request->psd, "Reading of the position-sensitive detector:\nFIRST,SECOND,DIVISOR")
+    app->add_option("--psd", request->psd,
+                    "Reading of the position-sensitive detector:\n"
+                    "FIRST,SECOND,DIVISOR; with --store, in mount modes\n7 to 10")
         ->type_name("A,B,D");
     app->add_flag("--store", request->store,
-                  "Load the parameter store: dynamic parameters and the\n"
-                  "detector's coefficients");
+                  "Load the parameter store: the detector's coefficients\n"
+                  "and, in mount modes 9 and 10, the dynamic parameters;\n"
+                  "in mount modes 7 to 10");
     app->add_flag("--skip-bad", request->skipBad, "Leave out bad rows and records and count them");
     app->add_flag("--force", request->force, kForceHelp);
     app->add_flag("--checked", request->checked, "The parameter file has been checked")->group(""); // not in the help
+    app->add_flag("--strict", request->strict,
+                  "Exit status 65 if a sample has no usable orientation;\n"
+                  "those before the reference and the first ones of a\n"
+                  "model with filters do not count");
+    app->add_option("--summary", request->summary,
+                    "Form of the summary: text (the default) or json, one\n"
+                    "object that holds all messages, too")
+        ->type_name("FORM");
+    app->add_flag("-q,--quiet", request->quiet, "No summary; errors and warnings only");
     app->add_option("--progress", request->progress,
                     "auto (the default: when standard error is a\n"
                     "terminal), always or never")
         ->type_name("WHEN");
-    app->add_option("--jobs", request->jobs, "Processes at a time, at most 256 (default: one per core)")
-        ->type_name("N");
-    app->footer(
-        "Example:\n"
-        "  kor replay --prm calibration --id 1005 run.csv -o run_results.csv\n\n"
-        "A recording that is no regular file, a pipe for example, is live: results are written whenever the next\n"
-        "row has yet to come, and an interrupt or a termination keeps those that are finished.\n\n"
-        "A summary goes to standard error. Results appear under their name when they are complete.\n\n"
-        "kor --help lists the exit statuses. Several recordings end with the first status in their order\n"
-        "that is not 0.");
+    app->add_option("--jobs", request->jobs, "Processes at a time, 1 to 256 (default: one per core)")->type_name("N");
+    app->footer("Example:\n"
+                "  kor replay --prm calibration --id 1005 run.csv -o run_results.csv\n\n"
+                "A recording that is no regular file, a pipe for example, is live: results are written whenever the\n"
+                "next row has yet to come, and an interrupt or a termination keeps those that are finished.\n\n"
+                "A summary goes to standard error. Results appear under their name when they are complete; if the\n"
+                "recording breaks off, those before the break are in NAME.partial.csv. If no sample has a usable\n"
+                "orientation, the exit status is 65.\n\n"
+                "kor --help lists the exit statuses. Several recordings end with the first status in their order\n"
+                "that is not 0.");
     return {app, [request] { return replay(*request); }};
 }
 

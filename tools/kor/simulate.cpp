@@ -27,6 +27,7 @@
 #include "simulation/WayPoints.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
+#include "tools/kor/MountMode.h"
 #include "tools/kor/Options.h"
 #include "tools/kor/Overwrite.h"
 #include "tools/kor/ParameterFile.h"
@@ -271,7 +272,7 @@ int simulate(const SimulateRequest& request)
     CKorPrm prm;
     std::optional<std::int32_t> otherMode;
     if (request.mode) {
-        otherMode = wholeOption<std::int32_t>("--mode", *request.mode);
+        otherMode = mountModeOption(*request.mode);
     }
     readParameterFile(source, prm, request.force ? Checking::forced : Checking::strict, otherMode);
     int mode = 0;
@@ -350,7 +351,7 @@ Command declareSimulate(CLI::App& root)
     CLI::App* const app =
         root.add_subcommand("simulate", "Make the recording of a sensor that is moved in a known way");
     app->get_help_ptr()->description("Print this help and exit");
-    const auto option = [app](const char* name, auto& into, const char* type, const char* text) {
+    const auto option = [app](const char* name, auto& into, const char* type, const std::string& text) {
         CLI::Option* const added = app->add_option(name, into, text)->type_name(type);
         if constexpr (std::is_same_v<std::decay_t<decltype(into)>, std::vector<std::string>>) {
             added->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
@@ -368,7 +369,7 @@ Command declareSimulate(CLI::App& root)
         "(default: standard output)");
     option("--truth", request->truth, "TRUTH", "CSV of the true poses, line by line for the same samples");
     option("--format", request->format, "FORMAT", "Format of the recording: csv or bin");
-    option("--mode", request->mode, "N", "Mount mode in place of the parameter file's");
+    option("--mode", request->mode, "N", "Mount mode in place of the parameter file's:\n" + mountModeNames("\n"));
     option("--samples", request->samples, "N", "Samples, dropped ones included (default: 1000)");
     option("--rate", request->rate, "HZ", "Samples per second (default: 100)");
     option("--seed", request->seed, "S", "Seed of everything random (default: 1)");
