@@ -8,9 +8,7 @@
 
 namespace kor::accuracy {
 
-using simulation::angleBetween;
-using simulation::operator*;
-using simulation::transposed;
+using namespace simulation;
 
 namespace {
 

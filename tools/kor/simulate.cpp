@@ -192,16 +192,27 @@ std::unique_ptr<Motion> motionFromFile(const std::string& path)
 // Samples that may not be compared with the truth, by the note of each.
 using NoteCounts = std::vector<std::pair<std::string_view, std::uint64_t>>;
 
-void count(NoteCounts& counts, std::string_view note)
-{
-    const auto at =
-        std::find_if(counts.begin(), counts.end(), [note](const auto& known) { return known.first == note; });
-    if (at == counts.end()) {
-        counts.emplace_back(note, 1);
-    } else {
-        ++at->second;
+// How many samples are valid, and the notes of the others.
+struct Validity {
+    std::uint64_t valid = 0;
+    NoteCounts others;
+
+    void add(const SimulatedSample& sample)
+    {
+        if (sample.valid) {
+            ++valid;
+            return;
+        }
+        const std::string_view note = sample.note;
+        const auto at =
+            std::find_if(others.begin(), others.end(), [note](const auto& known) { return known.first == note; });
+        if (at == others.end()) {
+            others.emplace_back(note, 1);
+        } else {
+            ++at->second;
+        }
     }
-}
+};
 
 std::string listed(const NoteCounts& counts)
 {
@@ -237,9 +248,9 @@ std::string reasonOf(std::string_view note, std::uint64_t reference)
 }
 
 // A recording with nothing to compare has seldom been meant.
-void warnIfNoneIsValid(const NoteCounts& counts, std::uint64_t samples, std::uint64_t valid, std::uint64_t reference)
+void warnIfNoneIsValid(const Validity& validity, std::uint64_t samples, std::uint64_t reference)
 {
-    if (valid > 0) {
+    if (validity.valid > 0) {
         return;
     }
     if (samples == 0) {
@@ -247,7 +258,7 @@ void warnIfNoneIsValid(const NoteCounts& counts, std::uint64_t samples, std::uin
         return;
     }
     std::string reasons;
-    for (const auto& [note, number] : counts) {
+    for (const auto& [note, number] : validity.others) {
         reasons += fmt::format("{}{} of {} have the note {}: {}", reasons.empty() ? "" : ". ", number, samples, note,
                                reasonOf(note, reference));
     }
@@ -300,8 +311,7 @@ int simulate(const SimulateRequest& request)
     }
     Progress progress(show, "simulate", samples, "samples");
     std::uint64_t dropped = 0;
-    std::uint64_t valid = 0;
-    NoteCounts notValid;
+    Validity validity;
     SimulatedSample sample;
     for (std::uint64_t i = 0; i < samples; ++i) {
         if (i % 256 == 0) {
@@ -314,11 +324,7 @@ int simulate(const SimulateRequest& request)
             ++dropped;
             continue;
         }
-        if (sample.valid) {
-            ++valid;
-        } else {
-            count(notValid, sample.note);
-        }
+        validity.add(sample);
         if (!writer.write(sample.raw) || (truthWriter && !truthWriter->write(truthOf(sample)))) {
             break;
         }
@@ -337,9 +343,9 @@ int simulate(const SimulateRequest& request)
                      "  samples:  {}\n"
                      "  valid:    {}{}\n"
                      "  dropped:  {}\n",
-                     mode, ModelText(ModelOf(mode)), plan.seed, samples - dropped, valid,
-                     notValid.empty() ? "" : " (not valid: " + listed(notValid) + ")", dropped));
-    warnIfNoneIsValid(notValid, samples - dropped, valid, plan.reference);
+                     mode, ModelText(ModelOf(mode)), plan.seed, samples - dropped, validity.valid,
+                     validity.others.empty() ? "" : " (not valid: " + listed(validity.others) + ")", dropped));
+    warnIfNoneIsValid(validity, samples - dropped, plan.reference);
     return kExitOk;
 }
 
