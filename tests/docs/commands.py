@@ -71,6 +71,7 @@ FILES = [
 WHAT_TO_DO = """
 What to do, for each line above:
   - the command is wrong or needs something that is not there: correct the document;
+  - the output shown is another one now: build the tool again; if it stays, correct the block text;
   - it is no command: fence the block with its language (```text, ```cpp, ```cmake, ```bat);
   - it holds a word that stands for something, or names a file: add that to STAND_INS or FILES in tests/docs/commands.py;
   - it ends with another status than 0, on purpose: write a comment behind it, `# exit status 65`;
