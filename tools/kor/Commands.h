@@ -24,8 +24,9 @@ Command declareConvert(CLI::App& root);
 Command declareReplay(CLI::App& root);
 Command declareSimulate(CLI::App& root);
 
-/// Writes to standard output. Throws Failure.
-void print(const std::string& text);
+/// Writes a file that appears complete or not at all; "-" is standard output. Throws Failure.
+void writeOutput(const std::string& path, const std::string& text);
+void print(const std::string& text); ///< to standard output
 
 /// One line or several on standard error, the tool's name in front. Never fails.
 void complain(const std::string& text);

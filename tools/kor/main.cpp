@@ -68,10 +68,10 @@ void warn(const std::string& text)
     tell(fmt::format("kor: warning: {}\n", text));
 }
 
-void print(const std::string& text)
+void writeOutput(const std::string& path, const std::string& text)
 {
     recordings::Problem problem;
-    const auto output = recordings::Output::open("-", problem);
+    const auto output = recordings::Output::open(path, problem);
     if (!output) {
         throw Failure(problem);
     }
@@ -79,6 +79,11 @@ void print(const std::string& text)
     if (!output->close()) {
         throw Failure(output->problem());
     }
+}
+
+void print(const std::string& text)
+{
+    writeOutput("-", text);
 }
 
 namespace {
@@ -95,6 +100,23 @@ std::string optionWithoutValue(const std::vector<std::string>& arguments)
         }
     }
     return {};
+}
+
+// The subcommand that the command line chose, the innermost of a group; the program itself if there is none.
+const CLI::App& chosenOf(const CLI::App& root)
+{
+    const CLI::App* app = &root;
+    for (auto below = app->get_subcommands(); !below.empty(); below = app->get_subcommands()) {
+        app = below.front();
+    }
+    return *app;
+}
+
+// A subcommand as the command line calls it: "kor prm show".
+std::string nameOf(const CLI::App& app)
+{
+    const CLI::App* const above = app.get_parent();
+    return above == nullptr ? app.get_name() : nameOf(*above) + " " + app.get_name();
 }
 
 // The parser names only the first of what is required and not there.
@@ -143,15 +165,16 @@ int run(int argc, char** argv)
         print(root.help("", CLI::AppFormatMode::All));
         return kExitOk;
     } catch (const CLI::ParseError& error) {
-        const auto chosen = root.get_subcommands();
-        if (const auto others = root.remaining(); chosen.empty() && !others.empty()) {
-            tell(fmt::format("kor: there is no subcommand or option {}\nSee kor --help.\n", inQuotes(others.front())));
+        const CLI::App& chosen = chosenOf(root);
+        const bool isGroup = !chosen.get_subcommands({}).empty();
+        if (const auto others = chosen.remaining(); isGroup && !others.empty()) {
+            tell(fmt::format("kor: there is no subcommand or option {}\nSee {} --help.\n", inQuotes(others.front()),
+                             nameOf(chosen)));
             return kExitUsage;
         }
-        const bool incomplete = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr && !chosen.empty();
-        const std::string names = incomplete ? missing(*chosen.front()) : std::string();
-        tell(fmt::format("kor: {}\nSee kor {}--help.\n", names.empty() ? error.what() : names,
-                         chosen.empty() ? std::string() : chosen.front()->get_name() + " "));
+        const bool incomplete = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
+        const std::string names = incomplete ? missing(chosen) : std::string();
+        tell(fmt::format("kor: {}\nSee {} --help.\n", names.empty() ? error.what() : names, nameOf(chosen)));
         return kExitUsage;
     }
     for (const Command& command : commands) {
@@ -161,7 +184,7 @@ int run(int argc, char** argv)
         try {
             return command.run();
         } catch (const Misuse& misuse) {
-            complain(fmt::format("{}\nSee kor {} --help.", misuse.what(), command.app->get_name()));
+            complain(fmt::format("{}\nSee {} --help.", misuse.what(), nameOf(*command.app)));
             return misuse.status();
         }
     }
