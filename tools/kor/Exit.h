@@ -31,7 +31,8 @@ struct ExitMeaning {
 };
 inline constexpr ExitMeaning kExitMeanings[] = {
     {kExitOk, "done"},
-    {kExitBeyondBound, "kor accuracy: a bound is exceeded; kor compare: a tolerance is exceeded"},
+    {kExitBeyondBound,
+     "kor accuracy: a bound is exceeded; kor compare: a tolerance is exceeded; kor prm diff: the files differ"},
     {kExitUsage, "wrong usage"},
     {kExitDataError, "bad recording or parameter file, or no usable orientation"},
     {kExitNoInput, "an input cannot be opened"},

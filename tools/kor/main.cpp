@@ -145,8 +145,11 @@ int run(int argc, char** argv)
     }
     root.footer(statuses);
 
-    const std::vector<Command> commands = {declareReplay(root), declareSimulate(root), declareAccuracy(root),
-                                           declareCompare(root), declareConvert(root)};
+    std::vector<Command> commands = {declareReplay(root), declareSimulate(root), declareAccuracy(root),
+                                     declareCompare(root), declareConvert(root)};
+    for (const Command& command : declarePrm(root)) {
+        commands.push_back(command);
+    }
     const std::vector<std::string> arguments = platform::arguments(argc, argv);
     if (const std::string option = optionWithoutValue(arguments); !option.empty()) {
         tell(fmt::format("kor: {}: found \"\", expected a value\nSee kor --help.\n", shown(option)));

@@ -1,0 +1,48 @@
+// kor prm: the group of commands that handle parameter files.
+
+#include "tools/kor/prm.h"
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "platform/Text.h"
+#include "tools/kor/Commands.h"
+#include "tools/kor/PrmContent.h"
+
+namespace kor::tool {
+
+std::vector<Command> declarePrm(CLI::App& root)
+{
+    CLI::App* const group = root.add_subcommand("prm", "Show, compare and write parameter files");
+    group->get_help_ptr()->description("Print this help and exit");
+    group->require_subcommand(1);
+    return {declarePrmShow(*group), declarePrmJson(*group),    declarePrmFromJson(*group),
+            declarePrmDiff(*group), declarePrmRewrite(*group), declarePrmNew(*group)};
+}
+
+void warnOfLosses(const PrmContent& content, const std::string& path, const char* unread, const char* rest)
+{
+    if (content.unread > 0) {
+        warn(fmt::format("{}: {} {} could not be read and {} {}; kor prm check tells which", platform::shown(path),
+                         content.unread, content.unread == 1 ? "value" : "values", content.unread == 1 ? "is" : "are",
+                         unread));
+    }
+    if (content.restLine > 0) {
+        warn(fmt::format("{}: line {}: {} bytes behind the last block, which the library ignores, are {}",
+                         platform::shown(path), content.restLine, content.restBytes, rest));
+    }
+}
+
+void noteName(const std::string& path, std::int32_t id)
+{
+    if (path != "-" && idInName(path) != id) {
+        warn(fmt::format("{}: the library looks for sensor {} under the name {}", platform::shown(path), id,
+                         prmName(id)));
+    }
+}
+
+} // namespace kor::tool

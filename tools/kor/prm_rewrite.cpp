@@ -1,0 +1,230 @@
+// kor prm rewrite: the library's own rewriting of a parameter file, with a backup and an account of its effect.
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <filesystem>
+#include <iterator>
+#include <limits>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+#include <CLI/CLI.hpp>
+#include <fmt/format.h>
+
+#include "KORInterface/CKorPrm.h"
+#include "KORInterface/Status.h"
+
+#include "platform/Files.h"
+#include "platform/Process.h"
+#include "platform/Text.h"
+#include "tools/kor/Commands.h"
+#include "tools/kor/Exit.h"
+#include "tools/kor/PrmContent.h"
+#include "tools/kor/PrmDifference.h"
+#include "tools/kor/prm.h"
+
+namespace kor::tool {
+
+using platform::inQuotes;
+using platform::shown;
+
+namespace {
+
+struct RewriteRequest {
+    std::string file;
+    std::optional<std::string> backup;
+};
+
+// The library makes its copy under this name in the current directory.
+constexpr const char* kCopyName = "$tmp.prm";
+
+// A link at the path would be replaced and not followed.
+std::string resolved(const std::string& path)
+{
+    std::error_code error;
+    const std::filesystem::path given = platform::pathFrom(path);
+    const std::filesystem::path led = std::filesystem::is_symlink(std::filesystem::symlink_status(given, error))
+                                          ? std::filesystem::canonical(given, error)
+                                          : given;
+    return error ? path : platform::textOf(led);
+}
+
+// The file as it was, under a name that was free.
+class Backup {
+public:
+    Backup(const std::string& path, const std::string& original, const std::string& bytes) : m_path(path)
+    {
+        const platform::File source = platform::openFile(original, platform::OpenMode::read);
+        {
+            const platform::EndingSignalsWait untilItIsNoted;
+            m_file = platform::openFile(path, platform::OpenMode::create);
+            if (!m_file) {
+                const std::string why = platform::lastError();
+                throw Failure(kExitCannotCreate,
+                              platform::fileStatus(path).exists
+                                  ? fmt::format("the backup {} exists already and is not replaced; move it away or "
+                                                "choose another name with --backup",
+                                                shown(path))
+                                  : fmt::format("cannot create the backup {}: {}", shown(path), why));
+            }
+            m_guard = platform::RemovedWhenKilled(path);
+        }
+        if (source) {
+            m_file.copyPermissions(source);
+        }
+        const bool written = m_file.write(bytes) && m_file.sync();
+        const std::string why = platform::lastError();
+        if (!m_file.close() || !written) {
+            remove();
+            throw Failure(kExitIoError, fmt::format("cannot write the backup {}: {}", shown(path), why));
+        }
+        m_guard = platform::RemovedWhenKilled();
+    }
+
+    const std::string& path() const { return m_path; }
+    void remove() { platform::removeFile(m_path); }
+
+    // Over whatever stands at the path.
+    void restore(const std::string& path)
+    {
+        if (!platform::moveFile(m_path, path)) {
+            throw Failure(kExitIoError, fmt::format("{} cannot be restored: {}; {} holds the file as it was",
+                                                    shown(path), platform::lastError(), shown(m_path)));
+        }
+    }
+
+private:
+    std::string m_path;
+    platform::File m_file;
+    platform::RemovedWhenKilled m_guard;
+};
+
+constexpr const char* kModeTitle = "Mounting Mode";
+
+// Why the library has refused, in words.
+std::string refusal(int code, const PrmContent& content, const std::string& file)
+{
+    if (code != kFormatError) {
+        return fmt::format("the library cannot make its copy {} in the current directory, or cannot open the file: {}",
+                           kCopyName, StatusText(code));
+    }
+    // With this block its rewriting always ends: it looks for the title of the block two before.
+    if (const PrmBlock& mode = content.at(kModeTitle); mode.present) {
+        constexpr unsigned kMessage = 619;
+        return fmt::format(
+            "the library rewrites only files that end before the block \"{}\", and this one has it in line "
+            "{} (code {}, message {}: {}). To write all of its values anew: kor prm json {} -o NEW.json, "
+            "then kor prm from-json NEW.json -o NEW.prm",
+            kModeTitle, mode.line, code, kMessage, MessageText(kMessage), shown(file));
+    }
+    return fmt::format("{} (code {})", StatusText(code), code);
+}
+
+// What a reader of both files would find.
+std::string effectText(const PrmContent& before, const PrmContent& after)
+{
+    std::string text;
+    for (std::uint32_t kind = 0; kind < before.blocks.size(); ++kind) {
+        const PrmBlock& block = before.blocks[kind];
+        const std::string_view title = ParameterBlockKindOf(kind).title;
+        if (block.present && block.title != title) {
+            text += fmt::format("line {}: the title {} has become \"{}\"\n", block.line, inQuotes(block.title), title);
+        }
+    }
+    if (before.restLine > 0) {
+        text += fmt::format("line {}: {} bytes behind the last block have been dropped\n", before.restLine,
+                            before.restBytes);
+    }
+    const std::vector<PrmBlockDifference> blocks = differencesOf(before, after, 0.0);
+    if (blocks.empty()) {
+        return text + "Every value is what it was.\n";
+    }
+    return fmt::format("{}A: as it was, B: as it is now, with six decimals\n\n{}", text,
+                       differenceText(blocks, std::numeric_limits<std::size_t>::max()));
+}
+
+// Sets the path that the library rewrites.
+void setPath(CKorPrm& prm, const std::string& path)
+{
+    constexpr std::size_t kLongest = std::size(decltype(prm.prmDirectory){}) - 1;
+    const std::optional<std::wstring> wide = platform::fromUtf8(path);
+    if (!wide || wide->size() > kLongest) {
+        throw Misuse(fmt::format("found {}, expected a path in UTF-8 of at most {} characters", shown(path), kLongest));
+    }
+    *std::copy(wide->begin(), wide->end(), prm.prmDirectory) = L'\0';
+}
+
+int runRewrite(const RewriteRequest& request)
+{
+    const std::string path = resolved(request.file);
+    const std::string bytes = readWhole(path, kMostPrmBytes);
+    const PrmContent before = prmOf(bytes, shown(request.file));
+    CKorPrm prm;
+    setPath(prm, path);
+    if (platform::fileStatus(kCopyName).exists) {
+        throw Failure(kExitCannotCreate,
+                      fmt::format("the current directory holds a file {}, which the library would overwrite; move it "
+                                  "away or start kor in another directory",
+                                  kCopyName));
+    }
+    const bool readOnly = platform::fileStatus(path).readOnly;
+    Backup backup(request.backup.value_or(request.file + ".bak"), path, bytes);
+
+    int code = kSuccess;
+    bool copyLeft = false;
+    {
+        const platform::RemovedWhenKilled guard{kCopyName};
+        code = prm.PrmFileCopy();
+        copyLeft = platform::removeFile(kCopyName);
+    }
+    const std::string now = readWhole(path, kMostPrmBytes);
+    std::string why = code != kSuccess ? refusal(code, before, request.file)
+                      : copyLeft       ? "the library's copy could not take the place of the file"
+                                       : "";
+    std::string effect;
+    if (why.empty()) {
+        try {
+            effect = effectText(before, prmOf(now, shown(request.file)));
+        } catch (const Failure& unreadable) {
+            why = fmt::format("the library could not read what it has written ({})", unreadable.what());
+        }
+    }
+    if (!why.empty()) {
+        now == bytes ? backup.remove() : backup.restore(path);
+    }
+    if (readOnly) {
+        platform::setReadOnly(path, true);
+    }
+    if (!why.empty()) {
+        throw Failure(code == kCannotOpen            ? kExitCannotCreate
+                      : copyLeft && code == kSuccess ? kExitIoError
+                                                     : kExitDataError,
+                      fmt::format("{} is as it was: {}", shown(request.file), why));
+    }
+    print(
+        fmt::format("{} is rewritten; {} holds it as it was.\n{}", shown(request.file), shown(backup.path()), effect));
+    return kExitOk;
+}
+
+} // namespace
+
+Command declarePrmRewrite(CLI::App& group)
+{
+    const auto request = std::make_shared<RewriteRequest>();
+    CLI::App* const app = group.add_subcommand("rewrite", "Rewrite a parameter file as the library does");
+    app->get_help_ptr()->description("Print this help and exit");
+    app->add_option("FILE", request->file, "The parameter file")->type_name("")->required();
+    app->add_option("--backup", request->backup, "Name of the backup, which must be free (default: FILE.bak)")
+        ->type_name("NAME");
+    app->footer(
+        "Prints what the rewriting has dropped, added or rounded to six decimals. The library rewrites only files\n"
+        "that end before the block \"Mounting Mode\"; if it refuses, the file stays as it was.");
+    return {app, [request] { return runRewrite(*request); }};
+}
+
+} // namespace kor::tool
