@@ -2,13 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdint>
 #include <cstring>
 #include <limits>
 #include <optional>
 #include <system_error>
-#include <type_traits>
 
 #include "platform/Text.h"
 
@@ -17,27 +15,6 @@ namespace kor::recordings {
 namespace {
 
 constexpr std::string_view kBlanks = " \t";
-
-template <typename Value>
-void put(void* into, Value value)
-{
-    std::memcpy(into, &value, sizeof value);
-}
-
-template <typename Value>
-const char* parseAs(const char* begin, const char* end, void* into)
-{
-    Value value{};
-    const auto [stop, error] = std::from_chars(begin, end, value);
-    if (std::is_floating_point_v<Value> && error == std::errc::result_out_of_range &&
-        !platform::isTooLarge({begin, static_cast<std::size_t>(stop - begin)})) {
-        value = *begin == '-' ? -Value{} : Value{}; // what is below every number rounds to zero
-    } else if (error != std::errc()) {
-        return nullptr;
-    }
-    put(into, value);
-    return stop;
-}
 
 bool isDigit(char c)
 {
@@ -120,11 +97,11 @@ template <typename Value>
 bool readFloating(std::string_view text, void* into)
 {
     if (saysMissing(text)) {
-        put(into, std::numeric_limits<Value>::quiet_NaN());
+        putValue(into, std::numeric_limits<Value>::quiet_NaN());
         return true;
     }
     text = withoutPlus(text);
-    return parseAs<Value>(text.data(), text.data() + text.size(), into) == text.data() + text.size();
+    return numberAs<Value>(text.data(), text.data() + text.size(), into) == text.data() + text.size();
 }
 
 bool readWhole(Type type, std::string_view text, void* into)
@@ -144,7 +121,7 @@ bool readOutcome(std::string_view text, void* into)
     if (name == kOutcomeNames.end()) {
         return false;
     }
-    put(into, static_cast<Outcome>(name - kOutcomeNames.begin()));
+    putValue(into, static_cast<Outcome>(name - kOutcomeNames.begin()));
     return true;
 }
 
@@ -197,32 +174,6 @@ std::string_view expectation(Type type)
         break;
     }
     return "a text";
-}
-
-const char* readNumber(Type type, const char* begin, const char* end, void* into)
-{
-    switch (type) {
-    case Type::float32:
-        return parseAs<float>(begin, end, into);
-    case Type::float64:
-        return parseAs<double>(begin, end, into);
-    case Type::int32:
-        return parseAs<std::int32_t>(begin, end, into);
-    case Type::uint32:
-        return parseAs<std::uint32_t>(begin, end, into);
-    case Type::uint8:
-        return parseAs<std::uint8_t>(begin, end, into);
-    case Type::flag:
-        if (begin == end || (*begin != '0' && *begin != '1')) {
-            return nullptr;
-        }
-        put(into, *begin == '1');
-        return begin + 1;
-    case Type::text:
-    case Type::outcome:
-        break;
-    }
-    return nullptr;
 }
 
 bool readValue(Type type, std::string_view text, void* into)

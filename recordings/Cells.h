@@ -1,11 +1,17 @@
 // The cells of a CSV row: where each ends, and the values that their texts stand for.
 #pragma once
 
+#include <charconv>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <type_traits>
 #include <vector>
 
+#include "platform/Text.h"
 #include "recordings/Columns.h"
 
 namespace kor::recordings {
@@ -21,16 +27,57 @@ inline constexpr Separator kSeparators[] = {
 /// The value of a type in words, for messages: "a whole number from 0 to 255".
 std::string_view expectation(Type type);
 
-/// Whether the type has room for a missing value, which is nan.
-constexpr bool canBeMissing(Type type)
+/// A value's bytes into a record.
+template <typename Value>
+void putValue(void* into, Value value)
 {
-    return type == Type::float32 || type == Type::float64;
+    std::memcpy(into, &value, sizeof value);
+}
+
+/// The number at the start of a text: the end of what was read, null when there is none in range.
+template <typename Value>
+const char* numberAs(const char* begin, const char* end, void* into)
+{
+    Value value{};
+    const auto [stop, error] = std::from_chars(begin, end, value);
+    if (std::is_floating_point_v<Value> && error == std::errc::result_out_of_range &&
+        !platform::isTooLarge({begin, static_cast<std::size_t>(stop - begin)})) {
+        value = *begin == '-' ? -Value{} : Value{}; // what is below every number rounds to zero
+    } else if (error != std::errc()) {
+        return nullptr;
+    }
+    putValue(into, value);
+    return stop;
 }
 
 /// The plain number at the start of a text, the form that nearly every cell has.
 /// Returned  result  the end of what was read, null when there is no such number or the type is read otherwise
 ///           into    the value in its own type
-const char* readNumber(Type type, const char* begin, const char* end, void* into);
+inline const char* readNumber(Type type, const char* begin, const char* end, void* into)
+{
+    switch (type) {
+    case Type::float32:
+        return numberAs<float>(begin, end, into);
+    case Type::float64:
+        return numberAs<double>(begin, end, into);
+    case Type::int32:
+        return numberAs<std::int32_t>(begin, end, into);
+    case Type::uint32:
+        return numberAs<std::uint32_t>(begin, end, into);
+    case Type::uint8:
+        return numberAs<std::uint8_t>(begin, end, into);
+    case Type::flag:
+        if (begin == end || (*begin != '0' && *begin != '1')) {
+            return nullptr;
+        }
+        putValue(into, *begin == '1');
+        return begin + 1;
+    case Type::text:
+    case Type::outcome:
+        break;
+    }
+    return nullptr;
+}
 
 /// The value of a whole cell in every form that is accepted.
 /// Given     text    without blanks at its ends and without quotation marks

@@ -3,6 +3,7 @@
 
 #include <cstring>
 #include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -14,8 +15,11 @@
 namespace {
 
 using kor::recordings::Format;
+using kor::recordings::Problem;
 using kor::recordings::RecordingWriter;
 using kor::recordings::Result;
+using kor::recordings::ResultReader;
+using kor::recordings::Step;
 using kor::recordings::Truth;
 using kor::recordings::TruthWriter;
 using kor_test::numbered;
@@ -91,6 +95,137 @@ TEST(Results, theLongestNumbersFitIntoARow)
     EXPECT_EQ(row(result)[23], "-2147483648");
 }
 
+// All of a file's results, through a reader.
+std::vector<Result> readResults(const std::string& content, Problem& problem)
+{
+    const kor_test::TemporaryFile file(content);
+    std::vector<Result> results;
+    const auto reader = ResultReader::open(file.path(), {}, problem);
+    if (!reader) {
+        return results;
+    }
+    Result result;
+    for (Step step; (step = reader->next(result)) != Step::end;) {
+        if (step == Step::sample) {
+            results.push_back(result);
+        } else {
+            problem = reader->problem();
+        }
+    }
+    return results;
+}
+
+Result withOutcome()
+{
+    Result result = numbered();
+    result.outcome = kor::recordings::Outcome::notFinite;
+    result.levelXOut = true;
+    result.matrix[4] = std::numeric_limits<double>::quiet_NaN();
+    result.matrix[5] = -5e-324;
+    return result;
+}
+
+TEST(Results, readBackAsTheyWereWritten)
+{
+    const Result result = withOutcome();
+    for (const Format format : {Format::csv, Format::binary}) {
+        Problem problem;
+        const std::vector<Result> all = readResults(written(result, format), problem);
+        EXPECT_FALSE(problem) << text(problem);
+        ASSERT_EQ(all.size(), 1u);
+        EXPECT_EQ(written(all[0], Format::csv), written(result, Format::csv));
+    }
+}
+
+TEST(Results, fromBeforeTheColumnOutcomeAreRead)
+{
+    std::string content = written(withOutcome(), Format::csv);
+    for (const std::string_view gone : {",outcome,levelX_out,levelY_out", ",not_finite,1,1"}) {
+        content.erase(content.find(gone), gone.size());
+    }
+    const kor_test::TemporaryFile file(content);
+    Problem problem;
+    const auto reader = ResultReader::open(file.path(), {}, problem);
+    ASSERT_NE(reader, nullptr) << text(problem);
+    Result result;
+    EXPECT_EQ(reader->next(result), Step::sample);
+    EXPECT_TRUE(reader->has(23));
+    EXPECT_FALSE(reader->has(24));
+    EXPECT_EQ(result.matrixCode, 554);
+}
+
+TEST(Results, binaryHeaderNamesEveryColumn)
+{
+    const std::string content = written(withOutcome(), Format::binary);
+    const auto number = [&content](std::size_t at) {
+        std::uint32_t value = 0;
+        std::memcpy(&value, content.data() + at, sizeof value);
+        return value;
+    };
+    EXPECT_EQ(content.substr(0, 8), "\x89KORINFO");
+    EXPECT_EQ(number(8), 1u);
+    EXPECT_EQ(number(12), 32u + 27u * 48u);
+    EXPECT_EQ(number(16), 135u);
+    EXPECT_EQ(number(20), 27u);
+    EXPECT_EQ(content.size(), number(12) + number(16));
+    const std::size_t outcome = 32 + 24 * 48; // its entry
+    EXPECT_STREQ(content.data() + outcome, "outcome");
+    EXPECT_EQ(number(outcome + 32), 7u);
+    EXPECT_EQ(number(outcome + 36), 132u);
+    EXPECT_EQ(content[number(12) + 132], 3);
+    EXPECT_STREQ(content.data() + 32 + 48 + 24, "deg");
+}
+
+TEST(Results, binaryDamageIsNamed)
+{
+    const std::string whole = written(withOutcome(), Format::binary);
+    const auto damaged = [&whole](std::size_t at, char byte) {
+        std::string content = whole;
+        content[at] = byte;
+        Problem problem;
+        EXPECT_TRUE(readResults(content, problem).empty());
+        EXPECT_EQ(problem.kind, Problem::Kind::badData);
+        return text(problem).substr(problem.file.size());
+    };
+    const std::string header = ": in the header of the binary results ";
+    EXPECT_EQ(damaged(8, 2), header + "the version of the format is 2, expected 1");
+    EXPECT_EQ(damaged(21, 9), header + "the number of columns is 2331, expected 1 to 1024");
+    EXPECT_EQ(damaged(18, 1), header + "the size of a record is 65671, expected 1 to 65536");
+    EXPECT_EQ(damaged(12, 0), header + "the size of the header is 1280, expected 1328 to 66864");
+    EXPECT_EQ(damaged(32 + 36 + 2, 1), header + "column \"timeStampMs\" begins at byte 65536 of a record of 135");
+    EXPECT_EQ(damaged(32, 'x'), header + "the columns timeStampMs are missing");
+    EXPECT_EQ(damaged(1328 + 132, 8),
+              ": record 1 (byte 1328), column outcome: found 8, expected the number of an outcome, 0 to 7");
+    EXPECT_EQ(damaged(1328 + 133, 2), ": record 1 (byte 1328), column levelX_out: found 2, expected 0 or 1");
+    Problem problem;
+    EXPECT_TRUE(readResults(whole.substr(0, 100), problem).empty());
+    EXPECT_EQ(problem.reason, "in the header of the binary results there are 100 bytes before the end, expected 1328");
+    EXPECT_TRUE(readResults(whole.substr(0, whole.size() - 1), problem).empty());
+    EXPECT_EQ(problem.found, "134 bytes before the end");
+}
+
+TEST(Results, randomDamageGivesResultsOrProblemsAndEnds)
+{
+    std::mt19937 random(11); // NOLINT(cert-msc32-c,cert-msc51-cpp): the same damage in every run
+    for (const Format format : {Format::csv, Format::binary}) {
+        const std::string whole = written(withOutcome(), format);
+        for (int run = 0; run < 200; ++run) {
+            std::string content = whole;
+            for (std::size_t i = 0; i < 1 + random() % 4; ++i) {
+                content[random() % content.size()] = static_cast<char>(random());
+            }
+            content.resize(content.size() - random() % 2 * (random() % content.size()));
+            Problem problem;
+            const std::vector<Result> all = readResults(content, problem);
+            EXPECT_LE(all.size(), 2u);
+            EXPECT_TRUE(!all.empty() || problem || content.size() <= 1328);
+            for (const Result& result : all) {
+                EXPECT_LE(written(result, Format::csv).size(), 2000u);
+            }
+        }
+    }
+}
+
 // A raw sample whose fields all differ.
 KOR_RAWINFO rawSample()
 {
@@ -149,6 +284,15 @@ TEST(Truths, columnsFollowTheRecord)
     const std::string text = writtenBy<TruthWriter>(truth);
     EXPECT_EQ(text.substr(text.find('\n') + 1), "12,1,range,0.5,1.5,2.5,3.5,4.5,5.5,6.5,7.5,8.5,0.1,1.1,2.1,"
                                                 "-0.25,-1.25,-2.25,-3.25,-4.25,-5.25,-6.25,-7.25,-8.25\n");
+
+    const kor_test::TemporaryFile file(text);
+    Problem problem;
+    const auto reader = kor::recordings::TruthReader::open(file.path(), {}, problem);
+    ASSERT_NE(reader, nullptr) << kor::recordings::text(problem);
+    Truth back;
+    ASSERT_EQ(reader->next(back), Step::sample);
+    EXPECT_STREQ(back.note, "range");
+    EXPECT_EQ(writtenBy<TruthWriter>(back), text);
 }
 
 } // namespace

@@ -9,6 +9,7 @@ import gzip
 import json
 import math
 import os
+import pathlib
 import pty
 import random
 import re
@@ -1012,6 +1013,14 @@ class Results(Case):
                 if name != "outcome":
                     self.assertEqual(struct.pack("<d", record[name]), struct.pack("<d", float(row[name]))
                                      if name[0] == "m" else struct.pack("<d", f32(float(row[name]))), name)
+
+    def test_the_python_of_the_documents_reads_binary_results(self):
+        self.replay("a.csv", "-o", "results.korinfo")
+        text = (pathlib.Path(__file__).parents[2] / "docs" / "formats.md").read_text(encoding="utf-8")
+        code = text.split("```python\n")[1].split("```")[0].replace('"results.korinfo"', "path")
+        names = {"path": self.path("results.korinfo")}
+        exec(code, names)
+        self.assertEqual(repr(names["rows"]), repr(self.binary_results(self.get("results.korinfo"))))
 
     def test_bare_results_are_the_engines_records(self):
         self.replay("a.csv", "-o", "r.korinfo", "--format=bare")
