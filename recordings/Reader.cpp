@@ -37,12 +37,6 @@ std::optional<Format> formatNamed(const std::string& path)
     return std::nullopt;
 }
 
-bool isText(Content content)
-{
-    return content != Content::recordingBinary && content != Content::resultsBinary && content != Content::other &&
-           content != Content::unknown;
-}
-
 // How the content is to be read when it is what the name or the caller says; otherwise nothing, and the problem.
 std::optional<Format> formatOf(const Input& input, std::string_view start, std::optional<Format> forced,
                                const Kind& kind, Problem& problem)

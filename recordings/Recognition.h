@@ -22,6 +22,13 @@ enum class Content {
     unknown ///< neither text nor plausible records nor a kind of file that has a name here
 };
 
+/// Whether a file of that content can be read as text; an empty one can.
+constexpr bool isText(Content content)
+{
+    return content != Content::recordingBinary && content != Content::resultsBinary && content != Content::other &&
+           content != Content::unknown;
+}
+
 struct Recognised {
     Content content = Content::other;
     std::string what;   ///< for "found ..."

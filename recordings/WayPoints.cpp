@@ -66,9 +66,7 @@ WayPointFile readWayPoints(const std::string& path)
         return file;
     }
     const Recognised seen = recognise(beginning(*input));
-    const bool text = seen.content != Content::other && seen.content != Content::unknown &&
-                      seen.content != Content::recordingBinary && seen.content != Content::resultsBinary;
-    if (!input->problem() && !text) {
+    if (!input->problem() && !isText(seen.content)) {
         file.problem = badContent(*input);
         file.problem.found = seen.what;
         file.problem.expected = kKind.name;
