@@ -36,7 +36,7 @@ install(FILES ${PROJECT_BINARY_DIR}/KORInterface.pc DESTINATION ${CMAKE_INSTALL_
 install(FILES docs/kept-behaviour.md docs/windows.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development)
 install(FILES examples/host.cpp DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
 if(KORINTERFACE_BUILD_TOOLS)
-  install(FILES docs/formats.md docs/accuracy.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+  install(FILES docs/formats.md docs/accuracy.md docs/parameter-check.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
   install(DIRECTORY docs/img DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
   install(DIRECTORY data/polarizer DESTINATION ${CMAKE_INSTALL_DOCDIR}/data)
 endif()

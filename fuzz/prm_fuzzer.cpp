@@ -14,6 +14,7 @@
 
 #include <unistd.h>
 
+#include "KORInterface/ParameterCheck.h"
 #include "KORInterface/Session.h"
 
 namespace {
@@ -59,6 +60,12 @@ int read(CKorPrm& prm, std::string_view bytes)
         const kor::ReadFinding finding = report.finding(i);
         require(finding.line >= 1 && finding.values >= 1 && std::strlen(finding.found) < 80 && *finding.text != '\0');
         require(finding.rows <= finding.count);
+    }
+    kor::CheckReport check;
+    kor::CheckParameterFile(folder().c_str(), 7, kor::kModeOfFile, check);
+    require(check.status() == 0 || check.errors() > 0);
+    for (std::uint32_t i = 0; i < check.findings(); ++i) {
+        require(*check.finding(i).text != '\0' && *check.finding(i).rule != '\0');
     }
     return code;
 }

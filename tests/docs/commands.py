@@ -64,6 +64,9 @@ FILES = [
     ("docs/formats.md", "tuesday/b.korraw", "data/polarizer/polarizer.korraw"),
     ("docs/formats.md", "truth.csv", "data/polarizer/polarizer_truth.csv"),
     ("docs/man/kor.1", "calibration", "data/polarizer"),
+    ("docs/parameter-check.md", "calibration", "data/polarizer"),
+    ("docs/parameter-check.md", "Tg1005.prm", "data/polarizer/Tg1005.prm"),
+    ("docs/parameter-check.md", "Tg1006.prm", "data/polarizer_even/Tg1006.prm"),
     ("docs/man/kor.1", "run.csv", "data/polarizer/polarizer.csv"),
     ("docs/man/kor.1", "second.korraw", "data/polarizer/polarizer.korraw"),
 ]

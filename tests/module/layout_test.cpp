@@ -323,6 +323,33 @@ TEST(Layout, ofTheAccountOfAParameterFileIsOnePointerAndItsPartsArePlain)
     EXPECT_EQ(offsetof(Field, eitherSign), 32U);
 }
 
+TEST(Layout, ofTheReportOfACheckIsOnePointerAndItsFindingsArePlain)
+{
+    EXPECT_EQ(sizeof(kor::CheckReport), sizeof(void*));
+    EXPECT_FALSE(std::is_polymorphic_v<kor::CheckReport>);
+
+    using Finding = kor::CheckFinding;
+    EXPECT_TRUE(isPlain<Finding>);
+    EXPECT_EQ(sizeof(Finding), 72U);
+    EXPECT_EQ(offsetof(Finding, severity), 0U);
+    EXPECT_EQ(offsetof(Finding, line), 4U);
+    EXPECT_EQ(offsetof(Finding, rule), 8U);
+    EXPECT_EQ(offsetof(Finding, block), 16U);
+    EXPECT_EQ(offsetof(Finding, field), 24U);
+    EXPECT_EQ(offsetof(Finding, found), 32U);
+    EXPECT_EQ(offsetof(Finding, expected), 40U);
+    EXPECT_EQ(offsetof(Finding, advice), 48U);
+    EXPECT_EQ(offsetof(Finding, text), 56U);
+    EXPECT_EQ(offsetof(Finding, more), 64U);
+
+    using Rule = kor::CheckRule;
+    EXPECT_TRUE(isPlain<Rule>);
+    EXPECT_EQ(sizeof(Rule), 24U);
+    EXPECT_EQ(offsetof(Rule, name), 0U);
+    EXPECT_EQ(offsetof(Rule, severity), 8U);
+    EXPECT_EQ(offsetof(Rule, meaning), 16U);
+}
+
 TEST(Layout, ofTheConfigurationsOptionsIsFiveFlagsAndFourNumbers)
 {
     EXPECT_EQ(sizeof(kor::ConfigureOptions), 24U);

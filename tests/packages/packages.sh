@@ -50,7 +50,7 @@ contains() { # FOLDER PATTERN...: each matches a file that is not empty
 }
 
 # What every user finds: the documents, a host, a recording with its parameter file and its truth.
-documents=(docs/formats.md docs/accuracy.md docs/img/frames.svg docs/kept-behaviour.md docs/windows.md examples/host.cpp
+documents=(docs/formats.md docs/accuracy.md docs/parameter-check.md docs/img/frames.svg docs/kept-behaviour.md docs/windows.md examples/host.cpp
            data/polarizer/Tg1005.prm data/polarizer/polarizer.csv data/polarizer/polarizer.korraw
            data/polarizer/polarizer_truth.csv)
 
@@ -105,7 +105,7 @@ deb)
     for place in "${named[@]}"; do
         [ -e "$work/root$place" ] || fail "the manual page names $place, which no package holds"
     done
-    contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md "${documents[@]:6}"
+    contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md docs/parameter-check.md "${documents[@]:7}"
     contains "$work/root/usr/share/doc/libkorinterface-dev" docs/kept-behaviour.md examples/host.cpp
     reads_well "$work/root/usr/share/doc/kor-tools"
     reads_well "$work/root/usr/share/doc/libkorinterface-dev"
@@ -170,7 +170,7 @@ zip)
     ;;
 manual)
     options() { grep -oE '(^|[^a-z-])--[a-z][a-z-]*' | grep -oE '[a-z][a-z-]*$' | sort -u; }
-    for part in replay simulate accuracy compare convert "prm show" "prm json" "prm from-json" "prm diff" "prm rewrite" "prm new"; do
+    for part in replay simulate accuracy compare convert "prm check" "prm show" "prm json" "prm from-json" "prm diff" "prm rewrite" "prm new"; do
         read -ra words <<<"$part"
         "$build/tools/kor" "${words[@]}" --help | options | grep -vx help >"$work/help"
         awk -v heading=".SH KOR ${part^^}" '/^\.SH/ { inside = $0 == heading; next } inside' "$root/docs/man/kor.1" |

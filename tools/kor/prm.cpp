@@ -17,11 +17,11 @@ namespace kor::tool {
 
 std::vector<Command> declarePrm(CLI::App& root)
 {
-    CLI::App* const group = root.add_subcommand("prm", "Show, compare and write parameter files");
+    CLI::App* const group = root.add_subcommand("prm", "Check, show, compare and write parameter files");
     group->get_help_ptr()->description("Print this help and exit");
     group->require_subcommand(1);
-    return {declarePrmShow(*group), declarePrmJson(*group),    declarePrmFromJson(*group),
-            declarePrmDiff(*group), declarePrmRewrite(*group), declarePrmNew(*group)};
+    return {declarePrmCheck(*group), declarePrmShow(*group),    declarePrmJson(*group), declarePrmFromJson(*group),
+            declarePrmDiff(*group),  declarePrmRewrite(*group), declarePrmNew(*group)};
 }
 
 void warnOfLosses(const PrmContent& content, const std::string& path, const char* unread, const char* rest)

@@ -9,6 +9,7 @@
 
 namespace kor::tool {
 
+Command declarePrmCheck(CLI::App& group);
 Command declarePrmDiff(CLI::App& group);
 Command declarePrmFromJson(CLI::App& group);
 Command declarePrmJson(CLI::App& group);
