@@ -99,11 +99,6 @@ std::string lastError()
     return std::generic_category().message(errno);
 }
 
-bool isBrokenPipe() noexcept
-{
-    return errno == EPIPE;
-}
-
 bool leadToSameFile(const std::string& a, const std::string& b)
 {
     const std::optional<FileId> first = fileId(a);

@@ -58,9 +58,7 @@ public:
 
     /// Whether a read would return at once: with bytes, at the end or with an error.
     /// Given  patience  how long to wait for that; zero only asks. A signal ends the wait.
-    /// Notes  1  Windows can ask a pipe and cannot wait for it: the answer is yes where it cannot ask, and where it
-    /// would
-    ///           have to wait.
+    /// Notes  1  Windows can ask a pipe and cannot wait for it: with patience the answer is always yes.
     bool isReadable(std::chrono::milliseconds patience) const noexcept;
 
     /// Writes all of it; false on failure.

@@ -241,6 +241,11 @@ std::optional<FileId> fileId(const std::string& path)
     return isName(path) && ::stat(path.c_str(), &status) == 0 ? identified(status) : std::nullopt;
 }
 
+bool isBrokenPipe() noexcept
+{
+    return errno == EPIPE;
+}
+
 bool areSameName(const std::string& a, const std::string& b)
 {
     return a == b;

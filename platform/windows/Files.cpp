@@ -65,10 +65,11 @@ bool File::isReadable(std::chrono::milliseconds patience) const noexcept
     if (patience.count() > 0 || GetFileType(handle) == FILE_TYPE_DISK) {
         return true;
     }
-    // What is no pipe, a console for example, is taken to make its reader wait. A pipe that cannot be asked is at its
-    // end.
-    return GetFileType(handle) == FILE_TYPE_PIPE &&
-           (PeekNamedPipe(handle, nullptr, 0, nullptr, &ahead, nullptr) == 0 || ahead > 0);
+    // What cannot be asked, a console for example, is taken to make its reader wait.
+    if (PeekNamedPipe(handle, nullptr, 0, nullptr, &ahead, nullptr) == 0) {
+        return GetLastError() == ERROR_BROKEN_PIPE; // at its end
+    }
+    return ahead > 0;
 }
 
 bool File::write(std::string_view bytes) noexcept
@@ -215,6 +216,12 @@ std::optional<FileId> fileId(const std::string& path)
         CloseHandle(handle);
     }
     return id;
+}
+
+// Not every run-time library has a number of its own for a pipe that is being closed.
+bool isBrokenPipe() noexcept
+{
+    return errno == EPIPE || _doserrno == ERROR_NO_DATA || _doserrno == ERROR_BROKEN_PIPE;
 }
 
 bool areSameName(const std::string& a, const std::string& b)
