@@ -36,7 +36,8 @@ def run(*command):
 
 def simulate(kor, path, count):
     """A recording of a simulated sensor; the same rows in every format."""
-    run(kor, "simulate", *PARAMETERS, "--motion", "random", "--samples", str(count), "--progress=never", "-o", path)
+    run(kor, "simulate", *PARAMETERS, "--motion", "random", "--samples", str(count), "--reference", "5",
+        "--progress=never", "-o", path)
 
 
 def rows_of(path):
