@@ -72,7 +72,7 @@ const Mark* markOf(std::string_view start)
     return mark == std::end(kMarks) ? nullptr : mark;
 }
 
-// Text of two bytes a character: behind its mark, or without one when it begins with ASCII characters.
+// Text of two bytes a character behind its mark, ASCII at its beginning.
 bool looksUtf16(std::string_view start)
 {
     const bool little = start.starts_with("\xff\xfe");

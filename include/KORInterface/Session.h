@@ -193,7 +193,7 @@ struct SampleReport {
     NoMatrixReason reason;  ///< none unless the outcome is noMatrix
     OrientationModel model; ///< that is in use
     bool capturedReference; ///< this sample became the reference
-    bool levelXOutside;     ///< level X was outside its table, or has none; false unless a model was asked
+    bool levelXOutside;     ///< level X was outside its table, or has none; false without a model
     bool levelYOutside;     ///< the same for level Y
 };
 

@@ -31,8 +31,8 @@ struct ExitMeaning {
 };
 inline constexpr ExitMeaning kExitMeanings[] = {
     {kExitOk, "done"},
-    {kExitBeyondBound,
-     "kor accuracy: a bound is exceeded; kor compare: a tolerance is exceeded; kor prm diff: the files differ; kor prm check: warnings"},
+    {kExitBeyondBound, "kor accuracy: a bound is exceeded; kor compare: a tolerance is exceeded; "
+                       "kor prm diff: the files differ; kor prm check: warnings"},
     {kExitUsage, "wrong usage"},
     {kExitDataError, "bad recording or parameter file, or no usable orientation"},
     {kExitNoInput, "an input cannot be opened"},
