@@ -6,6 +6,8 @@
 
 namespace kor::accuracy {
 
+constexpr double kArcSecondsOfDegree = 3600.0;
+
 struct Spread {
     std::size_t count = 0;
     double median = 0.0; ///< of an even number the larger one of the two in the middle

@@ -106,6 +106,14 @@ bool Input::findCompression()
     return unpackMore();
 }
 
+bool Input::failPacked(std::string_view what, const std::string& why)
+{
+    std::string reason = "the ";
+    reason.append(nameOf(m_compression)).append(" data ").append(what);
+    reason.append(" at byte ").append(std::to_string(position())).append(" of the file").append(why);
+    return fail(reason, "make or fetch the file anew");
+}
+
 // Hands out what has been unpacked before a fault, or before the end, and then says so.
 bool Input::unpackMore()
 {
@@ -119,10 +127,8 @@ bool Input::unpackMore()
         if (progress.made > 0) {
             return true;
         }
-        const std::string data = "the " + std::string(nameOf(m_compression)) + " data ";
-        const std::string place = " at byte " + std::to_string(position()) + " of the file";
         if (!m_unpacker->fault().empty()) {
-            return fail(data + "are damaged" + place + " (" + m_unpacker->fault() + ")", "make or fetch the file anew");
+            return failPacked("are damaged", " (" + m_unpacker->fault() + ")");
         }
         if (progress.taken > 0) {
             continue;
@@ -133,8 +139,7 @@ bool Input::unpackMore()
             return false;
         }
         if (m_packedEnd == 0) {
-            return m_unpacker->isComplete() ? false
-                                            : fail(data + "end too early," + place, "make or fetch the file anew");
+            return m_unpacker->isComplete() ? false : failPacked("end too early,", "");
         }
     }
 }

@@ -58,6 +58,7 @@ private:
     bool findCompression();
     bool unpackMore();
     bool fail(const std::string& reason, const std::string& advice);
+    bool failPacked(std::string_view what, const std::string& why);
 
     platform::File m_file;
     std::string m_path;

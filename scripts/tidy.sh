@@ -15,7 +15,7 @@ else
     mapfile -t files < <(sed -n 's/^ *"file": "\(.*\)",\{0,1\}$/\1/p' build/tidy/compile_commands.json | sort -ru)
     # A source that is looked at neither alone nor as part of its folder would go unchecked.
     while IFS= read -r source; do
-        case $source in platform/windows/*) continue ;; esac
+        case $source in platform/windows/* | recordings/NoZstandard.cpp) continue ;; esac # for other builds
         grep -qsF "/$source\"" "${files[@]}" <(printf '%s"\n' "${files[@]}") ||
             { echo "$source is in no compile command of build/tidy"; exit 1; }
     done < <(git ls-files 'mek/*.cpp' 'platform/*.cpp' 'models/*.cpp' 'params/*.cpp' 'engine/*.cpp' 'session/*.cpp' \

@@ -126,6 +126,10 @@ private:
     std::vector<Line> withoutExtras(std::size_t block, std::vector<Line> lines, std::int64_t count);
     void missingTitle(std::size_t block, std::uint32_t line, std::string found);
     void tellEnd(std::size_t due);
+    void tellSurplus(std::size_t due, std::size_t at);
+
+    // Where the next title that is known stands, or the end.
+    std::size_t nextTitle() const { return m_next < m_segments.size() ? m_segments[m_next].title : m_tokens.size(); }
 
     const Document& m_document;
     Findings& m_findings;
@@ -460,6 +464,19 @@ void Structure::tellEnd(std::size_t due)
     }
 }
 
+// Something stands between the values of the block before and the title that is due.
+void Structure::tellSurplus(std::size_t due, std::size_t at)
+{
+    const std::size_t before = due == 0 ? 0 : due - 1;
+    std::string advice = "take out what stands between the block's last value and the next title";
+    if (due == 0) {
+        advice = "take out what stands before the first title";
+    } else if (kBlocks[before].layout == Layout::word) {
+        advice = "the owner is one word; join the words, with an underscore perhaps";
+    }
+    add(Rule::surplusValue, m_tokens[at].line, before, "", wordsFrom(at), title(due), advice);
+}
+
 void Structure::explain()
 {
     std::size_t at = 0;
@@ -468,14 +485,9 @@ void Structure::explain()
             return; // what follows is ignored
         }
         const bool known = m_next < m_segments.size();
-        const std::size_t limit = known ? m_segments[m_next].title : m_tokens.size();
+        const std::size_t limit = nextTitle();
         if (at < limit && known && m_segments[m_next].block == due) {
-            const std::size_t before = due == 0 ? 0 : due - 1;
-            add(Rule::surplusValue, m_tokens[at].line, before, "", wordsFrom(at), title(due),
-                due == 0 ? "take out what stands before the first title"
-                : kBlocks[before].layout == Layout::word
-                    ? "the owner is one word; join the words, with an underscore perhaps"
-                    : "take out what stands between the block's last value and the next title");
+            tellSurplus(due, at);
             at = limit;
         } else if (at < limit) {
             missingTitle(due, m_tokens[at].line, wordsFrom(at));
@@ -488,8 +500,7 @@ void Structure::explain()
             return;
         } else if (const Segment& segment = m_segments[m_next]; segment.block == due) {
             ++m_next;
-            const std::size_t end = m_next < m_segments.size() ? m_segments[m_next].title : m_tokens.size();
-            at = bodyOf(due, segment.title + kBlocks[due].words, end);
+            at = bodyOf(due, segment.title + kBlocks[due].words, nextTitle());
             ++due;
         } else if (segment.block > due) {
             missingTitle(due, m_tokens[segment.title].line, wordsFrom(segment.title));
@@ -498,7 +509,7 @@ void Structure::explain()
             add(Rule::blockOrder, m_tokens[segment.title].line, segment.block, "", wordsFrom(segment.title), title(due),
                 "each block stands once and in its place; take this one out or move it");
             ++m_next;
-            at = m_next < m_segments.size() ? m_segments[m_next].title : m_tokens.size();
+            at = nextTitle();
         }
     }
 }

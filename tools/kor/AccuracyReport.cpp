@@ -5,6 +5,8 @@
 
 #include "KORInterface/Session.h"
 
+#include "accuracy/Statistics.h"
+
 namespace kor::tool {
 
 using namespace accuracy;
@@ -14,8 +16,6 @@ namespace {
 
 // Keys in the order in which they are written.
 using Json = nlohmann::ordered_json;
-
-constexpr double kArcSeconds = 3600.0;
 
 std::string textOf(const Json& json)
 {
@@ -77,12 +77,12 @@ std::string accuracyTable(const std::vector<Finding>& findings)
             text += fmt::format(kHead, "", "", "deg", "deg", "deg", "arcsec", "arcsec", "arcsec", "matrix", "deg");
         }
         const std::string exceeded = f.exceeded();
-        text +=
-            fmt::format("{} {:<28} {:>7} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.1e} {:>7.2f} % "
-                        "{:>9.1e}{}{}\n",
-                        f.stratum.inherent.empty() ? " " : "*", f.stratum.name, f.samples, f.median, f.high, f.worst,
-                        f.median * kArcSeconds, f.high * kArcSeconds, f.worst * kArcSeconds, 100.0 * f.shareWithout(),
-                        f.stratum.bounds.worst, exceeded.empty() ? "" : "  BEYOND ITS BOUND: ", exceeded);
+        text += fmt::format("{} {:<28} {:>7} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.1e} {:>9.1e} {:>7.2f} % "
+                            "{:>9.1e}{}{}\n",
+                            f.stratum.inherent.empty() ? " " : "*", f.stratum.name, f.samples, f.median, f.high,
+                            f.worst, f.median * kArcSecondsOfDegree, f.high * kArcSecondsOfDegree,
+                            f.worst * kArcSecondsOfDegree, 100.0 * f.shareWithout(), f.stratum.bounds.worst,
+                            exceeded.empty() ? "" : "  BEYOND ITS BOUND: ", exceeded);
     }
     text += "\nRows marked * show errors that the formulas themselves cause, in any correct implementation\n";
     return text +

@@ -6,6 +6,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "accuracy/Statistics.h"
+
 namespace kor::tool {
 
 using accuracy::ComparedColumn;
@@ -18,9 +20,7 @@ namespace {
 // Keys in the order in which they are written.
 using Json = nlohmann::ordered_json;
 
-constexpr double kArcSeconds = 3600.0; // of a degree
-
-const ComparedColumn kOrientation = {"orientation", "deg", true};
+const ComparedColumn kOrientationColumn = {"orientation", "deg", true};
 
 // The lines above the table: what was read, and what became of the rows.
 std::string sidesText(const Sides& sides)
@@ -72,8 +72,9 @@ std::string rowsText(const Sides& sides, const ComparedColumn& column, const Dif
                            stampOf(sides, difference.worst));
     }
     if (s.count > 0 && column.unit == "deg") {
-        text += fmt::format(kRow, "", "arcsec", "", s.median * kArcSeconds, s.rms * kArcSeconds, s.high * kArcSeconds,
-                            s.worst * kArcSeconds, "");
+        text += fmt::format(kRow, "", "arcsec", "", s.median * accuracy::kArcSecondsOfDegree,
+                            s.rms * accuracy::kArcSecondsOfDegree, s.high * accuracy::kArcSecondsOfDegree,
+                            s.worst * accuracy::kArcSecondsOfDegree, "");
     }
     if (difference.lone > 0) {
         text += fmt::format("{:<17} not both finite in {} rows, first at {} ms\n", column.name, difference.lone,
@@ -110,7 +111,7 @@ Json jsonOf(const Sides& sides, const ComparedColumn& column, const Difference& 
     };
     add("", 1.0);
     if (column.unit == "deg") {
-        add("_arcsec", kArcSeconds);
+        add("_arcsec", accuracy::kArcSecondsOfDegree);
     }
     json["largest_at_ms"] = stampOf(sides, difference.worst);
     json["largest_at_rows"] = {difference.worst.first + 1, difference.worst.second + 1};
@@ -122,7 +123,7 @@ Json jsonOf(const Sides& sides, const ComparedColumn& column, const Difference& 
 std::string sizeText(double size, const std::string& unit)
 {
     const std::string text = fmt::format("{:.2e}{}{}", size, unit.empty() ? "" : " ", unit);
-    return unit == "deg" ? text + fmt::format(" ({:.2e} arcsec)", size * kArcSeconds) : text;
+    return unit == "deg" ? text + fmt::format(" ({:.2e} arcsec)", size * accuracy::kArcSecondsOfDegree) : text;
 }
 
 std::string comparisonTable(const Sides& sides, const Comparison& found)
@@ -133,7 +134,7 @@ std::string comparisonTable(const Sides& sides, const Comparison& found)
     }
     text += fmt::format("\n{:<17} {:<7} {:>8} {:>10} {:>10} {:>10} {:>10} {:>11}\n", "difference", "unit", "rows",
                         "median", "RMS", "99.9 %", "largest", "at ms");
-    text += rowsText(sides, kOrientation, found.orientation);
+    text += rowsText(sides, kOrientationColumn, found.orientation);
     for (std::size_t i = 0; i < found.columns.size(); ++i) {
         text += rowsText(sides, sides.columns[i], found.columns[i]);
     }
@@ -144,7 +145,7 @@ std::string comparisonLine(const Comparison& found, const Sides& sides)
 {
     const Spread& s = found.orientation.spread;
     return fmt::format("{} rows compared: median angle {:.2e} deg, RMS {:.2e}, 99.9 % {:.2e}, largest {} at {} ms\n",
-                       s.count, s.median, s.rms, s.high, sizeText(s.worst, kOrientation.unit),
+                       s.count, s.median, s.rms, s.high, sizeText(s.worst, kOrientationColumn.unit),
                        stampOf(sides, found.orientation.worst));
 }
 
@@ -166,7 +167,7 @@ std::string comparisonJson(const Sides& sides, const Comparison& found, const st
                          {"only_second", found.rows.onlySecond},
                          {"open_first", found.rows.openFirst},
                          {"open_second", found.rows.openSecond}}},
-                       {"orientation", jsonOf(sides, kOrientation, found.orientation)},
+                       {"orientation", jsonOf(sides, kOrientationColumn, found.orientation)},
                        {"columns", columns},
                        {"beyond", beyond}};
     // A path may hold bytes that are no UTF-8.

@@ -145,7 +145,7 @@ std::string keepResults(Output& results, const Problem& end, const Tally& tally)
         return {};
     }
     const bool broken = end && end.kind != Problem::Kind::interrupted;
-    const std::string name = broken && !results.partialPath().empty() ? shown(results.partialPath()) : results.title();
+    std::string name = broken && !results.partialPath().empty() ? shown(results.partialPath()) : results.title();
     if (broken ? !results.closePartial() : !results.close()) {
         throw Failure(results.problem());
     }

@@ -109,7 +109,7 @@ std::vector<Job> jobsOf(const ReplayPlan& plan, const std::vector<std::string>& 
 }
 
 // What one process had to say: its summary, which holds its messages, or, if it did not get as far, its own words.
-struct Account {
+struct Account { // NOLINT(bugprone-exception-escape): what nlohmann-json asserts is taken for an exception
     ordered_json summary;
     int status = kExitOk;
     std::vector<std::string> errors;

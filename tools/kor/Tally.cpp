@@ -78,7 +78,7 @@ std::size_t bucketOf(std::uint32_t step)
     if (step < kShortSteps) {
         return step;
     }
-    const int octave = std::bit_width(step) - 1 - kBitsOfShort;
+    const int octave = static_cast<int>(std::bit_width(step)) - 1 - kBitsOfShort;
     const std::uint32_t part = (step >> (octave + kBitsOfShort - kBitsOfPart)) - kPartsOfOctave;
     return kShortSteps + static_cast<std::size_t>(octave) * kPartsOfOctave + part;
 }

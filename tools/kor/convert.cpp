@@ -113,15 +113,15 @@ ConvertPlan understood(const ConvertRequest& request)
 }
 
 // A file to convert, open.
-struct Source {
+struct Part {
     std::unique_ptr<Input> input;
     Rows rows = Rows::recording;
 };
 
-Source opened(const std::string& path)
+Part openedPart(const std::string& path)
 {
     Problem problem;
-    Source source;
+    Part source;
     source.input = Input::open(path, problem);
     if (!source.input) {
         throw Failure(problem);
@@ -311,10 +311,10 @@ private:
 };
 
 template <typename Record, typename Writer>
-Counts converted(const ConvertPlan& plan, std::vector<Source> sources, Output& output, Writer writer, Format format)
+Counts converted(const ConvertPlan& plan, std::vector<Part> sources, Output& output, Writer writer, Format format)
 {
     Conversion<Record, Writer> conversion(plan, output, writer, format);
-    for (Source& source : sources) {
+    for (Part& source : sources) {
         conversion.add(std::move(source.input));
     }
     return conversion.counts();
@@ -343,9 +343,9 @@ std::string summary(const Counts& counts, const ConvertPlan& plan, Rows rows)
 int convert(const ConvertRequest& request)
 {
     const ConvertPlan plan = understood(request);
-    std::vector<Source> sources;
+    std::vector<Part> sources;
     for (const std::string& path : plan.inputs) {
-        sources.push_back(opened(path));
+        sources.push_back(openedPart(path));
         if (sources.back().rows != sources.front().rows) {
             throw Failure(Problem{
                 .kind = Problem::Kind::badData,

@@ -190,28 +190,49 @@ std::string dumped(const Json& json)
     return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
-int check(const CheckRequest& request)
+// The tables behind the check, without a file.
+int describe(const CheckRequest& request)
 {
-    if (request.ranges || request.rules) {
-        if (!request.paths.empty() || (request.ranges && request.rules)) {
-            throw Misuse("--ranges and --rules each stand alone, without a file");
-        }
-        print(request.json     ? dumped(request.ranges ? rangesJson() : rulesJson())
-              : request.ranges ? rangeTable()
-                               : ruleTable());
-        return kExitOk;
+    if (!request.paths.empty() || (request.ranges && request.rules)) {
+        throw Misuse("--ranges and --rules each stand alone, without a file");
     }
-    if (request.paths.empty()) {
-        throw Misuse("FILE|DIR is required");
+    if (request.json) {
+        print(dumped(request.ranges ? rangesJson() : rulesJson()));
+    } else {
+        print(request.ranges ? rangeTable() : ruleTable());
     }
-    const std::int32_t mode = request.mode ? wholeOption<std::int32_t>("--mode", *request.mode, 1, 10) : kModeOfFile;
-    std::vector<std::string> files;
+    return kExitOk;
+}
+
+// What has been found so far, and with it the exit status.
+struct Verdict {
     bool unopened = false;
-    const auto refuse = [&unopened](const std::string& text) {
+    bool errors = false;
+    bool warnings = false;
+
+    void refuse(const std::string& text)
+    {
         complain(text);
         unopened = true;
-    };
-    for (const std::string& path : request.paths) {
+    }
+
+    int status() const
+    {
+        if (unopened) {
+            return kExitNoInput;
+        }
+        if (errors) {
+            return kExitDataError;
+        }
+        return warnings ? kExitBeyondBound : kExitOk;
+    }
+};
+
+// The files that were named, and those of the directories that were named.
+std::vector<std::string> filesToCheck(const std::vector<std::string>& paths, Verdict& verdict)
+{
+    std::vector<std::string> files;
+    for (const std::string& path : paths) {
         if (!platform::fileStatus(path).isDirectory) {
             files.push_back(path);
             continue;
@@ -220,22 +241,34 @@ int check(const CheckRequest& request)
             const std::vector<std::string> found = filesOf(path);
             files.insert(files.end(), found.begin(), found.end());
         } catch (const Failure& failure) {
-            refuse(failure.what());
+            verdict.refuse(failure.what());
         }
     }
+    return files;
+}
+
+int check(const CheckRequest& request)
+{
+    if (request.ranges || request.rules) {
+        return describe(request);
+    }
+    if (request.paths.empty()) {
+        throw Misuse("FILE|DIR is required");
+    }
+    const std::int32_t mode = request.mode ? wholeOption<std::int32_t>("--mode", *request.mode, 1, 10) : kModeOfFile;
+    Verdict verdict;
     std::string text;
     Json list = Json::array();
-    bool errors = false;
-    bool warnings = false;
-    for (const std::string& path : files) {
+    for (const std::string& path : filesToCheck(request.paths, verdict)) {
         CheckReport report;
         const int status = CheckParameterFile(path.c_str(), mode, report);
         if (status == kCannotOpen) {
-            refuse(fmt::format("cannot open the parameter file {}: {}", shown(path), platform::whyUnreadable(path)));
+            verdict.refuse(
+                fmt::format("cannot open the parameter file {}: {}", shown(path), platform::whyUnreadable(path)));
             continue;
         }
-        errors = errors || report.errors() > 0 || status != kSuccess;
-        warnings = warnings || report.warnings() > 0;
+        verdict.errors = verdict.errors || report.errors() > 0 || status != kSuccess;
+        verdict.warnings = verdict.warnings || report.warnings() > 0;
         if (request.json) {
             list.push_back(jsonOf(report, path));
         } else {
@@ -243,7 +276,7 @@ int check(const CheckRequest& request)
         }
     }
     print(request.json ? dumped(list) : text);
-    return unopened ? kExitNoInput : errors ? kExitDataError : warnings ? kExitBeyondBound : kExitOk;
+    return verdict.status();
 }
 
 } // namespace

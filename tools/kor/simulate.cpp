@@ -137,7 +137,7 @@ recordings::Truth truthOf(const SimulatedSample& sample)
     return truth;
 }
 
-void refuseToOverwrite(const SimulateRequest& request, const ParameterSource& source, bool fileMotion)
+void refuseOutputs(const SimulateRequest& request, const ParameterSource& source, bool fileMotion)
 {
     std::vector<UsedFile> used = {{source.path(), "the parameter file"}};
     if (fileMotion) {
@@ -299,7 +299,7 @@ int simulate(const SimulateRequest& request)
     if (fileMotion) {
         motion = motionFromFile(request.motion);
     }
-    refuseToOverwrite(request, source, fileMotion);
+    refuseOutputs(request, source, fileMotion);
 
     Simulator simulator(plan, *motion);
     const std::unique_ptr<Output> recording = openOutput(request.output.value_or("-"));
