@@ -33,6 +33,7 @@
 #include "params/file/Writer.h"
 #include "params/prm_file.h"
 #include "platform/Files.h"
+#include "support/Rounds.h"
 
 namespace {
 
@@ -172,7 +173,7 @@ int killLaterAndLater(const fs::path& file, const std::string& old, const std::s
     rewrite(file);
     const auto whole = std::chrono::steady_clock::now() - start;
     int killed = 0;
-    constexpr int kRounds = 150;
+    constexpr int kRounds = kor_test::rounds(150);
     for (int round = 0; round < kRounds; ++round) {
         writeFile(file, old);
         const pid_t child = ::fork();
@@ -488,7 +489,7 @@ TEST_F(WriterAcross, aFileThatBecomesADirectoryMeanwhileLeavesTheCopyAndNothingB
 
 TEST_F(WriterAcross, aKillAtAnyMomentLeavesTheOldFileOrACompleteCopy)
 {
-    EXPECT_GT(across([this] { return killLaterAndLater(file(), m_text, m_copy); }), 10);
+    EXPECT_GT(across([this] { return killLaterAndLater(file(), m_text, m_copy); }), kor_test::rounds(10));
 }
 
 // ---- losses of power ---------------------------------------------------------------------------------------
@@ -620,7 +621,7 @@ TEST_F(WriterFaults, aKillDuringAWaitLeavesTheOldFileAndACompleteCopy)
 
 TEST_F(WriterFaults, aKillAtAnyMomentLeavesTheOldFileOrACompleteCopy)
 {
-    EXPECT_GT(killLaterAndLater(file(), m_text, m_copy), 10);
+    EXPECT_GT(killLaterAndLater(file(), m_text, m_copy), kor_test::rounds(10));
 }
 
 // Whoever looks at the path meanwhile never finds it empty.
@@ -635,7 +636,7 @@ TEST_F(WriterFaults, aPathThatIsWatchedIsNeverWithoutAWholeFile)
         }
     }
     int wrong = 0;
-    for (int look = 0; look < 1500; ++look) {
+    for (int look = 0; look < kor_test::rounds(1500); ++look) {
         const std::string now = bytesOf(file());
         wrong += now == m_text || now == m_copy ? 0 : 1;
     }

@@ -3,6 +3,7 @@
 #include "LiteralPendulum.h"
 #include "Samples.h"
 #include "support/Poses.h"
+#include "support/Rounds.h"
 
 #include <gtest/gtest.h>
 
@@ -94,7 +95,7 @@ TEST(Pendulum, matchesTheReferenceToTheBitOnRandomInputsThroughEveryCase)
     PoseSource random(301);
     std::array<int, 5> cases{};
     int longest = 0;
-    for (int i = 0; i < 20000; ++i) {
+    for (int i = 0; i < kor_test::rounds(20000); ++i) {
         const Inputs inputs = randomInputs(random);
         ASSERT_TRUE(agrees(inputs));
         const PendulumSearch search = searchOf(inputs);
@@ -103,7 +104,7 @@ TEST(Pendulum, matchesTheReferenceToTheBitOnRandomInputsThroughEveryCase)
             cases[c] += search.cases[c];
     }
     for (std::size_t c = 1; c < 5; ++c)
-        EXPECT_GT(cases[c], 1000) << c;
+        EXPECT_GT(cases[c], kor_test::rounds(1000)) << c;
     EXPECT_GT(longest, 5);
 }
 
@@ -122,7 +123,7 @@ TEST(Pendulum, matchesTheReferenceToTheBitWhenTheTiltIsInsideTheDeadBand)
 TEST(Pendulum, matchesTheReferenceToTheBitOnAwkwardInputs)
 {
     const auto check = [](const Inputs& inputs) { ASSERT_TRUE(agrees(inputs)); };
-    forAwkwardInputs(sound(), thresholds(), 303, 5000, check);
+    forAwkwardInputs(sound(), thresholds(), 303, kor_test::rounds(5000), check);
     forAwkwardInputs(plain(), thresholds(), 304, 5000, check);
     Inputs below = plain();
     below.sample.slots[2] = -900.0;
@@ -299,7 +300,7 @@ TEST(Pendulum, aSearchThatSwingsForEverStopsOnTheFiveHundredthFrame)
     // A tilt gain that the pendulum cannot follow keeps the error from shrinking.
     PoseSource random(308);
     int told = 0;
-    for (int i = 0; i < 4000 && told < 10; ++i) {
+    for (int i = 0; i < 4000 && told < kor_test::rounds(10); ++i) {
         Inputs inputs = randomInputs(random);
         inputs.parameters.factors[2] = static_cast<float>(random.uniform(-90, 90));
         inputs.parameters.factors[3] = static_cast<float>(random.uniform(80, 280));

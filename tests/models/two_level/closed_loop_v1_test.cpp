@@ -1,6 +1,7 @@
 // From a true pose to the readings of a perfect sensor and back through the first two-level model.
 #include "models/two_level/sensor.h"
 #include "models/two_level/two_level.h"
+#include "support/Rounds.h"
 
 #include <algorithm>
 #include <tuple>
@@ -39,7 +40,7 @@ TEST_P(TwoLevelClosedLoopAtRest, recoversTheBaseWithBothLevelsOrEitherAlone)
     const auto [parity, tilt] = GetParam();
     PoseSource source(static_cast<unsigned int>(70 + parity) + static_cast<unsigned int>(tilt));
     std::vector<double> errors[3];
-    for (int n = 0; n < 5000; ++n) {
+    for (int n = 0; n < kor_test::rounds(5000); ++n) {
         const TwoLevelSensor sensor(ordinarySensor(source, parity));
         const Pose pose = mounted(source.tilted(0.01, tilt, 30), parity);
         const std::array<double, 3> error = errorsAtRest(sensor, pose);
