@@ -214,7 +214,7 @@ public:
 
     void add(std::unique_ptr<Input> input)
     {
-        constexpr std::uint64_t kProgressMask = 1023; // rows between two looks at the clock, less one
+        constexpr std::uint64_t kRowsBetweenLooks = 1023; // rows between two looks at the clock, less one
         Problem problem;
         const auto reader = recordings::RecordReader<Record>::open(std::move(input), m_plan.inputFormat, problem);
         if (!reader) {
@@ -229,7 +229,7 @@ public:
         m_part = reader->title();
         Record record;
         for (Step step; (step = reader->next(record)) != Step::end;) {
-            if ((m_counts.read & kProgressMask) == 0) {
+            if ((m_counts.read & kRowsBetweenLooks) == 0) {
                 progress.update(reader->consumed(), m_counts.read);
             }
             if (step == Step::sample) {
