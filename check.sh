@@ -38,8 +38,8 @@ quietly ctest --preset asan -j "$jobs" -L unit
 step "g++: build"
 built dev
 
-step "MinGW: build; tests under Wine"
-built mingw
+step "MinGW: build; tests of DLL, program and archive under Wine"
+built mingw -DKORINTERFACE_TESTS_SMOKE=ON
 quietly ctest --preset mingw -j "$jobs"
 
 step "g++: all tests"

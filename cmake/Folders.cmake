@@ -22,12 +22,15 @@ function(kor_folder name)
 endfunction()
 
 # A folder beside the library: it stands on the public headers, like any host, and on the folders that it names.
+#   PLAIN  without the library's own compiler options
 function(kor_side_folder name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+  cmake_parse_arguments(ARG "PLAIN" "" "SOURCES;USES" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name} PUBLIC ${ARG_USES} PRIVATE kor_build_flags)
-  target_compile_options(${name} PRIVATE ${KORINTERFACE_LIBRARY_OPTIONS})
+  if(NOT ARG_PLAIN)
+    target_compile_options(${name} PRIVATE ${KORINTERFACE_LIBRARY_OPTIONS})
+  endif()
   set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_EXTENSIONS OFF)
 endfunction()

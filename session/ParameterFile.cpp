@@ -349,7 +349,7 @@ int LoadParameterFile(ParameterFile& file, const char* path)
     });
 }
 
-int LoadParameterBytes(ParameterFile& file, const char* bytes, std::size_t size)
+int LoadParameterBytes(ParameterFile& file, const char* bytes, unsigned long long size)
 {
     return guarded(file, [bytes, size](ParameterFileData& data) {
         if (bytes == nullptr) {

@@ -167,7 +167,7 @@ KORINTERFACE_API int LoadParameterFile(ParameterFile& file, const char* director
 KORINTERFACE_API int LoadParameterFile(ParameterFile& file, const char* path);
 
 /// The same for bytes in memory, which may hold any ID.
-KORINTERFACE_API int LoadParameterBytes(ParameterFile& file, const char* bytes, std::size_t size);
+KORINTERFACE_API int LoadParameterBytes(ParameterFile& file, const char* bytes, unsigned long long size);
 
 } // namespace kor
 
