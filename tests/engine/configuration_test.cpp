@@ -1,5 +1,6 @@
 // The set operations: what they check, what they store, what a failing call leaves alone.
 #include "engine/engine_pair.h"
+#include "mek/CEncoder.h"
 
 #include <climits>
 #include <functional>
@@ -79,10 +80,10 @@ TEST(ParameterGroups, aCountBeyondTheGroupCopiesTheGroupOnly)
                 EXPECT_EQ((pair.engine.*group.set)(values.data(), count), 0) << group.name;
             }
         }
-        std::copy_n(ramp(8, 0.5F).begin(), 8, pair.literal.scaleFactors.begin());
-        std::copy_n(ramp(6, 0.5F).begin(), 6, pair.literal.qvc.begin());
-        std::copy_n(ramp(7, 0.5F).begin(), 7, pair.literal.level1.begin());
-        std::copy_n(ramp(7, 0.5F).begin(), 7, pair.literal.level2.begin());
+        pair.literal.setScaleFactors(ramp(8, 0.5F).data(), 8);
+        pair.literal.setQVCParameters(ramp(6, 0.5F).data(), 6);
+        pair.literal.setLevel1Parameters(ramp(7, 0.5F).data(), 7);
+        pair.literal.setLevel2Parameters(ramp(7, 0.5F).data(), 7);
         pair.mountMode(mode);
         pair.feedBoth(sampleWithLevels(1, 2));
         pair.feedBoth(sampleWithLevels(1, 2));
@@ -464,8 +465,8 @@ void expectTheFirstNineValues(int n)
     std::vector<double> larger(kSkewed.begin(), kSkewed.end());
     EXPECT_EQ(pair.engine.setMachineMatrix(larger.data(), n), 0);
     EXPECT_EQ(pair.engine.setLocalMatrix(larger.data(), n), 0);
-    pair.literal.machine = kSkewed;
-    pair.literal.setLocal(kSkewed);
+    pair.literal.setMachineMatrix(kSkewed.data(), 3);
+    pair.literal.setLocalMatrix(kSkewed.data(), 3);
     pair.feedBoth(sampleWithLevels(1, 2));
     pair.feedBoth(sampleWithLevels(2, 1));
     pair.mcs(false);
@@ -497,10 +498,8 @@ TEST(Matrices, aSmallerMatrixReplacesTheFirstValuesOnly)
         smaller.resize(count);
         EXPECT_EQ(pair.engine.setMachineMatrix(smaller.data(), n), 0);
         EXPECT_EQ(pair.engine.setLocalMatrix(smaller.data(), n), 0);
-        std::copy_n(smaller.begin(), count, pair.literal.machine.begin());
-        std::copy_n(smaller.begin(), count, pair.literal.local.begin());
-        std::copy_n(smaller.begin(), count, pair.literal.localInverse.begin());
-        mek::MatrixInverse(pair.literal.localInverse.data(), n);
+        pair.literal.setMachineMatrix(smaller.data(), n);
+        pair.literal.setLocalMatrix(smaller.data(), n);
         pair.feedBoth(sampleWithLevels(1, 2));
         pair.feedBoth(sampleWithLevels(2, 1));
         pair.mcs(false);

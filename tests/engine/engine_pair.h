@@ -2,7 +2,7 @@
 #pragma once
 
 #include "KORInterface/KORInterface.h"
-#include "engine/literal_engine.h"
+#include "literal/Engine.h"
 #include "support/Float.h"
 #include "support/Matrices.h"
 
@@ -121,116 +121,102 @@ public:
     void scaleFactors(const std::array<float, 8>& values)
     {
         EXPECT_EQ(engine.setScaleFactors(values.data(), 8), 0);
-        literal.scaleFactors = values;
+        literal.setScaleFactors(values.data(), 8);
     }
 
     void qvc(const std::array<float, 6>& values)
     {
         EXPECT_EQ(engine.setQVCParameters(values.data(), 6), 0);
-        literal.qvc = values;
+        literal.setQVCParameters(values.data(), 6);
     }
 
     void level1(const std::array<float, 7>& values)
     {
         EXPECT_EQ(engine.setLevel1Parameters(values.data(), 7), 0);
-        literal.level1 = values;
+        literal.setLevel1Parameters(values.data(), 7);
     }
 
     void level2(const std::array<float, 7>& values)
     {
         EXPECT_EQ(engine.setLevel2Parameters(values.data(), 7), 0);
-        literal.level2 = values;
+        literal.setLevel2Parameters(values.data(), 7);
     }
 
     // knots holds the three extra values too.
     void levelX(const std::vector<float>& knots, const std::vector<double>& coefficients)
     {
-        literal.levelXCount = static_cast<int>(knots.size()) - 3;
-        EXPECT_EQ(engine.setLevelXComp(literal.levelXCount, knots.data(), coefficients.data()), 0);
-        literal.levelXKnots = knots;
-        literal.levelXCoefficients = coefficients;
+        const int count = static_cast<int>(knots.size()) - 3;
+        EXPECT_EQ(engine.setLevelXComp(count, knots.data(), coefficients.data()), 0);
+        literal.setLevelXComp(count, knots.data(), coefficients.data());
     }
 
     void levelY(const std::vector<float>& knots, const std::vector<double>& coefficients)
     {
-        literal.levelYCount = static_cast<int>(knots.size()) - 3;
-        EXPECT_EQ(engine.setLevelYComp(literal.levelYCount, knots.data(), coefficients.data()), 0);
-        literal.levelYKnots = knots;
-        literal.levelYCoefficients = coefficients;
+        const int count = static_cast<int>(knots.size()) - 3;
+        EXPECT_EQ(engine.setLevelYComp(count, knots.data(), coefficients.data()), 0);
+        literal.setLevelYComp(count, knots.data(), coefficients.data());
     }
 
     void azimuth(const std::vector<float>& table)
     {
         const int count = static_cast<int>(table.size() / 2);
         EXPECT_EQ(engine.setAzimuthComp(count, table.data()), 0);
-        literal.azimuthTable = table;
-        literal.azimuthEncoder.setCalTable(literal.azimuthTable.data(), count);
+        literal.setAzimuthComp(count, table.data());
     }
 
     void elevation(const std::vector<float>& table)
     {
         const int count = static_cast<int>(table.size() / 2);
         EXPECT_EQ(engine.setElevationComp(count, table.data()), 0);
-        literal.elevationTable = table;
-        literal.elevationEncoder.setCalTable(literal.elevationTable.data(), count);
+        literal.setElevationComp(count, table.data());
     }
 
     void encoderOffset(F_VECTOR2 offset)
     {
         EXPECT_EQ(engine.setEncoderOffset(offset), 0);
-        literal.encoderOffset[0] = static_cast<double>(offset.x);
-        literal.encoderOffset[1] = static_cast<double>(offset.y);
+        literal.setEncoderOffset(offset);
     }
 
     void tiltOffset(F_VECTOR2 offset)
     {
         EXPECT_EQ(engine.setTiltOffset(offset), 0);
-        literal.tiltOffset[0] = offset.x;
-        literal.tiltOffset[1] = offset.y;
+        literal.setTiltOffset(offset);
     }
 
     void thermal(F_VECTOR4 factor)
     {
         EXPECT_EQ(engine.setThermalFactor(factor), 0);
-        literal.thermal[0] = factor.x;
-        literal.thermal[1] = factor.y;
-        literal.thermal[2] = factor.z;
-        literal.thermal[3] = factor.w;
+        literal.setThermalFactor(factor);
     }
 
     void localMatrix(const Matrix& matrix)
     {
         EXPECT_EQ(engine.setLocalMatrix(matrix.data(), 3), 0);
-        literal.setLocal(matrix);
+        literal.setLocalMatrix(matrix.data(), 3);
     }
 
     void machineMatrix(Matrix matrix)
     {
         EXPECT_EQ(engine.setMachineMatrix(matrix.data(), 3), 0);
-        literal.machine = matrix;
+        literal.setMachineMatrix(matrix.data(), 3);
     }
 
     void mcs(bool flag)
     {
         EXPECT_EQ(engine.setMcsFlag(flag), 0);
-        literal.mcs = flag;
+        literal.setMcsFlag(flag);
     }
 
     void psd(int first, int second, int divisor)
     {
         EXPECT_EQ(engine.setPSDParameters(first, second, divisor), 0);
-        literal.psdFirst = first;
-        literal.psdSecond = second;
-        literal.psdDivisor = divisor;
+        literal.setPSDParameters(first, second, divisor);
     }
 
     void store(const std::array<float, 7>& dynamic, const std::array<float, 3>& a, const std::array<float, 3>& b)
     {
         EXPECT_EQ(LoadParameterStore(engine, dynamic.data(), a.data(), b.data()), 0);
-        literal.storeLoaded = true;
-        literal.dynamic = dynamic;
-        literal.storeA = a;
-        literal.storeB = b;
+        literal.loadParameterStore(dynamic.data(), a.data(), b.data());
     }
 
     void mountMode(int mode)
@@ -244,12 +230,12 @@ public:
     {
         const KOR_INFO got = feed(engine, raw);
         KOR_INFO wanted;
-        literal.update(raw, wanted);
+        literal.updateKORData(raw, wanted);
         EXPECT_TRUE(sameResult(got, wanted));
 
         Matrix gotMatrix{};
         Matrix wantedMatrix{};
-        EXPECT_EQ(engine.ReadMatrix(gotMatrix.data()), literal.readMatrix(wantedMatrix));
+        EXPECT_EQ(engine.ReadMatrix(gotMatrix.data()), literal.ReadMatrix(wantedMatrix.data()));
         EXPECT_TRUE(sameBitsThroughout(gotMatrix, wantedMatrix));
         return got;
     }

@@ -364,9 +364,7 @@ TEST(EngineCopy, sharesTheParameterStore)
     const std::array<float, 3> a = {1, 2, 3};
     const std::array<float, 3> b = {4, 5, 6};
     EXPECT_EQ(LoadParameterStore(copy, dynamic.data(), a.data(), b.data()), 0);
-    pair.literal.storeLoaded = true;
-    pair.literal.storeA = a;
-    pair.literal.storeB = b;
+    pair.literal.loadParameterStore(dynamic.data(), a.data(), b.data());
     const KOR_INFO with = pair.feedBoth(tiltedSample());
     EXPECT_NE(with.sensorOut[0], without.sensorOut[0]);
 }

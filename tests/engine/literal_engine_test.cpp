@@ -321,10 +321,10 @@ TEST(EngineAgainstReference, twoLevelSequencesAreTheSameToTheBit)
             Source again(seed + 100);
             again.configure(pair);
             const std::vector<float> knots = {-5, 5, -5, 5, 0};
-            if (pair.literal.levelXKnots.empty()) {
+            if (pair.literal.levelX.knots.values == nullptr) {
                 pair.levelX(knots, {-5, 1, 0, 0, 5, 1, 0, 0});
             }
-            if (pair.literal.levelYKnots.empty()) {
+            if (pair.literal.levelY.knots.values == nullptr) {
                 pair.levelY(knots, {-5, 1, 0, 0, 5, 1, 0, 0});
             }
         };
@@ -346,8 +346,8 @@ TEST(EngineAgainstReference, twoLevelSequencesAreTheSameToTheBit)
                 pair.literal.setMountMode(seed % 2 == 0 ? 10 : 9);
             }
             Record record{};
-            pair.literal.update(samples[i++], record.info);
-            record.code = pair.literal.readMatrix(record.matrix);
+            pair.literal.updateKORData(samples[i++], record.info);
+            record.code = pair.literal.ReadMatrix(record.matrix.data());
             return record;
         });
         for (std::size_t i = 0; i < kSamples; ++i) {

@@ -1,5 +1,7 @@
 // Composition of the result matrix and the three orientation angles.
 #include "engine/engine_pair.h"
+#include "mek/Matrix.h"
+#include "support/LiteralPolarizer.h"
 
 #include <cmath>
 #include <limits>

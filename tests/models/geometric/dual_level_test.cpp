@@ -1,6 +1,6 @@
 // Dual-level model: every branch against a flat reference to the bit, and the behaviour of each part by itself.
 #include "KORInterface/CKorDualLevel.h"
-#include "LiteralDualLevel.h"
+#include "Literal.h"
 #include "Samples.h"
 #include "support/Poses.h"
 

@@ -7,7 +7,7 @@
 #include "KORInterface/CKorThreeVec.h"
 #include "KORInterface/CKorThreeVec2Levelv2.h"
 #include "KORInterface/ParameterStore.h"
-#include "LiteralMath.h"
+#include "Literal.h"
 #include "Samples.h"
 
 #include <gtest/gtest.h>

@@ -1,7 +1,7 @@
 // Pendulum model in a closed loop with a perfect sensor: its accuracy, the bias of its tolerance, where it must fail.
 #include "Errors.h"
 #include "KORInterface/CKorPendulum.h"
-#include "LiteralPendulum.h"
+#include "Literal.h"
 #include "Samples.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // Pendulum model: every branch against a flat reference to the bit, and the behaviour of each part by itself.
 #include "KORInterface/CKorPendulum.h"
-#include "LiteralPendulum.h"
+#include "Literal.h"
 #include "Samples.h"
 #include "support/Poses.h"
 #include "support/Rounds.h"

@@ -1,6 +1,6 @@
 // Three-vector model: every branch against a flat reference to the bit, and the behaviour of each part by itself.
 #include "KORInterface/CKorThreeVec.h"
-#include "LiteralThreeVec.h"
+#include "Literal.h"
 #include "Samples.h"
 #include "support/Poses.h"
 

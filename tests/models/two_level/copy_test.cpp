@@ -205,7 +205,7 @@ TEST_F(TwoLevelV2Copy, goesOnWhereItsSourceStood)
     const Call next = callAt(sensor.read(poses.tilted(1, 2, 30)), 41);
     std::array<double, 9> wanted = next.io;
     std::array<double, 9> got{};
-    ASSERT_TRUE(pair.literal.run(next, wanted));
+    ASSERT_TRUE(pair.literal.run(next, wanted.data()));
     ASSERT_TRUE(run(copy, next, prm, got));
     EXPECT_TRUE(sameBitsThroughout(got, wanted));
 }

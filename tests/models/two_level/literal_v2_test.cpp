@@ -239,7 +239,7 @@ TEST_P(TwoLevelV2StrangeLag, readsSomeRowOfTheRing)
         const bool ok = run(model, call, prm, got);
         for (const auto& candidate : candidates) {
             std::array<double, 9> wanted = call.io;
-            candidate->possible = candidate->literal->run(call, wanted) == ok && candidate->possible &&
+            candidate->possible = candidate->literal->run(call, wanted.data()) == ok && candidate->possible &&
                                   sameBitsThroughout(got, wanted) && model.holdsWhat(*candidate->literal);
         }
     }

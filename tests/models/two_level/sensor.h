@@ -1,7 +1,7 @@
 // The simulated sensor with the parameters of a two-level model, and what a host calls the model with.
 #pragma once
 
-#include "models/two_level/literal_two_level.h"
+#include "literal/TwoLevel.h"
 #include "support/SimulatedSensor.h"
 
 #include <array>

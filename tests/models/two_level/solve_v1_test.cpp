@@ -1,4 +1,5 @@
 // What the first two-level model does, one behaviour a test.
+#include "mek/Vector.h"
 #include "models/two_level/sensor.h"
 #include "models/two_level/two_level.h"
 
@@ -19,7 +20,7 @@ protected:
         double spherical[3] = {call.io[0], call.io[1], call.io[2]};
         literal::elevationAxis(prm.qvc[5], axis);
         literal::sightAtZero(static_cast<double>(prm.qvc[3]), static_cast<double>(prm.qvc[4]), u);
-        mek::mlaRotateAroundAxis(axis, call.io[6] - prm.elRef * kLiteralDeg, u, dir);
+        mek::mlaRotateAroundAxis(axis, call.io[6] - prm.elRef * literal::kDeg, u, dir);
         mek::ConvertCartesianToSphericalCoordinates(spherical);
         Matrix out{};
         model.GetF1(level == 1 ? prm.level1.data() : prm.level2.data(), value, dir, spherical[0], spherical[1], 3,
@@ -30,7 +31,7 @@ protected:
     Call ordinary(const Pose& pose, int n) const
     {
         Call call = callAt(sensor.read(pose), n);
-        call.io[5] = prm.azRef * kLiteralDeg;
+        call.io[5] = prm.azRef * literal::kDeg;
         return call;
     }
 

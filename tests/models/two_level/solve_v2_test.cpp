@@ -1,4 +1,5 @@
 // What the second two-level model does, one behaviour a test.
+#include "mek/Vector.h"
 #include "models/two_level/motion.h"
 #include "models/two_level/two_level.h"
 
@@ -33,7 +34,7 @@ protected:
         literal::elevationAxis(prm.qvc[5], axis);
         literal::sightAtZero(static_cast<double>(prm.qvc[3]), static_cast<double>(prm.qvc[4]), u);
         literal::levelAxis(level == 1 ? prm.level1.data() : prm.level2.data(), levelAxis);
-        mek::mlaRotateAroundAxis(axis, sample[6] - prm.elRef * kLiteralDeg, u, dir);
+        mek::mlaRotateAroundAxis(axis, sample[6] - prm.elRef * literal::kDeg, u, dir);
         mek::ConvertCartesianToSphericalCoordinates(spherical);
         Matrix out{};
         EXPECT_TRUE(pair.model.GetF1(levelAxis, angle, dir, spherical[0], spherical[1], 3, out.data()));
@@ -49,7 +50,7 @@ protected:
     // The stage's rotation behind the last result.
     Matrix stage() const
     {
-        return multiply(pair.io, rotationZ((sensor.read(pose)[5] - prm.azRef * kLiteralDeg) * kLiteralRad));
+        return multiply(pair.io, rotationZ((sensor.read(pose)[5] - prm.azRef * literal::kDeg) * literal::kRad));
     }
 
     PoseSource source;
@@ -480,7 +481,7 @@ TEST_F(TwoLevelV2CalTranx, countsAMatrixThatWasNeverSolvedAsZeros)
     pair.set(prm);
     for (int n = 1; n <= 40; ++n) {
         Call call = standing(n);
-        call.io[6] = prm.elRef * kLiteralDeg;
+        call.io[6] = prm.elRef * literal::kDeg;
         ASSERT_TRUE(pair.feed(call));
         if (n >= 6) {
             ASSERT_TRUE(isFinite(pair.io));
@@ -508,15 +509,15 @@ TEST_F(TwoLevelV2CalTranx, startsTheRotationAtZeroAfterANotANumber)
         prm.level1[3] = 20.0F + 0.005F * static_cast<float>(i);
         double axis[3];
         literal::levelAxis(prm.level1.data(), axis);
-        const double nearest = 90.0 - std::acos(axis[1]) / kLiteralRad;
+        const double nearest = 90.0 - std::acos(axis[1]) / literal::kRad;
         for (int step = -40; step <= 40; ++step) {
             const double unit = std::ldexp(1.0, -44);
             const double candidate = (std::round(nearest / unit) + step) * unit;
             double g[3] = {0.0, 0.0, -1.0};
             double s[3];
             double c[3];
-            if (mek::solveVectorsRelAng(g, dir, axis, -90.0 * kLiteralRad * kLiteralDeg + 90.0, 90.0 - candidate, s) !=
-                0) {
+            if (mek::solveVectorsRelAng(g, dir, axis, -90.0 * literal::kRad * literal::kDeg + 90.0, 90.0 - candidate,
+                                        s) != 0) {
                 continue;
             }
             mek::CrossMultiply(s, dir, c);

@@ -5,7 +5,7 @@
 #include "KORInterface/CKorThreeVec2Level.h"
 #include "KORInterface/CKorThreeVec2Levelv2.h"
 
-#include "models/two_level/literal_two_level.h"
+#include "literal/TwoLevel.h"
 #include "support/Float.h"
 #include "support/Matrices.h"
 
@@ -141,9 +141,9 @@ public:
                       sameBitsIn("accL2", m_accL2, wanted.path[1].estimator.acceleration, 3),
                       sameBitsIn("accAlongL2", &m_accAlongL2, &wanted.path[1].along, 1),
                       sameBitsIn("level2Filtered", &m_level2Filtered, &wanted.path[1].filtered, 1),
-                      sameBitsIn("filterBufL1", m_filterBufL1, wanted.path[0].average.buffer.data(),
+                      sameBitsIn("filterBufL1", m_filterBufL1, wanted.path[0].average.buffer.get(),
                                  std::min<std::size_t>(80, m_filterCountL1)),
-                      sameBitsIn("filterBufL2", m_filterBufL2, wanted.path[1].average.buffer.data(),
+                      sameBitsIn("filterBufL2", m_filterBufL2, wanted.path[1].average.buffer.get(),
                                  std::min<std::size_t>(80, m_filterCountL2)),
                       sameBitsIn("lastLevel2Output", &m_lastLevel2Output, &wanted.lastLevel2, 1),
                       sameBitsIn("driftA", &m_driftA, &wanted.driftA, 1),
@@ -228,7 +228,7 @@ public:
     {
         ++calls;
         std::array<double, 9> wanted = call.io;
-        const bool wantedOk = literal.run(call, wanted);
+        const bool wantedOk = literal.run(call, wanted.data());
         ok = run(model, call, literal.prm, io);
         if (ok != wantedOk) {
             return ::testing::AssertionFailure() << "call " << calls << " returned " << ok << ", wanted " << wantedOk;
