@@ -15,7 +15,7 @@ tells() { # STATUS STREAM COMMAND [ARGUMENT...]: ends with the status, at once, 
     [ "$2" = out ] || [ ! -s "$work/out" ] || { cat "$work/out"; echo "output beside the refusal: ${*:3}"; exit 1; }
 }
 
-for script in fuzz/run.sh tests/reference/campaign.sh ./demo.sh; do
+for script in fuzz/run.sh tests/reference/campaign.sh tests/equality/campaign.sh ./demo.sh; do
     tells 0 out "$script" --help
     tells 0 out "$script" -h
 done
@@ -27,6 +27,9 @@ tells 64 err tests/reference/campaign.sh
 tells 64 err tests/reference/campaign.sh /bin/true
 tells 64 err tests/reference/campaign.sh /nonexistent 1
 tells 64 err tests/reference/campaign.sh /bin/true 1 2x
+tells 64 err tests/equality/campaign.sh /bin/true 1
+tells 64 err tests/equality/campaign.sh /nonexistent 1 1
+tells 64 err tests/equality/campaign.sh /bin/true 1x 1
 tells 64 err ./demo.sh quickly
 
 # demo.sh tells how far its build is while it runs, and nothing when there is nothing to build.
