@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <type_traits>
 
 #include "mek/Scratch.h"
 #include "mek/Values.h"
@@ -48,11 +47,9 @@ std::ptrdiff_t pivotRow(const double* work, std::ptrdiff_t n, std::ptrdiff_t k, 
 }
 
 // Gauss-Jordan elimination of [m | I], held in `work` as n rows of 2 n. Columns left of k are finished and no longer
-// read, so each step starts at column k. `Size` is an integer, or an integer constant for the compiler to unroll.
-template <typename Size>
-bool eliminate(double* m, Size size, double* work)
+// read, so each step starts at column k. The size of the per-sample path, 3, has an elimination of its own: invert.
+bool eliminate(double* m, std::ptrdiff_t n, double* work)
 {
-    const std::ptrdiff_t n = size;
     const std::ptrdiff_t width = 2 * n;
     const double threshold = static_cast<double>(n) * kEpsilon * largestMagnitude(m, n * n);
 
@@ -115,9 +112,12 @@ bool MatrixInverse(double* m, int n) noexcept
         return false;
     }
     if (n == 3) {
-        // The size of the per-sample path.
-        double work[2 * 3 * 3];
-        return eliminate(m, std::integral_constant<std::ptrdiff_t, 3>{}, work);
+        Mat3 inverse = loadMat3(m);
+        if (!invert(inverse)) {
+            return false;
+        }
+        store(inverse, m);
+        return true;
     }
     const auto size = static_cast<std::uint64_t>(n);
     Scratch<2 * kNearSize * kNearSize> work(2 * size * size);

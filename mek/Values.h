@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <utility>
 
 #include "mek/Arithmetic.h"
 #include "mek/Literals.h"
@@ -149,6 +150,87 @@ constexpr Mat3 transpose(const Mat3& a) noexcept
 constexpr Mat3 columns(const Vec3& a, const Vec3& b, const Vec3& c) noexcept
 {
     return {{a.x, b.x, c.x, a.y, b.y, c.y, a.z, b.z, c.z}};
+}
+
+/// A row under elimination: its elements, and the row of the input that it was.
+struct EliminationRow {
+    Vec3 e;
+    std::size_t place;
+};
+
+/// Exchanges `first` with the row below it that has the largest magnitude in a column.
+/// Returned  ok  false: that magnitude is not above the threshold, or a magnitude is NaN
+template <double Vec3::*Column>
+inline bool bringPivot(double threshold, EliminationRow& first, EliminationRow& second, EliminationRow& third) noexcept
+{
+    const double magnitude1 = std::fabs(first.e.*Column);
+    const double magnitude2 = std::fabs(second.e.*Column);
+    const double magnitude3 = std::fabs(third.e.*Column);
+    if (magnitude2 > magnitude1 || magnitude3 > magnitude1) {
+        std::swap(first, magnitude3 > magnitude2 ? third : second);
+    }
+    return std::fabs(first.e.*Column) > threshold && !std::isnan(magnitude2) && !std::isnan(magnitude3);
+}
+
+/// Inverse in place: MatrixInverse of a 3 x 3 matrix.
+/// Given     a   any matrix
+/// Returned  a   the inverse; exactly as it was when the result is false
+///           ok  false: singular, by the rule of MatrixInverse
+/// Notes  1  The same elimination with the same pivots and the same bits (tests/mek/matrix_test.cpp). The columns of
+/// the
+///           identity are not carried along: one takes the place of each column that is done. Until then it holds
+///           zeros, and below the diagonal 1; only the signs of the zeros above the diagonal have to be known, 0 over
+///           the pivots.
+inline bool invert(Mat3& a) noexcept
+{
+    double largest = 0.0;
+    for (const double element : a.m) {
+        const double magnitude = std::fabs(element);
+        largest = magnitude > largest ? magnitude : largest; // NaNs do not count
+    }
+    const double threshold = 3.0 * 0x1p-52 * largest;
+
+    EliminationRow r0 = {{a.m[0], a.m[1], a.m[2]}, 0};
+    EliminationRow r1 = {{a.m[3], a.m[4], a.m[5]}, 1};
+    EliminationRow r2 = {{a.m[6], a.m[7], a.m[8]}, 2};
+
+    // First column.
+    if (!bringPivot<&Vec3::x>(threshold, r0, r1, r2)) {
+        return false;
+    }
+    const double pivot0 = r0.e.x;
+    r0.e = Vec3{1.0, r0.e.y, r0.e.z} / pivot0;
+    r1.e = Vec3{0.0, r1.e.y, r1.e.z} - r1.e.x * r0.e;
+    r2.e = Vec3{0.0, r2.e.y, r2.e.z} - r2.e.x * r0.e;
+    const double zero0 = std::copysign(0.0, pivot0);
+
+    // Second column.
+    if (!bringPivot<&Vec3::y>(threshold, r1, r2, r2)) {
+        return false;
+    }
+    const double pivot1 = r1.e.y;
+    r1.e = Vec3{r1.e.x, 1.0, r1.e.z} / pivot1;
+    const double zero1 = std::copysign(0.0, pivot1);
+    const double zero01 = zero0 - r0.e.y * zero1;
+    r0.e = Vec3{r0.e.x, zero0, r0.e.z} - r0.e.y * r1.e;
+    r2.e = Vec3{r2.e.x, 0.0, r2.e.z} - r2.e.y * r1.e;
+
+    // Third column.
+    if (!(std::fabs(r2.e.z) > threshold)) {
+        return false;
+    }
+    r2.e = Vec3{r2.e.x, r2.e.y, 1.0} / r2.e.z;
+    r0.e = Vec3{r0.e.x, r0.e.y, zero01} - r0.e.z * r2.e;
+    r1.e = Vec3{r1.e.x, r1.e.y, zero1} - r1.e.z * r2.e;
+
+    // The rows were exchanged; the columns of the inverse go back to where they belong.
+    const Vec3 rows[3] = {r0.e, r1.e, r2.e};
+    for (std::size_t i = 0; i < 3; ++i) {
+        a.m[3 * i + r0.place] = rows[i].x;
+        a.m[3 * i + r1.place] = rows[i].y;
+        a.m[3 * i + r2.place] = rows[i].z;
+    }
+    return true;
 }
 
 // Turns, right-handed: a positive angle carries the next axis (x -> y -> z -> x) towards the one after it.

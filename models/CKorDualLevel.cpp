@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "mek/Literals.h"
-#include "mek/Matrix.h"
 #include "mek/Values.h"
 #include "models/Geometry.h"
 #include "models/ParameterArrays.h"
@@ -101,7 +100,7 @@ bool CKorDualLevel::CalTranxMatrix(double* const matrix, double angle1, double a
 
     // The sensor's own axes taken out.
     mek::Mat3 axes = mek::rotationZ(e1) * mek::rotationY(e2);
-    const bool ok = mek::MatrixInverse(axes.m, 3);
+    const bool ok = mek::invert(axes);
     mek::store(frame * axes, matrix);
     return ok;
 }

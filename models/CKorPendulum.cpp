@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "mek/Literals.h"
-#include "mek/Matrix.h"
 #include "mek/Values.h"
 #include "models/Geometry.h"
 #include "models/ParameterArrays.h"
@@ -111,7 +110,7 @@ bool CKorPendulum::CalTranxMatrix(double* const matrix, double angle1, double an
     // iteration its frame is used, converged or not.
     const mek::Mat3 elevationTurn = mek::rotationY(e2);
     mek::Mat3 elevationTurnBack = elevationTurn;
-    mek::MatrixInverse(elevationTurnBack.m, 3);
+    mek::invert(elevationTurnBack);
     mek::Mat3 frame;
     double rho = target;
     for (int iteration = 0; iteration < kMostIterations; ++iteration) {
@@ -129,7 +128,7 @@ bool CKorPendulum::CalTranxMatrix(double* const matrix, double angle1, double an
 
     // The sensor's own axes taken out.
     mek::Mat3 axes = mek::rotationZ(e1) * elevationTurn;
-    const bool ok = mek::MatrixInverse(axes.m, 3);
+    const bool ok = mek::invert(axes);
     mek::store(frame * axes, matrix);
     return ok;
 }
