@@ -8,7 +8,7 @@
 
 #include "KORInterface/Status.h"
 #include "engine/State.h"
-#include "mek/Matrix.h"
+#include "mek/Values.h"
 
 namespace {
 
@@ -60,7 +60,7 @@ void CKor::Destroy()
     s.modelKind = kor::OrientationModel::none;
     s.lastSample = {};
     s.matrixValid = false;
-    mek::EyeMatrix(s.resultMatrix, 3);
+    mek::store(mek::identity(), s.resultMatrix);
     s.levelX.knots = {};
     s.levelX.coefficients = {};
     s.levelY.knots = {};

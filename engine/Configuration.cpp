@@ -1,5 +1,6 @@
 // The host's set operations and the choice of the orientation model.
 #include <algorithm>
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -50,15 +51,26 @@ std::size_t matrixElements(int n)
 template <typename Value>
 bool makeRoom(kor::Table<Value>& table, std::size_t size)
 {
-    if (table.values == nullptr) {
+    if (table.content == nullptr) {
         try {
-            table.values = std::shared_ptr<Value[]>(new Value[size]());
-            table.capacity = size;
+            auto content = std::make_shared<typename kor::Table<Value>::Content>();
+            content->values = std::make_unique<Value[]>(size);
+            content->capacity = size;
+            table.content = std::move(content);
         } catch (const std::bad_alloc&) {
             return false;
         }
     }
-    return size <= table.capacity;
+    return size <= table.content->capacity;
+}
+
+constinit std::atomic<std::uint64_t> g_revisions{0};
+
+template <typename Value>
+void write(kor::Table<Value>& table, const Value* values, std::size_t size)
+{
+    std::copy_n(values, size, table.content->values.get());
+    table.content->revision = ++g_revisions;
 }
 
 int setLevelComp(kor::LevelCompensation& level, int count, const float* knots, const double* coefficients,
@@ -74,8 +86,8 @@ int setLevelComp(kor::LevelCompensation& level, int count, const float* knots, c
         return kor::kBadArgument;
     }
     next.count = count;
-    std::copy_n(knots, rows + 3, next.knots.values.get());
-    std::copy_n(coefficients, 4 * rows, next.coefficients.values.get());
+    write(next.knots, knots, rows + 3);
+    write(next.coefficients, coefficients, 4 * rows);
     level = std::move(next);
     return kor::kSuccess;
 }
@@ -92,8 +104,8 @@ int setEncoderComp(kor::Table<float>& table, std::int32_t& storedCount, mek::CEn
         return kor::kBadArgument;
     }
     storedCount = count;
-    std::copy_n(values, size, table.values.get());
-    encoder.setCalTable(table.values.get(), count);
+    write(table, values, size);
+    encoder.setCalTable(table.values(), count);
     return kor::kSuccess;
 }
 

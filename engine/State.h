@@ -10,6 +10,7 @@
 #include "KORInterface/OrientationModel.h"
 #include "engine/ParameterStore.h"
 #include "mek/CEncoder.h"
+#include "mek/Spline.h"
 #include "platform/Lock.h"
 
 namespace kor {
@@ -17,15 +18,25 @@ namespace kor {
 /// A table that the first call allocates, that keeps its size from then on, and that copies of the engine share.
 template <typename Value>
 struct Table {
-    std::shared_ptr<Value[]> values;
-    std::size_t capacity = 0;
+    struct Content {
+        std::unique_ptr<Value[]> values;
+        std::size_t capacity = 0;
+        std::uint64_t revision = 0; ///< set by every write, never the same twice in a process
+    };
+    std::shared_ptr<Content> content;
+
+    Value* values() const { return content == nullptr ? nullptr : content->values.get(); }
+
+    /// Number by which an engine sees that the table was written, perhaps through a copy; 0 without a table.
+    std::uint64_t revision() const { return content == nullptr ? 0 : content->revision; }
 };
 
 /// Spline of one level: count knots (and three extra values), four coefficients per interval.
 struct LevelCompensation {
     std::int32_t count = 0;
-    Table<float> knots;
+    Table<float> knots; ///< whose revision counts for the coefficients too
     Table<double> coefficients;
+    mek::SplinePiece piece; ///< of the last sample; each engine's own
 };
 
 /// One level's current run of samples inside its table.

@@ -8,8 +8,8 @@
 #include "engine/Angles.h"
 #include "engine/State.h"
 #include "mek/Literals.h"
-#include "mek/Matrix.h"
 #include "mek/Spline.h"
+#include "mek/Values.h"
 
 namespace {
 
@@ -34,31 +34,28 @@ float levelXInput(std::int32_t mode, const KOR_RAWINFO& raw)
 }
 
 // Level reading through its spline, less the tilt offset, times the thermal factor.
-float correctedLevel(const kor::LevelCompensation& level, float reading, float tiltOffset, float thermalGain,
+float correctedLevel(kor::LevelCompensation& level, float reading, float tiltOffset, float thermalGain,
                      float thermalOffset, float temperature, bool* outOfRange)
 {
-    float value = mek::CalcSpline(true, level.knots.values.get(), level.coefficients.values.get(), level.count - 1,
-                                  reading, outOfRange);
+    float value = mek::calcSplineNear(level.piece, level.knots.revision(), level.knots.values(),
+                                      level.coefficients.values(), level.count - 1, reading, outOfRange);
     value -= tiltOffset;
     value *= thermalGain * temperature + thermalOffset;
     return value;
 }
 
-float calibrated(mek::CEncoder& encoder, float reading)
+float calibrated(mek::CEncoder& encoder, const kor::Table<float>& table, float reading)
 {
     encoder.setRawReading(reading);
-    return encoder.encCalibration(reading);
+    return encoder.encCalibration(reading, table.revision());
 }
 
 // 24-bit two's complement. Kept: the sign starts above 2^23, not at it.
 float temperature(std::int32_t count)
 {
-    constexpr double kHalfRange = 8388608.0;
-    constexpr double kFullRange = 16777216.0;
-    double value = static_cast<double>(count);
-    if (value > kHalfRange) {
-        value -= kFullRange;
-    }
+    constexpr std::int32_t kHalfRange = 1 << 23;
+    constexpr std::int32_t kFullRange = 1 << 24;
+    const std::int32_t value = count > kHalfRange ? count - kFullRange : count;
     return static_cast<float>(value) / kTemperatureCountsPerUnit;
 }
 
@@ -101,21 +98,18 @@ void adjustQvc(kor::EngineFields& s)
 }
 
 // Kept: local and machine matrix, MCS flag and reference take effect in modes below 7 only.
-kor::OrientationAngles compose(kor::EngineFields& s, const double* rotation)
+kor::OrientationAngles compose(kor::EngineFields& s, const mek::Mat3& rotation)
 {
     if (s.mountMode >= kFirstThreeVectorMode) {
-        std::copy_n(rotation, 9, s.resultMatrix);
+        mek::store(rotation, s.resultMatrix);
         return kor::threeVectorAngles(s.resultMatrix);
     }
     if (s.mcsFlag) {
-        mek::MatrixMultiply(s.machineMatrix, rotation, 3, 3, 3, s.resultMatrix);
+        mek::store(mek::loadMat3(s.machineMatrix) * rotation, s.resultMatrix);
         return kor::machineAngles(s.resultMatrix);
     }
-    double toReference[9];
-    double relative[9];
-    mek::MatrixMultiply(s.referenceInverse, s.localMatrixInverse, 3, 3, 3, toReference);
-    mek::MatrixMultiply(rotation, toReference, 3, 3, 3, relative);
-    mek::MatrixMultiply(s.localMatrix, relative, 3, 3, 3, s.resultMatrix);
+    const mek::Mat3 toReference = mek::loadMat3(s.referenceInverse) * mek::loadMat3(s.localMatrixInverse);
+    mek::store(mek::loadMat3(s.localMatrix) * (rotation * toReference), s.resultMatrix);
     return kor::localAngles(s.resultMatrix);
 }
 
@@ -129,7 +123,7 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
     const std::lock_guard<kor::platform::RecursiveLock> guard(s.lock);
     s.matrixValid = false;
     s.lastSample = {.step = kor::SampleTrace::Step::noModel, .hadReference = s.referenceCaptured};
-    mek::EyeMatrix(s.resultMatrix, 3);
+    mek::store(mek::identity(), s.resultMatrix);
     if (s.model == nullptr) {
         return;
     }
@@ -147,8 +141,8 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
     s.lastSample.levelYOutside = outOfRangeY;
 
     // Encoders and temperatures.
-    info.elevation = calibrated(s.elevationEncoder, raw.elevationRaw);
-    info.azimuth = calibrated(s.azimuthEncoder, raw.azimuthRaw);
+    info.elevation = calibrated(s.elevationEncoder, s.elevationTable, raw.elevationRaw);
+    info.azimuth = calibrated(s.azimuthEncoder, s.azimuthTable, raw.azimuthRaw);
     std::transform(std::begin(raw.temperatureCount), std::end(raw.temperatureCount), info.temperature, temperature);
 
     if (raw.status != kValidStatus) {
@@ -194,15 +188,16 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
     }
 
     if (s.referenceCaptured) {
-        const kor::OrientationAngles angles = compose(s, s.modelBuffer);
+        const kor::OrientationAngles angles = compose(s, mek::loadMat3(s.modelBuffer));
         info.orientationAngles[0] = mek::degrees(angles.first);
         info.orientationAngles[1] = mek::degrees(angles.second);
         info.orientationAngles[2] = mek::degrees(angles.third);
     } else if (raw.referenceGate <= kReferenceGate && raw.referenceHold == 0) {
         // Kept: the first good sample becomes the reference, and nothing clears it again. A singular one stands as its
         // own inverse.
-        std::copy(std::begin(s.modelBuffer), std::end(s.modelBuffer), s.referenceInverse);
-        mek::MatrixInverse(s.referenceInverse, 3);
+        mek::Mat3 reference = mek::loadMat3(s.modelBuffer);
+        mek::invert(reference);
+        mek::store(reference, s.referenceInverse);
         s.referenceCaptured = true;
         s.lastSample.capturedReference = true;
     }

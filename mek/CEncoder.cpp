@@ -1,15 +1,20 @@
 #include "mek/CEncoder.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
+
+#include "mek/Search.h"
 
 namespace mek {
 
 namespace {
 
-constexpr double kTurn = 360.0; // degrees
+// What is left of an angle when whole turns are taken off; exact, with the angle's sign.
+double withinOneTurn(double angle)
+{
+    return std::fabs(angle) < kTurn ? angle : std::fmod(angle, kTurn);
+}
 
 // A calibration table seen along one of its two scales: the readings, or the calibrated angles (reading plus
 // correction). Linear pieces are linear along both, so one interpolation serves both directions.
@@ -17,31 +22,18 @@ class Scale {
 public:
     Scale(const float* table, int count, bool calibrated) : m_table(table), m_count(count), m_calibrated(calibrated) {}
 
+    // Tells of a row whether it lies at or before p.
+    auto reachedBy(double p) const
+    {
+        return [this, p](std::ptrdiff_t row) { return key(row) <= p; };
+    }
+
     // Correction at `position`, any number of turns away. Finite for a table in order; for any other table it may
     // be infinite or NaN, but nothing outside the table is read.
     double correction(double position) const
     {
         const double p = broughtIn(position);
-        const std::ptrdiff_t row = rowBefore(p);
-        const std::ptrdiff_t next = row + 1 < m_count ? row + 1 : 0;
-
-        // Past the last row the rollover: the first row, one turn later.
-        const double begin = key(row);
-        const double width = (next == 0 ? key(0) + kTurn : key(next)) - begin;
-        if (!(width > 0.0)) {
-            return correctionOf(row);
-        }
-        const double part = std::clamp((p - begin) / width, 0.0, 1.0);
-        return correctionOf(row) + (correctionOf(next) - correctionOf(row)) * part;
-    }
-
-private:
-    double correctionOf(std::ptrdiff_t row) const { return static_cast<double>(m_table[2 * row + 1]); }
-
-    double key(std::ptrdiff_t row) const
-    {
-        const double reading = static_cast<double>(m_table[2 * row]);
-        return m_calibrated ? reading + correctionOf(row) : reading;
+        return piece(lastReached(0, m_count, reachedBy(p))).correctionAt(p);
     }
 
     // `position` brought into [first key, first key + one turn) by whole turns.
@@ -53,33 +45,44 @@ private:
             return position;
         }
         // Turns are taken off before the difference, where that is exact however many they are.
-        const double offset = std::fmod(std::fmod(position, kTurn) - first, kTurn);
+        const double offset = withinOneTurn(withinOneTurn(position) - first);
         return first + (offset < 0.0 ? offset + kTurn : offset);
     }
 
-    // The last row at or before p; the first row if p lies before it.
-    std::ptrdiff_t rowBefore(double p) const
+    // From a row to the next one.
+    EncoderPiece piece(std::ptrdiff_t row) const
     {
-        std::ptrdiff_t low = 0;
-        std::ptrdiff_t high = m_count;
-        while (high - low > 1) {
-            const std::ptrdiff_t middle = low + (high - low) / 2;
-            (key(middle) <= p ? low : high) = middle;
-        }
-        return low;
+        const std::ptrdiff_t next = row + 1 < m_count ? row + 1 : 0;
+
+        // Past the last row the rollover: the first row, one turn later.
+        const double begin = key(row);
+        const double width = (next == 0 ? key(0) + kTurn : key(next)) - begin;
+        return {begin, width, correctionOf(row), correctionOf(next) - correctionOf(row)};
     }
+
+    double key(std::ptrdiff_t row) const
+    {
+        const double reading = static_cast<double>(m_table[2 * row]);
+        return m_calibrated ? reading + correctionOf(row) : reading;
+    }
+
+    bool isOrdered() const
+    {
+        for (std::ptrdiff_t row = 1; row < m_count; ++row) {
+            if (!(key(row - 1) < key(row))) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    double correctionOf(std::ptrdiff_t row) const { return static_cast<double>(m_table[2 * row + 1]); }
 
     const float* m_table;
     std::ptrdiff_t m_count;
     bool m_calibrated;
 };
-
-// A table out of order can make corrections that no float holds; the argument itself then stands.
-float finiteOr(double value, float argument)
-{
-    constexpr double kLargest = std::numeric_limits<float>::max();
-    return std::fabs(value) <= kLargest ? static_cast<float>(value) : argument;
-}
 
 } // namespace
 
@@ -87,6 +90,7 @@ void CEncoder::setCalTable(const float* table, int count) noexcept
 {
     m_table = table;
     m_count = table == nullptr ? 0 : count;
+    m_last = {};
 }
 
 void CEncoder::setRawReading(float reading) noexcept
@@ -101,6 +105,30 @@ float CEncoder::encCalibration(float reading) const noexcept
     }
     const double r = static_cast<double>(reading);
     return finiteOr(r + Scale(m_table, m_count, false).correction(r), reading);
+}
+
+float CEncoder::searchedCalibration(float reading, std::uint64_t revision) noexcept
+{
+    if (m_count < 1 || !std::isfinite(reading)) {
+        return reading;
+    }
+    const Scale readings(m_table, m_count, false);
+    if (revision != m_last.revision) {
+        m_last = {};
+        m_last.revision = revision;
+        m_last.isOrdered = readings.isOrdered();
+        m_last.first = readings.key(0);
+    }
+    if (!m_last.isOrdered) {
+        return encCalibration(reading);
+    }
+    const double r = static_cast<double>(reading);
+    const double p = readings.broughtIn(r);
+    const std::ptrdiff_t row = lastReachedNear(m_last.row, m_count, readings.reachedBy(p));
+    m_last.row = row;
+    m_last.piece = readings.piece(row);
+    m_last.end = row + 1 < m_count ? readings.key(row + 1) : std::numeric_limits<double>::infinity();
+    return finiteOr(r + m_last.piece.correctionAt(p), reading);
 }
 
 float CEncoder::inverseEncCalibration(float angle) const noexcept

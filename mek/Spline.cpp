@@ -1,7 +1,11 @@
 #include "mek/Spline.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <limits>
+
+#include "mek/Search.h"
 
 namespace mek {
 
@@ -12,18 +16,37 @@ double difference(const float* values, std::ptrdiff_t i)
     return static_cast<double>(values[i + 1]) - static_cast<double>(values[i]);
 }
 
-// Interval of x: the last one that begins at or before x, in the direction of the table. Even if the table is out of
-// order, the result lies in [0, segments).
-std::ptrdiff_t findInterval(const float* knots, std::ptrdiff_t segments, float x, bool ascending)
+// Tells of a knot whether it lies at or before x, in the direction of the table.
+auto reachedBy(const float* knots, float x, bool ascending)
 {
-    std::ptrdiff_t low = 0;
-    std::ptrdiff_t high = segments;
-    while (high - low > 1) {
-        const std::ptrdiff_t middle = low + (high - low) / 2;
-        const bool reached = ascending ? knots[middle] <= x : knots[middle] >= x;
-        (reached ? low : high) = middle;
+    return [=](std::ptrdiff_t knot) { return ascending ? knots[knot] <= x : knots[knot] >= x; };
+}
+
+bool isMonotone(const float* knots, std::ptrdiff_t segments)
+{
+    const bool ascending = knots[0] <= knots[segments];
+    for (std::ptrdiff_t i = 0; i < segments; ++i) {
+        if (!(ascending ? knots[i] < knots[i + 1] : knots[i] > knots[i + 1])) {
+            return false;
+        }
     }
-    return low;
+    return true;
+}
+
+// Looks up the interval of an x within the range of a table that runs one way.
+void findPiece(SplinePiece& piece, const float* knots, const double* coeffs, std::ptrdiff_t segments, float x)
+{
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    const bool ascending = knots[0] <= knots[segments];
+    const std::ptrdiff_t i = lastReachedNear(piece.interval, segments, reachedBy(knots, x, ascending));
+    piece.interval = i;
+    // The knot at the end belongs to the next interval, but for the last knot of all.
+    const float next = knots[i + 1];
+    const float end = i + 1 == segments ? next : std::nextafter(next, ascending ? -kInfinity : kInfinity);
+    piece.least = ascending ? knots[i] : end;
+    piece.most = ascending ? end : knots[i];
+    piece.begin = static_cast<double>(knots[i]);
+    std::copy_n(coeffs + 4 * i, 4, piece.c);
 }
 
 } // namespace
@@ -86,7 +109,9 @@ float CalcSpline(bool checkRange, const float* knots, const double* coeffs, int 
     const bool ascending = first <= last;
     const bool before = ascending ? x < first : x > first;
     const bool past = ascending ? x > last : x < last;
-    const std::ptrdiff_t i = before ? 0 : past ? segments - 1 : findInterval(knots, segments, x, ascending);
+    const std::ptrdiff_t i = before ? 0
+                             : past ? segments - 1
+                                    : lastReached(0, segments, reachedBy(knots, x, ascending));
     const double* const c = coeffs + 4 * i;
     const double t = static_cast<double>(x) - static_cast<double>(knots[i]);
 
@@ -100,6 +125,31 @@ float CalcSpline(bool checkRange, const float* knots, const double* coeffs, int 
         return static_cast<float>(end + slope * (t - h));
     }
     return static_cast<float>(c[0] + t * (c[1] + t * (c[2] + t * c[3])));
+}
+
+float calcSplineNear(SplinePiece& piece, std::uint64_t revision, const float* knots, const double* coeffs, int segments,
+                     float x, bool* outOfRange) noexcept
+{
+    if (piece.holds(x, revision)) {
+        *outOfRange = false;
+        return piece.at(x);
+    }
+    if (knots == nullptr || coeffs == nullptr || segments < 1) {
+        return CalcSpline(true, knots, coeffs, segments, x, outOfRange);
+    }
+    if (revision != piece.revision) {
+        piece = {};
+        piece.revision = revision;
+        piece.isMonotone = isMonotone(knots, segments);
+    }
+    const float least = std::min(knots[0], knots[segments]);
+    const float most = std::max(knots[0], knots[segments]);
+    if (!piece.isMonotone || !(least <= x && x <= most)) {
+        return CalcSpline(true, knots, coeffs, segments, x, outOfRange);
+    }
+    findPiece(piece, knots, coeffs, segments, x);
+    *outOfRange = false;
+    return piece.at(x);
 }
 
 } // namespace mek

@@ -1,6 +1,9 @@
 // Natural cubic splines.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+
 namespace mek {
 
 /// Natural cubic spline: second derivative zero at both ends.
@@ -33,5 +36,33 @@ void CubicSplines(const float* x, const float* y, int n, double* coeffs) noexcep
 ///        5  Nothing allocates; a table out of order costs its meaning, but nothing outside it is read.
 float CalcSpline(bool checkRange, const float* knots, const double* coeffs, int segments, float x,
                  bool* outOfRange) noexcept;
+
+/// The interval of a spline that a value came from, for whoever evaluates the spline again and again.
+struct SplinePiece {
+    std::uint64_t revision = 0; ///< of the table that all of this belongs to; 0 for none
+    std::ptrdiff_t interval = 0;
+    float least = 1.0F; ///< the x of the interval, a closed range; empty if there is none
+    float most = 0.0F;
+    double begin = 0.0;      ///< its knot
+    double c[4] = {};        ///< its coefficients
+    bool isMonotone = false; ///< whether the knots run one way
+
+    bool holds(float x, std::uint64_t wanted) const noexcept { return revision == wanted && x >= least && x <= most; }
+
+    /// Value of the cubic.
+    float at(float x) const noexcept
+    {
+        const double t = static_cast<double>(x) - begin;
+        return static_cast<float>(c[0] + t * (c[1] + t * (c[2] + t * c[3])));
+    }
+};
+
+/// CalcSpline with a range check, of a table whose changes are counted.
+/// Given     revision    number of the table's content, above 0: another one whenever a value has been written
+/// Returned  piece       the interval of x, if x lies in the table's range and the knots run one way
+/// Notes  1  While x stays in the interval nothing is searched; then the search goes outwards from there. Knots out of
+///           order are searched as above every time; whether they are, is looked at once for a revision.
+float calcSplineNear(SplinePiece& piece, std::uint64_t revision, const float* knots, const double* coeffs, int segments,
+                     float x, bool* outOfRange) noexcept;
 
 } // namespace mek
