@@ -11,7 +11,6 @@
 #include <system_error>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "KORInterface/CKorPrm.h"
@@ -21,7 +20,7 @@
 #include "platform/Text.h"
 #include "simulation/WayPoints.h"
 #include "tools/kor/AccuracyReport.h"
-#include "tools/kor/Commands.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/MountMode.h"
 #include "tools/kor/Options.h"
@@ -174,29 +173,27 @@ int runAccuracy(const AccuracyRequest& request)
 Command declareAccuracy(CLI::App& root)
 {
     const auto request = std::make_shared<AccuracyRequest>();
-    CLI::App* const app = root.add_subcommand("accuracy", "Measure how exactly known poses are found again");
-    app->get_help_ptr()->description("Print this help and exit");
-    const auto option = [app](const char* name, auto& into, const char* type, const std::string& text) {
-        app->add_option(name, into, text)->type_name(type);
-    };
-    option("--mode", request->mode, "M", "One mount mode (default: all):\n" + mountModeNames("\n"));
-    option("--poses", request->poses, "N", "Poses of each stratum (default: 2000)");
-    option("--seed", request->seed, "S", "Seed of the poses (default: 1)");
-    app->add_flag("--json", request->json, "Print JSON in place of the table");
-    app->add_flag(
+    Subcommand command(root, "accuracy", "Measure how exactly known poses are found again");
+    command.option("--mode", request->mode, "M", "One mount mode (default: all):\n" + mountModeNames("\n"));
+    command.option("--poses", request->poses, "N", "Poses of each stratum (default: 2000)");
+    command.option("--seed", request->seed, "S", "Seed of the poses (default: 1)");
+    command.flag("--json", request->json, "Print JSON in place of the table");
+    command.flag(
         "--budget", request->budget,
         "Print how much the orientation turns per unit of each\ninput and parameter, in place of the measurement");
-    option("--pose", request->pose, "X,Y,Z,R,P,Y",
-           "Pose of the budget: target point, mm; roll, pitch and\nyaw of the base, degrees (default: one that suits)");
-    option("--prm", request->prm, "DIR", "Directory of a parameter file for the budget (default:\na typical sensor)");
-    option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm");
-    app->add_flag("--force", request->force, kForceHelp);
-    option("--progress", request->progress, "WHEN",
-           "auto (the default: when standard error is a\nterminal), always or never");
-    app->footer(
+    command.option(
+        "--pose", request->pose, "X,Y,Z,R,P,Y",
+        "Pose of the budget: target point, mm; roll, pitch and\nyaw of the base, degrees (default: one that suits)");
+    command.option("--prm", request->prm, "DIR",
+                   "Directory of a parameter file for the budget (default:\na typical sensor)");
+    command.option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm");
+    command.flag("--force", request->force, kForceHelp);
+    command.option("--progress", request->progress, "WHEN",
+                   "auto (the default: when standard error is a\nterminal), always or never");
+    command.footer(
         "True poses go through the inverse of the library and back through it; an error is the angle of the\n"
         "rotation between the found and the true orientation. Exit status 1 when a stratum is beyond its bound.");
-    return {app, [request] { return runAccuracy(*request); }};
+    return command.runs([request] { return runAccuracy(*request); });
 }
 
 } // namespace kor::tool

@@ -11,11 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "accuracy/Comparison.h"
-#include "tools/kor/Commands.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/CompareReport.h"
 #include "tools/kor/CompareSides.h"
 #include "tools/kor/Exit.h"
@@ -223,35 +222,28 @@ int compare(const CompareRequest& request)
 Command declareCompare(CLI::App& root)
 {
     const auto request = std::make_shared<CompareRequest>();
-    CLI::App* const app = root.add_subcommand("compare", "Compare two results, or results with the truth");
-    app->get_help_ptr()->description("Print this help and exit");
-    app->add_option("A", request->first, "Results of kor replay or truth of kor simulate; - is standard\ninput")
-        ->required()
-        ->type_name("");
-    app->add_option("B", request->second, "The same, to compare with")->required()->type_name("");
-    app->add_option("--tolerance", request->tolerances,
-                    "Largest angle between the orientations, degrees, or with\n"
-                    "deg, arcsec or rad behind the number; COLUMN=VALUE: largest\n"
-                    "difference of a column. Repeatable. Exit status 1 beyond it")
-        ->type_name("VALUE")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app->add_flag("--strict", request->strict,
-                  "Exit status 1 also if rows have no counterpart, or are\nusable on one side only");
-    app->add_option("--note", request->note, "Compare the rows of the truth with this note, not the valid\nones")
-        ->type_name("NOTE");
-    app->add_option("--lag", request->lag,
-                    "Compare each row of the results (of A) with the row of the\n"
-                    "truth (of B) N before its own")
-        ->type_name("N");
-    app->add_flag("--brief", request->brief, "Print one line: the angle between the orientations");
-    app->add_flag("--json", request->json, "Print JSON in place of the table");
-    app->footer("Example:\n"
-                "  kor compare run_results.csv run_truth.csv --tolerance 0.05arcsec\n\n"
-                "Rows belong together if their time stamps are the same. Results are compared where their outcome\n"
-                "is ok, a truth where it is valid; all other rows are counted. Two files with nothing to compare\n"
-                "end with status 65.");
-    return {app, [request] { return compare(*request); }};
+    Subcommand command(root, "compare", "Compare two results, or results with the truth");
+    command.required("A", request->first, "", "Results of kor replay or truth of kor simulate; - is standard\ninput");
+    command.required("B", request->second, "", "The same, to compare with");
+    command.repeatable("--tolerance", request->tolerances, "VALUE",
+                       "Largest angle between the orientations, degrees, or with\n"
+                       "deg, arcsec or rad behind the number; COLUMN=VALUE: largest\n"
+                       "difference of a column. Repeatable. Exit status 1 beyond it");
+    command.flag("--strict", request->strict,
+                 "Exit status 1 also if rows have no counterpart, or are\nusable on one side only");
+    command.option("--note", request->note, "NOTE",
+                   "Compare the rows of the truth with this note, not the valid\nones");
+    command.option("--lag", request->lag, "N",
+                   "Compare each row of the results (of A) with the row of the\n"
+                   "truth (of B) N before its own");
+    command.flag("--brief", request->brief, "Print one line: the angle between the orientations");
+    command.flag("--json", request->json, "Print JSON in place of the table");
+    command.footer("Example:\n"
+                   "  kor compare run_results.csv run_truth.csv --tolerance 0.05arcsec\n\n"
+                   "Rows belong together if their time stamps are the same. Results are compared where their outcome\n"
+                   "is ok, a truth where it is valid; all other rows are counted. Two files with nothing to compare\n"
+                   "end with status 65.");
+    return command.runs([request] { return compare(*request); });
 }
 
 } // namespace kor::tool

@@ -8,7 +8,6 @@
 #include <utility>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "recordings/Columns.h"
@@ -18,7 +17,7 @@
 #include "recordings/Reader.h"
 #include "recordings/Recognition.h"
 #include "recordings/Writer.h"
-#include "tools/kor/Commands.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
 #include "tools/kor/Overwrite.h"
@@ -392,34 +391,30 @@ int convert(const ConvertRequest& request)
 Command declareConvert(CLI::App& root)
 {
     const auto request = std::make_shared<ConvertRequest>();
-    CLI::App* const app = root.add_subcommand("convert", "Convert, cut out, thin out and join recordings and results");
-    app->get_help_ptr()->description("Print this help and exit");
-    app->add_option("FILES", request->files,
-                    "IN... OUT: recordings, results or truths, several are joined\n"
-                    "in their order; - is standard input and output. The name of\n"
-                    "OUT says the format: .csv, .korraw (recordings) or .korinfo\n"
-                    "(results), compressed with .gz or .zst behind it")
-        ->required()
-        ->type_name("");
-    const auto option = [app](const char* name, auto& into, const char* type, const char* text) {
-        app->add_option(name, into, text)->type_name(type);
-    };
-    option("--format", request->format, "FORMAT",
-           "Format of OUT: csv, bin, or bare, the engine's records of\nresults alone (default: by the name)");
-    option("--input-format", request->inputFormat, "FORMAT",
-           "Format of the inputs: csv or bin (default: by name and\ncontent)");
-    option("--from", request->from, "MS", "Leave out rows before this time stamp");
-    option("--to", request->to, "MS",
-           "Leave out rows after this time stamp; with --from the larger\none, the window lies across the wrap");
-    option("--every", request->every, "N", "Keep the first of every N rows");
-    app->add_flag("--skip-bad", request->skipBad, "Leave out bad rows and records and count them");
-    option("--progress", request->progress, "WHEN",
-           "auto (the default: when standard error is a terminal),\nalways or never");
-    app->footer("Example:\n"
-                "  kor convert monday.csv tuesday.csv.gz both.korraw\n\n"
-                "The way to binary and back gives the same CSV, byte by byte. OUT appears under its name when it is\n"
-                "complete. A summary goes to standard error.");
-    return {app, [request] { return convert(*request); }};
+    Subcommand command(root, "convert", "Convert, cut out, thin out and join recordings and results");
+    command.requiredArguments("FILES", request->files,
+                              "IN... OUT: recordings, results or truths, several are joined\n"
+                              "in their order; - is standard input and output. The name of\n"
+                              "OUT says the format: .csv, .korraw (recordings) or .korinfo\n"
+                              "(results), compressed with .gz or .zst behind it");
+    command.option("--format", request->format, "FORMAT",
+                   "Format of OUT: csv, bin, or bare, the engine's records of\nresults alone (default: by the name)");
+    command.option("--input-format", request->inputFormat, "FORMAT",
+                   "Format of the inputs: csv or bin (default: by name and\ncontent)");
+    command.option("--from", request->from, "MS", "Leave out rows before this time stamp");
+    command.option(
+        "--to", request->to, "MS",
+        "Leave out rows after this time stamp; with --from the larger\none, the window lies across the wrap");
+    command.option("--every", request->every, "N", "Keep the first of every N rows");
+    command.flag("--skip-bad", request->skipBad, "Leave out bad rows and records and count them");
+    command.option("--progress", request->progress, "WHEN",
+                   "auto (the default: when standard error is a terminal),\nalways or never");
+    command.footer(
+        "Example:\n"
+        "  kor convert monday.csv tuesday.csv.gz both.korraw\n\n"
+        "The way to binary and back gives the same CSV, byte by byte. OUT appears under its name when it is\n"
+        "complete. A summary goes to standard error.");
+    return command.runs([request] { return convert(*request); });
 }
 
 } // namespace kor::tool

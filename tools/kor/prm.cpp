@@ -6,22 +6,20 @@
 #include <string>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "platform/Text.h"
-#include "tools/kor/Commands.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/PrmContent.h"
 
 namespace kor::tool {
 
 std::vector<Command> declarePrm(CLI::App& root)
 {
-    CLI::App* const group = root.add_subcommand("prm", "Check, show, compare and write parameter files");
-    group->get_help_ptr()->description("Print this help and exit");
-    group->require_subcommand(1);
-    return {declarePrmCheck(*group), declarePrmShow(*group),    declarePrmJson(*group), declarePrmFromJson(*group),
-            declarePrmDiff(*group),  declarePrmRewrite(*group), declarePrmNew(*group)};
+    Subcommand command(root, "prm", "Check, show, compare and write parameter files");
+    CLI::App& group = command.asGroup();
+    return {declarePrmCheck(group), declarePrmShow(group),    declarePrmJson(group), declarePrmFromJson(group),
+            declarePrmDiff(group),  declarePrmRewrite(group), declarePrmNew(group)};
 }
 
 void warnOfLosses(const PrmContent& content, const std::string& path, const char* unread, const char* rest)

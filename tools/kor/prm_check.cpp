@@ -10,7 +10,6 @@
 #include <system_error>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
@@ -20,7 +19,7 @@
 
 #include "platform/Files.h"
 #include "platform/Text.h"
-#include "tools/kor/Commands.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
 #include "tools/kor/prm.h"
@@ -284,23 +283,20 @@ int check(const CheckRequest& request)
 Command declarePrmCheck(CLI::App& group)
 {
     const auto request = std::make_shared<CheckRequest>();
-    CLI::App* const app = group.add_subcommand("check", "Tell what is wrong or unusual with parameter files");
-    app->get_help_ptr()->description("Print this help and exit");
-    app->add_option("FILE|DIR", request->paths,
-                    "Parameter files, or directories with files Tg*.prm. The\n"
-                    "name TgN.prm says that the file must hold the ID N")
-        ->type_name("");
-    app->add_option("--mode", request->mode, "Mount mode that the files are used with, in place of\ntheir own")
-        ->type_name("N");
-    app->add_flag("--json", request->json, "Print JSON in place of lines");
-    app->add_flag("--notes", request->notes, "Print notes, too: what is worth knowing and not wrong");
-    app->add_flag("--ranges", request->ranges, "Print the plausible range of every field and end");
-    app->add_flag("--rules", request->rules, "Print the rules of the check and end");
-    app->footer(
+    Subcommand command(group, "check", "Tell what is wrong or unusual with parameter files");
+    command.arguments("FILE|DIR", request->paths,
+                      "Parameter files, or directories with files Tg*.prm. The\n"
+                      "name TgN.prm says that the file must hold the ID N");
+    command.option("--mode", request->mode, "N", "Mount mode that the files are used with, in place of\ntheir own");
+    command.flag("--json", request->json, "Print JSON in place of lines");
+    command.flag("--notes", request->notes, "Print notes, too: what is worth knowing and not wrong");
+    command.flag("--ranges", request->ranges, "Print the plausible range of every field and end");
+    command.flag("--rules", request->rules, "Print the rules of the check and end");
+    command.footer(
         "Example:\n"
         "  kor prm check calibration\n\n"
         "Exit status 0 when nothing was found, 1 with warnings, 65 with errors, 66 when a file cannot be opened.");
-    return {app, [request] { return check(*request); }};
+    return command.runs([request] { return check(*request); });
 }
 
 } // namespace kor::tool

@@ -9,12 +9,11 @@
 #include <system_error>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
 #include "platform/Text.h"
-#include "tools/kor/Commands.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
 #include "tools/kor/PrmContent.h"
@@ -122,19 +121,17 @@ int runDiff(const DiffRequest& request)
 Command declarePrmDiff(CLI::App& group)
 {
     const auto request = std::make_shared<DiffRequest>();
-    CLI::App* const app = group.add_subcommand("diff", "Compare two parameter files value by value");
-    app->get_help_ptr()->description("Print this help and exit");
-    app->add_option("A", request->a, "The first parameter file; - is standard input")->type_name("")->required();
-    app->add_option("B", request->b, "The second parameter file")->type_name("")->required();
-    app->add_option("--tolerance", request->tolerance,
-                    "Numbers may differ by so much, in the unit of each\n(default: 0)")
-        ->type_name("T");
-    app->add_flag("--all", request->all, "List every row of a table that differs, not ten");
-    app->add_flag("--json", request->json, "Print JSON in place of text, with every row");
-    app->footer(
+    Subcommand command(group, "diff", "Compare two parameter files value by value");
+    command.required("A", request->a, "", "The first parameter file; - is standard input");
+    command.required("B", request->b, "", "The second parameter file");
+    command.option("--tolerance", request->tolerance, "T",
+                   "Numbers may differ by so much, in the unit of each\n(default: 0)");
+    command.flag("--all", request->all, "List every row of a table that differs, not ten");
+    command.flag("--json", request->json, "Print JSON in place of text, with every row");
+    command.footer(
         "Values are compared as the library stores them: 1.5 and 1.500000 are the same, and so are two that are\n"
         "not a number. Exit status 1 if the files differ.");
-    return {app, [request] { return runDiff(*request); }};
+    return command.runs([request] { return runDiff(*request); });
 }
 
 } // namespace kor::tool

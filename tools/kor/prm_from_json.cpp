@@ -3,11 +3,10 @@
 #include <memory>
 #include <string>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "platform/Text.h"
-#include "tools/kor/Commands.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Overwrite.h"
 #include "tools/kor/PrmContent.h"
@@ -38,17 +37,14 @@ int runFromJson(const FromJsonRequest& request)
 Command declarePrmFromJson(CLI::App& group)
 {
     const auto request = std::make_shared<FromJsonRequest>();
-    CLI::App* const app = group.add_subcommand("from-json", "Make the parameter file that a JSON text describes");
-    app->get_help_ptr()->description("Print this help and exit");
-    app->add_option("JSON", request->json, "JSON text as kor prm json prints it; - is standard input")
-        ->type_name("")
-        ->required();
-    app->add_option("-o,--output", request->output, "The parameter file, DIR/TgN.prm (default: standard output)")
-        ->type_name("FILE");
-    app->footer(
+    Subcommand command(group, "from-json", "Make the parameter file that a JSON text describes");
+    command.required("JSON", request->json, "", "JSON text as kor prm json prints it; - is standard input");
+    command.option("-o,--output", request->output, "FILE",
+                   "The parameter file, DIR/TgN.prm (default: standard output)");
+    command.footer(
         "Each number has the shortest text that reads back as the same float. The same JSON text gives the same\n"
         "bytes on every system.");
-    return {app, [request] { return runFromJson(*request); }};
+    return command.runs([request] { return runFromJson(*request); });
 }
 
 } // namespace kor::tool

@@ -3,11 +3,10 @@
 #include <memory>
 #include <string>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "platform/Text.h"
-#include "tools/kor/Commands.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Overwrite.h"
 #include "tools/kor/PrmContent.h"
@@ -37,15 +36,13 @@ int runJson(const JsonRequest& request)
 Command declarePrmJson(CLI::App& group)
 {
     const auto request = std::make_shared<JsonRequest>();
-    CLI::App* const app = group.add_subcommand("json", "Print a parameter file as JSON");
-    app->get_help_ptr()->description("Print this help and exit");
-    app->add_option("FILE", request->file, "The parameter file; - is standard input")->type_name("")->required();
-    app->add_option("-o,--output", request->output, "Where the JSON text goes (default: standard output)")
-        ->type_name("JSON");
-    app->footer(
+    Subcommand command(group, "json", "Print a parameter file as JSON");
+    command.required("FILE", request->file, "", "The parameter file; - is standard input");
+    command.option("-o,--output", request->output, "JSON", "Where the JSON text goes (default: standard output)");
+    command.footer(
         "Each block is a member with the block's title for its name. kor prm from-json makes the parameter file\n"
         "again, in which every value is the same to the last bit.");
-    return {app, [request] { return runJson(*request); }};
+    return command.runs([request] { return runJson(*request); });
 }
 
 } // namespace kor::tool

@@ -8,14 +8,13 @@
 #include <string_view>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "KORInterface/OrientationModel.h"
 #include "KORInterface/Session.h"
 
 #include "platform/Files.h"
-#include "tools/kor/Commands.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/MountMode.h"
 #include "tools/kor/Options.h"
@@ -125,16 +124,16 @@ int runNew(const NewRequest& request)
 Command declarePrmNew(CLI::App& group)
 {
     const auto request = std::make_shared<NewRequest>();
-    CLI::App* const app = group.add_subcommand("new", "Make a parameter file of a sensor without deviations");
-    app->get_help_ptr()->description("Print this help and exit");
-    app->add_option("--mode", request->mode, "Mount mode, 1 to 10")->type_name("M")->required();
-    app->add_option("--id", request->id, "Sensor ID (default: that in the name of FILE)")->type_name("N");
-    app->add_option("-o,--output", request->output, "The parameter file, DIR/TgN.prm (default: standard output)")
-        ->type_name("FILE");
-    app->add_flag("--force", request->force, "Replace a file that exists already");
-    app->footer("Offsets are 0, gains 1, matrices the identity and tables straight lines: every value is there to be\n"
-                "replaced. Blocks that the mount mode does not read are left out.");
-    return {app, [request] { return runNew(*request); }};
+    Subcommand command(group, "new", "Make a parameter file of a sensor without deviations");
+    command.required("--mode", request->mode, "M", "Mount mode, 1 to 10");
+    command.option("--id", request->id, "N", "Sensor ID (default: that in the name of FILE)");
+    command.option("-o,--output", request->output, "FILE",
+                   "The parameter file, DIR/TgN.prm (default: standard output)");
+    command.flag("--force", request->force, "Replace a file that exists already");
+    command.footer(
+        "Offsets are 0, gains 1, matrices the identity and tables straight lines: every value is there to be\n"
+        "replaced. Blocks that the mount mode does not read are left out.");
+    return command.runs([request] { return runNew(*request); });
 }
 
 } // namespace kor::tool

@@ -13,7 +13,6 @@
 #include <system_error>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "KORInterface/CKorPrm.h"
@@ -22,7 +21,7 @@
 #include "platform/Files.h"
 #include "platform/Process.h"
 #include "platform/Text.h"
-#include "tools/kor/Commands.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/PrmContent.h"
 #include "tools/kor/PrmDifference.h"
@@ -216,15 +215,13 @@ int runRewrite(const RewriteRequest& request)
 Command declarePrmRewrite(CLI::App& group)
 {
     const auto request = std::make_shared<RewriteRequest>();
-    CLI::App* const app = group.add_subcommand("rewrite", "Rewrite a parameter file as the library does");
-    app->get_help_ptr()->description("Print this help and exit");
-    app->add_option("FILE", request->file, "The parameter file")->type_name("")->required();
-    app->add_option("--backup", request->backup, "Name of the backup, which must be free (default: FILE.bak)")
-        ->type_name("NAME");
-    app->footer(
+    Subcommand command(group, "rewrite", "Rewrite a parameter file as the library does");
+    command.required("FILE", request->file, "", "The parameter file");
+    command.option("--backup", request->backup, "NAME", "Name of the backup, which must be free (default: FILE.bak)");
+    command.footer(
         "Prints what the rewriting has dropped, added or rounded to six decimals. The library rewrites only files\n"
         "that end before the block \"Mounting Mode\"; if it refuses, the file stays as it was.");
-    return {app, [request] { return runRewrite(*request); }};
+    return command.runs([request] { return runRewrite(*request); });
 }
 
 } // namespace kor::tool

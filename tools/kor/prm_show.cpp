@@ -10,14 +10,13 @@
 #include <string_view>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "KORInterface/OrientationModel.h"
 #include "KORInterface/Session.h"
 
 #include "platform/Text.h"
-#include "tools/kor/Commands.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/PrmContent.h"
 #include "tools/kor/prm.h"
@@ -274,12 +273,11 @@ int runShow(const ShowRequest& request)
 Command declarePrmShow(CLI::App& group)
 {
     const auto request = std::make_shared<ShowRequest>();
-    CLI::App* const app = group.add_subcommand("show", "Print a parameter file with names and units");
-    app->get_help_ptr()->description("Print this help and exit");
-    app->add_option("FILE", request->file, "The parameter file; - is standard input")->type_name("")->required();
-    app->add_flag("--rows", request->rows, "Print every row of the tables");
-    app->footer("Says of each block and value whether the orientation depends on it in the file's mount mode.");
-    return {app, [request] { return runShow(*request); }};
+    Subcommand command(group, "show", "Print a parameter file with names and units");
+    command.required("FILE", request->file, "", "The parameter file; - is standard input");
+    command.flag("--rows", request->rows, "Print every row of the tables");
+    command.footer("Says of each block and value whether the orientation depends on it in the file's mount mode.");
+    return command.runs([request] { return runShow(*request); });
 }
 
 } // namespace kor::tool

@@ -8,12 +8,11 @@
 #include <utility>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "platform/Process.h"
 #include "recordings/Compression.h"
-#include "tools/kor/Commands.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/MountMode.h"
 #include "tools/kor/Options.h"
@@ -140,76 +139,66 @@ void refuseToOverwrite(const std::string& output, const std::vector<std::string>
 Command declareReplay(CLI::App& root)
 {
     const auto request = std::make_shared<ReplayRequest>();
-    CLI::App* const app = root.add_subcommand("replay", "Feed recordings to an engine and write its results");
-    app->get_help_ptr()->description("Print this help and exit");
-    app->add_option("RECORDING", request->recordings,
-                    "CSV or binary (.korraw), as it is or compressed by gzip\n"
-                    "or zstd; - is standard input.\n"
-                    "Several run side by side, each in a process of its own")
-        ->required()
-        ->type_name("");
-    app->add_option("--prm", request->prm, "Directory of the parameter file")->required()->type_name("DIR");
-    app->add_option("--id", request->id, "Sensor ID: the parameter file is DIR/TgN.prm")->required()->type_name("N");
-    app->add_option("-o,--output", request->output,
-                    "Where the results go, compressed when the name ends in\n"
-                    ".gz or .zst (default: standard output);\n"
-                    "for several recordings the directory to put them in")
-        ->type_name("RESULTS");
-    app->add_option("--format", request->format,
-                    "Format of the results: csv, bin, or bare, the engine's\n"
-                    "records alone (default: bin when RESULTS ends in\n"
-                    ".korinfo, otherwise csv)")
-        ->type_name("FORMAT");
-    app->add_option("--input-format", request->input,
-                    "Format of the recordings: csv or bin (default: by\n"
-                    ".csv or .korraw, otherwise by content)")
-        ->type_name("FORMAT");
-    app->add_option("--from", request->from, "Leave out samples before this time stamp")->type_name("MS");
-    app->add_option("--to", request->to,
-                    "Leave out samples after this time stamp; with --from\n"
-                    "the larger one, the window lies across the wrap")
-        ->type_name("MS");
-    app->add_option("--mode", request->mode, "Mount mode in place of the parameter file's:\n" + mountModeNames("\n"))
-        ->type_name("N");
-    app->add_option("--mcs", request->mcs,
-                    "Machine (on, the default) or local (off) coordinates\n"
-                    "in mount modes below 7")
-        ->type_name("on|off");
-    app->add_option("--psd", request->psd,
-                    "Reading of the position-sensitive detector:\n"
-                    "FIRST,SECOND,DIVISOR; with --store, in mount modes\n7 to 10")
-        ->type_name("A,B,D");
-    app->add_flag("--store", request->store,
-                  "Load the parameter store: the detector's coefficients\n"
-                  "and, in mount modes 9 and 10, the dynamic parameters;\n"
-                  "in mount modes 7 to 10");
-    app->add_flag("--skip-bad", request->skipBad, "Leave out bad rows and records and count them");
-    app->add_flag("--force", request->force, kForceHelp);
-    app->add_flag("--checked", request->checked, "The parameter file has been checked")->group(""); // not in the help
-    app->add_flag("--strict", request->strict,
-                  "Exit status 65 if a sample has no usable orientation;\n"
-                  "those before the reference and the first ones of a\n"
-                  "model with filters do not count");
-    app->add_option("--summary", request->summary,
-                    "Form of the summary: text (the default) or json, one\n"
-                    "object that holds all messages, too")
-        ->type_name("FORM");
-    app->add_flag("-q,--quiet", request->quiet, "No summary; errors and warnings only");
-    app->add_option("--progress", request->progress,
-                    "auto (the default: when standard error is a\n"
-                    "terminal), always or never")
-        ->type_name("WHEN");
-    app->add_option("--jobs", request->jobs, "Processes at a time, 1 to 256 (default: one per core)")->type_name("N");
-    app->footer("Example:\n"
-                "  kor replay --prm calibration --id 1005 run.csv -o run_results.csv\n\n"
-                "A recording that is no regular file, a pipe for example, is live: results are written whenever the\n"
-                "next row has yet to come, and an interrupt or a termination keeps those that are finished.\n\n"
-                "A summary goes to standard error. Results appear under their name when they are complete; if the\n"
-                "recording breaks off, those before the break are in NAME.partial.csv. If no sample has a usable\n"
-                "orientation, the exit status is 65.\n\n"
-                "kor --help lists the exit statuses. Several recordings end with the first status in their order\n"
-                "that is not 0.");
-    return {app, [request] { return replay(*request); }};
+    Subcommand command(root, "replay", "Feed recordings to an engine and write its results");
+    command.requiredArguments("RECORDING", request->recordings,
+                              "CSV or binary (.korraw), as it is or compressed by gzip\n"
+                              "or zstd; - is standard input.\n"
+                              "Several run side by side, each in a process of its own");
+    command.required("--prm", request->prm, "DIR", "Directory of the parameter file");
+    command.required("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm");
+    command.option("-o,--output", request->output, "RESULTS",
+                   "Where the results go, compressed when the name ends in\n"
+                   ".gz or .zst (default: standard output);\n"
+                   "for several recordings the directory to put them in");
+    command.option("--format", request->format, "FORMAT",
+                   "Format of the results: csv, bin, or bare, the engine's\n"
+                   "records alone (default: bin when RESULTS ends in\n"
+                   ".korinfo, otherwise csv)");
+    command.option("--input-format", request->input, "FORMAT",
+                   "Format of the recordings: csv or bin (default: by\n"
+                   ".csv or .korraw, otherwise by content)");
+    command.option("--from", request->from, "MS", "Leave out samples before this time stamp");
+    command.option("--to", request->to, "MS",
+                   "Leave out samples after this time stamp; with --from\n"
+                   "the larger one, the window lies across the wrap");
+    command.option("--mode", request->mode, "N",
+                   "Mount mode in place of the parameter file's:\n" + mountModeNames("\n"));
+    command.option("--mcs", request->mcs, "on|off",
+                   "Machine (on, the default) or local (off) coordinates\n"
+                   "in mount modes below 7");
+    command.option("--psd", request->psd, "A,B,D",
+                   "Reading of the position-sensitive detector:\n"
+                   "FIRST,SECOND,DIVISOR; with --store, in mount modes\n7 to 10");
+    command.flag("--store", request->store,
+                 "Load the parameter store: the detector's coefficients\n"
+                 "and, in mount modes 9 and 10, the dynamic parameters;\n"
+                 "in mount modes 7 to 10");
+    command.flag("--skip-bad", request->skipBad, "Leave out bad rows and records and count them");
+    command.flag("--force", request->force, kForceHelp);
+    command.hiddenFlag("--checked", request->checked); // not in the help
+    command.flag("--strict", request->strict,
+                 "Exit status 65 if a sample has no usable orientation;\n"
+                 "those before the reference and the first ones of a\n"
+                 "model with filters do not count");
+    command.option("--summary", request->summary, "FORM",
+                   "Form of the summary: text (the default) or json, one\n"
+                   "object that holds all messages, too");
+    command.flag("-q,--quiet", request->quiet, "No summary; errors and warnings only");
+    command.option("--progress", request->progress, "WHEN",
+                   "auto (the default: when standard error is a\n"
+                   "terminal), always or never");
+    command.option("--jobs", request->jobs, "N", "Processes at a time, 1 to 256 (default: one per core)");
+    command.footer(
+        "Example:\n"
+        "  kor replay --prm calibration --id 1005 run.csv -o run_results.csv\n\n"
+        "A recording that is no regular file, a pipe for example, is live: results are written whenever the\n"
+        "next row has yet to come, and an interrupt or a termination keeps those that are finished.\n\n"
+        "A summary goes to standard error. Results appear under their name when they are complete; if the\n"
+        "recording breaks off, those before the break are in NAME.partial.csv. If no sample has a usable\n"
+        "orientation, the exit status is 65.\n\n"
+        "kor --help lists the exit statuses. Several recordings end with the first status in their order\n"
+        "that is not 0.");
+    return command.runs([request] { return replay(*request); });
 }
 
 } // namespace kor::tool

@@ -11,7 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include <CLI/CLI.hpp>
 #include <fmt/format.h>
 
 #include "KORInterface/CKorPrm.h"
@@ -25,7 +24,7 @@
 #include "simulation/Motion.h"
 #include "simulation/Simulator.h"
 #include "simulation/WayPoints.h"
-#include "tools/kor/Commands.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/MountMode.h"
 #include "tools/kor/Options.h"
@@ -354,51 +353,44 @@ int simulate(const SimulateRequest& request)
 Command declareSimulate(CLI::App& root)
 {
     const auto request = std::make_shared<SimulateRequest>();
-    CLI::App* const app =
-        root.add_subcommand("simulate", "Make the recording of a sensor that is moved in a known way");
-    app->get_help_ptr()->description("Print this help and exit");
-    const auto option = [app](const char* name, auto& into, const char* type, const std::string& text) {
-        CLI::Option* const added = app->add_option(name, into, text)->type_name(type);
-        if constexpr (std::is_same_v<std::decay_t<decltype(into)>, std::vector<std::string>>) {
-            added->expected(1)->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-        }
-        return added;
-    };
-    option("--prm", request->prm, "DIR", "Directory of the parameter file")->required();
-    option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm")->required();
-    option("--motion", request->motion, "NAME|FILE",
-           "static, circle, roll, swing or random, or a CSV file of\nway-points")
-        ->required();
-    option(
+    Subcommand command(root, "simulate", "Make the recording of a sensor that is moved in a known way");
+    command.required("--prm", request->prm, "DIR", "Directory of the parameter file");
+    command.required("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm");
+    command.required("--motion", request->motion, "NAME|FILE",
+                     "static, circle, roll, swing or random, or a CSV file of\nway-points");
+    command.option(
         "-o,--output", request->output, "REC",
         "Where the recording goes: CSV, or binary when REC ends\nin .korraw; compressed when it ends in .gz or .zst\n"
         "(default: standard output)");
-    option("--truth", request->truth, "TRUTH", "CSV of the true poses, line by line for the same samples");
-    option("--format", request->format, "FORMAT", "Format of the recording: csv or bin");
-    option("--mode", request->mode, "N", "Mount mode in place of the parameter file's:\n" + mountModeNames("\n"));
-    option("--samples", request->samples, "N", "Samples, dropped ones included (default: 1000)");
-    option("--rate", request->rate, "HZ", "Samples per second (default: 100)");
-    option("--seed", request->seed, "S", "Seed of everything random (default: 1)");
-    option("--start-stamp", request->startStamp, "MS", "Time stamp of the first sample (default: 0)");
-    option("--reference", request->reference, "N", "The reference may be captured from sample N on\n(default: 20)");
-    option("--noise", request->noise, "C=S",
-           "Normal noise of standard deviation S on column C of the\nrecording; "
-           "repeatable, as are the next three");
-    option("--bias", request->bias, "C=V", "V added to column C");
-    option("--quantise", request->quantised, "C=Q", "Column C rounded to multiples of Q, after bias and noise");
-    option("--time-jump", request->jumps, "N=MS", "From sample N on the clock runs MS ahead (or behind)");
-    option("--drop", request->dropped, "P", "Probability that a sample is lost");
-    option("--bad-status", request->badStatus, "P", "Probability that a sample's status is 0, 1 or 3");
-    option("--level-out", request->levelOut, "P", "Probability that a level reads beyond its table");
-    option("--nan", request->nan, "P", "Probability that one value of a sample is replaced by nan");
-    app->add_flag("--force", request->force, kForceHelp);
-    option("--progress", request->progress, "WHEN",
-           "auto (the default: when standard error is a\nterminal), always or never");
-    app->footer(
+    command.option("--truth", request->truth, "TRUTH", "CSV of the true poses, line by line for the same samples");
+    command.option("--format", request->format, "FORMAT", "Format of the recording: csv or bin");
+    command.option("--mode", request->mode, "N",
+                   "Mount mode in place of the parameter file's:\n" + mountModeNames("\n"));
+    command.option("--samples", request->samples, "N", "Samples, dropped ones included (default: 1000)");
+    command.option("--rate", request->rate, "HZ", "Samples per second (default: 100)");
+    command.option("--seed", request->seed, "S", "Seed of everything random (default: 1)");
+    command.option("--start-stamp", request->startStamp, "MS", "Time stamp of the first sample (default: 0)");
+    command.option("--reference", request->reference, "N",
+                   "The reference may be captured from sample N on\n(default: 20)");
+    command.repeatable("--noise", request->noise, "C=S",
+                       "Normal noise of standard deviation S on column C of the\nrecording; "
+                       "repeatable, as are the next three");
+    command.repeatable("--bias", request->bias, "C=V", "V added to column C");
+    command.repeatable("--quantise", request->quantised, "C=Q",
+                       "Column C rounded to multiples of Q, after bias and noise");
+    command.repeatable("--time-jump", request->jumps, "N=MS", "From sample N on the clock runs MS ahead (or behind)");
+    command.option("--drop", request->dropped, "P", "Probability that a sample is lost");
+    command.option("--bad-status", request->badStatus, "P", "Probability that a sample's status is 0, 1 or 3");
+    command.option("--level-out", request->levelOut, "P", "Probability that a level reads beyond its table");
+    command.option("--nan", request->nan, "P", "Probability that one value of a sample is replaced by nan");
+    command.flag("--force", request->force, kForceHelp);
+    command.option("--progress", request->progress, "WHEN",
+                   "auto (the default: when standard error is a\nterminal), always or never");
+    command.footer(
         "Example:\n"
         "  kor simulate --prm calibration --id 1005 --motion random -o run.csv --truth run_truth.csv\n\n"
         "The same command gives the same bytes on every platform. A summary with the seed goes to standard error.");
-    return {app, [request] { return simulate(*request); }};
+    return command.runs([request] { return simulate(*request); });
 }
 
 } // namespace kor::tool
