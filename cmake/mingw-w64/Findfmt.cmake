@@ -1,3 +1,10 @@
+# fmt from Debian's headers, compiled for the target.
 include(${CMAKE_CURRENT_LIST_DIR}/HostHeaders.cmake)
-kor_host_headers(fmt fmt fmt::fmt-header-only)
-set_target_properties(fmt::fmt-header-only PROPERTIES INTERFACE_COMPILE_DEFINITIONS FMT_HEADER_ONLY=1)
+if(NOT TARGET fmt::fmt)
+  kor_host_headers(fmt fmt kor_fmt_headers)
+  add_library(kor_fmt STATIC ${CMAKE_CURRENT_LIST_DIR}/fmt.cpp)
+  target_compile_features(kor_fmt PUBLIC cxx_std_20)
+  target_link_libraries(kor_fmt PUBLIC kor_fmt_headers)
+  add_library(fmt::fmt ALIAS kor_fmt)
+endif()
+set(fmt_FOUND TRUE)
