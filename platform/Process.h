@@ -20,7 +20,8 @@ unsigned processId();
 constexpr std::size_t kMostRemovedWhenKilled = 64;
 
 /// While it exists, a signal that ends the process (interrupt, quit, hang-up, termination) removes a file first.
-/// Notes  1  Windows ends a process without asking it.
+/// Notes  1  On Windows these are Ctrl+C, Ctrl+Break, the closing of the console and the end of the session. A program
+///           that ends another one does not ask it.
 class RemovedWhenKilled {
 public:
     RemovedWhenKilled() noexcept = default;
@@ -53,7 +54,7 @@ public:
 /// While it exists, an interrupt or a termination is noted in place of ending the process, so that the work at hand can
 /// be finished. The next one ends the process as ever, if it comes more than 0.2 s later: a shell and timeout(1) send
 /// one signal to the whole group, and some processes of it get it twice.
-/// Notes  1  One at a time. Hang-up and quit end the process at once.
+/// Notes  1  One at a time. Hang-up and quit end the process at once, and so does everything on Windows.
 class EndingSignalsAreNoted {
 public:
     EndingSignalsAreNoted() noexcept;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <utility>
 
 #include <fcntl.h>
@@ -28,6 +29,24 @@ std::optional<FileId> identified(HANDLE handle)
         return std::nullopt;
     }
     return FileId{info.dwVolumeSerialNumber, std::uint64_t{info.nFileIndexHigh} << 32U | info.nFileIndexLow};
+}
+
+// A new file that may be removed while it is open, as the end of the process by Ctrl+C needs it; empty if that fails,
+// for which the run-time library then finds the error number.
+File createdRemovable(const std::wstring& name)
+{
+    const HANDLE handle =
+        CreateFileW(name.c_str(), GENERIC_WRITE, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                    CREATE_NEW, FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        return {};
+    }
+    const int descriptor = _open_osfhandle(reinterpret_cast<std::intptr_t>(handle), _O_BINARY | _O_NOINHERIT);
+    if (descriptor < 0) {
+        CloseHandle(handle);
+        DeleteFileW(name.c_str());
+    }
+    return File(descriptor);
 }
 
 File opened(const std::string& path, int flags)
@@ -130,7 +149,10 @@ File openFile(const std::string& path, OpenMode mode)
     const int flags = mode == OpenMode::read    ? _O_RDONLY
                       : mode == OpenMode::write ? _O_WRONLY | _O_CREAT | _O_TRUNC
                                                 : _O_WRONLY | _O_CREAT | _O_EXCL;
-    File file(_wsopen(name->c_str(), flags | _O_BINARY | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE));
+    File file = mode == OpenMode::create ? createdRemovable(*name) : File();
+    if (!file) {
+        file = File(_wsopen(name->c_str(), flags | _O_BINARY | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE));
+    }
     // A name such as CON leads to a device without having a status of its own.
     if (file && GetFileType(handleOf(file.descriptor())) != FILE_TYPE_DISK) {
         file = File();

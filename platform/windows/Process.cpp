@@ -1,5 +1,7 @@
 #include "platform/Process.h"
 
+#include <cstring>
+#include <mutex>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -7,6 +9,7 @@
 #include <fcntl.h>
 #include <io.h>
 
+#include "platform/Files.h"
 #include "platform/windows/Names.h"
 
 namespace kor::platform {
@@ -31,6 +34,27 @@ std::wstring quotedArgument(const std::wstring& argument)
     return out + L"\"";
 }
 
+// Held while a file is made and noted below. Never destroyed, because the handler's thread may outlast everything else.
+std::recursive_mutex& endingLock()
+{
+    static auto* const lock = new std::recursive_mutex;
+    return *lock;
+}
+
+const char* doomedPaths[kMostRemovedWhenKilled];
+
+// The system calls this in a thread of its own. It keeps the lock: nobody makes a file any more.
+BOOL WINAPI endedByConsole(DWORD /*event*/)
+{
+    endingLock().lock();
+    for (const char* const path : doomedPaths) {
+        if (path != nullptr) {
+            removeFile(path);
+        }
+    }
+    return FALSE; // the system's own handler comes next and ends the process
+}
+
 ChildResult notStarted(const char* what)
 {
     ChildResult result;
@@ -50,6 +74,7 @@ void prepareProcess()
         }
         _setmode(stream, _O_BINARY);
     }
+    SetConsoleCtrlHandler(endedByConsole, TRUE);
 }
 
 // argv has been through the code page, which lacks most characters.
@@ -70,7 +95,18 @@ unsigned processId()
     return static_cast<unsigned>(GetCurrentProcessId());
 }
 
-RemovedWhenKilled::RemovedWhenKilled(const std::string&) : m_path("") {}
+RemovedWhenKilled::RemovedWhenKilled(const std::string& path)
+{
+    const std::lock_guard<std::recursive_mutex> guard(endingLock());
+    while (m_place < kMostRemovedWhenKilled && doomedPaths[m_place] != nullptr) {
+        ++m_place;
+    }
+    if (m_place < kMostRemovedWhenKilled) {
+        char* const copy = new char[path.size() + 1];
+        std::memcpy(copy, path.c_str(), path.size() + 1);
+        m_path = doomedPaths[m_place] = copy;
+    }
+}
 
 RemovedWhenKilled::RemovedWhenKilled(RemovedWhenKilled&& other) noexcept
     : m_path(std::exchange(other.m_path, nullptr)), m_place(other.m_place)
@@ -80,13 +116,28 @@ RemovedWhenKilled::RemovedWhenKilled(RemovedWhenKilled&& other) noexcept
 RemovedWhenKilled& RemovedWhenKilled::operator=(RemovedWhenKilled&& other) noexcept
 {
     std::swap(m_path, other.m_path);
+    std::swap(m_place, other.m_place);
     return *this;
 }
 
-RemovedWhenKilled::~RemovedWhenKilled() = default;
+RemovedWhenKilled::~RemovedWhenKilled()
+{
+    if (m_path != nullptr) {
+        const std::lock_guard<std::recursive_mutex> guard(endingLock());
+        doomedPaths[m_place] = nullptr;
+        delete[] m_path;
+    }
+}
 
-EndingSignalsWait::EndingSignalsWait() noexcept = default;
-EndingSignalsWait::~EndingSignalsWait() = default;
+EndingSignalsWait::EndingSignalsWait() noexcept
+{
+    endingLock().lock();
+}
+
+EndingSignalsWait::~EndingSignalsWait()
+{
+    endingLock().unlock();
+}
 
 EndingSignalsAreNoted::EndingSignalsAreNoted() noexcept = default;
 EndingSignalsAreNoted::~EndingSignalsAreNoted() = default;
