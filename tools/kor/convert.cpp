@@ -22,7 +22,7 @@
 #include "tools/kor/Options.h"
 #include "tools/kor/Overwrite.h"
 #include "tools/kor/Progress.h"
-#include "tools/kor/Tally.h"
+#include "tools/kor/RecordingOptions.h"
 
 namespace kor::tool {
 
@@ -80,20 +80,9 @@ ConvertPlan understood(const ConvertRequest& request)
     }
     plan.inputs.assign(request.files.begin(), request.files.end() - 1);
     plan.output = request.files.back();
-    if (request.inputFormat) {
-        plan.inputFormat = choiceOption<Format>("--input-format", *request.inputFormat,
-                                                {{"csv", Format::csv}, {"bin", Format::binary}});
-    }
-    if (request.format) {
-        plan.format = choiceOption<Format>("--format", *request.format,
-                                           {{"csv", Format::csv}, {"bin", Format::binary}, {"bare", Format::bare}});
-    }
-    if (request.from) {
-        plan.window.from(wholeOption<std::uint32_t>("--from", *request.from));
-    }
-    if (request.to) {
-        plan.window.to(wholeOption<std::uint32_t>("--to", *request.to));
-    }
+    plan.inputFormat = inputFormatOption(request.inputFormat);
+    plan.format = formatOption(request.format);
+    plan.window = windowOption(request.from, request.to);
     plan.every = request.every ? wholeOption<std::uint64_t>("--every", *request.every, 1) : 1;
     plan.skipBad = request.skipBad;
     plan.progress = progressOption(request.progress);

@@ -5,7 +5,6 @@
 #include <string>
 #include <string_view>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -17,6 +16,7 @@
 #include "tools/kor/MountMode.h"
 #include "tools/kor/Options.h"
 #include "tools/kor/Overwrite.h"
+#include "tools/kor/RecordingOptions.h"
 #include "tools/kor/Replay.h"
 
 namespace kor::tool {
@@ -45,20 +45,9 @@ ReplayPlan understood(const ReplayRequest& request)
         }
     }
     plan.store = request.store;
-    const std::vector<std::pair<std::string, Format>> formats = {{"csv", Format::csv}, {"bin", Format::binary}};
-    if (request.input) {
-        plan.input = choiceOption("--input-format", *request.input, formats);
-    }
-    if (request.format) {
-        plan.format = choiceOption<Format>("--format", *request.format,
-                                           {{"csv", Format::csv}, {"bin", Format::binary}, {"bare", Format::bare}});
-    }
-    if (request.from) {
-        plan.window.from(wholeOption<std::uint32_t>("--from", *request.from));
-    }
-    if (request.to) {
-        plan.window.to(wholeOption<std::uint32_t>("--to", *request.to));
-    }
+    plan.input = inputFormatOption(request.input);
+    plan.format = formatOption(request.format);
+    plan.window = windowOption(request.from, request.to);
     plan.skipBad = request.skipBad;
     plan.checking = request.checked ? Checking::done : request.force ? Checking::forced : Checking::strict;
     plan.strict = request.strict;

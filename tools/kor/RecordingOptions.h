@@ -1,0 +1,18 @@
+// Options of the commands that read recordings and write what they make of them.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "recordings/Columns.h"
+#include "tools/kor/Tally.h"
+
+namespace kor::tool {
+
+/// The values of --input-format, of --format, and of --from and --to; nothing, and no limit, for what was not given.
+/// They throw Misuse for what they do not expect.
+std::optional<recordings::Format> inputFormatOption(const std::optional<std::string>& text);
+std::optional<recordings::Format> formatOption(const std::optional<std::string>& text);
+Window windowOption(const std::optional<std::string>& from, const std::optional<std::string>& to);
+
+} // namespace kor::tool
