@@ -244,7 +244,8 @@ class Usage(Case):
         for option, text in (("--mode", "5x"), ("--mode", "0x5"), ("--mode", " 5"), ("--mode", "+5"), ("--mode", "5.0"),
                              ("--mode", "2147483648"), ("--jobs", "0"), ("--jobs", "-1"), ("--jobs", "many"), ("--jobs", "257"),
                              ("--from", "-1"), ("--from", "4294967296"), ("--to", "1e3"), ("--to", "1000 "),
-                             ("--psd", "1,2"), ("--psd", "1,2,3,4"), ("--psd", "1,2,x"), ("--psd", "1,,3")):
+                             ("--psd", "1,2"), ("--psd", "1,2,3,4"), ("--psd", "1,2,x"), ("--psd", "1,,3"),
+                             ("--psd", "1,2,0")):
             with self.subTest(option=option, text=text):
                 self.refused("replay", "--prm", ".", "--id", "5", f"{option}={text}", "a.csv", says=option)
 

@@ -43,6 +43,11 @@ ReplayPlan understood(const ReplayRequest& request)
         for (std::size_t i = 0; i < 3; ++i) {
             (*plan.psd)[i] = wholeOption<std::int32_t>("--psd", parts[i]);
         }
+        if (plan.psd->back() == 0) {
+            throw Misuse(fmt::format("--psd: found {}, expected a DIVISOR other than 0, with which the reading has no "
+                                     "effect",
+                                     inQuotes(*request.psd)));
+        }
     }
     plan.store = request.store;
     plan.input = inputFormatOption(request.input);
@@ -157,7 +162,8 @@ Command declareReplay(CLI::App& root)
                    "in mount modes below 7");
     command.option("--psd", request->psd, "A,B,D",
                    "Reading of the position-sensitive detector:\n"
-                   "FIRST,SECOND,DIVISOR; with --store, in mount modes\n7 to 10");
+                   "FIRST,SECOND,DIVISOR, the last one not 0; with --store,\n"
+                   "in mount modes 7 to 10");
     command.flag("--store", request->store,
                  "Load the parameter store: the detector's coefficients\n"
                  "and, in mount modes 9 and 10, the dynamic parameters;\n"
