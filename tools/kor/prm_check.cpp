@@ -21,6 +21,7 @@
 #include "platform/Text.h"
 #include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
+#include "tools/kor/MountMode.h"
 #include "tools/kor/Options.h"
 #include "tools/kor/prm.h"
 
@@ -254,7 +255,7 @@ int check(const CheckRequest& request)
     if (request.paths.empty()) {
         throw Misuse("FILE|DIR is required");
     }
-    const std::int32_t mode = request.mode ? wholeOption<std::int32_t>("--mode", *request.mode, 1, 10) : kModeOfFile;
+    const std::int32_t mode = request.mode ? mountModeOption(*request.mode) : kModeOfFile;
     Verdict verdict;
     std::string text;
     Json list = Json::array();
