@@ -30,6 +30,9 @@ struct PrmBlock {
 /// Rows of a table that are handled at most.
 constexpr std::size_t kMostTableRows = 100'000;
 
+/// From this mount mode on a file has the blocks behind the mount mode.
+constexpr std::int32_t kFirstLongMode = 7;
+
 /// Bytes of a parameter file that are handled at most.
 constexpr std::size_t kMostPrmBytes = std::size_t{1} << 24;
 

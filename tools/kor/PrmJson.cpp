@@ -289,8 +289,6 @@ private:
         return value.text;
     }
 
-    static constexpr std::int32_t kFirstLongMode = 7;
-
     const JsonValue& m_root;
     std::string m_title;
     PrmContent m_content;

@@ -32,7 +32,7 @@ struct NewRequest {
     bool force = false;
 };
 
-// Rows from -span to span in `steps` steps whose second value is `scale` times the first.
+// Rows of evenly spaced readings whose second value is `scale` times the first.
 std::vector<PrmNumber> tableRows(double first, double step, int rows, double scale)
 {
     std::vector<PrmNumber> values;
@@ -59,7 +59,7 @@ PrmContent neutralContent(int mode, std::int32_t id)
     for (std::uint32_t kind = 0; kind < content.blocks.size(); ++kind) {
         const ParameterBlockKind form = ParameterBlockKindOf(kind);
         PrmBlock& block = content.blocks[kind];
-        block.present = !form.modeSevenUp || mode >= 7;
+        block.present = !form.modeSevenUp || mode >= kFirstLongMode;
         block.values.assign(std::size_t{form.rows} * form.columns, 0.0F);
     }
     content.at("Serial Number").integer = id;

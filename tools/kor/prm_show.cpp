@@ -82,8 +82,6 @@ public:
     }
 
 private:
-    static constexpr std::int32_t kFirstLongMode = 7;
-
     void put(std::string_view title, const std::string& rest)
     {
         std::string line = title.empty() ? fmt::format("{:>4}  {:<{}}", "", "", kTitleWidth)
