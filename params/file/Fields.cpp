@@ -38,6 +38,10 @@ constexpr double kMostGain = 2.0;
 // Where the meaning of a number is not known here, at least its size is that of a number that somebody has typed.
 constexpr double kAnything = 1e6;
 
+// The elements of a rotation, and what rounding to six decimals adds to them.
+constexpr std::array<const char*, 9> kElements = {"m00", "m01", "m02", "m10", "m11", "m12", "m20", "m21", "m22"};
+constexpr double kMostElement = 1.000001;
+
 constexpr Field kFields[] = {
     // Gains and damping of the sensor's drives, which nothing here uses.
     {Target::nothing,
@@ -51,25 +55,8 @@ constexpr Field kFields[] = {
      kNone},
     {Target::encoderOffset, 0, 2, {"azimuth", "elevation"}, kDeg, -kTurn, kTurn, false, kAll},
     {Target::knownVector, 0, 3, {"x", "y", "z"}, "", -kAnything, kAnything, false, kNone},
-    // The elements of a rotation, and what rounding to six decimals adds to them.
-    {Target::localMatrix,
-     0,
-     9,
-     {"m00", "m01", "m02", "m10", "m11", "m12", "m20", "m21", "m22"},
-     "",
-     -1.000001,
-     1.000001,
-     false,
-     kFactored},
-    {Target::machineMatrix,
-     0,
-     9,
-     {"m00", "m01", "m02", "m10", "m11", "m12", "m20", "m21", "m22"},
-     "",
-     -1.000001,
-     1.000001,
-     false,
-     kFactored},
+    {Target::localMatrix, 0, 9, kElements, "", -kMostElement, kMostElement, false, kFactored},
+    {Target::machineMatrix, 0, 9, kElements, "", -kMostElement, kMostElement, false, kFactored},
     // gain times temperature plus offset multiplies a level, so that it is near 1: within temperatures of some ten
     // degrees a gain of 0.01 already changes it by a tenth of itself.
     {Target::thermalFactor, 0, 1, {"x_gain"}, "per unit of levelTemperature", -0.01, 0.01, false, kDual | kTwo},
