@@ -23,7 +23,7 @@ constexpr std::size_t kLongestDirectory = 254;
 
 Failure cannotOpen(const std::string& path)
 {
-    return {kExitNoInput, "cannot open the parameter file " + shown(path) + ": " + platform::whyUnreadable(path)};
+    return {kExitNoInput, cannotOpenText(path)};
 }
 
 void tellFindings(const ParameterSource& source, const std::string& path, Checking checking,
@@ -57,14 +57,10 @@ void tellFindings(const ParameterSource& source, const std::string& path, Checki
         return;
     }
     const std::string errors = std::to_string(report.errors()) + (report.errors() == 1 ? " error" : " errors");
-    const unsigned message = report.message();
-    const std::string text = message == 0
-                                 ? std::string()
-                                 : " and message " + std::to_string(message) + ", " + inQuotes(MessageText(message));
     throw Failure(kExitDataError,
                   "the parameter file " + shown(path) + " has " + errors + "; " +
                       (status == kSuccess ? "correct it, or go on with --force"
-                                          : "the library refuses it with " + std::to_string(status) + text));
+                                          : "the library refuses it with " + resultText(status, report.message())));
 }
 
 } // namespace
@@ -72,6 +68,18 @@ void tellFindings(const ParameterSource& source, const std::string& path, Checki
 std::string ParameterSource::path() const
 {
     return platform::textOf(platform::pathFrom(directory) / ("Tg" + std::to_string(id) + ".prm"));
+}
+
+std::string cannotOpenText(const std::string& path)
+{
+    return "cannot open the parameter file " + shown(path) + ": " + platform::whyUnreadable(path);
+}
+
+std::string resultText(int status, unsigned message)
+{
+    return std::to_string(status) +
+           (message == 0 ? std::string()
+                         : " and message " + std::to_string(message) + ", " + inQuotes(MessageText(message)));
 }
 
 void readParameterFile(const ParameterSource& source, CKorPrm& prm, Checking checking, std::optional<std::int32_t> mode)

@@ -23,6 +23,7 @@
 #include "tools/kor/Exit.h"
 #include "tools/kor/MountMode.h"
 #include "tools/kor/Options.h"
+#include "tools/kor/ParameterFile.h"
 #include "tools/kor/prm.h"
 
 namespace kor::tool {
@@ -136,11 +137,6 @@ std::string counted(std::uint32_t number, const char* what)
     return fmt::format("{} {}{}", number, what, number == 1 ? "" : "s");
 }
 
-std::string messageOf(unsigned number)
-{
-    return number == 0 ? std::string() : fmt::format(" and message {}, {}", number, inQuotes(MessageText(number)));
-}
-
 std::string textOf(const CheckReport& report, const std::string& path, bool notes)
 {
     std::string text;
@@ -151,8 +147,8 @@ std::string textOf(const CheckReport& report, const std::string& path, bool note
         }
     }
     if (report.status() != kSuccess) {
-        text += fmt::format("{}: the library refuses this file with {}{}\n", shown(path), report.status(),
-                            messageOf(report.message()));
+        text += fmt::format("{}: the library refuses this file with {}\n", shown(path),
+                            resultText(report.status(), report.message()));
     }
     return text + fmt::format("{}: {}, {}\n", shown(path), counted(report.errors(), "error"),
                               counted(report.warnings(), "warning"));
@@ -263,8 +259,7 @@ int check(const CheckRequest& request)
         CheckReport report;
         const int status = CheckParameterFile(path.c_str(), mode, report);
         if (status == kCannotOpen) {
-            verdict.refuse(
-                fmt::format("cannot open the parameter file {}: {}", shown(path), platform::whyUnreadable(path)));
+            verdict.refuse(cannotOpenText(path));
             continue;
         }
         verdict.errors = verdict.errors || report.errors() > 0 || status != kSuccess;
