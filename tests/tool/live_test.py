@@ -19,7 +19,7 @@ import unittest
 
 import replay_test
 from feed import Stream, figures, latencies, percentile
-from program import KOR, posix_only
+from program import KOR, WINDOWS, posix_only
 from replay_test import binary, csv_text, samples
 
 ENDS = {signal.SIGINT: 130, signal.SIGTERM: 143}
@@ -331,6 +331,30 @@ class Interrupt(Case):
         for name, feed in zip(names, feeds):
             feed.close()
             self.assertEqual(self.get("out/" + name), self.begin_of_wanted(20))
+
+
+@unittest.skipUnless(WINDOWS, "Windows only")
+class WindowsInterrupt(Case):
+    def of_windows(self, pid):
+        """The process below another one that runs the program: the emulator takes a signal to it for Ctrl+C."""
+        with open(f"/proc/{pid}/task/{pid}/children") as file:
+            (child,) = file.read().split()
+        with open(f"/proc/{child}/cmdline", "rb") as file:
+            is_program = b"kor.exe" in file.read().split(b"\0", 1)[0]
+        return int(child) if is_program else self.of_windows(child)
+
+    def test_ctrl_c_leaves_no_temporary_file(self):
+        child = subprocess.Popen([*self.command, "-", "-o", "r.csv"], cwd=self.dir, stdin=subprocess.PIPE,
+                                 stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(child.wait)
+        self.addCleanup(child.kill)
+        self.addCleanup(child.stdin.close)
+        child.stdin.write(self.header + b"".join(self.lines[:20]))
+        child.stdin.flush()
+        self.until(lambda: self.written_so_far() != b"", "there is no temporary file")
+        os.kill(self.of_windows(child.pid), signal.SIGINT)
+        child.wait(timeout=20)
+        self.assert_no_leftovers("a.csv")
 
 
 @posix_only

@@ -381,6 +381,14 @@ class New(Case):
                 self.assertGreater(found["rows"], 150)
                 self.assertLess(found["largest"], 2e-5)  # what single-precision readings leave of the truth
 
+    def test_every_mode_gives_a_sound_file_that_keeps_its_bytes(self):
+        names = [f"Tg{mode}.prm" for mode in range(1, 11)]
+        for mode, name in enumerate(names, 1):
+            self.prm("new", "--mode", str(mode), "-o", name)
+            text = self.prm("json", name).stdout
+            self.assertEqual(self.prm("from-json", "-", stdin=text).stdout, self.read(self.path(name)))
+        self.assertEqual(self.prm("check", *names).stdout, "".join(f"{name}: 0 errors, 0 warnings\n" for name in names))
+
     def test_shown_and_compared_with_itself(self):
         text = self.prm("new", "--mode", "9", "--id", "-12").stdout
         self.assertIn("sensor -12, mount mode 9", self.prm("show", "-", stdin=text).stdout)
