@@ -46,7 +46,7 @@ std::vector<PrmNumber> tableRows(double first, double step, int rows, double sca
 
 void setTilt(PrmBlock& block, double span, double degrees)
 {
-    constexpr int kRows = 25;
+    constexpr int kRows = 21; // steps of round numbers, which a rewrite keeps
     block.values = tableRows(-span, 2.0 * span / (kRows - 1), kRows, degrees / span);
     block.extras = {static_cast<float>(-span), static_cast<float>(span), 0.0F};
     block.word = "Degrees";
