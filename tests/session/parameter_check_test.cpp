@@ -7,6 +7,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -53,6 +54,20 @@ public:
     void cut(std::string_view title, std::size_t offset = 0) { m_lines.resize(line(title) - 1 + offset); }
 
     void append(const std::string& text) { m_lines.push_back(text); }
+
+    /// Gives a table other rows, each a reading and a share of it.
+    void setRows(std::string_view title, const std::vector<double>& readings, double share = 0.0,
+                 const char* separator = "\t")
+    {
+        const auto old = static_cast<std::size_t>(std::stoi(at(title, 1)));
+        remove(title, 2, old);
+        at(title, 1) = std::to_string(readings.size());
+        for (std::size_t i = 0; i < readings.size(); ++i) {
+            insert(title, 2 + i,
+                   number(static_cast<float>(readings[i])) + separator +
+                       number(static_cast<float>(share * readings[i])));
+        }
+    }
 
     std::string text() const
     {
@@ -315,6 +330,19 @@ const Broken kBroken[] = {
      "AZ Calibration Table", "AZ Calibration Table", "-3.5 to 356.9", "at most one turn"},
     {"tableThatDoesNotClose", 5, [](Lines& l) { l.at("AZ Calibration Table", 38) = "356.9\t0.9"; }, "rollover", 38,
      "AZ Calibration Table", "AZ Calibration Table", "corrections 0.9", "a difference of at most"},
+    {"tableThatNearlyCloses", 5, [](Lines& l) { l.at("AZ Calibration Table", 38) = "356.9\t0.02"; }, "rollover", 38,
+     "AZ Calibration Table", "AZ Calibration Table", "corrections 0.02", "a difference of at most"},
+    {"rowMissingInATableWithFinerSteps", 5,
+     [](Lines& l) {
+         l.setRows("EL Calibration Table", {-60, -50, -40, -25, -10, -5, 5, 10, 25, 40, 50, 60});
+     },
+     "table-gap", 8, "EL Calibration Table", "EL Calibration Table", "step of 10 from -5 to 5", "steps of about"},
+    {"stepTooLargeInATableOfNearlyEvenSteps", 5,
+     [](Lines& l) {
+         l.setRows("EL Calibration Table",
+                   {-60, -52.6, -45, -37.4, -30, -22.6, -15, -7.4, 0, 12.5, 20, 27.4, 35, 42.6});
+     },
+     "table-gap", 11, "EL Calibration Table", "EL Calibration Table", "step of 12.5 from 0 to 12.5", "steps of about"},
     {"curveThatTurnsBack", 5, [](Lines& l) { l.at("EL Calibration Table", 5) = "-44.9\t-0.5"; },
      "not-monotone table-gap", 5, "EL Calibration Table", "EL Calibration Table", "calibrated angle -45.4", "ascend"},
     {"correctionOfDegrees", 5, [](Lines& l) { l.at("EL Calibration Table", 5) = "-37.5\t-12.9"; },
@@ -347,6 +375,9 @@ const Broken kBroken[] = {
     {"matrixThatIsNoRotation", 5, [](Lines& l) { l.at("Local Coordinate Tranform Matrix", 1) = "0.6\t-0.768\t0.3"; },
      "not-rotation", 1, "Local Coordinate Tranform Matrix", "Local Coordinate Tranform Matrix", "determinant 1.01702",
      "determinant 1"},
+    {"matrixWrongInTheFifthDigit", 5,
+     [](Lines& l) { l.at("Local Coordinate Tranform Matrix", 1) = "0.60001\t-0.768\t0.224"; }, "not-rotation", 1,
+     "Local Coordinate Tranform Matrix", "Local Coordinate Tranform Matrix", "by up to 1.2e-05", "determinant 1"},
     {"matrixThatMirrors", 5, [](Lines& l) { l.at("Machine Coordinate Tranform Matrix", 3) = "0\t0\t-1"; },
      "not-rotation", 1, "Machine Coordinate Tranform Matrix", "Machine Coordinate Tranform Matrix", "determinant -1",
      "determinant 1"},
@@ -371,6 +402,48 @@ const Broken kBroken[] = {
 
 INSTANTIATE_TEST_SUITE_P(ParameterCheck, Breakage, ::testing::ValuesIn(kBroken),
                          [](const auto& one) { return std::string(one.param.name); });
+
+// Unusual files that nothing is wrong with.
+TEST(ParameterCheck, hasNothingToSayOfWhatIsNearTheLimitsOfItsRules)
+{
+    const struct {
+        const char* name;
+        int mode;
+        std::function<void(Lines&)> edit;
+    } files[] = {
+        {"a rotation rounded to six digits", 5,
+         [](Lines& l) { l.at("Local Coordinate Tranform Matrix", 1) = "0.600001\t-0.768\t0.224"; }},
+        {"finer steps in the middle", 5,
+         [](Lines& l) {
+             l.setRows("EL Calibration Table", {-60, -50, -40, -25, -10, -5, 0, 5, 10, 25, 40, 50, 60});
+         }},
+        {"an azimuth axis with stops", 9,
+         [](Lines& l) {
+             l.setRows("AZ Calibration Table", {-80, -60, -40, -20, 0, 20, 40, 60, 80});
+             l.at("Half Angle", 1) = "90\t60";
+         }},
+        {"a level that descends", 9,
+         [](Lines& l) {
+             l.setRows("Tilt Y Calibration Table", {20, 15, 10, 5, 0, -5, -10, -15, -20}, 0.98);
+         }},
+        {"a level with its sign turned round", 9,
+         [](Lines& l) {
+             l.setRows("Tilt Y Calibration Table", {-20, -15, -10, -5, 0, 5, 10, 15, 20}, -0.98);
+         }},
+        {"zeros for a level that the mode does not use", 5,
+         [](Lines& l) { l.at("Thermal Compensation Factor", 1) = "0\t0\t0.0001\t0.998"; }},
+        {"an axis that counts the other way", 5, [](Lines& l) { l.at("Scale Factor", 5) = "-1.0"; }},
+        {"a table without regard to lines", 5,
+         [](Lines& l) {
+             l.setRows("EL Calibration Table", {-60, -40, -20, 0, 20, 40, 60}, 0.0, "\n");
+         }},
+    };
+    for (const auto& file : files) {
+        Lines lines(file.mode);
+        file.edit(lines);
+        EXPECT_EQ(rulesOf(checked(lines.text())), "") << file.name;
+    }
+}
 
 TEST(ParameterCheck, hasNothingToSayOfASoundFile)
 {
@@ -458,6 +531,24 @@ TEST(ParameterCheck, tellsTheFirstOfManyAndCountsTheOthers)
         }
     }
     EXPECT_EQ(implausible, 3U);
+    // Numbers with too many digits usually fill whole blocks.
+    Lines digits(5);
+    digits.at("Angle Offset", 1) = "123.4567891\t-21.3456789012";
+    const CheckReport once = checked(digits.text());
+    EXPECT_EQ(rulesOf(once), "precision");
+    EXPECT_EQ(once.finding(0).more, 1U);
+}
+
+TEST(ParameterCheck, saysInWhichWayAMatrixIsNoRotation)
+{
+    for (const auto& [row, says] : {std::pair("0\t0\t-1", "this one mirrors"), std::pair("0\t0\t0", "is singular"),
+                                    std::pair("0\t0\t0.9", "look for a wrong sign or digit")}) {
+        Lines lines(5);
+        lines.at("Machine Coordinate Tranform Matrix", 3) = row;
+        const CheckReport report = checked(lines.text());
+        EXPECT_EQ(rulesOf(report), "not-rotation");
+        EXPECT_NE(std::string(report.finding(0).advice).find(says), std::string::npos) << report.finding(0).text;
+    }
 }
 
 TEST(ParameterCheck, hasAnAccountOfItsRules)
