@@ -110,7 +110,7 @@ constexpr double kOvershoot = 1e-3;
 // Up to eight significant digits a number loses at most about half a unit of the last one in single precision.
 constexpr std::size_t kSingleDigits = 8;
 
-// A table with more rows than a turn has arc-minutes is not measured; this bounds the time that a hostile one takes.
+// So many rows of a table are judged. No sensor's table is near that; it bounds the time that a hostile one takes.
 constexpr std::size_t kMostRows = 100000;
 
 std::string shortest(double number)
@@ -286,7 +286,8 @@ void Checks::checkNumber(const DocumentBlock& block, const Item& item, std::size
 void Checks::checkPrecision(const DocumentBlock& block, const Item& item, const std::string& field)
 {
     const std::string_view text = m_document.textOf(item);
-    const std::string_view mantissa = text.substr(0, text.find_first_of("eExXpP"));
+    const std::size_t mark = text.find_first_of("eExXpP");
+    const std::string_view mantissa = text.substr(0, mark);
     const std::size_t first = mantissa.find_first_of("123456789");
     if (first == std::string_view::npos) {
         return;
@@ -298,8 +299,13 @@ void Checks::checkPrecision(const DocumentBlock& block, const Item& item, const 
     const std::size_t decimals = point == std::string_view::npos ? 0 : mantissa.size() - point - 1;
     const double exact = m_document.numberOf(item);
     const double lost = std::fabs(exact - static_cast<double>(item.single));
-    const bool hasExponent = mantissa.size() < text.size();
-    if (digits > kSingleDigits && !hasExponent && lost > 0.5 * std::pow(10.0, -static_cast<double>(decimals))) {
+    int exponent = 0;
+    if (mark != std::string_view::npos) {
+        const std::size_t sign = text.substr(mark + 1).starts_with('+') ? 1 : 0;
+        std::from_chars(text.data() + mark + 1 + sign, text.data() + text.size(), exponent);
+    }
+    const double lastDigit = std::pow(10.0, exponent - static_cast<double>(decimals));
+    if (digits > kSingleDigits && lost > 0.5 * lastDigit) {
         add(Rule::precision, item.line, block.kind().title, field, inQuotes(text),
             "at most 8 digits; the library stores " + shortest(item.single),
             "the digits behind are lost, " + rounded(lost, 2) + " here; nothing is to be done if that is small enough");

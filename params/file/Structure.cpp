@@ -183,11 +183,9 @@ void Structure::findTitles()
         if (!m_tokens[at].begins || m_tokens[at].number) {
             continue;
         }
-        std::size_t found = kBlocks.size();
-        for (std::size_t block = 0; block < kBlocks.size(); ++block) {
-            if (isTitleOf(at, block) && (found == kBlocks.size() || kBlocks[block].words > kBlocks[found].words)) {
-                found = block;
-            }
+        std::size_t found = 0;
+        while (found < kBlocks.size() && !isTitleOf(at, found)) {
+            ++found;
         }
         if (found < kBlocks.size()) {
             m_segments.push_back({found, at});

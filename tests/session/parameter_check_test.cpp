@@ -288,6 +288,24 @@ const Broken kBroken[] = {
      "Tilt X Calibration Table", "Tilt X Calibration Table", "2 numbers", "3 numbers"},
     {"decimalComma", 5, [](Lines& l) { l.at("ADM Offset", 1) = "0,5"; }, "unreadable-value", 1, "ADM Offset",
      "ADM Offset", "\"0,5\"", "a number"},
+    {"decimalCommaInAShortModeWithTextBehind", 5,
+     [](Lines& l) {
+         l.at("ADM Offset", 1) = "0,5";
+         l.append("QVC");
+     },
+     "unreadable-value", 1, "ADM Offset", "ADM Offset", "\"0,5\"", "a number"},
+    {"decimalCommaBehindAnOwnerWithTheNameOfABlock", 5,
+     [](Lines& l) {
+         l.at("Device Owner", 1) = "QVC";
+         l.at("ADM Offset", 1) = "0,5";
+     },
+     "unreadable-value", 1, "ADM Offset", "ADM Offset", "\"0,5\"", "a number"},
+    {"countWrongInATableWithoutRegardToLines", 5,
+     [](Lines& l) {
+         l.setRows("EL Calibration Table", {-60, -40, -20, 0, 20, 40, 60}, 0.0, "\n");
+         l.at("EL Calibration Table", 1) = "9";
+     },
+     "row-count", 1, "EL Calibration Table", "EL Calibration Table", "9", "14 numbers follow"},
     {"numberMissingInAMatrix", 5, [](Lines& l) { l.at("Local Coordinate Tranform Matrix", 2) = "0.8\t-0.168"; },
      "missing-value", 2, "Local Coordinate Tranform Matrix", "Local Coordinate Tranform Matrix", "2 numbers",
      "3 numbers"},
@@ -393,6 +411,9 @@ const Broken kBroken[] = {
      "mode-pendulum block-missing block-missing", 0, "", "Mounting Mode", "ends before", "1 to 10"},
     {"digitsBeyondSinglePrecision", 5, [](Lines& l) { l.at("Angle Offset", 1) = "123.4567891\t-0.876543"; },
      "precision", 1, "Angle Offset", "Angle Offset", "\"123.4567891\"", "at most 8 digits"},
+    {"digitsBeyondSinglePrecisionWithAnExponent", 5,
+     [](Lines& l) { l.at("Angle Offset", 1) = "1.234567891E+2\t-8.76543e-1"; }, "precision", 1, "Angle Offset",
+     "Angle Offset", "\"1.234567891E+2\"", "at most 8 digits"},
     {"moreDecimalsThanARewriteKeeps", 5, [](Lines& l) { l.at("Thermal Compensation Factor", 1) = "1.25e-7\t1\t0\t1"; },
      "rewrite-truncates", 1, "Thermal Compensation Factor", "Thermal Compensation Factor", "\"1.25e-7\"",
      "six decimals"},
@@ -483,8 +504,10 @@ TEST(ParameterCheck, saysWhatIsNoTextFile)
     for (const char c : text) {
         wide += {c, '\0'};
     }
-    const std::pair<std::string, const char*> files[] = {
-        {wide, "UTF-16"}, {"\x1F\x8B\x08", "compressed"}, {text.substr(0, 99) + std::string(1, '\0'), "binary"}};
+    const std::pair<std::string, const char*> files[] = {{wide, "UTF-16"},
+                                                         {wide.substr(2), "UTF-16"},
+                                                         {"\x1F\x8B\x08", "compressed"},
+                                                         {text.substr(0, 99) + std::string(1, '\0'), "binary"}};
     for (const auto& [bytes, says] : files) {
         const CheckReport report = checked(bytes);
         ASSERT_EQ(report.findings(), 1U);
@@ -537,6 +560,13 @@ TEST(ParameterCheck, tellsTheFirstOfManyAndCountsTheOthers)
     const CheckReport once = checked(digits.text());
     EXPECT_EQ(rulesOf(once), "precision");
     EXPECT_EQ(once.finding(0).more, 1U);
+}
+
+TEST(ParameterCheck, saysToWriteADecimalPointForAComma)
+{
+    Lines lines(5);
+    lines.at("ADM Offset", 1) = "0,5";
+    EXPECT_STREQ(checked(lines.text()).finding(0).advice, "write a decimal point, and nothing between thousands");
 }
 
 TEST(ParameterCheck, saysInWhichWayAMatrixIsNoRotation)
