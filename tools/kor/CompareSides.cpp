@@ -138,8 +138,7 @@ Columns commonColumns(const Source& first, const Source& second)
 {
     Columns columns;
     if (first.kind() != second.kind()) {
-        // The results' matrix and the one that the truth expects are the last nine numbers that either has of that
-        // name.
+        // They have one matrix in common, m00 to m22 of the results and result_00 to result_22 of the truth.
         for (std::size_t i = 0; i < 9; ++i) {
             const std::string place = {static_cast<char>('0' + i / 3), static_cast<char>('0' + i % 3)};
             const auto named = [&place](std::span<const Column> all, const char* prefix) {
