@@ -454,6 +454,8 @@ TEST(ParameterCheck, hasNothingToSayOfWhatIsNearTheLimitsOfItsRules)
         {"zeros for a level that the mode does not use", 5,
          [](Lines& l) { l.at("Thermal Compensation Factor", 1) = "0\t0\t0.0001\t0.998"; }},
         {"an axis that counts the other way", 5, [](Lines& l) { l.at("Scale Factor", 5) = "-1.0"; }},
+        {"nine digits that single precision holds", 5,
+         [](Lines& l) { l.at("Transform Vector", 1) = "1.00000006e3\t1\t0"; }},
         {"a table without regard to lines", 5,
          [](Lines& l) {
              l.setRows("EL Calibration Table", {-60, -40, -20, 0, 20, 40, 60}, 0.0, "\n");
