@@ -479,7 +479,8 @@ void Checks::checkRollover(const DocumentBlock& block)
     const DocumentBlock* const half = m_document.find(Target::encoderHalfRange);
     const bool hasStops = half != nullptr && half->values.size() == 2 && half->values[0].readable &&
                           half->values[0].single > 0.0F && half->values[0].single < 175.0F;
-    if (block.kind().target != Target::azimuthTable || hasStops) {
+    const bool isWhole = block.values.size() / 2 <= kMostRows;
+    if (block.kind().target != Target::azimuthTable || hasStops || !isWhole) {
         return;
     }
     const std::size_t rows = rowsOf(block);

@@ -196,11 +196,13 @@ void Structure::findTitles()
     }
 }
 
-// The rest of a token's line, in quotes.
+// The rest of a token's line, in quotes, as far as these show it.
 std::string Structure::wordsFrom(std::size_t at) const
 {
+    constexpr std::size_t kEnough = 200;
     std::string joined;
-    for (std::size_t i = at; i < endOfLine(at, m_tokens.size()); ++i) {
+    for (std::size_t i = at; i < m_tokens.size() && m_tokens[i].line == m_tokens[at].line && joined.size() < kEnough;
+         ++i) {
         joined += (i == at ? "" : " ") + std::string(m_tokens[i].text);
     }
     return inQuotes(joined);

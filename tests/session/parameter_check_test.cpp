@@ -2,6 +2,7 @@
 #include "KORInterface/ParameterCheck.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <functional>
@@ -62,11 +63,12 @@ public:
         const auto old = static_cast<std::size_t>(std::stoi(at(title, 1)));
         remove(title, 2, old);
         at(title, 1) = std::to_string(readings.size());
-        for (std::size_t i = 0; i < readings.size(); ++i) {
-            insert(title, 2 + i,
-                   number(static_cast<float>(readings[i])) + separator +
-                       number(static_cast<float>(share * readings[i])));
+        std::vector<std::string> rows;
+        for (const double reading : readings) {
+            rows.push_back(number(static_cast<float>(reading)) + separator +
+                           number(static_cast<float>(share * reading)));
         }
+        m_lines.insert(m_lines.begin() + static_cast<std::ptrdiff_t>(line(title) + 1), rows.begin(), rows.end());
     }
 
     std::string text() const
@@ -596,6 +598,27 @@ TEST(ParameterCheck, hasAnAccountOfItsRules)
     EXPECT_STREQ(kor::CheckRuleOf(kor::CheckRules()).name, "");
     const CheckReport empty;
     EXPECT_STREQ(empty.finding(0).text, "");
+}
+
+// Whatever grew with the square of the words or rows would take minutes.
+TEST(ParameterCheck, isDoneWithHostileFilesInSeconds)
+{
+    std::string words = "Serial Number\n1009\n";
+    for (int i = 0; i < 500000; ++i) {
+        words += "x ";
+    }
+    Lines lines(5);
+    std::vector<double> readings(120000);
+    for (std::size_t i = 0; i < readings.size(); ++i) {
+        readings[i] = 0.003 * static_cast<double>(i);
+    }
+    lines.setRows("AZ Calibration Table", readings);
+    for (const auto& [text, rules] :
+         {std::pair<std::string, std::string>(words, "title-missing missing-word file-ends"), {lines.text(), ""}}) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(rulesOf(checked(text)), rules);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
+    }
 }
 
 // Cut anywhere and with items replaced, a file that the library refuses has an error, and a sentence for each finding.
