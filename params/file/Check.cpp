@@ -139,6 +139,39 @@ std::string rangeText(const Field& field)
     return field.eitherSign ? "a magnitude of " + span + unit : span + unit;
 }
 
+// A number of a block, and where it stands there.
+struct Number {
+    const DocumentBlock& block;
+    const Item& item;
+    std::size_t index; // in the block's values, or in the extra row of a tilt table
+    bool isExtra;
+
+    bool isInTable() const
+    {
+        const Layout layout = block.kind().layout;
+        return layout == Layout::encoderTable || layout == Layout::tiltTable;
+    }
+
+    // As the fields count them: those of a table by column.
+    std::size_t value() const
+    {
+        const std::size_t columns = block.kind().columns;
+        return isExtra ? columns + index : isInTable() ? index % columns : index;
+    }
+
+    // In words. Most numbers are in order, and nobody asks.
+    std::string place() const
+    {
+        std::string row;
+        if (isExtra) {
+            row = "row of limits, ";
+        } else if (isInTable()) {
+            row = "row " + std::to_string(index / block.kind().columns + 1) + ", ";
+        }
+        return row + fieldName(block.kind(), value());
+    }
+};
+
 class Checks {
 public:
     Checks(const Document& document, std::optional<std::int32_t> mode, Findings& findings)
@@ -180,8 +213,8 @@ private:
     void checkMode();
     void checkTitle(const DocumentBlock& block);
     void checkNumbers(const DocumentBlock& block);
-    void checkNumber(const DocumentBlock& block, const Item& item, std::size_t value, std::string row);
-    void checkPrecision(const DocumentBlock& block, const Item& item, const std::string& field);
+    void checkNumber(const Number& number);
+    void checkPrecision(const Number& number);
     void checkBlock(const DocumentBlock& block);
     void checkMatrix(const DocumentBlock& block);
     bool checkOrder(const DocumentBlock& block);
@@ -246,45 +279,45 @@ void Checks::checkTitle(const DocumentBlock& block)
 
 void Checks::checkNumbers(const DocumentBlock& block)
 {
-    const Layout layout = block.kind().layout;
-    const bool isTable = layout == Layout::encoderTable || layout == Layout::tiltTable;
-    const std::size_t columns = block.kind().columns;
     for (std::size_t i = 0; i < block.values.size(); ++i) {
-        checkNumber(block, block.values[i], isTable ? i % columns : i, isTable ? rowText(i / columns) + ", " : "");
+        checkNumber({block, block.values[i], i, false});
     }
     for (std::size_t i = 0; i < block.extras.size(); ++i) {
-        checkNumber(block, block.extras[i], columns + i, "row of limits, ");
+        checkNumber({block, block.extras[i], i, true});
     }
 }
 
-void Checks::checkNumber(const DocumentBlock& block, const Item& item, std::size_t value, std::string row)
+void Checks::checkNumber(const Number& number)
 {
-    const Field* const field = fieldOf(block.kind(), value);
+    const Item& item = number.item;
+    const Field* const field = fieldOf(number.block.kind(), number.value());
     if (field == nullptr || !item.readable) {
         return;
     }
-    const std::string name = std::move(row) + fieldName(block.kind(), value);
-    const char* const title = block.kind().title;
-    const std::string found = inQuotes(m_document.textOf(item));
+    const char* const title = number.block.kind().title;
     if (!std::isfinite(item.single)) {
-        add(Rule::notFinite, item.line, title, name, found, "a number within single precision, " + rangeText(*field),
-            isUsed(block.kind()) ? "write the right number; all that is computed with this one becomes nan or infinite"
-                                 : "write a number; nothing is computed with this one in " + modeText());
+        add(Rule::notFinite, item.line, title, number.place(), inQuotes(m_document.textOf(item)),
+            "a number within single precision, " + rangeText(*field),
+            isUsed(number.block.kind())
+                ? "write the right number; all that is computed with this one becomes nan or infinite"
+                : "write a number; nothing is computed with this one in " + modeText());
         return;
     }
-    const double number = static_cast<double>(item.single);
-    const double size = field->eitherSign ? std::fabs(number) : number;
+    const double wide = static_cast<double>(item.single);
+    const double size = field->eitherSign ? std::fabs(wide) : wide;
     // Zeros fill the fields that only other models use.
-    const bool counts = number != 0.0 || (field->models & bitOf(m_model)) != 0;
+    const bool counts = wide != 0.0 || (field->models & bitOf(m_model)) != 0;
     if (counts && !(size >= field->least && size <= field->most)) {
-        add(Rule::implausible, item.line, title, name, found, rangeText(*field),
+        add(Rule::implausible, item.line, title, number.place(), inQuotes(m_document.textOf(item)), rangeText(*field),
             "look for a lost decimal point, another unit or another block's number");
     }
-    checkPrecision(block, item, name);
+    checkPrecision(number);
 }
 
-void Checks::checkPrecision(const DocumentBlock& block, const Item& item, const std::string& field)
+void Checks::checkPrecision(const Number& number)
 {
+    const Item& item = number.item;
+    const char* const title = number.block.kind().title;
     const std::string_view text = m_document.textOf(item);
     const std::size_t mark = text.find_first_of("eExXpP");
     const std::string_view mantissa = text.substr(0, mark);
@@ -297,23 +330,25 @@ void Checks::checkPrecision(const DocumentBlock& block, const Item& item, const 
         std::count_if(mantissa.begin() + static_cast<std::ptrdiff_t>(first), mantissa.end(), isDigit));
     const std::size_t point = mantissa.find('.');
     const std::size_t decimals = point == std::string_view::npos ? 0 : mantissa.size() - point - 1;
-    const double exact = m_document.numberOf(item);
-    const double lost = std::fabs(exact - static_cast<double>(item.single));
-    int exponent = 0;
-    if (mark != std::string_view::npos) {
-        const std::size_t sign = text.substr(mark + 1).starts_with('+') ? 1 : 0;
-        std::from_chars(text.data() + mark + 1 + sign, text.data() + text.size(), exponent);
-    }
-    const double lastDigit = std::pow(10.0, exponent - static_cast<double>(decimals));
-    if (digits > kSingleDigits && lost > 0.5 * lastDigit) {
-        add(Rule::precision, item.line, block.kind().title, field, inQuotes(text),
-            "at most 8 digits; the library stores " + shortest(item.single),
-            "the digits behind are lost, " + rounded(lost, 2) + " here; nothing is to be done if that is small enough");
+    if (digits > kSingleDigits) {
+        int exponent = 0;
+        if (mark != std::string_view::npos) {
+            const std::size_t sign = text.substr(mark + 1).starts_with('+') ? 1 : 0;
+            std::from_chars(text.data() + mark + 1 + sign, text.data() + text.size(), exponent);
+        }
+        const double lastDigit = std::pow(10.0, exponent - static_cast<double>(decimals));
+        const double lost = std::fabs(m_document.numberOf(item) - static_cast<double>(item.single));
+        if (lost > 0.5 * lastDigit) {
+            add(Rule::precision, item.line, title, number.place(), inQuotes(text),
+                "at most 8 digits; the library stores " + shortest(item.single),
+                "the digits behind are lost, " + rounded(lost, 2) +
+                    " here; nothing is to be done if that is small enough");
+        }
     }
     std::string copy;
     appendFloat(copy, item.single);
-    if (const WideNumber again = wideNumberOf(copy); static_cast<float>(again.value) != item.single) {
-        add(Rule::rewriteTruncates, item.line, block.kind().title, field, inQuotes(text), "at most six decimals",
+    if (static_cast<float>(wideNumberOf(copy)) != item.single) {
+        add(Rule::rewriteTruncates, item.line, title, number.place(), inQuotes(text), "at most six decimals",
             "a rewrite by CKorPrm::PrmFileCopy would leave " + copy + " of it; keep this file and do not rewrite it");
     }
 }

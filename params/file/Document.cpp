@@ -5,12 +5,14 @@
 #include <charconv>
 #include <limits>
 #include <span>
+#include <system_error>
 #include <utility>
 
 #include "KORInterface/Status.h"
 #include "params/file/Messages.h"
 #include "params/file/Reader.h"
 #include "params/file/Scanner.h"
+#include "platform/Decimal.h"
 #include "platform/Text.h"
 
 namespace kor::params {
@@ -84,9 +86,13 @@ private:
     {
         m_in.skipSpace();
         const std::size_t line = m_in.line();
-        const bool any = m_in.words(block.words, m_text) > 0;
-        if (!holdsTitle(m_text, block.title)) {
-            return fail(block.message, line, block.title, any ? std::string_view(m_text) : kEndOfFile);
+        if (m_in.takeTitle(block.title)) {
+            m_text = block.title;
+        } else {
+            const bool any = m_in.words(block.words, m_text) > 0;
+            if (!holdsTitle(m_text, block.title)) {
+                return fail(block.message, line, block.title, any ? std::string_view(m_text) : kEndOfFile);
+            }
         }
         m_block = &m_out.blocks.emplace_back();
         m_block->index = index;
@@ -97,9 +103,8 @@ private:
 
     // Where the last item that was looked for stands. For a number that was read, item() goes on to the next white
     // space, which may be beyond its end.
-    Item itemHere(bool readable, std::size_t length)
+    Item itemHere(std::string_view text, bool readable, std::size_t length)
     {
-        const std::string_view text = m_in.item();
         Item item;
         item.at = narrow(static_cast<std::size_t>(text.data() - m_out.bytes.data()));
         item.length = narrow(length);
@@ -109,24 +114,11 @@ private:
         return item;
     }
 
-    std::string_view from(std::string_view item) const
-    {
-        const auto at = static_cast<std::size_t>(item.data() - m_out.bytes.data());
-        return std::string_view(m_out.bytes).substr(at, m_out.textEnd - at);
-    }
-
     bool readInteger(std::int64_t& value)
     {
         const bool readable = m_in.integer(value);
-        std::size_t length = m_in.item().size();
-        if (readable) {
-            const std::string_view text = from(m_in.item());
-            length = text.starts_with('-') || text.starts_with('+') ? 1 : 0;
-            while (length < text.size() && text[length] >= '0' && text[length] <= '9') {
-                ++length;
-            }
-        }
-        m_block->whole = itemHere(readable, length);
+        const std::string_view text = m_in.item();
+        m_block->whole = itemHere(text, readable, readable ? m_in.taken() : text.size());
         m_block->unread += readable ? 0 : 1;
         if (readable) {
             m_block->number = value;
@@ -138,7 +130,7 @@ private:
     void readWord(Item& word)
     {
         const bool any = m_in.words(1, m_text) == 1;
-        word = itemHere(any, any ? m_text.size() : 0);
+        word = itemHere(m_in.item(), any, any ? m_text.size() : 0);
     }
 
     // One formatted call of so many floats. False when nothing of it was taken, so that every further call would end
@@ -151,7 +143,7 @@ private:
             float value = 0.0F;
             const bool readable = m_in.floats(std::span(&value, 1)) == 1;
             const std::string_view text = m_in.item();
-            into.push_back(itemHere(readable, readable ? wideNumberOf(from(text)).length : text.size()));
+            into.push_back(itemHere(text, readable, readable ? m_in.taken() : text.size()));
             into.back().single = value;
             if (!readable) {
                 break;
@@ -282,27 +274,28 @@ Encoding encodingOf(std::string_view bytes)
     return std::any_of(text.begin(), text.end(), isStrayControl) ? Encoding::binary : Encoding::text;
 }
 
-WideNumber wideNumberOf(std::string_view text)
+double wideNumberOf(std::string_view text)
 {
     const bool negative = text.starts_with('-');
-    const std::size_t sign = negative || text.starts_with('+') ? 1 : 0;
-    std::string_view digits = text.substr(sign);
-    const bool hexadecimal = digits.size() > 1 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X');
-    digits.remove_prefix(hexadecimal ? 2 : 0);
-    double value = 0.0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value,
-                                              hexadecimal ? std::chars_format::hex : std::chars_format::general);
-    const auto length = static_cast<std::size_t>(end - text.data());
-    if (error == std::errc::result_out_of_range) {
-        const std::string_view number = digits.substr(0, length - sign - (hexadecimal ? 2 : 0));
-        value = platform::isTooLarge(number, hexadecimal) ? std::numeric_limits<double>::infinity() : 0.0;
+    std::string_view digits = text.substr(negative || text.starts_with('+') ? 1 : 0);
+    platform::PlainNumber plain;
+    const char* const behind = platform::takePlainNumber(digits.data(), digits.data() + digits.size(), plain);
+    double value = platform::doubleOf(plain);
+    if (behind == nullptr || behind != digits.data() + digits.size()) {
+        const bool hexadecimal = digits.size() > 1 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X');
+        digits.remove_prefix(hexadecimal ? 2 : 0);
+        const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value,
+                                                  hexadecimal ? std::chars_format::hex : std::chars_format::general);
+        if (error == std::errc::result_out_of_range) {
+            value = platform::isTooLarge(digits, hexadecimal) ? std::numeric_limits<double>::infinity() : 0.0;
+        }
     }
-    return {negative ? -value : value, length};
+    return negative ? -value : value;
 }
 
 double Document::numberOf(const Item& item) const
 {
-    return item.readable ? wideNumberOf(textOf(item)).value : 0.0;
+    return item.readable ? wideNumberOf(textOf(item)) : 0.0;
 }
 
 const DocumentBlock* Document::find(Target target) const

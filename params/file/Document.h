@@ -89,13 +89,8 @@ Document takeApart(std::string bytes, std::optional<std::uint32_t> id);
 /// What the bytes of a file are.
 Encoding encodingOf(std::string_view bytes);
 
-/// A number as the formatted input takes it, and how many bytes of the text that takes.
-struct WideNumber {
-    double value = 0.0;
-    std::size_t length = 0;
-};
-
-/// Given     text  begins with a number that the scanner has taken
-WideNumber wideNumberOf(std::string_view text);
+/// The number that a text says, as far as a double holds it.
+/// Given     text  a number that the scanner has taken, and nothing behind it
+double wideNumberOf(std::string_view text);
 
 } // namespace kor::params

@@ -1,6 +1,9 @@
 #include "params/file/Fields.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
 #include <iterator>
 
 namespace kor::params {
@@ -121,6 +124,30 @@ constexpr Field kFields[] = {
     {Target::dynamicParameters, 4, 3, {"lag_1", "lag_2", "lag_3"}, "samples", 0.0, 50.0, false, kTwo},
 };
 
+// Where the fields of each target begin. They follow each other, in the order of the values and without a gap.
+constexpr auto kFirstOf = [] {
+    std::array<std::uint8_t, static_cast<std::size_t>(Target::dynamicParameters) + 1> first{};
+    first.fill(static_cast<std::uint8_t>(std::size(kFields)));
+    for (std::size_t i = std::size(kFields); i > 0; --i) {
+        first[static_cast<std::size_t>(kFields[i - 1].target)] = static_cast<std::uint8_t>(i - 1);
+    }
+    return first;
+}();
+
+constexpr bool followEachOther()
+{
+    for (std::size_t i = 0; i < std::size(kFields); ++i) {
+        const bool begins = kFirstOf[static_cast<std::size_t>(kFields[i].target)] == i;
+        const bool follows = !begins && kFields[i].target == kFields[i - 1].target &&
+                             kFields[i].first == kFields[i - 1].first + kFields[i - 1].count;
+        if (begins ? kFields[i].first != 0 : !follows) {
+            return false;
+        }
+    }
+    return true;
+}
+static_assert(followEachOther());
+
 bool hasValues(const Block& block)
 {
     return block.columns > 0;
@@ -144,10 +171,12 @@ const Field* fieldOf(const Block& block, std::size_t value)
     if (!hasValues(block) || value >= valuesOf(block)) {
         return nullptr;
     }
-    const auto* const found = std::find_if(std::begin(kFields), std::end(kFields), [&](const Field& field) {
-        return field.target == block.target && value >= field.first && value < std::size_t{field.first} + field.count;
-    });
-    return found == std::end(kFields) ? nullptr : found;
+    const auto* const end = std::end(kFields);
+    const auto* found = std::begin(kFields) + kFirstOf[static_cast<std::size_t>(block.target)];
+    while (found != end && found->target == block.target && value >= std::size_t{found->first} + found->count) {
+        ++found;
+    }
+    return found != end && found->target == block.target ? found : nullptr;
 }
 
 const char* fieldName(const Block& block, std::size_t value)

@@ -84,6 +84,9 @@ private:
     bool readTitle(const Block& block)
     {
         m_in.skipSpace();
+        if (m_in.takeTitle(block.title)) {
+            return true;
+        }
         const std::size_t line = m_in.line();
         const bool any = m_in.words(block.words, m_text) > 0;
         if (holdsTitle(m_text, block.title)) {

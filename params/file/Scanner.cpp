@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 
+#include "platform/Decimal.h"
 #include "platform/Text.h"
 
 namespace kor::params {
@@ -13,7 +14,7 @@ namespace {
 
 constexpr bool isSpace(int c)
 {
-    return c == ' ' || (c >= '\t' && c <= '\r');
+    return c == ' ' || static_cast<unsigned>(c - '\t') <= static_cast<unsigned>('\r' - '\t');
 }
 
 constexpr int lowerOf(int c)
@@ -131,10 +132,26 @@ bool Scanner::takeIf(char lower) noexcept
     return true;
 }
 
-void Scanner::skipSpace() noexcept
+void Scanner::passSpace() noexcept
 {
-    while (isSpace(peek())) {
-        take();
+    const char* at = m_bytes + m_next;
+    const char* const end = m_bytes + m_fetched;
+    std::size_t lines = 0;
+    for (; at != end && isSpace(*at); ++at) {
+        lines += *at == '\n' ? 1U : 0U;
+    }
+    m_next = static_cast<std::size_t>(at - m_bytes);
+    m_line += lines;
+    if (!isAtText()) {
+        passFetchedSpace();
+    }
+}
+
+// Notices the end of the text, and goes on behind what has been fetched so far.
+void Scanner::passFetchedSpace() noexcept
+{
+    if (isSpace(peek())) {
+        passSpace();
     }
 }
 
@@ -142,9 +159,22 @@ bool Scanner::beginItem() noexcept
 {
     skipSpace();
     m_itemLine = m_line;
-    const bool any = peek() != kNone;
+    const bool any = isAtText() || peek() != kNone;
     m_itemAt = m_next;
     return any;
+}
+
+bool Scanner::takeTitle(std::string_view title) noexcept
+{
+    const std::string_view ahead(m_bytes + m_next, m_fetched - m_next);
+    if (!ahead.starts_with(title) || ahead.size() == title.size() || !isSpace(ahead[title.size()])) {
+        return false;
+    }
+    m_itemLine = m_line;
+    m_itemAt = m_next;
+    m_next += title.size();
+    skipSpace();
+    return true;
 }
 
 std::size_t Scanner::words(std::size_t count, std::string& joined)
@@ -157,12 +187,28 @@ std::size_t Scanner::words(std::size_t count, std::string& joined)
         if (done > 0) {
             joined += ' ';
         }
-        for (; peek() != kNone && !isSpace(peek()); take()) {
-            joined += static_cast<char>(peek());
-        }
+        do {
+            const std::size_t begin = m_next;
+            passWord();
+            joined.append(m_bytes + begin, m_next - begin);
+        } while (isInWord());
     }
     skipSpace();
     return count;
+}
+
+// Up to the word's end, or that of what has been fetched.
+void Scanner::passWord() noexcept
+{
+    while (m_next != m_fetched && !isSpace(m_bytes[m_next]) && m_bytes[m_next] != kTextEnd) {
+        ++m_next;
+    }
+}
+
+bool Scanner::isInWord() noexcept
+{
+    const int next = peek();
+    return next != kNone && !isSpace(next);
 }
 
 bool Scanner::skipWord() noexcept
@@ -170,9 +216,9 @@ bool Scanner::skipWord() noexcept
     if (!beginItem()) {
         return false;
     }
-    while (peek() != kNone && !isSpace(peek())) {
-        take();
-    }
+    do {
+        passWord();
+    } while (isInWord());
     skipSpace();
     return true;
 }
@@ -200,6 +246,7 @@ bool Scanner::integer(std::int64_t& value) noexcept
         below = below < (kSmallest + digit) / 10 ? kSmallest : 10 * below - digit;
     }
     value = negative ? below : below == kSmallest ? kLargest : -below;
+    m_taken = m_next - m_itemAt;
     skipSpace();
     return true;
 }
@@ -207,12 +254,38 @@ bool Scanner::integer(std::int64_t& value) noexcept
 std::size_t Scanner::floats(std::span<float> values)
 {
     for (std::size_t done = 0; done < values.size(); ++done) {
-        if (!beginItem() || !takeNumber(values[done])) {
+        if (!beginItem()) {
             return done;
+        }
+        if (!takePlain(values[done])) {
+            if (!takeNumber(values[done])) {
+                return done;
+            }
+            m_taken = m_next - m_itemAt;
         }
     }
     skipSpace();
     return values.size();
+}
+
+// The number at hand and the white space behind it, if it is a plain one and all of that has been fetched. Anything
+// else is left to takeNumber, to the last byte.
+bool Scanner::takePlain(float& value) noexcept
+{
+    const char* const begin = m_bytes + m_next;
+    const char* const end = m_bytes + m_fetched;
+    const bool negative = *begin == '-';
+    platform::PlainNumber number;
+    float magnitude = 0.0F;
+    const char* const behind = platform::takePlainNumber(begin + (negative || *begin == '+' ? 1 : 0), end, number);
+    if (behind == nullptr || behind == end || !isSpace(*behind) || !platform::nearestFloat(number, magnitude)) {
+        return false;
+    }
+    value = negative ? -magnitude : magnitude;
+    m_taken = static_cast<std::size_t>(behind - begin);
+    m_line += *behind == '\n' ? 1U : 0U;
+    m_next = static_cast<std::size_t>(behind + 1 - m_bytes);
+    return true;
 }
 
 // The rest of a word in lower case, as far as it goes.

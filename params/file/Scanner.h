@@ -43,16 +43,29 @@ public:
     /// most some sixty bytes of it. Empty at the end of the text. Valid until the next read.
     std::string_view item() noexcept;
 
+    /// Bytes of the last number, as far as it was taken. Only over memory.
+    std::size_t taken() const noexcept { return m_taken; }
+
     /// Bytes read so far.
     std::uint64_t consumed() const noexcept { return m_before + m_next; }
 
-    void skipSpace() noexcept;
+    void skipSpace() noexcept
+    {
+        if (!isAtText()) {
+            passSpace();
+        }
+    }
 
     /// One call of `count` times "%s", separated by blanks, with "\n" at the end.
     /// Returned  joined  the words that were read, joined with single blanks
     ///           result  number of words
     /// Notes  1  Throws only std::bad_alloc or std::length_error.
     std::size_t words(std::size_t count, std::string& joined);
+
+    /// Passes over a title that stands as the format has it, as words() would: a short way. False, and nothing is read,
+    /// when the title does not stand right here, or something else does.
+    /// Given     title  words with single blanks between
+    bool takeTitle(std::string_view title) noexcept;
 
     /// As words(1, ...) for a word of no interest.
     bool skipWord() noexcept;
@@ -73,6 +86,12 @@ private:
     static constexpr int kTextEnd = 0x1A;
     static constexpr std::size_t kItemKept = 64; ///< of an item at the least, for item()
 
+    /// Whether the next byte is at hand and neither white space nor the text's end: both lie among the control
+    /// characters and the blank.
+    bool isAtText() const noexcept { return m_next != m_fetched && static_cast<unsigned char>(m_bytes[m_next]) > ' '; }
+
+    void passSpace() noexcept;
+    void passFetchedSpace() noexcept;
     int peek() noexcept;
     void fetch(std::size_t kept) noexcept;
     void take() noexcept;
@@ -85,6 +104,9 @@ private:
     bool takeNan(float& magnitude) noexcept;
     bool takeMagnitude(float& magnitude);
     bool takeNumber(float& value);
+    bool takePlain(float& value) noexcept;
+    void passWord() noexcept;
+    bool isInWord() noexcept;
 
     platform::File* m_file = nullptr;
     const char* m_bytes = nullptr; ///< what has been fetched: the whole text, or m_buffer
@@ -96,7 +118,8 @@ private:
     std::size_t m_line = 1;
     std::size_t m_itemLine = 1;
     std::size_t m_itemAt = 0; ///< in m_bytes
-    std::string m_digits;     ///< the number being read, as far as the conversion takes it
+    std::size_t m_taken = 0;
+    std::string m_digits; ///< the number being read, as far as the conversion takes it
     std::array<char, 4096> m_buffer;
 };
 

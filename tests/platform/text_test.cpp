@@ -1,11 +1,20 @@
 // Strict numbers, printable text and wide strings.
 #include "platform/Text.h"
 
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <random>
 #include <string>
+#include <string_view>
+#include <system_error>
 
 #include <gtest/gtest.h>
+
+#include "platform/Decimal.h"
 
 namespace {
 
@@ -79,6 +88,109 @@ TEST(OutOfRange, countsFourBinaryPlacesForEachHexadecimalDigit)
     EXPECT_FALSE(isTooLarge("0." + std::string(100, '0') + "1p150", true));
     EXPECT_FALSE(isTooLarge("0." + zeros + "1p10", true));
     EXPECT_FALSE(isTooLarge("1" + zeros + "p-400", true));
+}
+
+TEST(PlainNumber, isTheNearestDoubleAndEndsBehindItsDigits)
+{
+    std::mt19937_64 random(5);
+    for (int round = 0; round < 20000; ++round) {
+        const std::size_t digits = 1 + random() % 15;
+        std::string text;
+        for (std::size_t i = 0; i < digits; ++i) {
+            text += static_cast<char>('0' + random() % 10);
+        }
+        const std::size_t point = random() % (digits + 2);
+        if (point <= digits) {
+            text.insert(point, ".");
+        }
+        const std::string behind = text + ",77777777"; // what follows must not be looked at
+        double wanted = 0.0;
+        const auto [end, error] = std::from_chars(behind.data(), behind.data() + behind.size(), wanted);
+        ASSERT_EQ(error, std::errc()) << text;
+        PlainNumber got;
+        ASSERT_EQ(takePlainNumber(behind.data(), behind.data() + behind.size(), got), end) << text;
+        ASSERT_EQ(doubleOf(got), wanted) << text;
+        ASSERT_EQ(takePlainNumber(text.data(), text.data() + text.size(), got), text.data() + text.size()) << text;
+        ASSERT_EQ(doubleOf(got), wanted) << text << " at the end of what there is";
+    }
+}
+
+TEST(PlainNumber, hasBetweenOneDigitAndFifteen)
+{
+    for (const std::string_view text : {"", ".", "x1", "-1", "+1", " 1", "1234567890123456", "0.123456789012345",
+                                        "99999999999999999999999999", ".x"}) {
+        PlainNumber number;
+        EXPECT_EQ(takePlainNumber(text.data(), text.data() + text.size(), number), nullptr) << text;
+    }
+}
+
+TEST(Digits, endAtTheFirstByteThatIsNone)
+{
+    for (int byte = 0; byte < 256; ++byte) {
+        if (byte >= '0' && byte <= '9') {
+            continue;
+        }
+        for (std::size_t at = 0; at <= 17; ++at) {
+            std::string text = "123456789012345678";
+            text[at] = static_cast<char>(byte);
+            std::uint64_t number = 0;
+            const char* const end = takeDigits(text.data(), text.data() + text.size(), number);
+            ASSERT_EQ(end - text.data(), static_cast<std::ptrdiff_t>(at)) << byte;
+            ASSERT_EQ(number, at == 0 ? 0 : std::stoull(text.substr(0, at))) << byte;
+        }
+    }
+}
+
+TEST(PlainNumber, isTheNearestFloatUnlessItLiesBetweenTwo)
+{
+    std::mt19937_64 random(6);
+    int undecided = 0;
+    for (int round = 0; round < 60000; ++round) {
+        // Two thirds of them near the middle of two floats, where it matters: there, or some units of the last place
+        // off.
+        const auto base = static_cast<float>(1 + random() % 30000000) / static_cast<float>(1U << (random() % 12));
+        double aim = (static_cast<double>(base) + static_cast<double>(std::nextafter(base, 1e9F))) / 2;
+        for (std::uint64_t steps = random() % 8; round % 3 != 0 && steps > 0; --steps) {
+            aim = std::nextafter(aim, round % 2 == 0 ? 0.0 : 1e9);
+        }
+        std::array<char, 64> text{};
+        const int decimals = static_cast<int>(random() % 14);
+        const char* const end =
+            std::to_chars(text.data(), text.data() + text.size(), aim, std::chars_format::fixed, decimals).ptr;
+        PlainNumber number;
+        if (takePlainNumber(text.data(), end, number) != end) {
+            continue; // too many digits
+        }
+        float once = 0.0F;
+        std::from_chars(text.data(), end, once);
+        float got = 0.0F;
+        if (nearestFloat(number, got)) {
+            ASSERT_EQ(got, once) << text.data();
+        } else {
+            ++undecided;
+        }
+    }
+    EXPECT_GT(undecided, 1000);
+    EXPECT_LT(undecided, 50000);
+}
+
+TEST(PlainNumber, ofUsualLengthIsDecidedAtOnce)
+{
+    for (const std::string_view text :
+         {"0", "0.000000", "356.899994", "0.006387", "16777216", "0.1", "123456789012345"}) {
+        PlainNumber number;
+        float got = -1.0F;
+        float wanted = -2.0F;
+        ASSERT_NE(takePlainNumber(text.data(), text.data() + text.size(), number), nullptr);
+        std::from_chars(text.data(), text.data() + text.size(), wanted);
+        EXPECT_TRUE(nearestFloat(number, got)) << text;
+        EXPECT_EQ(got, wanted) << text;
+    }
+    PlainNumber tie;
+    float value = 0.0F;
+    constexpr std::string_view kTie = "16777217";
+    takePlainNumber(kTie.data(), kTie.data() + kTie.size(), tie);
+    EXPECT_FALSE(nearestFloat(tie, value));
 }
 
 TEST(WideText, goesToUtf8AndBack)
