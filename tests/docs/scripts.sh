@@ -15,7 +15,7 @@ tells() { # STATUS STREAM COMMAND [ARGUMENT...]: ends with the status, at once, 
     [ "$2" = out ] || [ ! -s "$work/out" ] || { cat "$work/out"; echo "output beside the refusal: ${*:3}"; exit 1; }
 }
 
-for script in fuzz/run.sh tests/reference/campaign.sh tests/equality/campaign.sh ./demo.sh; do
+for script in fuzz/run.sh tests/reference/campaign.sh tests/equality/campaign.sh ./demo.sh ./bench.sh; do
     tells 0 out "$script" --help
     tells 0 out "$script" -h
 done
@@ -31,6 +31,10 @@ tells 64 err tests/equality/campaign.sh /bin/true 1
 tells 64 err tests/equality/campaign.sh /nonexistent 1 1
 tells 64 err tests/equality/campaign.sh /bin/true 1x 1
 tells 64 err ./demo.sh quickly
+tells 64 err ./bench.sh quickly
+tells 64 err ./bench.sh --compare
+tells 64 err ./bench.sh --compare "no such revision"
+tells 64 err ./bench.sh --compare HEAD engine
 
 # demo.sh tells how far its build is while it runs, and nothing when there is nothing to build.
 mkdir -p "$work/tree/scripts" "$work/bin"
