@@ -96,11 +96,29 @@ bool eliminate(double* m, std::ptrdiff_t n, double* work)
 
 } // namespace
 
+Mat3 denseProduct(const Mat3& first, std::initializer_list<Turn> turns) noexcept
+{
+    Mat3 product = first;
+    for (const Turn& turn : turns) {
+        switch (turn.axis) {
+        case 'x':
+            product = product * matrixOf(AboutX{turn.c, turn.s});
+            break;
+        case 'y':
+            product = product * matrixOf(AboutY{turn.c, turn.s});
+            break;
+        default:
+            product = product * matrixOf(AboutZ{turn.c, turn.s});
+            break;
+        }
+    }
+    return product;
+}
+
 void MatrixMultiply(const double* a, const double* b, int r, int n, int c, double* out) noexcept
 {
-    // The sizes of the per-sample path as constants, for the compiler to unroll; the arithmetic is the same.
     if (r == 3 && n == 3 && c == 3) {
-        multiplyInto(a, b, 3, 3, 3, out);
+        store(loadMat3(a) * loadMat3(b), out);
     } else {
         multiplyInto(a, b, r, n, c, out);
     }

@@ -8,7 +8,7 @@ namespace mek {
 /// Returned  out   r x c, a b; must not overlap a or b
 /// Accuracy  the very bits of sum over t = 0 .. n-1, in that order, of a[i,t] b[t,j] (tests/mek/matrix_test.cpp)
 /// Notes  1  The sum starts from the first product, not from zero: signed zeros survive. With n < 1 it is zero.
-///        2  Mat3 * Mat3 and Mat3 * Vec3 run the same kernel.
+///        2  Mat3 * Mat3 and Mat3 * Vec3 give the same bits.
 void MatrixMultiply(const double* a, const double* b, int r, int n, int c, double* out) noexcept;
 
 /// Inverse in place.

@@ -5,8 +5,10 @@
 // order of every sum and product is as written here and is part of the contract.
 #pragma once
 
+#include <cfloat>
 #include <cmath>
 #include <cstddef>
+#include <initializer_list>
 #include <utility>
 
 #include "mek/Arithmetic.h"
@@ -46,9 +48,30 @@ constexpr void store(const Vec3& v, double* out) noexcept
 
 constexpr void store(const Mat3& a, double* out) noexcept
 {
+    out[0] = a.m[0];
+    out[1] = a.m[1];
+    out[2] = a.m[2];
+    out[3] = a.m[3];
+    out[4] = a.m[4];
+    out[5] = a.m[5];
+    out[6] = a.m[6];
+    out[7] = a.m[7];
+    out[8] = a.m[8];
+}
+
+constexpr void storeIdentity(double* out) noexcept
+{
     for (std::size_t i = 0; i < 9; ++i) {
-        out[i] = a.m[i];
+        out[i] = i % 4 == 0 ? 1.0 : 0.0;
     }
+}
+
+/// In single precision.
+constexpr void storeNarrowed(const Vec3& v, float* out) noexcept
+{
+    out[0] = static_cast<float>(v.x);
+    out[1] = static_cast<float>(v.y);
+    out[2] = static_cast<float>(v.z);
 }
 
 // Vectors.
@@ -104,7 +127,7 @@ inline Vec3 normalised(const Vec3& v) noexcept
 
 // Matrices.
 
-/// Kernel of all matrix products: out (r x c) = a (r x n) b (n x c), row-major, out apart from a and b.
+/// Kernel of the matrix products of any size: out (r x c) = a (r x n) b (n x c), row-major, out apart from a and b.
 /// Each element is summed in index order from its first product, not from zero, so that signed zeros survive;
 /// an empty sum (n < 1) is zero.
 constexpr void multiplyInto(const double* a, const double* b, std::ptrdiff_t r, std::ptrdiff_t n, std::ptrdiff_t c,
@@ -121,24 +144,25 @@ constexpr void multiplyInto(const double* a, const double* b, std::ptrdiff_t r, 
     }
 }
 
+// Written out: a compiler that is shown loops of three shuffles the elements between its registers.
+
 constexpr Mat3 operator*(const Mat3& a, const Mat3& b) noexcept
 {
-    Mat3 out{};
-    multiplyInto(a.m, b.m, 3, 3, 3, out.m);
-    return out;
+    const double* const l = a.m;
+    const double* const r = b.m;
+    return {{l[0] * r[0] + l[1] * r[3] + l[2] * r[6], l[0] * r[1] + l[1] * r[4] + l[2] * r[7],
+             l[0] * r[2] + l[1] * r[5] + l[2] * r[8], //
+             l[3] * r[0] + l[4] * r[3] + l[5] * r[6], l[3] * r[1] + l[4] * r[4] + l[5] * r[7],
+             l[3] * r[2] + l[4] * r[5] + l[5] * r[8], //
+             l[6] * r[0] + l[7] * r[3] + l[8] * r[6], l[6] * r[1] + l[7] * r[4] + l[8] * r[7],
+             l[6] * r[2] + l[7] * r[5] + l[8] * r[8]}};
 }
 
 constexpr Vec3 operator*(const Mat3& a, const Vec3& v) noexcept
 {
-    const double column[3] = {v.x, v.y, v.z};
-    double out[3] = {};
-    multiplyInto(a.m, column, 3, 3, 1, out);
-    return loadVec3(out);
-}
-
-constexpr Mat3 identity() noexcept
-{
-    return {{1.0, 0.0, 0.0, 0.0, 1.0, 0.0, 0.0, 0.0, 1.0}};
+    const double* const m = a.m;
+    return {m[0] * v.x + m[1] * v.y + m[2] * v.z, m[3] * v.x + m[4] * v.y + m[5] * v.z,
+            m[6] * v.x + m[7] * v.y + m[8] * v.z};
 }
 
 constexpr Mat3 transpose(const Mat3& a) noexcept
@@ -235,28 +259,168 @@ inline bool invert(Mat3& a) noexcept
 
 // Turns, right-handed: a positive angle carries the next axis (x -> y -> z -> x) towards the one after it.
 
-/// Elementary rotation about x by `angle` radians: ((1, 0, 0), (0, c, -s), (0, s, c)).
+/// Elementary rotation about x: ((1, 0, 0), (0, c, -s), (0, s, c)).
+struct AboutX {
+    double c;
+    double s;
+};
+
+/// Elementary rotation about y: ((c, 0, s), (0, 1, 0), (-s, 0, c)).
+struct AboutY {
+    double c;
+    double s;
+};
+
+/// Elementary rotation about z: ((c, -s, 0), (s, c, 0), (0, 0, 1)).
+struct AboutZ {
+    double c;
+    double s;
+};
+
+/// The rotation by `angle` radians.
+template <class Rotation>
+inline Rotation by(double angle) noexcept
+{
+    return {std::cos(angle), std::sin(angle)};
+}
+
+/// The rotation by the opposite angle.
+/// Notes  1  Its sine is the negative one to the bit, and its cosine the same: every mathematical library keeps that
+///           symmetry (tests/mek/matrix_test.cpp). A compiler that is shown the opposite angle applies half of it and
+///           then works out sine and cosine one by one.
+template <class Rotation>
+constexpr Rotation reversed(const Rotation& r) noexcept
+{
+    return {r.c, -r.s};
+}
+
+constexpr Mat3 matrixOf(const AboutX& r) noexcept
+{
+    return {{1.0, 0.0, 0.0, 0.0, r.c, -r.s, 0.0, r.s, r.c}};
+}
+constexpr Mat3 matrixOf(const AboutY& r) noexcept
+{
+    return {{r.c, 0.0, r.s, 0.0, 1.0, 0.0, -r.s, 0.0, r.c}};
+}
+constexpr Mat3 matrixOf(const AboutZ& r) noexcept
+{
+    return {{r.c, -r.s, 0.0, r.s, r.c, 0.0, 0.0, 0.0, 1.0}};
+}
+constexpr Mat3 matrixOf(const Mat3& a) noexcept
+{
+    return a;
+}
+
 inline Mat3 rotationX(double angle) noexcept
 {
-    const double c = std::cos(angle);
-    const double s = std::sin(angle);
-    return {{1.0, 0.0, 0.0, 0.0, c, -s, 0.0, s, c}};
+    return matrixOf(by<AboutX>(angle));
 }
-
-/// Elementary rotation about y by `angle` radians: ((c, 0, s), (0, 1, 0), (-s, 0, c)).
 inline Mat3 rotationY(double angle) noexcept
 {
-    const double c = std::cos(angle);
-    const double s = std::sin(angle);
-    return {{c, 0.0, s, 0.0, 1.0, 0.0, -s, 0.0, c}};
+    return matrixOf(by<AboutY>(angle));
 }
-
-/// Elementary rotation about z by `angle` radians: ((c, -s, 0), (s, c, 0), (0, 0, 1)).
 inline Mat3 rotationZ(double angle) noexcept
 {
-    const double c = std::cos(angle);
-    const double s = std::sin(angle);
-    return {{c, -s, 0.0, s, c, 0.0, 0.0, 0.0, 1.0}};
+    return matrixOf(by<AboutZ>(angle));
+}
+
+/// Product of rotations without the terms that are zero by their form. It has the bits of the matrix product, but for
+/// the signs of zeros and where a term left out is not zero: 0 times an infinity or a NaN.
+constexpr Mat3 sparseProduct(const Mat3& a, const AboutX& r) noexcept
+{
+    const double* const m = a.m;
+    return {{m[0], m[1] * r.c + m[2] * r.s, m[2] * r.c - m[1] * r.s, //
+             m[3], m[4] * r.c + m[5] * r.s, m[5] * r.c - m[4] * r.s, //
+             m[6], m[7] * r.c + m[8] * r.s, m[8] * r.c - m[7] * r.s}};
+}
+constexpr Mat3 sparseProduct(const Mat3& a, const AboutY& r) noexcept
+{
+    const double* const m = a.m;
+    return {{m[0] * r.c - m[2] * r.s, m[1], m[0] * r.s + m[2] * r.c, //
+             m[3] * r.c - m[5] * r.s, m[4], m[3] * r.s + m[5] * r.c, //
+             m[6] * r.c - m[8] * r.s, m[7], m[6] * r.s + m[8] * r.c}};
+}
+constexpr Mat3 sparseProduct(const Mat3& a, const AboutZ& r) noexcept
+{
+    const double* const m = a.m;
+    return {{m[0] * r.c + m[1] * r.s, m[1] * r.c - m[0] * r.s, m[2], //
+             m[3] * r.c + m[4] * r.s, m[4] * r.c - m[3] * r.s, m[5], //
+             m[6] * r.c + m[7] * r.s, m[7] * r.c - m[6] * r.s, m[8]}};
+}
+constexpr Mat3 sparseProduct(const AboutX& a, const AboutY& b) noexcept
+{
+    return {{b.c, 0.0, b.s, a.s * b.s, a.c, -(a.s * b.c), -(a.c * b.s), a.s, a.c * b.c}};
+}
+constexpr Mat3 sparseProduct(const AboutZ& a, const AboutX& b) noexcept
+{
+    return {{a.c, -(a.s * b.c), a.s * b.s, a.s, a.c * b.c, -(a.c * b.s), 0.0, b.s, b.c}};
+}
+constexpr Mat3 sparseProduct(const AboutZ& a, const AboutY& b) noexcept
+{
+    return {{a.c * b.c, -a.s, a.c * b.s, a.s * b.c, a.c, a.s * b.s, -b.s, 0.0, b.c}};
+}
+template <class First, class Second, class... Rest>
+constexpr Mat3 sparseProduct(const First& first, const Second& second, const Rest&... rest) noexcept
+{
+    return sparseProduct(sparseProduct(first, second), rest...);
+}
+
+/// Whether all of the values are finite and none is zero; it may say no where their product over- or underflows.
+template <class... Double>
+inline bool allCount(Double... values) noexcept
+{
+    const double size = std::fabs((values * ...));
+    return size > 0.0 && size <= DBL_MAX;
+}
+
+/// An elementary rotation about any of the axes.
+struct Turn {
+    explicit Turn(const AboutX& r) noexcept : axis('x'), c(r.c), s(r.s) {}
+    explicit Turn(const AboutY& r) noexcept : axis('y'), c(r.c), s(r.s) {}
+    explicit Turn(const AboutZ& r) noexcept : axis('z'), c(r.c), s(r.s) {}
+
+    char axis;
+    double c;
+    double s;
+};
+
+/// Product of the matrices from the left. Apart from the rest: it is seldom needed.
+Mat3 denseProduct(const Mat3& first, std::initializer_list<Turn> turns) noexcept;
+
+/// Product of a matrix or an elementary rotation with elementary rotations, in that order.
+/// Accuracy  the very bits of the product of their matrices from the left (tests/mek/matrix_test.cpp)
+/// Notes  1  Terms that are zero by their form are left out. Where that could tell, in a result that is zero or not
+///           finite, the matrices are multiplied.
+template <class First, class... Rotations>
+inline Mat3 product(const First& first, const Rotations&... rotations) noexcept
+{
+    const Mat3 turned = sparseProduct(first, rotations...);
+    const double* const m = turned.m;
+    if (allCount(m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8])) {
+        return turned;
+    }
+    return denseProduct(matrixOf(first), {Turn(rotations)...});
+}
+
+/// The same for the two axes of a sensor: element (2, 1) is zero for all of these, and a zero of positive sign.
+inline Mat3 product(const AboutZ& a, const AboutY& b) noexcept
+{
+    const Mat3 turned = sparseProduct(a, b);
+    const double* const m = turned.m;
+    return allCount(m[0], m[2], m[3], m[5]) ? turned : denseProduct(matrixOf(a), {Turn(b)});
+}
+
+/// Horizontal and vertical angle (degrees) and distance of a point: ConvertCartesianToSphericalCoordinates.
+struct Spherical {
+    double horizontal;
+    double vertical;
+    double distance;
+};
+
+inline Spherical sphericalOf(const Vec3& p) noexcept
+{
+    return {std::atan2(-p.x, p.y) * kDegPerRad, std::atan2(p.z, std::sqrt(p.x * p.x + p.y * p.y)) * kDegPerRad,
+            length(p)};
 }
 
 /// v turned about the unit vector `axis` by `angle` degrees, by Rodrigues' formula

@@ -1,6 +1,8 @@
 // Three-component vectors, directions and angles. Their faces as values are in Values.h.
 #pragma once
 
+#include "mek/Values.h"
+
 namespace mek {
 
 /// Vector product.
@@ -44,5 +46,13 @@ void ConvertCartesianToSphericalCoordinates(double* v) noexcept;
 ///        3  Code 2: 1 - (v . a)^2 below 1e-12 or NaN. A NaN angle with sound v and a gives a NaN out and code 0.
 int solveVectorsRelAng(const double* g, const double* v, const double* a, double angle1, double angle2,
                        double* out) noexcept;
+
+/// The same as values, from the cosines of the two angles.
+struct RelAngSolution {
+    Vec3 out;
+    int code;
+};
+
+RelAngSolution solveVectorsRelCos(const Vec3& g, const Vec3& v, const Vec3& a, double cosine1, double cosine2) noexcept;
 
 } // namespace mek
