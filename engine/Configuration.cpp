@@ -8,14 +8,11 @@
 #include <new>
 #include <utility>
 
-#include "KORInterface/CKorDualLevel.h"
-#include "KORInterface/CKorPendulum.h"
-#include "KORInterface/CKorPolarizer.h"
-#include "KORInterface/CKorThreeVec.h"
-#include "KORInterface/CKorThreeVec2Levelv2.h"
+#include "KORInterface/CKorModel.h"
 #include "KORInterface/Status.h"
 #include "engine/State.h"
 #include "mek/Matrix.h"
+#include "models/EngineModels.h"
 #include "models/ParameterArrays.h"
 
 namespace {
@@ -113,15 +110,15 @@ std::shared_ptr<CKorModel> makeModel(kor::OrientationModel kind)
 {
     switch (kind) {
     case kor::OrientationModel::dualLevel:
-        return std::make_shared<CKorDualLevel>();
+        return std::make_shared<kor::EngineDualLevel>();
     case kor::OrientationModel::polarizer:
-        return std::make_shared<CKorPolarizer>();
+        return std::make_shared<kor::EnginePolarizer>();
     case kor::OrientationModel::threeVectors:
-        return std::make_shared<CKorThreeVec>();
+        return std::make_shared<kor::EngineThreeVec>();
     case kor::OrientationModel::twoLevels:
-        return std::make_shared<CKorThreeVec2Levelv2>();
+        return std::make_shared<kor::EngineTwoLevels>();
     default:
-        return std::make_shared<CKorPendulum>();
+        return std::make_shared<kor::EnginePendulum>();
     }
 }
 

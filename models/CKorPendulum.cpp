@@ -4,6 +4,7 @@
 
 #include "mek/Literals.h"
 #include "mek/Values.h"
+#include "models/EngineModels.h"
 #include "models/Geometry.h"
 #include "models/ParameterArrays.h"
 
@@ -14,21 +15,29 @@ constexpr double kArm = 1000.0;                     // length of the reference a
 constexpr double kDamping = 2.7;
 constexpr int kMostIterations = 500;
 
-// The measured position, and the arm's angles to the line of sight on either side of it.
+// The measured position.
 struct Measurement {
     double x, y, z;
     double z2, h2, r2;
     double h, r;
     double phi;
-    double armAngle;
-    double otherArmAngle;
 };
 
+kor::PendulumGeometry pendulumGeometry(float arm, float elevation, float azimuth)
+{
+    const double armAngle = static_cast<double>(arm) * mek::kRadPerDeg + mek::kHalfPi;
+    const double e = static_cast<double>(elevation) * mek::kRadPerDeg;
+    const double a = static_cast<double>(azimuth) * mek::kRadPerDeg;
+    return {{std::sin(a) * std::cos(e), std::cos(a) * std::cos(e), std::sin(e)},
+            std::cos(armAngle),
+            std::cos(mek::kPi - armAngle)};
+}
+
 // Offset of the arm's reference point for one elevation rho of the arm.
-mek::Vec3 armDirection(const Measurement& m, double rho)
+mek::Vec3 armDirection(const Measurement& m, const kor::PendulumGeometry& pendulum, double rho)
 {
     if (std::fabs(rho) < kDeadZone) {
-        const double s = std::sqrt((m.r2 + kArm * kArm) - std::cos(m.armAngle) * (m.r * (2.0 * kArm)));
+        const double s = std::sqrt((m.r2 + kArm * kArm) - pendulum.cosArm * (m.r * (2.0 * kArm)));
         const double q = std::sqrt(s * s - m.z2);
         const double ang = m.phi - std::acos((q * q + m.h * m.h - kArm * kArm) / ((m.h + m.h) * q));
         return {m.x - std::cos(ang) * q, m.y - std::sin(ang) * q, m.z - m.z};
@@ -42,7 +51,7 @@ mek::Vec3 armDirection(const Measurement& m, double rho)
     const double height = above ? m.z : -m.z;
     const double elevation = (above && rho > 0.0) || (below && rho > 0.0) ? rho : -rho;
     const double w = height / std::sin(elevation);
-    const double cosArm = std::cos(opposite ? m.otherArmAngle : m.armAngle);
+    const double cosArm = opposite ? pendulum.cosOtherArm : pendulum.cosArm;
     const double s = std::sqrt(w * w + m.r2 - cosArm * ((w + w) * m.r));
     const double c = height / std::tan(elevation);
     const double triangle = std::acos((m.h * m.h + s * s - c * c) / ((m.h + m.h) * s));
@@ -54,27 +63,14 @@ mek::Vec3 armDirection(const Measurement& m, double rho)
     return {m.x - std::cos(ang) * s, m.y - std::sin(ang) * s, m.z};
 }
 
-} // namespace
-
-CKorPendulum::CKorPendulum() = default;
-CKorPendulum::CKorPendulum(const CKorPendulum& other) = default;
-CKorPendulum::CKorPendulum(CKorPendulum&& other) noexcept = default;
-CKorPendulum& CKorPendulum::operator=(const CKorPendulum& other) = default;
-CKorPendulum& CKorPendulum::operator=(CKorPendulum&& other) noexcept = default;
-CKorPendulum::~CKorPendulum() = default;
-
-void CKorPendulum::UpdateSFactors(float* values, int count)
-{
-    kor::copyIn(sFactors, values, count);
-}
-
-bool CKorPendulum::CalTranxMatrix(double* const matrix, double angle1, double angle2, int /*size*/)
+inline bool orientation(double* matrix, double angle1, double angle2, const kor::PendulumGeometry& pendulum,
+                        const float* sFactors, int parity)
 {
     // Working angles. Kept: only a parity of exactly 1 turns the signs.
     double e1 = matrix[5] * mek::kRadPerDeg - angle1;
     double target = (static_cast<double>(sFactors[1]) + matrix[4]) * mek::kRadPerDeg;
     double e2 = angle2 - matrix[6] * mek::kRadPerDeg;
-    if (iMMode == 1) {
+    if (parity == 1) {
         e1 = -e1;
         target = -target;
         e2 = -e2;
@@ -94,31 +90,23 @@ bool CKorPendulum::CalTranxMatrix(double* const matrix, double angle1, double an
     m.r2 = m.r * m.r;
     m.h = std::sqrt(m.h2);
     m.phi = kor::horizontalAngle(m.x, m.y);
-    m.armAngle = static_cast<double>(sFactors[0]) * mek::kRadPerDeg + mek::kHalfPi;
-    m.otherArmAngle = mek::kPi - m.armAngle;
     const double fallback = std::sqrt(0.3333333333333333);
     const mek::Vec3 u =
         m.r > 0.0 ? mek::Vec3{m.x / m.r, m.y / m.r, m.z / m.r} : mek::Vec3{fallback, fallback, fallback};
 
-    // Pendulum direction in the sensor.
-    const double pendulumElevation = static_cast<double>(sFactors[2]) * mek::kRadPerDeg;
-    const double pendulumAzimuth = static_cast<double>(sFactors[3]) * mek::kRadPerDeg;
-    const mek::Vec3 pendulum = {std::sin(pendulumAzimuth) * std::cos(pendulumElevation),
-                                std::cos(pendulumAzimuth) * std::cos(pendulumElevation), std::sin(pendulumElevation)};
-
     // Damped search for the arm's elevation that gives the pendulum the measured one. Kept: after the last
     // iteration its frame is used, converged or not.
-    const mek::Mat3 elevationTurn = mek::rotationY(e2);
-    mek::Mat3 elevationTurnBack = elevationTurn;
+    const mek::AboutY elevationTurn = mek::by<mek::AboutY>(e2);
+    mek::Mat3 elevationTurnBack = mek::matrixOf(elevationTurn);
     mek::invert(elevationTurnBack);
     mek::Mat3 frame;
     double rho = target;
     for (int iteration = 0; iteration < kMostIterations; ++iteration) {
-        const mek::Vec3 arm = mek::normalised(armDirection(m, rho));
+        const mek::Vec3 arm = mek::normalised(armDirection(m, pendulum, rho));
         const mek::Vec3 across = mek::normalised(mek::cross(u, arm));
         const mek::Vec3 forward = mek::normalised(mek::cross(arm, across));
         frame = mek::columns(forward, arm, across);
-        const mek::Vec3 tilted = frame * elevationTurnBack * pendulum;
+        const mek::Vec3 tilted = frame * elevationTurnBack * pendulum.direction;
         const double error = std::asin(tilted.z) - target;
         if (std::fabs(error) < kDeadZone) {
             break;
@@ -127,8 +115,34 @@ bool CKorPendulum::CalTranxMatrix(double* const matrix, double angle1, double an
     }
 
     // The sensor's own axes taken out.
-    mek::Mat3 axes = mek::rotationZ(e1) * elevationTurn;
+    mek::Mat3 axes = mek::product(mek::by<mek::AboutZ>(e1), elevationTurn);
     const bool ok = mek::invert(axes);
     mek::store(frame * axes, matrix);
     return ok;
+}
+
+} // namespace
+
+CKorPendulum::CKorPendulum() = default;
+CKorPendulum::CKorPendulum(const CKorPendulum& other) = default;
+CKorPendulum::CKorPendulum(CKorPendulum&& other) noexcept = default;
+CKorPendulum& CKorPendulum::operator=(const CKorPendulum& other) = default;
+CKorPendulum& CKorPendulum::operator=(CKorPendulum&& other) noexcept = default;
+CKorPendulum::~CKorPendulum() = default;
+
+void CKorPendulum::UpdateSFactors(float* values, int count)
+{
+    kor::copyIn(sFactors, values, count);
+}
+
+bool CKorPendulum::CalTranxMatrix(double* const matrix, double angle1, double angle2, int /*size*/)
+{
+    const kor::PendulumGeometry pendulum = pendulumGeometry(sFactors[0], sFactors[2], sFactors[3]);
+    return orientation(matrix, angle1, angle2, pendulum, sFactors, iMMode);
+}
+
+bool kor::EnginePendulum::CalTranxMatrix(double* const matrix, double angle1, double angle2, int /*size*/)
+{
+    const PendulumGeometry& pendulum = m_geometry.of(pendulumGeometry, sFactors[0], sFactors[2], sFactors[3]);
+    return orientation(matrix, angle1, angle2, pendulum, sFactors, iMMode);
 }

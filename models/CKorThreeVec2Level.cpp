@@ -127,9 +127,10 @@ bool CKorThreeVec2Level::GetF1(const float* levelPrm, double levelDeg, double* d
     const mek::Vec3 sight = mek::loadVec3(dir);
     const mek::Vec3 level = kor::levelAxis(static_cast<double>(levelPrm[3]), static_cast<double>(levelPrm[4]));
     const double levelAngle = 90.0 - (static_cast<double>(levelPrm[5]) + levelDeg) * static_cast<double>(levelPrm[6]);
+    const kor::SightLine line = kor::sightLine(sight, {horizDeg, vertDeg});
     const mek::Vec3 gravity =
-        kor::stageGravity(kor::signedVertical(iMMode), sight, level, vertDeg + 90.0, levelAngle).direction;
-    mek::store(kor::stageRotation(gravity, sight, {horizDeg, vertDeg}), out);
+        kor::stageGravity(kor::signedVertical(iMMode), sight, level, line.cosToGravity, kor::cosineOf(levelAngle)).out;
+    mek::store(kor::stageRotation(gravity, line), out);
     return true;
 }
 
@@ -234,11 +235,10 @@ bool CKorThreeVec2Level::CalTranxMatrix(double* const io, double azRefRad, doubl
         }
     }
 
-    qvcMatrix[0] = static_cast<float>(centre.x);
-    qvcMatrix[1] = static_cast<float>(centre.y);
-    qvcMatrix[2] = static_cast<float>(centre.z);
+    mek::storeNarrowed(centre, qvcMatrix);
 
     // The azimuth axis taken out.
-    mek::store(rotation * mek::rotationZ(-(io[5] - azDeg) * mek::kRadPerDeg), io);
+    const auto azimuth = mek::by<mek::AboutZ>((io[5] - azDeg) * mek::kRadPerDeg);
+    mek::store(mek::product(rotation, mek::reversed(azimuth)), io);
     return true;
 }

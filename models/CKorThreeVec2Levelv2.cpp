@@ -9,6 +9,8 @@
 
 #include "mek/Literals.h"
 #include "mek/Values.h"
+#include "models/EngineModels.h"
+#include "models/FromParameters.h"
 #include "models/Geometry.h"
 #include "models/ParameterArrays.h"
 #include "models/ProcessValues.h"
@@ -51,14 +53,24 @@ struct ProcessState {
     double warmSum8 = 0.0;
 };
 
-// The last seven positions per axis, for all objects of the process.
+// The last seven positions per axis, for all objects of the process; each stands there twice, seven places apart, so
+// that any seven in succession lie side by side.
 struct PositionRings {
-    double values[3][7] = {};
+    double values[3][14] = {};
     int index = 0;
+};
+
+// What depends on parameters alone, of the object that was fed last.
+struct Directions {
+    kor::FromParameters<mek::Vec3, float, 1> turnAxis;
+    kor::FromParameters<mek::Vec3, double, 2> sightAtZero;
+    kor::FromParameters<mek::Vec3, float, 2> axis1;
+    kor::FromParameters<mek::Vec3, float, 2> axis2;
 };
 
 constinit kor::ProcessValue<ProcessState> g_process;
 constinit PositionRings g_positionRings;
+constinit Directions g_directions;
 
 // Set up by the first call of the process, from that call's input.
 ProcessState& processState(const double* io, double time1, double time2)
@@ -78,6 +90,9 @@ ProcessState& processState(const double* io, double time1, double time2)
 // A lag in whole samples, rounded towards zero and reduced to one lap of the rings; NaN counts as 0.
 std::int32_t wholeLag(float lag)
 {
+    if (lag >= 0.0F && lag < static_cast<float>(kor::kRingRows)) {
+        return static_cast<std::int32_t>(lag);
+    }
     if (std::isnan(lag)) {
         return 0;
     }
@@ -109,11 +124,6 @@ double angleOf(const float* levelParameters, double level)
     return (static_cast<double>(levelParameters[5]) + level) * static_cast<double>(levelParameters[6]);
 }
 
-mek::Vec3 axisOf(const float* levelParameters)
-{
-    return kor::levelAxis(static_cast<double>(levelParameters[3]), static_cast<double>(levelParameters[4]));
-}
-
 // Share of the first level in the blend, from how long each has been usable. Kept: the square gives an excluded first
 // level full weight while the second is in its 21st to 30th usable sample, and a quarter when both are old.
 double firstLevelWeight(std::int64_t c1, std::int64_t c2)
@@ -130,6 +140,23 @@ double firstLevelWeight(std::int64_t c1, std::int64_t c2)
         w = t <= 1.0 ? t : 1.0;
     }
     return w;
+}
+
+kor::SightLine lineOf(double x, double y, double z, double horizDeg, double vertDeg)
+{
+    return kor::sightLine({x, y, z}, {horizDeg, vertDeg});
+}
+
+bool solve(const kor::SightLine& sight, const double* levelAxis, double levelAngleDeg, int parity, double* out)
+{
+    const mek::RelAngSolution gravity =
+        kor::stageGravity(kor::signedVertical(parity), sight.stage, mek::loadVec3(levelAxis), sight.cosToGravity,
+                          kor::cosineOf(90.0 - levelAngleDeg));
+    if (gravity.code != 0) {
+        return false;
+    }
+    mek::store(kor::stageRotation(gravity.out, sight), out);
+    return true;
 }
 
 } // namespace
@@ -217,27 +244,28 @@ void CKorThreeVec2Levelv2::SetDynamicParameters(float* params)
 bool CKorThreeVec2Levelv2::GetF1(const double* levelAxis, double levelAngleDeg, double* dir, double horizDeg,
                                  double vertDeg, int /*stride*/, double* out)
 {
-    const mek::Vec3 sight = mek::loadVec3(dir);
-    const kor::StageGravity gravity = kor::stageGravity(kor::signedVertical(iMMode), sight, mek::loadVec3(levelAxis),
-                                                        vertDeg + 90.0, 90.0 - levelAngleDeg);
-    if (gravity.code != 0) {
-        return false;
-    }
-    mek::store(kor::stageRotation(gravity.direction, sight, {horizDeg, vertDeg}), out);
-    return true;
+    return solve(lineOf(dir[0], dir[1], dir[2], horizDeg, vertDeg), levelAxis, levelAngleDeg, iMMode, out);
+}
+
+bool kor::EngineTwoLevels::GetF1(const double* levelAxis, double levelAngleDeg, double* dir, double horizDeg,
+                                 double vertDeg, int /*stride*/, double* out)
+{
+    const SightLine& sight = m_sight.of(lineOf, dir[0], dir[1], dir[2], horizDeg, vertDeg);
+    return solve(sight, levelAxis, levelAngleDeg, iMMode, out);
 }
 
 bool CKorThreeVec2Levelv2::GetAccO1(const double* pos, unsigned long /*counter*/, double /*time*/)
 {
     PositionRings& rings = g_positionRings;
     for (int axis = 0; axis < 3; ++axis) {
-        double* ring = rings.values[axis];
-        ring[rings.index] = pos[axis];
-        const auto back = [&](int samples) { return ring[(rings.index + 7 - samples) % 7]; };
+        double* const latest = rings.values[axis] + 7 + rings.index;
+        latest[0] = pos[axis];
+        latest[-7] = pos[axis];
+        const auto back = [latest](int samples) { return latest[-samples]; };
         m_accVectorV2[axis] =
             kInverseTimeStep2 * (back(0) + 2.0 * back(1) - back(2) - 4.0 * back(3) - back(4) + 2.0 * back(5) + back(6));
     }
-    rings.index = (rings.index + 1) % 7;
+    rings.index = rings.index < 6 ? rings.index + 1 : 0;
     return true;
 }
 
@@ -315,14 +343,19 @@ bool CKorThreeVec2Levelv2::CalTranxMatrix(double* const io, double azRefRad, dou
     const mek::Vec3 position = mek::loadVec3(lagged);
     const double azDeg = lagged[5] - azRefRad * mek::kDegPerRad;
     const kor::Direction measured = kor::directionOf(position);
-    const mek::Vec3 turnAxis = kor::elevationAxis(static_cast<double>(qvcParameters[5]));
+    const auto elevationAxis = [](float c) { return kor::elevationAxis(static_cast<double>(c)); };
+    const mek::Vec3& turnAxis = g_directions.turnAxis.of(elevationAxis, qvcParameters[5]);
+    const double* sightTilts = m_psdFilteredRing[rowA];
     const mek::Vec3 sight =
         mek::rotateAboutAxis(turnAxis, lagged[6] - elRefRad * mek::kDegPerRad,
-                             kor::sightAtZeroElevation(m_psdFilteredRing[rowA][0], m_psdFilteredRing[rowA][1]));
+                             g_directions.sightAtZero.of(kor::sightAtZeroElevation, sightTilts[0], sightTilts[1]));
 
     // Level axes in the stage, and in the tracker frame by the previous rotation.
-    const mek::Vec3 axis1 = axisOf(level1Parameters);
-    const mek::Vec3 axis2 = axisOf(level2Parameters);
+    const auto levelAxis = [](float t1, float t2) {
+        return kor::levelAxis(static_cast<double>(t1), static_cast<double>(t2));
+    };
+    const mek::Vec3& axis1 = g_directions.axis1.of(levelAxis, level1Parameters[3], level1Parameters[4]);
+    const mek::Vec3& axis2 = g_directions.axis2.of(levelAxis, level2Parameters[3], level2Parameters[4]);
     if (std::isnan(process.rotation.m[0])) {
         process.rotation = mek::Mat3{};
     }
@@ -347,8 +380,8 @@ bool CKorThreeVec2Levelv2::CalTranxMatrix(double* const io, double azRefRad, dou
     // One level: smoothed, corrected, solved into its own matrix, which a failing solve leaves as it was.
     double direction[3];
     mek::store(sight, direction);
-    const auto solve = [&](LevelState& level, std::uint32_t usable, bool excluded, const mek::Vec3& axis,
-                           const mek::Vec3& trackerAxis, mek::Mat3& rotation) {
+    const auto solveLevel = [&](LevelState& level, std::uint32_t usable, bool excluded, const mek::Vec3& axis,
+                                const mek::Vec3& trackerAxis, mek::Mat3& rotation) {
         const mek::Vec3 flat = horizontalPart(trackerAxis);
         const double correction7 = term7 * (previous.m[4] * flat.x - previous.m[1] * flat.y);
         const double correction8 = term8 * (previous.m[5] * flat.x - previous.m[2] * flat.y);
@@ -365,8 +398,8 @@ bool CKorThreeVec2Levelv2::CalTranxMatrix(double* const io, double azRefRad, dou
         mek::store(axis, axisComponents);
         GetF1(axisComponents, level.out, direction, measured.horizontal, measured.vertical, stride, rotation.m);
     };
-    solve(level1, usable1, m_level1ExcludedV2, axis1, trackerAxis1, process.rotation);
-    solve(level2, usable2, m_level2ExcludedV2, axis2, trackerAxis2, process.secondRotation);
+    solveLevel(level1, usable1, m_level1ExcludedV2, axis1, trackerAxis1, process.rotation);
+    solveLevel(level2, usable2, m_level2ExcludedV2, axis2, trackerAxis2, process.secondRotation);
 
     // Blend.
     const kor::EulerAngles a = kor::eulerAngles(process.rotation);
@@ -376,12 +409,10 @@ bool CKorThreeVec2Levelv2::CalTranxMatrix(double* const io, double azRefRad, dou
     process.rotation = kor::fromEulerAngles({blend(a.x, b.x), blend(a.y, b.y), blend(a.z, b.z)});
 
     const mek::Vec3 centre = position - process.rotation * offset;
-    qvcMatrix[0] = static_cast<float>(centre.x);
-    qvcMatrix[1] = static_cast<float>(centre.y);
-    qvcMatrix[2] = static_cast<float>(centre.z);
+    mek::storeNarrowed(centre, qvcMatrix);
 
     // The azimuth axis taken out.
-    process.out = process.rotation * mek::rotationZ(-azDeg * mek::kRadPerDeg);
+    process.out = mek::product(process.rotation, mek::reversed(mek::by<mek::AboutZ>(azDeg * mek::kRadPerDeg)));
     mek::store(process.out, io);
     return true;
 }

@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include "mek/Literals.h"
-#include "mek/Vector.h"
 
 namespace kor {
 
@@ -55,52 +54,15 @@ mek::Vec3 elevationAxis(double c)
     return {std::cos(angle), 0.0, std::sin(angle)};
 }
 
-Direction directionOf(const mek::Vec3& position)
-{
-    double v[3];
-    mek::store(position, v);
-    mek::ConvertCartesianToSphericalCoordinates(v);
-    return {v[0], v[1]};
-}
-
-mek::Vec3 unitDirection(const Direction& angles)
-{
-    const double h = angles.horizontal * mek::kRadPerDeg;
-    const double v = angles.vertical * mek::kRadPerDeg;
-    return {-std::cos(v) * std::sin(h), std::cos(h) * std::cos(v), std::sin(v)};
-}
-
-mek::Vec3 signedVertical(int parity)
-{
-    return {0.0, 0.0, parity != 0 ? 1.0 : -1.0};
-}
-
-StageGravity stageGravity(const mek::Vec3& vertical, const mek::Vec3& sight, const mek::Vec3& level, double sightDeg,
-                          double levelDeg)
-{
-    double g[3];
-    double v[3];
-    double a[3];
-    double out[3];
-    mek::store(vertical, g);
-    mek::store(sight, v);
-    mek::store(level, a);
-    const int code = mek::solveVectorsRelAng(g, v, a, sightDeg, levelDeg, out);
-    return {mek::loadVec3(out), code};
-}
-
-mek::Mat3 frameOf(const mek::Vec3& a, const mek::Vec3& b)
-{
-    const mek::Vec3 across = mek::normalised(mek::cross(a, b));
-    return mek::columns(across, b, mek::cross(across, b));
-}
-
-mek::Mat3 stageRotation(const mek::Vec3& gravity, const mek::Vec3& sight, const Direction& measured)
+SightLine sightLine(const mek::Vec3& sight, const Direction& measured)
 {
     // Kept: -z for both parities; the parity picks the mirror solution only.
-    const mek::Mat3 stageFrame = frameOf(gravity, sight);
-    const mek::Mat3 trackerFrame = frameOf({0.0, 0.0, -1.0}, unitDirection(measured));
-    return trackerFrame * mek::transpose(stageFrame);
+    return {sight, cosineOf(measured.vertical + 90.0), frameOf({0.0, 0.0, -1.0}, unitDirection(measured))};
+}
+
+mek::Mat3 stageRotation(const mek::Vec3& gravity, const SightLine& sight)
+{
+    return sight.trackerFrame * mek::transpose(frameOf(gravity, sight.stage));
 }
 
 EulerAngles eulerAngles(const mek::Mat3& r)
@@ -114,7 +76,7 @@ EulerAngles eulerAngles(const mek::Mat3& r)
 
 mek::Mat3 fromEulerAngles(const EulerAngles& angles)
 {
-    return mek::rotationX(angles.x) * mek::rotationY(angles.y) * mek::rotationZ(angles.z);
+    return mek::product(mek::by<mek::AboutX>(angles.x), mek::by<mek::AboutY>(angles.y), mek::by<mek::AboutZ>(angles.z));
 }
 
 double levelWithoutAcceleration(double levelDeg, double acc, double kept)

@@ -1,7 +1,11 @@
 // Directions, frames and angles that several models share.
 #pragma once
 
+#include <cmath>
+
+#include "mek/Literals.h"
 #include "mek/Values.h"
+#include "mek/Vector.h"
 
 namespace kor {
 
@@ -26,35 +30,63 @@ struct Direction {
     double vertical;
 };
 
-Direction directionOf(const mek::Vec3& position);
+inline Direction directionOf(const mek::Vec3& position)
+{
+    const mek::Spherical point = mek::sphericalOf(position);
+    return {point.horizontal, point.vertical};
+}
 
 /// Unit direction (-cos v sin h, cos h cos v, sin v) from angles in degrees.
-mek::Vec3 unitDirection(const Direction& angles);
+inline mek::Vec3 unitDirection(const Direction& angles)
+{
+    const double h = angles.horizontal * mek::kRadPerDeg;
+    const double v = angles.vertical * mek::kRadPerDeg;
+    return {-std::cos(v) * std::sin(h), std::cos(h) * std::cos(v), std::sin(v)};
+}
 
 /// Vertical that the mount parity names: +z for a non-zero parity, -z for zero.
-mek::Vec3 signedVertical(int parity);
+inline mek::Vec3 signedVertical(int parity)
+{
+    return {0.0, 0.0, parity != 0 ? 1.0 : -1.0};
+}
+
+/// Cosine of an angle in degrees.
+inline double cosineOf(double degrees)
+{
+    return std::cos(degrees * mek::kRadPerDeg);
+}
 
 /// Gravity in the stage from its angles to the line of sight and to a level's axis; the code is that of the solve.
-struct StageGravity {
-    mek::Vec3 direction;
-    int code;
-};
-
 /// Given     vertical               signed vertical: picks one of the two mirror solutions
 ///           sight, level           in the stage, unit vectors
-///           sightDeg, levelDeg     degrees: gravity to the line of sight, gravity to the level's axis
-StageGravity stageGravity(const mek::Vec3& vertical, const mek::Vec3& sight, const mek::Vec3& level, double sightDeg,
-                          double levelDeg);
+///           cosSight, cosLevel     of the angles from gravity to the line of sight and to the level's axis
+inline mek::RelAngSolution stageGravity(const mek::Vec3& vertical, const mek::Vec3& sight, const mek::Vec3& level,
+                                        double cosSight, double cosLevel)
+{
+    return mek::solveVectorsRelCos(vertical, sight, level, cosSight, cosLevel);
+}
 
 /// Frame spanned by two directions, as columns: across = unit of a x b, b, across x b.
-mek::Mat3 frameOf(const mek::Vec3& a, const mek::Vec3& b);
+inline mek::Mat3 frameOf(const mek::Vec3& a, const mek::Vec3& b)
+{
+    const mek::Vec3 across = mek::normalised(mek::cross(a, b));
+    return mek::columns(across, b, mek::cross(across, b));
+}
+
+/// What the solves of several levels have in common: the line of sight in both frames.
+struct SightLine {
+    mek::Vec3 stage;        ///< unit vector
+    double cosToGravity;    ///< of its angle to gravity
+    mek::Mat3 trackerFrame; ///< that it spans with the vertical
+};
+
+/// Given     sight     line of sight in the stage, unit vector
+///           measured  its direction in the tracker frame
+/// Notes  1  The tracker's vertical is taken as -z for both mount parities.
+SightLine sightLine(const mek::Vec3& sight, const Direction& measured);
 
 /// Rotation of the azimuth stage from gravity in the stage and the direction of the line of sight in both frames.
-/// Given     gravity   in the stage
-///           sight     line of sight in the stage, unit vector
-///           measured  direction of the line of sight in the tracker frame
-/// Notes  1  The tracker's vertical is taken as -z for both mount parities.
-mek::Mat3 stageRotation(const mek::Vec3& gravity, const mek::Vec3& sight, const Direction& measured);
+mek::Mat3 stageRotation(const mek::Vec3& gravity, const SightLine& sight);
 
 /// Angles of R = Rx(x) Ry(y) Rz(z), radians.
 struct EulerAngles {

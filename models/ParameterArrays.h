@@ -6,23 +6,34 @@
 
 namespace kor {
 
+/// Copies count floats, N at most; nothing for 0 or less, or where one side is a null pointer.
+template <std::size_t N>
+void copyAtMost(const float* from, int count, float* to)
+{
+    if (from == nullptr || to == nullptr || count <= 0) {
+        return;
+    }
+    // All of them is the copy of every sample; its size is a constant.
+    if (static_cast<std::size_t>(count) >= N) {
+        std::copy_n(from, N, to);
+    } else {
+        std::copy_n(from, static_cast<std::size_t>(count), to);
+    }
+}
+
 /// Copies count values into the array, unchanged; nothing for 0 or less, nothing beyond the array, nothing from a
 /// null pointer.
 template <std::size_t N>
 void copyIn(float (&array)[N], const float* values, int count)
 {
-    if (values != nullptr && count > 0) {
-        std::copy_n(values, std::min(static_cast<std::size_t>(count), N), array);
-    }
+    copyAtMost<N>(values, count, array);
 }
 
 /// Copies count values of the array to out; same bounds.
 template <std::size_t N>
 void copyOut(float* out, int count, const float (&array)[N])
 {
-    if (out != nullptr && count > 0) {
-        std::copy_n(array, std::min(static_cast<std::size_t>(count), N), out);
-    }
+    copyAtMost<N>(array, count, out);
 }
 
 } // namespace kor

@@ -12,7 +12,7 @@ inline constexpr std::int32_t kRingRows = 51;
 ///           back  samples, 0..51
 constexpr std::int32_t ringRow(std::int32_t row, std::int32_t back)
 {
-    return (row + kRingRows - back) % kRingRows;
+    return row >= back ? row - back : row - back + kRingRows;
 }
 
 } // namespace kor
