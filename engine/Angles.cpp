@@ -47,7 +47,7 @@ struct NormalisedColumns {
     double e02, f12, e22;
 };
 
-NormalisedColumns normaliseColumns(const double* m)
+inline NormalisedColumns normaliseColumns(const double* m)
 {
     const double len0 = std::sqrt(m[0] * m[0] + m[3] * m[3] + m[6] * m[6]);
     const double len1 = std::sqrt(m[1] * m[1] + m[4] * m[4] + m[7] * m[7]);

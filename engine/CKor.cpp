@@ -60,7 +60,7 @@ void CKor::Destroy()
     s.modelKind = kor::OrientationModel::none;
     s.lastSample = {};
     s.matrixValid = false;
-    mek::store(mek::identity(), s.resultMatrix);
+    mek::storeIdentity(s.resultMatrix);
     s.levelX.knots = {};
     s.levelX.coefficients = {};
     s.levelY.knots = {};

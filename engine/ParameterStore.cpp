@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include "KORInterface/Status.h"
-
 namespace kor {
 
 int ParameterStore::fetchDynamicParameters(float* out) const
@@ -16,19 +14,6 @@ int ParameterStore::fetchDynamicParameters(float* out) const
         return kBadArgument;
     }
     std::copy(std::begin(m_dynamicParameters), std::end(m_dynamicParameters), out);
-    return kSuccess;
-}
-
-int ParameterStore::fetchCoefficients(float* a, float* b) const
-{
-    if (!m_loaded) {
-        return kNotLoaded;
-    }
-    if (a == nullptr || b == nullptr) {
-        return kBadArgument;
-    }
-    std::copy(std::begin(m_a), std::end(m_a), a);
-    std::copy(std::begin(m_b), std::end(m_b), b);
     return kSuccess;
 }
 

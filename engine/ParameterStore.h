@@ -1,6 +1,11 @@
 // The engine's store of dynamic parameters.
 #pragma once
 
+#include <algorithm>
+#include <iterator>
+
+#include "KORInterface/Status.h"
+
 namespace kor {
 
 /// Dynamic model parameters and detector coefficients; empty until a host fills it.
@@ -11,7 +16,18 @@ public:
     int fetchDynamicParameters(float* out) const;
 
     /// Coefficients A and B of the detector correction, three each.
-    int fetchCoefficients(float* a, float* b) const;
+    int fetchCoefficients(float* a, float* b) const
+    {
+        if (!m_loaded) {
+            return kNotLoaded;
+        }
+        if (a == nullptr || b == nullptr) {
+            return kBadArgument;
+        }
+        std::copy(std::begin(m_a), std::end(m_a), a);
+        std::copy(std::begin(m_b), std::end(m_b), b);
+        return kSuccess;
+    }
 
     /// Fills the store: seven dynamic parameters, three coefficients A and three B.
     void fill(const float* dynamicParameters, const float* a, const float* b);

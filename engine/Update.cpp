@@ -8,6 +8,7 @@
 #include "engine/Angles.h"
 #include "engine/State.h"
 #include "mek/Literals.h"
+#include "mek/Matrix.h"
 #include "mek/Spline.h"
 #include "mek/Values.h"
 
@@ -18,6 +19,13 @@ constexpr std::int32_t kFirstThreeVectorMode = 7;
 constexpr float kReferenceGate = 0.4F;
 constexpr float kLeastRatioDenominator = 2000.0F;
 constexpr float kTemperatureCountsPerUnit = 41920.0F;
+
+void copyThree(const float* from, float (&to)[3])
+{
+    to[0] = from[0];
+    to[1] = from[1];
+    to[2] = from[2];
+}
 
 bool readsLevelXAsRatio(std::int32_t mode)
 {
@@ -33,18 +41,28 @@ float levelXInput(std::int32_t mode, const KOR_RAWINFO& raw)
     return std::fabs(raw.levelYRaw) > kLeastRatioDenominator ? raw.levelXRaw / raw.levelYRaw : 0.0F;
 }
 
-// Level reading through its spline, less the tilt offset, times the thermal factor.
-float correctedLevel(kor::LevelCompensation& level, float reading, float tiltOffset, float thermalGain,
-                     float thermalOffset, float temperature, bool* outOfRange)
+inline float splineValue(kor::LevelCompensation& level, float reading, bool* outOfRange)
 {
-    float value = mek::calcSplineNear(level.piece, level.knots.revision(), level.knots.values(),
-                                      level.coefficients.values(), level.count - 1, reading, outOfRange);
+    const std::uint64_t revision = level.knots.revision();
+    if (level.piece.holds(revision, reading)) [[likely]] {
+        *outOfRange = false;
+        return level.piece.at(reading);
+    }
+    const mek::SplineTable table = {level.knots.values(), level.coefficients.values(), level.count - 1, revision};
+    return mek::findSplinePiece(level.piece, table, reading, outOfRange);
+}
+
+// Level reading through its spline, less the tilt offset, times the thermal factor.
+inline float correctedLevel(kor::LevelCompensation& level, float reading, float tiltOffset, float thermalGain,
+                            float thermalOffset, float temperature, bool* outOfRange)
+{
+    float value = splineValue(level, reading, outOfRange);
     value -= tiltOffset;
     value *= thermalGain * temperature + thermalOffset;
     return value;
 }
 
-float calibrated(mek::CEncoder& encoder, const kor::Table<float>& table, float reading)
+inline float calibrated(mek::CEncoder& encoder, const kor::Table<float>& table, float reading)
 {
     encoder.setRawReading(reading);
     return encoder.encCalibration(reading, table.revision());
@@ -113,6 +131,16 @@ kor::OrientationAngles compose(kor::EngineFields& s, const mek::Mat3& rotation)
     return kor::localAngles(s.resultMatrix);
 }
 
+// Kept: the first good sample becomes the reference, and nothing clears it again. A singular one stands as its own
+// inverse.
+void captureReference(kor::EngineFields& s)
+{
+    std::copy(std::begin(s.modelBuffer), std::end(s.modelBuffer), s.referenceInverse);
+    mek::MatrixInverse(s.referenceInverse, 3);
+    s.referenceCaptured = true;
+    s.lastSample.capturedReference = true;
+}
+
 } // namespace
 
 void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
@@ -123,7 +151,7 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
     const std::lock_guard<kor::platform::RecursiveLock> guard(s.lock);
     s.matrixValid = false;
     s.lastSample = {.step = kor::SampleTrace::Step::noModel, .hadReference = s.referenceCaptured};
-    mek::store(mek::identity(), s.resultMatrix);
+    mek::storeIdentity(s.resultMatrix);
     if (s.model == nullptr) {
         return;
     }
@@ -161,10 +189,15 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
     s.matrixValid = true;
 
     // The model's nine inputs. Kept: the second temperature is not one of them.
-    const float inputs[9] = {raw.sensorVector[0], raw.sensorVector[1], raw.sensorVector[2],
-                             info.levelX,         info.levelY,         info.azimuth,
-                             info.elevation,      info.temperature[0], info.temperature[2]};
-    std::copy(std::begin(inputs), std::end(inputs), s.modelBuffer);
+    s.modelBuffer[0] = static_cast<double>(raw.sensorVector[0]);
+    s.modelBuffer[1] = static_cast<double>(raw.sensorVector[1]);
+    s.modelBuffer[2] = static_cast<double>(raw.sensorVector[2]);
+    s.modelBuffer[3] = static_cast<double>(info.levelX);
+    s.modelBuffer[4] = static_cast<double>(info.levelY);
+    s.modelBuffer[5] = static_cast<double>(info.azimuth);
+    s.modelBuffer[6] = static_cast<double>(info.elevation);
+    s.modelBuffer[7] = static_cast<double>(info.temperature[0]);
+    s.modelBuffer[8] = static_cast<double>(info.temperature[2]);
 
     const bool threeVector = s.mountMode >= kFirstThreeVectorMode;
     if (threeVector && s.parameterStore != nullptr &&
@@ -181,10 +214,10 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
 
     if (threeVector) {
         model.GetQVCMatrix(s.modelQvcValues, 6);
-        std::copy_n(s.modelQvcValues, 3, info.sensorOut);
+        copyThree(s.modelQvcValues, info.sensorOut);
         model.GetLevelValues(info.levelX, info.levelY);
     } else {
-        std::copy(std::begin(raw.sensorVector), std::end(raw.sensorVector), info.sensorOut);
+        copyThree(raw.sensorVector, info.sensorOut);
     }
 
     if (s.referenceCaptured) {
@@ -193,12 +226,6 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
         info.orientationAngles[1] = mek::degrees(angles.second);
         info.orientationAngles[2] = mek::degrees(angles.third);
     } else if (raw.referenceGate <= kReferenceGate && raw.referenceHold == 0) {
-        // Kept: the first good sample becomes the reference, and nothing clears it again. A singular one stands as its
-        // own inverse.
-        mek::Mat3 reference = mek::loadMat3(s.modelBuffer);
-        mek::invert(reference);
-        mek::store(reference, s.referenceInverse);
-        s.referenceCaptured = true;
-        s.lastSample.capturedReference = true;
+        captureReference(s);
     }
 }

@@ -1,5 +1,6 @@
 #include "mek/CEncoder.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <limits>
@@ -33,7 +34,27 @@ public:
     double correction(double position) const
     {
         const double p = broughtIn(position);
-        return piece(lastReached(0, m_count, reachedBy(p))).correctionAt(p);
+        return correction(piece(lastReached(0, m_count, reachedBy(p))), p);
+    }
+
+    static double correction(const EncoderPiece& piece, double p)
+    {
+        return piece.width > 0.0 ? piece.correctionAt(std::clamp(piece.shareAt(p), 0.0, 1.0)) : piece.correction;
+    }
+
+    // End of the readings at and behind the begin of a row's piece that need no turns taken off, their share not
+    // bounded, and the result not looked at: rounding is monotonous, so what holds for the end holds for all before it.
+    // The begin if that is not sure.
+    double plainEnd(std::ptrdiff_t row, const EncoderPiece& piece) const
+    {
+        constexpr double kMargin = 1e-6; // degrees, many times the rounding of a full turn
+        constexpr double kHuge = 1e30;   // sums of a few such values still are floats
+        const double turn = key(0) + (kTurn - kMargin);
+        const double end = row + 1 < m_count ? std::min(key(row + 1), turn) : turn;
+        const bool isPlain = end - key(0) < kTurn && piece.shareAt(end) <= 1.0;
+        const bool isSmall =
+            std::fabs(key(0)) < kHuge && std::fabs(piece.correction) < kHuge && std::fabs(piece.rise) < kHuge;
+        return isPlain && isSmall ? end : piece.begin;
     }
 
     // `position` brought into [first key, first key + one turn) by whole turns.
@@ -84,6 +105,13 @@ private:
     bool m_calibrated;
 };
 
+// A table out of order can make corrections that no float holds; the argument itself then stands.
+float finiteOr(double value, float argument)
+{
+    constexpr double kLargest = std::numeric_limits<float>::max();
+    return std::fabs(value) <= kLargest ? static_cast<float>(value) : argument;
+}
+
 } // namespace
 
 void CEncoder::setCalTable(const float* table, int count) noexcept
@@ -91,11 +119,6 @@ void CEncoder::setCalTable(const float* table, int count) noexcept
     m_table = table;
     m_count = table == nullptr ? 0 : count;
     m_last = {};
-}
-
-void CEncoder::setRawReading(float reading) noexcept
-{
-    m_reading = reading;
 }
 
 float CEncoder::encCalibration(float reading) const noexcept
@@ -117,7 +140,6 @@ float CEncoder::searchedCalibration(float reading, std::uint64_t revision) noexc
         m_last = {};
         m_last.revision = revision;
         m_last.isOrdered = readings.isOrdered();
-        m_last.first = readings.key(0);
     }
     if (!m_last.isOrdered) {
         return encCalibration(reading);
@@ -127,8 +149,8 @@ float CEncoder::searchedCalibration(float reading, std::uint64_t revision) noexc
     const std::ptrdiff_t row = lastReachedNear(m_last.row, m_count, readings.reachedBy(p));
     m_last.row = row;
     m_last.piece = readings.piece(row);
-    m_last.end = row + 1 < m_count ? readings.key(row + 1) : std::numeric_limits<double>::infinity();
-    return finiteOr(r + m_last.piece.correctionAt(p), reading);
+    m_last.end = readings.plainEnd(row, m_last.piece);
+    return finiteOr(r + Scale::correction(m_last.piece, p), reading);
 }
 
 float CEncoder::inverseEncCalibration(float angle) const noexcept

@@ -1,11 +1,8 @@
 // Calibration of one encoder axis.
 #pragma once
 
-#include <algorithm>
-#include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 
 namespace mek {
 
@@ -15,22 +12,14 @@ inline constexpr double kTurn = 360.0;
 /// A piece of a calibration table along which the correction runs straight.
 struct EncoderPiece {
     double begin;      ///< where it begins
-    double width;      ///< above 0; a piece without width has the correction of its begin
+    double width;      ///< of a table in order: above 0
     double correction; ///< at the begin
     double rise;       ///< of the correction over the width
 
-    double correctionAt(double place) const noexcept
-    {
-        return width > 0.0 ? correction + rise * std::clamp((place - begin) / width, 0.0, 1.0) : correction;
-    }
+    /// Share of the width that a place lies behind the begin.
+    double shareAt(double place) const noexcept { return (place - begin) / width; }
+    double correctionAt(double share) const noexcept { return correction + rise * share; }
 };
-
-/// `value` narrowed, or `argument` if no float holds it: a table out of order can make such corrections.
-inline float finiteOr(double value, float argument) noexcept
-{
-    constexpr double kLargest = std::numeric_limits<float>::max();
-    return std::fabs(value) <= kLargest ? static_cast<float>(value) : argument;
-}
 
 /// Calibration table of one encoder axis: rows of (reading, correction), degrees, readings strictly ascending over
 /// at most one turn. The calibrated angle is the reading plus the correction; between the rows the correction runs
@@ -49,7 +38,7 @@ public:
     void setCalTable(const float* table, int count) noexcept;
 
     /// Remembers the encoder's reading, degrees. No result depends on it.
-    void setRawReading(float reading) noexcept;
+    void setRawReading(float reading) noexcept { m_reading = reading; }
 
     /// Calibrated angle of a reading.
     /// Given     reading  degrees, any number of turns
@@ -68,11 +57,9 @@ public:
     float encCalibration(float reading, std::uint64_t revision) noexcept
     {
         const double place = static_cast<double>(reading);
-        const double ahead = place - m_last.first;
         const EncoderPiece& piece = m_last.piece;
-        if (revision == m_last.revision && ahead >= 0.0 && ahead < kTurn && place >= piece.begin &&
-            place < m_last.end) {
-            return finiteOr(place + piece.correctionAt(place), reading);
+        if (revision == m_last.revision && place >= piece.begin && place < m_last.end) [[likely]] {
+            return static_cast<float>(place + piece.correctionAt(piece.shareAt(place)));
         }
         return searchedCalibration(reading, revision);
     }
@@ -95,14 +82,15 @@ private:
     int m_count = 0;
     float m_reading = 0.0F;
 
-    // What the last application found out about the content of a revision; nothing about revision 0.
+    /// What the last application found out about the content of a revision; nothing about revision 0.
     struct Last {
         std::uint64_t revision = 0;
         bool isOrdered = false;
-        double first = 0.0; // reading of the table
         std::ptrdiff_t row = 0;
         EncoderPiece piece = {};
-        double end = 0.0; // of the piece; not above its begin if there is none
+        /// Readings from the piece's begin up to here lie in it as they are, without turns taken off, at a share from 0
+        /// to 1, and every result is finite; not above the begin if there are none.
+        double end = 0.0;
     };
     Last m_last;
 };

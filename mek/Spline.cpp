@@ -34,7 +34,7 @@ bool isMonotone(const float* knots, std::ptrdiff_t segments)
 }
 
 // Looks up the interval of an x within the range of a table that runs one way.
-void findPiece(SplinePiece& piece, const float* knots, const double* coeffs, std::ptrdiff_t segments, float x)
+void lookUp(SplinePiece& piece, const float* knots, const double* coeffs, std::ptrdiff_t segments, float x)
 {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
     const bool ascending = knots[0] <= knots[segments];
@@ -127,13 +127,9 @@ float CalcSpline(bool checkRange, const float* knots, const double* coeffs, int 
     return static_cast<float>(c[0] + t * (c[1] + t * (c[2] + t * c[3])));
 }
 
-float calcSplineNear(SplinePiece& piece, std::uint64_t revision, const float* knots, const double* coeffs, int segments,
-                     float x, bool* outOfRange) noexcept
+float findSplinePiece(SplinePiece& piece, const SplineTable& table, float x, bool* outOfRange) noexcept
 {
-    if (piece.holds(x, revision)) {
-        *outOfRange = false;
-        return piece.at(x);
-    }
+    const auto [knots, coeffs, segments, revision] = table;
     if (knots == nullptr || coeffs == nullptr || segments < 1) {
         return CalcSpline(true, knots, coeffs, segments, x, outOfRange);
     }
@@ -147,7 +143,7 @@ float calcSplineNear(SplinePiece& piece, std::uint64_t revision, const float* kn
     if (!piece.isMonotone || !(least <= x && x <= most)) {
         return CalcSpline(true, knots, coeffs, segments, x, outOfRange);
     }
-    findPiece(piece, knots, coeffs, segments, x);
+    lookUp(piece, knots, coeffs, segments, x);
     *outOfRange = false;
     return piece.at(x);
 }

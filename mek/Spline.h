@@ -47,7 +47,8 @@ struct SplinePiece {
     double c[4] = {};        ///< its coefficients
     bool isMonotone = false; ///< whether the knots run one way
 
-    bool holds(float x, std::uint64_t wanted) const noexcept { return revision == wanted && x >= least && x <= most; }
+    /// Whether it is of that table, and x lies in it.
+    bool holds(std::uint64_t wanted, float x) const noexcept { return revision == wanted && x >= least && x <= most; }
 
     /// Value of the cubic.
     float at(float x) const noexcept
@@ -57,12 +58,20 @@ struct SplinePiece {
     }
 };
 
-/// CalcSpline with a range check, of a table whose changes are counted.
-/// Given     revision    number of the table's content, above 0: another one whenever a value has been written
-/// Returned  piece       the interval of x, if x lies in the table's range and the knots run one way
-/// Notes  1  While x stays in the interval nothing is searched; then the search goes outwards from there. Knots out of
-///           order are searched as above every time; whether they are, is looked at once for a revision.
-float calcSplineNear(SplinePiece& piece, std::uint64_t revision, const float* knots, const double* coeffs, int segments,
-                     float x, bool* outOfRange) noexcept;
+/// A level's table whose changes are counted.
+struct SplineTable {
+    const float* knots;
+    const double* coeffs;
+    int segments;
+    std::uint64_t revision; ///< number of the content, above 0: another one whenever a value has been written
+};
+
+/// CalcSpline with a range check.
+/// Returned  piece       holds x, if x lies in the table's range and the knots run one way: until a value leaves it,
+/// that
+///                       is the value, in range
+/// Notes  1  The search goes outwards from the piece. Knots out of order are searched as above every time; whether they
+///           are, is looked at once for a revision.
+float findSplinePiece(SplinePiece& piece, const SplineTable& table, float x, bool* outOfRange) noexcept;
 
 } // namespace mek

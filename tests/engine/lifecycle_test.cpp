@@ -314,6 +314,12 @@ TEST(EngineCopy, sharesTheTables)
     const std::array<float, 4> other = {0, 5, 180, 5};
     engine.setAzimuthComp(2, table.data());
     engine.setElevationComp(2, table.data());
+    KOR_RAWINFO raw = plainSample();
+    raw.levelXRaw = 1.0F;
+    raw.levelYRaw = 1.0F;
+    raw.azimuthRaw = 10.0F;
+    raw.elevationRaw = 10.0F;
+    feed(engine, raw); // which now knows where in its tables the readings lie
     CKor copy(engine);
     CKor assigned;
     assigned = engine;
@@ -321,16 +327,14 @@ TEST(EngineCopy, sharesTheTables)
     EXPECT_EQ(copy.setLevelYComp(3, kFlatKnots.data(), shiftedLine(4).data()), 0);
     EXPECT_EQ(copy.setAzimuthComp(2, other.data()), 0);
     EXPECT_EQ(assigned.setElevationComp(2, other.data()), 0);
-    KOR_RAWINFO raw = plainSample();
-    raw.levelXRaw = 1.0F;
-    raw.levelYRaw = 1.0F;
-    raw.azimuthRaw = 10.0F;
-    raw.elevationRaw = 10.0F;
     const KOR_INFO info = feed(engine, raw);
     EXPECT_EQ(info.levelX, 4.0F);
     EXPECT_EQ(info.levelY, 5.0F);
     EXPECT_EQ(info.azimuth, 15.0F);
     EXPECT_EQ(info.elevation, 15.0F);
+    const KOR_INFO ofTheCopy = feed(copy, raw);
+    EXPECT_EQ(ofTheCopy.levelX, 4.0F);
+    EXPECT_EQ(ofTheCopy.elevation, 15.0F);
 }
 
 TEST(EngineCopy, sharesTheModel)

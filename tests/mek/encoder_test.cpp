@@ -2,13 +2,17 @@
 #include "mek/CEncoder.h"
 
 #include "Random.h"
+#include "mek/Search.h"
 #include "support/Float.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -226,6 +230,128 @@ TEST(Encoder, rawReadingChangesNoResult)
         for (float value = -400; value < 800; value += 37.5F) {
             EXPECT_TRUE(sameBits(e.encCalibration(value), forward(t, value)));
             EXPECT_TRUE(sameBits(e.inverseEncCalibration(value), inverse(t, value)));
+        }
+    }
+}
+
+// ------------------------------------------------------------------------------------------------- kept piece
+
+// Tables as they should be and as they should not: up to a turn, a few rows or many, beginning anywhere; then rows
+// exchanged, repeated, beyond a turn, huge, infinite and no numbers.
+Table anyTable(Random& random)
+{
+    const int kind = random.upTo(6);
+    const int rows = 1 + random.upTo(kind == 0 ? 60 : 6);
+    const std::array<float, 6> begins = {0.0F, -180.0F, -360.0F, 0.5F, -1e-30F, 1e10F};
+    const float begin = begins[static_cast<std::size_t>(random.upTo(kind < 5 ? 4 : 5))];
+    Table t;
+    for (int i = 0; i < rows; ++i) {
+        const double span = kind == 5 ? 800.0 : 360.0;
+        t.push_back(begin + static_cast<float>(span * i / rows + random.between(0.0, 0.9 * span / rows)));
+        t.push_back(static_cast<float>(random.between(-0.1, 0.1)));
+    }
+    t[0] = begin;
+    if (kind == 4) {
+        const std::array<float, 6> odd = {kNaN, kInf, -kInf, 3e38F, -3e38F, 200.0F};
+        t[static_cast<std::size_t>(random.upTo(2 * rows - 1))] = odd[static_cast<std::size_t>(random.upTo(5))];
+    }
+    if (kind == 3 && rows > 2) {
+        std::swap(t[2], t[4]);
+    }
+    return t;
+}
+
+// What moves, jumps, and stops where pieces and turns end.
+float anyReading(Random& random, const Table& t, float before)
+{
+    switch (random.upTo(5)) {
+    case 0:
+        return static_cast<float>(random.between(-800, 800));
+    case 1: {
+        const float key = t[2 * static_cast<std::size_t>(random.upTo(static_cast<int>(t.size() / 2) - 1))];
+        const float turned = key + 360.0F * static_cast<float>(random.upTo(2) - 1);
+        return random.upTo(1) == 0 ? turned : std::nextafter(turned, random.upTo(1) == 0 ? kInf : -kInf);
+    }
+    case 2: {
+        const std::array<float, 8> odd = {0.0F, -0.0F, -1e-20F, 1e-45F, kNaN, kInf, -kInf, 3e38F};
+        return odd[static_cast<std::size_t>(random.upTo(7))];
+    }
+    default:
+        return before + static_cast<float>(random.between(-3, 3));
+    }
+}
+
+TEST(EncoderPiece, givesWhatASearchGivesWhateverTheTableAndTheReading)
+{
+    Random random(77);
+    for (int round = 0; round < 2000; ++round) {
+        Table t = anyTable(random);
+        mek::CEncoder e = encoder(t);
+        std::uint64_t revision = 5;
+        float reading = 0.0F;
+        for (int i = 0; i < 60; ++i) {
+            if (random.upTo(19) == 0) {
+                // Rewritten in place, as an engine's table is, also through a copy of the engine.
+                const Table next = anyTable(random);
+                std::copy_n(next.begin(), std::min(next.size(), t.size()), t.begin());
+                ++revision;
+            }
+            reading = anyReading(random, t, reading);
+            const float wanted = forward(t, reading);
+            const float got = e.encCalibration(reading, revision);
+            ASSERT_TRUE(sameBits(got, wanted)) << reading << ", round " << round;
+        }
+    }
+}
+
+TEST(EncoderPiece, isForgottenWithAnotherRevisionAndAnotherTable)
+{
+    Table t{0, 1, 180, 1};
+    mek::CEncoder e = encoder(t);
+    EXPECT_EQ(e.encCalibration(90, 1), 91);
+    t[1] = 3;
+    t[3] = 3;
+    EXPECT_EQ(e.encCalibration(90, 2), 93);
+    const Table other{0, 7};
+    e.setCalTable(other.data(), 1);
+    EXPECT_EQ(e.encCalibration(90, 2), 97);
+    e.setCalTable(nullptr, 0);
+    EXPECT_EQ(e.encCalibration(90, 2), 90);
+    EXPECT_EQ(e.encCalibration(90, 0), 90);
+}
+
+TEST(EncoderPiece, copiesKeepPiecesOfTheirOwn)
+{
+    Table t{0, 1, 100, 2, 200, 3};
+    mek::CEncoder e = encoder(t);
+    EXPECT_EQ(e.encCalibration(0, 1), 1);
+    mek::CEncoder copy = e;
+    t[1] = 11; // through the copy, which alone knows the new number
+    EXPECT_EQ(copy.encCalibration(0, 2), 11);
+    EXPECT_EQ(copy.encCalibration(100, 2), 102);
+    EXPECT_EQ(e.encCalibration(0, 2), 11);
+}
+
+// The number of rows looked at depends on how far the reading has gone, not on the length of the table.
+TEST(Search, outwardsFindsTheSameAndLooksAtRowsNearby)
+{
+    for (const std::ptrdiff_t count : {1, 2, 3, 17, 1000, 100000}) {
+        for (const std::ptrdiff_t wanted : {std::ptrdiff_t{0}, count / 3, count - 1}) {
+            for (const std::ptrdiff_t distance : {-40, -3, -1, 0, 1, 2, 7, 40}) {
+                const std::ptrdiff_t near = wanted + distance;
+                if (near < 0 || near >= count) {
+                    continue;
+                }
+                int looks = 0;
+                const auto reached = [&](std::ptrdiff_t place) {
+                    EXPECT_TRUE(place >= 0 && place < count) << place;
+                    ++looks;
+                    return place <= wanted;
+                };
+                EXPECT_EQ(mek::lastReachedNear(near, count, reached), wanted) << near << " of " << count;
+                EXPECT_LE(looks, 16) << near << " of " << count; // twice the bits of 40, and four
+                EXPECT_EQ(mek::lastReached(0, count, reached), wanted);
+            }
         }
     }
 }

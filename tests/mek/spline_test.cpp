@@ -7,8 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <climits>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -442,6 +444,79 @@ TEST(CalcSpline, tablesThatRunNowhereNeverReadOutside)
             EXPECT_EQ(calc(knots, c, x, false).outOfRange, false);
         }
     }
+}
+
+// -------------------------------------------------------------------------------------------------- kept interval
+
+TEST(SplinePiece, givesWhatCalcSplineGivesWhateverTheTableAndTheX)
+{
+    Random random(78);
+    for (int round = 0; round < 2000; ++round) {
+        const int segments = 1 + random.upTo(8);
+        const int kind = random.upTo(5);
+        Floats knots;
+        Doubles coeffs;
+        const auto fill = [&] {
+            knots.clear();
+            coeffs.clear();
+            for (int i = 0; i <= segments; ++i) {
+                const float knot = static_cast<float>(10 * i + random.between(0, 9));
+                knots.push_back(kind == 1 ? -knot : kind == 2 ? static_cast<float>(random.between(0, 90)) : knot);
+                for (int j = 0; j < 4; ++j) {
+                    coeffs.push_back(random.between(-1, 1));
+                }
+            }
+            if (kind == 3) {
+                const std::array<float, 4> odd = {kNaN, kInf, -kInf, 5.0F};
+                knots[static_cast<std::size_t>(random.upTo(segments))] = odd[static_cast<std::size_t>(random.upTo(3))];
+            }
+        };
+        fill();
+        mek::SplinePiece piece;
+        std::uint64_t revision = 1;
+        float x = 0.0F;
+        for (int i = 0; i < 40; ++i) {
+            if (random.upTo(19) == 0) {
+                fill();
+                ++revision;
+            }
+            const float knot = knots[static_cast<std::size_t>(random.upTo(segments))];
+            const std::array<float, 6> places = {knot,
+                                                 std::nextafter(knot, kInf),
+                                                 std::nextafter(knot, -kInf),
+                                                 static_cast<float>(random.between(-120, 120)),
+                                                 x + static_cast<float>(random.between(-2, 2)),
+                                                 kNaN};
+            x = places[static_cast<std::size_t>(random.upTo(5))];
+            const Value wanted = calc(knots, coeffs, x);
+            Value got{0, !wanted.outOfRange};
+            if (piece.holds(revision, x)) {
+                got = {piece.at(x), false};
+            } else {
+                got.value =
+                    mek::findSplinePiece(piece, {knots.data(), coeffs.data(), segments, revision}, x, &got.outOfRange);
+            }
+            ASSERT_EQ(got.outOfRange, wanted.outOfRange) << x << ", round " << round;
+            ASSERT_TRUE(sameBits(got.value, wanted.value)) << x << ", round " << round;
+        }
+    }
+}
+
+TEST(SplinePiece, holdsTheRestOfItsIntervalAndNothingOfAnotherRevision)
+{
+    const Floats knots{0, 10, 20};
+    const Doubles coeffs{0, 1, 0, 0, 10, 2, 0, 0};
+    bool outside = true;
+    mek::SplinePiece piece;
+    EXPECT_FALSE(piece.holds(0, 0.0F));
+    EXPECT_EQ(mek::findSplinePiece(piece, {knots.data(), coeffs.data(), 2, 3}, 4.0F, &outside), 4);
+    EXPECT_FALSE(outside);
+    EXPECT_TRUE(piece.holds(3, 0.0F));
+    EXPECT_TRUE(piece.holds(3, std::nextafter(10.0F, 0.0F)));
+    EXPECT_FALSE(piece.holds(3, 10.0F));
+    EXPECT_FALSE(piece.holds(3, -1e-20F));
+    EXPECT_FALSE(piece.holds(3, kNaN));
+    EXPECT_FALSE(piece.holds(4, 4.0F));
 }
 
 } // namespace
