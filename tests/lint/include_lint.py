@@ -55,6 +55,7 @@ FOLDERS = {
     "accuracy": Folder({"simulation"}),
     "tools/kor": Folder({"platform", "recordings", "simulation", "accuracy"}, foreign=r"(fmt|CLI|nlohmann)/.*"),
     "examples": Folder(),
+    "cmake/mingw-w64": Folder(foreign=r"fmt/.*"),
     # These reach inside.
     "tests": Folder(None, foreign=r".*"),
     "bench": Folder(None, foreign=r".*"),
