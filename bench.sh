@@ -7,7 +7,7 @@ cd "$(dirname "$0")"
 usage() {
     cat <<'END'
 usage: bench.sh [--quick] [--markdown] [SECTION...]
-       bench.sh --compare REV [--quick]
+       bench.sh --compare REV [--quick] [engine] [recordings]
 SECTION is engine, mek, files or recordings; without one all of them run. Takes some minutes.
   --quick        fewer modes and rounds, shorter recordings
   --markdown     also writes the tables into docs/performance.md
@@ -44,7 +44,8 @@ if [ -n "$revision" ]; then
     git rev-parse --quiet --verify "$revision^{commit}" >/dev/null ||
         refuse "found the revision \"$revision\", expected one of this repository"
     for argument in "${arguments[@]}"; do
-        [ "$argument" = --quick ] || refuse "--compare takes no section, and writes no page"
+        [[ $argument =~ ^(--quick|engine|recordings)$ ]] ||
+            refuse "--compare takes the sections engine and recordings, and writes no page"
     done
 fi
 
@@ -71,7 +72,9 @@ quietly git worktree add --detach "$old/source" "$revision"
 # The benchmarks are those of this tree, also for the old library: they know the public headers only.
 quietly cmake -S "$old/source" -B "$old/build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=g++ \
     -DKORINTERFACE_BUILD_TESTS=OFF -DKORINTERFACE_BUILD_BENCHMARKS=OFF
-quietly cmake --build "$old/build" --target KORInterface kor
+targets=(KORInterface kor)
+[[ " ${arguments[*]} " != *" engine "* || " ${arguments[*]} " == *" recordings "* ]] || targets=(KORInterface)
+quietly cmake --build "$old/build" --target "${targets[@]}"
 quietly g++ -std=c++20 -O3 -DNDEBUG -ffp-contract=off -I "$old/source/include" -I . -I tests bench/engine_bench.cpp \
     tests/support/CountedNew.cpp build/bench/tests/literal/libkor_literal.a -L "$old/build" -lKORInterface \
     -Wl,-rpath,"$old/build" -pthread -o "$old/engine_bench"

@@ -44,6 +44,7 @@ inline std::vector<Spent> timeByTurns(const std::vector<std::function<void()>>& 
         }
     }
     std::vector<Spent> spent;
+    spent.reserve(times.size());
     for (const std::vector<double>& one : times) {
         spent.push_back({*std::min_element(one.begin(), one.end()), median(one)});
     }

@@ -54,7 +54,8 @@ class Sensor:
         bench.simulate(self, self.recording, samples)
 
     def task(self, bench, *what):
-        return [str(bench.programs["engine_bench"]), str(self.directory), str(self.identity), self.recording, *map(str, what)]
+        given = (bench.programs["engine_bench"], self.directory, self.identity, self.recording, *what)
+        return [str(part) for part in given]
 
 
 def searching(text):
@@ -69,22 +70,24 @@ class Bench:
     """The programs, how thoroughly they are measured, and the tables made so far."""
 
     def __init__(self, build, quick):
-        self.programs = {name: build / place for name, place in
-                         {"kor": "tools/kor", "engine_bench": "bench/engine_bench", "rivals_bench": "bench/rivals_bench"}.items()}
+        self.programs = {"kor": build / "tools/kor", "engine_bench": build / "bench/engine_bench",
+                         "rivals_bench": build / "bench/rivals_bench"}
         self.quick = quick
         self.rounds = 7 if quick else 15
         self.tables = []
+        self.section = ""
 
-    def simulate(self, sensor, path, samples, *more):
-        output_of(self.programs["kor"], "simulate", "--prm", sensor.directory, "--id", sensor.identity, "--motion", "random",
-                  "--rate", "1000", "--samples", samples, "--reference", "5", "--progress=never", "--force", "-o", path, *more)
+    def simulate(self, sensor, path, samples):
+        output_of(self.programs["kor"], "simulate", "--prm", sensor.directory, "--id", sensor.identity, "--motion",
+                  "random", "--rate", "1000", "--samples", samples, "--reference", "5", "--progress=never", "--force",
+                  "-o", path)
 
     def table(self, title, columns, rows, *notes):
-        self.tables.append((title, columns, [[str(cell) for cell in row] for row in rows], notes))
+        self.tables.append((title, columns, [[str(cell) for cell in row] for row in rows], notes, self.section))
         print(plain_table(*self.tables[-1]), flush=True)
 
 
-def plain_table(title, columns, rows, notes):
+def plain_table(title, columns, rows, notes, _):
     widths = [max(len(row[i]) for row in [columns, *rows]) for i in range(len(columns))]
 
     def line(row):
@@ -95,9 +98,9 @@ def plain_table(title, columns, rows, notes):
                       *(f"  {note}" for note in notes)])
 
 
-def markdown_table(title, columns, rows, notes):
-    lines = [f"### {title}", "", "| " + " | ".join(columns) + " |", "|---|" + "---:|" * (len(columns) - 1),
-             *("| " + " | ".join(row) + " |" for row in rows), ""]
+def markdown_table(title, columns, rows, notes, section):
+    lines = [f"### {title}", "", f"`./bench.sh {section}`", "", "| " + " | ".join(columns) + " |",
+             "|---|" + "---:|" * (len(columns) - 1), *("| " + " | ".join(row) + " |" for row in rows), ""]
     for note in notes:
         lines += [note, ""]
     return "\n".join(lines)
@@ -119,8 +122,9 @@ def engine_row(bench, label, sensor):
     if label == "3":
         label = f"3, search of {plain.calls_of('^asin') / counts['valid']:.0f} steps"
     faster = [theirs / mine for mine, theirs in zip(spent["engine"], spent["plain"])]
-    return [label, both(spent["engine"]), f"{ours.total / COUNTED:.0f}", f"{floor:.0f}", f"{ours.total / COUNTED / floor:.2f}",
-            both(spent["plain"]), both(faster, 2), made["allocations"], f"{late['most'] / 1000:.1f}"]
+    taken = ours.total / COUNTED
+    return [label, both(spent["engine"]), f"{taken:.0f}", f"{floor:.0f}", f"{taken / floor:.2f}", both(spent["plain"]),
+            both(faster, 2), made["allocations"], f"{late['most'] / 1000:.1f}"]
 
 
 def engine(bench, folder):
@@ -186,8 +190,8 @@ def files(bench, folder):
     (long_table / "Tg1009.prm").write_text(lengthened((ROOT / "data/two_level/Tg1009.prm").read_text(), 3600))
     rows = []
     sensors = [part for mode in (1, 5, 9) for part in (ROOT / "data" / SENSORS[mode], 1000 + mode)]
-    for line in output_of(bench.programs["rivals_bench"], "files", bench.rounds, *sensors, long_table, 1009).splitlines():
-        result = json.loads(line)
+    command = (bench.programs["rivals_bench"], "files", bench.rounds, *sensors, long_table, 1009)
+    for result in map(json.loads, output_of(*command).splitlines()):
         ours, plain = ([ns / 1000 for ns in spent] for spent in (result["ours"], result["rivals"]["fscanf"]))
         rows.append([f"{result['name']}, {result['values']} values", both(ours, 1), both(plain, 1),
                      both([theirs / mine for mine, theirs in zip(ours, plain)], 2)])
@@ -243,15 +247,21 @@ def recordings(bench, folder):
         "mlr cat": (["mlr", "--icsv", "--ocsv", "cat", csv], csv),
         "pandas": (["/usr/bin/python3", "-c", PANDAS, csv, to("pandas.csv")], csv),
     }
+    if "--threads" not in output_of(kor, "replay", "--help"):
+        del commands["the same, one thread"]
     # The same results from every form; and the copies are copies.
-    for command, _ in list(commands.values())[:4]:
-        run_once(command)
+    for name, (command, _) in commands.items():
+        if command[0] == kor:
+            run_once(command)
     wanted = pathlib.Path(to("out.csv")).read_bytes()
     if wanted.count(b"\n") != rows + 1:
         sys.exit(f"kor replay: {wanted.count(bytes([10]))} lines for {rows} samples")
     for name in ("one.csv", "packed.csv"):
-        if pathlib.Path(to(name)).read_bytes() != wanted:
+        if os.path.exists(to(name)) and pathlib.Path(to(name)).read_bytes() != wanted:
             sys.exit(f"kor replay: {name} and out.csv differ")
+    output_of(kor, "convert", to("out.korinfo"), to("unpacked.csv"))
+    if pathlib.Path(to("unpacked.csv")).read_bytes() != wanted:
+        sys.exit("kor replay: the binary results and out.csv differ")
     run_once(commands["mlr cat"][0], out=to("mlr.csv"))
     if pathlib.Path(to("mlr.csv")).read_bytes() != pathlib.Path(csv).read_bytes():
         sys.exit("mlr cat: the copy differs")
@@ -261,11 +271,12 @@ def recordings(bench, folder):
     engine_time = json.loads(output_of(*sensor.task(bench, "time", 7)))["engine"]
     own = [rows * ns / 1e9 for ns in engine_time]
     table = []
-    for name, (_, source) in commands.items():
+    for name, (command, source) in commands.items():
         run = runs[name]
-        table.append([name, both((run.least(), run.median()), 3), both((run.least("processor"), run.median("processor")), 3),
+        table.append([name, both((run.least(), run.median()), 3),
+                      both((run.least("processor"), run.median("processor")), 3),
                       f"{rows / run.median():,.0f}", f"{os.path.getsize(source) / MIB / run.median():.0f}",
-                      f"{run.memory / MIB:.0f}"])
+                      f"{measure.memory_of(command) / MIB:.0f}"])
     table.append(["the engine alone", both(own, 3), "", f"{rows / own[1]:,.0f}", "", ""])
     shares = []
     for what in ("processor", "wall"):
@@ -283,7 +294,8 @@ def machine():
     """What the figures depend on."""
     cpu = next((line.partition(":")[2].strip() for line in pathlib.Path("/proc/cpuinfo").read_text().splitlines()
                 if line.startswith("model name")), platform.processor())
-    versions = [output_of("g++", "--version").splitlines()[0], " ".join(platform.libc_ver()), output_of("mlr", "--version").strip(),
+    versions = [output_of("g++", "--version").splitlines()[0], " ".join(platform.libc_ver()),
+                output_of("mlr", "--version").strip(),
                 "pandas " + output_of("/usr/bin/python3", "-c", "import pandas; print(pandas.__version__)").strip()]
     for package in ("libeigen3-dev", "libgsl-dev", "libboost-math-dev", "valgrind"):
         if shutil.which("dpkg-query"):
@@ -295,33 +307,36 @@ def machine():
             f"; commit {commit or 'unknown'}; load before the run {load:.1f}.")
 
 
-def write_markdown(path, text):
-    page = pathlib.Path(path).read_text(encoding="utf-8")
-    before, begin, rest = page.partition(BEGIN)
+def parts_of(path):
+    """A page around the figures."""
+    before, begin, rest = pathlib.Path(path).read_text(encoding="utf-8").partition(BEGIN)
     _, end, after = rest.partition(END)
     if not begin or not end:
         sys.exit(f"{path}: expected the lines {BEGIN} and {END}")
-    pathlib.Path(path).write_text(before + begin + "\n" + text + "\n" + end + after, encoding="utf-8")
+    return before + begin + "\n", "\n" + end + after
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("build", metavar="BUILD", type=pathlib.Path)
     parser.add_argument("--quick", action="store_true", help="fewer modes and rounds, shorter recordings")
-    parser.add_argument("--markdown", metavar="FILE", help=f"also write the tables between the marks of this page")
+    parser.add_argument("--markdown", metavar="FILE", help="also write the tables between the marks of this page")
     parser.add_argument("sections", metavar="SECTION", nargs="*", help=", ".join(SECTIONS))
     given = parser.parse_intermixed_args()
     unknown = [name for name in given.sections if name not in SECTIONS]
     if unknown:
         parser.error(f"found the section {unknown[0]!r}, expected {', '.join(SECTIONS)}")
+    around = parts_of(given.markdown) if given.markdown else None
     bench = Bench(given.build.resolve(), given.quick)
     about = machine()
     print(about)
     for name in given.sections or SECTIONS:
+        bench.section = name
         with tempfile.TemporaryDirectory(prefix="kor-bench-") as folder:
             globals()[name](bench, folder)
     if given.markdown:
-        write_markdown(given.markdown, "\n".join([about, "", *(markdown_table(*table) for table in bench.tables)]))
+        text = "\n".join([about, "", *(markdown_table(*table) for table in bench.tables)])
+        pathlib.Path(given.markdown).write_text(around[0] + text + around[1], encoding="utf-8")
 
 
 if __name__ == "__main__":

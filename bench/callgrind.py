@@ -62,9 +62,10 @@ def profile(command, function, same_everywhere=False):
     """
     with tempfile.TemporaryDirectory(prefix="kor-callgrind-") as folder:
         out = os.path.join(folder, "out")
+        environment = {**os.environ, **(SAME_EVERYWHERE if same_everywhere else {}), "LD_BIND_NOW": "1"}
         done = subprocess.run(
             ["valgrind", "--tool=callgrind", f"--callgrind-out-file={out}", f"--toggle-collect={function}", *command],
-            stdout=subprocess.PIPE, stderr=subprocess.PIPE, env={**os.environ, **(SAME_EVERYWHERE if same_everywhere else {}), "LD_BIND_NOW": "1"})
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment)
         if done.returncode != 0:
             raise RuntimeError(f"{' '.join(command)}\n{done.stderr.decode()}")
         result = Profile(pathlib.Path(out).read_text(encoding="utf-8"))

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """This tree's library and tool against those of another revision, by turns.
 
-    compare.py BUILD ENGINE_BENCH KOR [--quick]
+    compare.py BUILD ENGINE_BENCH KOR [--quick] [engine] [recordings]
 
 BUILD is the folder of the preset "bench"; ENGINE_BENCH and KOR are the programs with the other revision's library. Ends
 with 1 if a sample takes more than one per cent more instructions than there.
@@ -31,7 +31,8 @@ def engine(bench, old, folder):
         digests = [json.loads(output_of(*task, "equal"))["digest"] for task in (new_task, old_task)]
         if digests[0] != digests[1]:
             sys.exit(f"mode {mode}: the two revisions give different results")
-        counts = [callgrind.profile([*task, "feed", str(COUNTED)], ENGINE)[0].total / COUNTED for task in (new_task, old_task)]
+        counts = [callgrind.profile([*task, "feed", str(COUNTED)], ENGINE)[0].total / COUNTED
+                  for task in (new_task, old_task)]
         spent = [[], []]
         for _ in range(bench.rounds):
             for times, task in zip(spent, (new_task, old_task)):
@@ -73,11 +74,14 @@ def main():
     parser.add_argument("engine_bench", metavar="ENGINE_BENCH", type=pathlib.Path)
     parser.add_argument("kor", metavar="KOR", type=pathlib.Path)
     parser.add_argument("--quick", action="store_true", help="fewer modes and rounds, shorter recordings")
+    parser.add_argument("sections", metavar="SECTION", nargs="*", help="engine, recordings; both without one")
     given = parser.parse_intermixed_args()
+    sections = given.sections or ("engine", "recordings")
     bench = Bench(given.build.resolve(), given.quick)
     with tempfile.TemporaryDirectory(prefix="kor-bench-") as folder:
-        dearer = engine(bench, given.engine_bench.resolve(), folder)
-        replay(bench, given.kor.resolve(), folder)
+        dearer = engine(bench, given.engine_bench.resolve(), folder) if "engine" in sections else []
+        if "recordings" in sections:
+            replay(bench, given.kor.resolve(), folder)
     if dearer:
         sys.exit(f"a sample takes more than one per cent more instructions in mode {', '.join(dearer)}")
 

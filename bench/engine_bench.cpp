@@ -91,6 +91,23 @@ void feed(Engine& engine, const std::vector<KOR_RAWINFO>& samples, std::size_t c
     }
 }
 
+// What an engine tells of a sample: record, matrix and the code that comes with it, byte by byte.
+using Result = std::array<unsigned char, sizeof(KOR_INFO) + 9 * sizeof(double) + 1>;
+
+template <typename Engine>
+Result resultOf(Engine& engine, const KOR_RAWINFO& sample)
+{
+    KOR_INFO info;
+    std::array<double, 9> matrix{};
+    engine.updateKORData(sample, info);
+    const bool valid = engine.ReadMatrix(matrix.data()) == kor::kSuccess;
+    Result result{};
+    std::memcpy(result.data(), &info, sizeof info);
+    std::memcpy(result.data() + sizeof info, matrix.data(), sizeof matrix);
+    result.back() = valid ? 1 : 0;
+    return result;
+}
+
 void compare(Sensor& sensor)
 {
     CKor engine;
@@ -99,26 +116,12 @@ void compare(Sensor& sensor)
     std::uint64_t digest = 14695981039346656037ULL;
     std::size_t valid = 0;
     for (const KOR_RAWINFO& sample : sensor.samples) {
-        struct Result {
-            KOR_INFO info;
-            std::int32_t code;
-            double matrix[9];
-        };
-        Result ours{};
-        Result theirs{};
-        engine.updateKORData(sample, ours.info);
-        ours.code = engine.ReadMatrix(ours.matrix);
-        plain.engine.updateKORData(sample, theirs.info);
-        theirs.code = plain.engine.ReadMatrix(theirs.matrix);
-        if (std::memcmp(&ours.info, &theirs.info, sizeof ours.info) != 0 || ours.code != theirs.code ||
-            std::memcmp(ours.matrix, theirs.matrix, sizeof ours.matrix) != 0) {
+        const Result result = resultOf(engine, sample);
+        if (result != resultOf(plain.engine, sample)) {
             fail("the engine and the plain formulas differ");
         }
-        valid += ours.code == kor::kSuccess ? 1 : 0;
-        std::array<unsigned char, sizeof ours.info + sizeof ours.matrix> bytes{};
-        std::memcpy(bytes.data(), &ours.info, sizeof ours.info);
-        std::memcpy(bytes.data() + sizeof ours.info, ours.matrix, sizeof ours.matrix);
-        for (const unsigned char byte : bytes) {
+        valid += result.back();
+        for (const unsigned char byte : result) {
             digest = (digest ^ byte) * 1099511628211ULL;
         }
     }

@@ -3,6 +3,7 @@ import dataclasses
 import os
 import statistics
 import subprocess
+import tempfile
 import time
 
 
@@ -11,7 +12,6 @@ class Run:
     """One run of a program."""
     wall: float  # seconds
     processor: float  # seconds, of the program and what it starts, user and system
-    memory: int  # bytes at the most
 
 
 @dataclasses.dataclass
@@ -19,7 +19,6 @@ class Runs:
     """All runs of one side."""
     wall: list
     processor: list
-    memory: int
 
     def least(self, what="wall"):
         return min(getattr(self, what))
@@ -39,7 +38,16 @@ def run_once(command, out=None, inp=None):
     program.returncode = os.waitstatus_to_exitcode(status)
     if program.returncode not in (0, 1):
         raise RuntimeError(f"{' '.join(command)}\nended with status {program.returncode}: {errors.decode()}")
-    return Run(wall, usage.ru_utime + usage.ru_stime, usage.ru_maxrss * 1024)
+    return Run(wall, usage.ru_utime + usage.ru_stime)
+
+
+def memory_of(command):
+    """The most memory that a program takes, in bytes. What a process reports of a program that it has started itself
+    begins with its own memory; so a small program stands between."""
+    with tempfile.NamedTemporaryFile("r") as told:
+        subprocess.run(["/usr/bin/time", "-f", "%M", "-o", told.name, *command], stdout=subprocess.DEVNULL,
+                       stderr=subprocess.DEVNULL, check=True)
+        return int(told.read()) * 1024
 
 
 def by_turns(sides, rounds):
@@ -48,12 +56,11 @@ def by_turns(sides, rounds):
     Given     sides   name: a function that makes one Run
     Returned  name: Runs
     """
-    runs = {name: Runs([], [], 0) for name in sides}
+    runs = {name: Runs([], []) for name in sides}
     for turn in range(rounds + 1):
         for name, once in sides.items():
             one = once()
             if turn > 0:
                 runs[name].wall.append(one.wall)
                 runs[name].processor.append(one.processor)
-                runs[name].memory = max(runs[name].memory, one.memory)
     return runs

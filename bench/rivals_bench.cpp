@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <string>
@@ -23,10 +24,9 @@
 #include "KORInterface/CKorPrm.h"
 #include "bench/PlainReader.h"
 #include "bench/Timing.h"
-#include "mek/Matrix.h"
 #include "mek/Polyfit.h"
 #include "mek/Spline.h"
-#include "mek/Vector.h"
+#include "mek/Values.h"
 
 namespace {
 
@@ -111,13 +111,13 @@ constexpr auto kRadiansPerDegree = static_cast<double>(EIGEN_PI / 180);
 using Row3 = Eigen::Matrix<double, 3, 3, Eigen::RowMajor>;
 
 // Rotations with some scale and shear: what is inverted in practice, and far from singular.
-std::vector<std::array<double, 9>> matrices(Random& random)
+std::vector<mek::Mat3> matrices(Random& random)
 {
-    std::vector<std::array<double, 9>> out(kInputs);
-    for (std::array<double, 9>& matrix : out) {
-        Eigen::Map<Row3> map(matrix.data());
+    std::vector<mek::Mat3> out(kInputs);
+    for (mek::Mat3& matrix : out) {
+        Eigen::Map<Row3> map(matrix.m);
         map = Eigen::AngleAxisd(random.between(-3, 3), Eigen::Vector3d::Random().normalized()).toRotationMatrix();
-        for (double& element : matrix) {
+        for (double& element : matrix.m) {
             element += random.between(-0.1, 0.1);
         }
     }
@@ -126,8 +126,8 @@ std::vector<std::array<double, 9>> matrices(Random& random)
 
 void matrixRoutines(Random& random, int rounds)
 {
-    const std::vector<std::array<double, 9>> a = matrices(random);
-    const std::vector<std::array<double, 9>> b = matrices(random);
+    const std::vector<mek::Mat3> a = matrices(random);
+    const std::vector<mek::Mat3> b = matrices(random);
     // Elements of an inverse of condition below 10, some rounding errors in each.
     run({"3 x 3 inverse",
          kInputs,
@@ -135,14 +135,15 @@ void matrixRoutines(Random& random, int rounds)
          1e-13,
          [&a](double* out) {
              for (std::size_t i = 0; i < kInputs; ++i) {
-                 std::copy(a[i].begin(), a[i].end(), out + 9 * i);
-                 mek::MatrixInverse(out + 9 * i, 3);
+                 mek::Mat3 matrix = a[i];
+                 mek::invert(matrix);
+                 mek::store(matrix, out + 9 * i);
              }
          },
          {{"Eigen",
            [&a](double* out) {
                for (std::size_t i = 0; i < kInputs; ++i) {
-                   Eigen::Map<Row3>(out + 9 * i) = Eigen::Map<const Row3>(a[i].data()).inverse();
+                   Eigen::Map<Row3>(out + 9 * i) = Eigen::Map<const Row3>(a[i].m).inverse();
                }
            }}}},
         rounds);
@@ -152,14 +153,14 @@ void matrixRoutines(Random& random, int rounds)
          1e-15,
          [&a, &b](double* out) {
              for (std::size_t i = 0; i < kInputs; ++i) {
-                 mek::MatrixMultiply(a[i].data(), b[i].data(), 3, 3, 3, out + 9 * i);
+                 mek::store(a[i] * b[i], out + 9 * i);
              }
          },
          {{"Eigen",
            [&a, &b](double* out) {
                for (std::size_t i = 0; i < kInputs; ++i) {
                    Eigen::Map<Row3>(out + 9 * i).noalias() =
-                       Eigen::Map<const Row3>(a[i].data()) * Eigen::Map<const Row3>(b[i].data());
+                       Eigen::Map<const Row3>(a[i].m) * Eigen::Map<const Row3>(b[i].m);
                }
            }}}},
         rounds);
@@ -183,7 +184,9 @@ void rotation(Random& random, int rounds)
          1e-11,
          [&turns](double* out) {
              for (const Turn& turn : turns) {
-                 mek::mlaRotateAroundAxis(turn.axis.data(), turn.angle, turn.v.data(), out);
+                 mek::store(
+                     mek::rotateAboutAxis(mek::loadVec3(turn.axis.data()), turn.angle, mek::loadVec3(turn.v.data())),
+                     out);
                  out += 3;
              }
          },
@@ -261,17 +264,18 @@ void splines(Random& random, int rounds)
           {"Boost", [&makeBoost, middle](double* out) { *out = makeBoost()(middle); }}}},
         rounds);
 
+    mek::SplinePiece piece;
     const auto evaluate = [&](const char* name, const std::vector<float>& places) {
         // Ours is narrowed to a float, up to 30 here: half of 2^-19.
         run({name,
              places.size(),
              places.size(),
              2e-7,
-             [&table, &places](double* out) {
+             [&table, &places, &piece](double* out) {
                  bool outside = false;
                  for (const float place : places) {
-                     *out++ = static_cast<double>(mek::CalcSpline(true, table.x.data(), table.coefficients.data(),
-                                                                  kPoints - 1, place, &outside));
+                     *out++ = static_cast<double>(mek::calcSplineNear(
+                         piece, 1, table.x.data(), table.coefficients.data(), kPoints - 1, place, &outside));
                  }
              },
              {{"GSL",
@@ -462,7 +466,7 @@ void readers(const std::string& directory, int id, int rounds)
 } // namespace
 
 int main(int argc, char** argv)
-{
+try {
     const std::string what = argc > 2 ? argv[1] : "";
     const int rounds = argc > 2 ? std::max(1, std::atoi(argv[2])) : 0;
     if (what == "mek") {
@@ -479,4 +483,7 @@ int main(int argc, char** argv)
         fail("usage: rivals_bench mek ROUNDS | files ROUNDS DIRECTORY ID...");
     }
     return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "rivals_bench: %s\n", error.what());
+    return 1;
 }

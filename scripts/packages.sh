@@ -44,7 +44,7 @@ build_packages=(g++ cmake ninja-build libcli11-dev libfmt-dev nlohmann-json3-dev
 test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy libgtest-dev librapidcheck-dev libeigen3-dev libgsl-dev
                libboost-math-dev pkg-config locales python3-numpy python3-mpmath git dpkg-dev lintian file man-db valgrind)
 # What is measured against, and with what.
-bench_packages=(valgrind libeigen3-dev libgsl-dev libboost-math-dev miller python3-pandas)
+bench_packages=(valgrind libeigen3-dev libgsl-dev libboost-math-dev miller python3-pandas time)
 fuzz_packages=(clang libclang-rt-14-dev llvm)
 windows_packages=(g++-mingw-w64-x86-64-posix wine wine64 googletest libcli11-dev libfmt-dev nlohmann-json3-dev libeigen3-dev
                   libz-mingw-w64-dev

@@ -34,7 +34,8 @@ tells 64 err ./demo.sh quickly
 tells 64 err ./bench.sh quickly
 tells 64 err ./bench.sh --compare
 tells 64 err ./bench.sh --compare "no such revision"
-tells 64 err ./bench.sh --compare HEAD engine
+tells 64 err ./bench.sh --compare HEAD mek
+tells 64 err ./bench.sh --compare HEAD --markdown
 
 # demo.sh tells how far its build is while it runs, and nothing when there is nothing to build.
 mkdir -p "$work/tree/scripts" "$work/bin"
