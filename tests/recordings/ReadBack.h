@@ -35,7 +35,8 @@ inline const std::string kHeader =
 class TemporaryFile {
 public:
     explicit TemporaryFile(const std::string& content = {})
-        : m_path(testing::TempDir() + "kor-recording-" + std::to_string(kor::platform::processId()))
+        : m_path(testing::TempDir() + "kor-recording-" + std::to_string(kor::platform::processId()) + "-" +
+                 std::to_string(s_made++))
     {
         std::ofstream(m_path, std::ios::binary) << content;
     }
@@ -50,6 +51,7 @@ public:
     }
 
 private:
+    inline static int s_made = 0; // Windows does not replace a file that is still being read
     std::string m_path;
 };
 
