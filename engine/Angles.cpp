@@ -87,46 +87,38 @@ float safeAtan2AnyY(double y, double x)
     return arctangentByQuadrant(y, x);
 }
 
-OrientationAngles threeVectorAngles(const double* m)
+void threeVectorAngles(const double* m, OrientationAngles& angles)
 {
-    const auto third = [m](float first) {
-        return static_cast<float>(std::atan2(m[2], cosine(first) * m[8] - sine(first) * m[5]));
-    };
-    OrientationAngles angles;
     angles.first = static_cast<float>(std::atan2(-m[5], m[8]));
-    angles.second = static_cast<float>(std::atan2(-m[1], m[0]));
     const double first = static_cast<double>(angles.first);
     if (first > mek::kHalfPi || first < -mek::kHalfPi) {
         angles.first = static_cast<float>(std::atan2(m[5], -m[8]));
         angles.second = static_cast<float>(std::atan2(m[1], -m[0]));
+    } else {
+        angles.second = static_cast<float>(std::atan2(-m[1], m[0]));
     }
-    angles.third = third(angles.first);
-    return angles;
+    angles.third = static_cast<float>(std::atan2(m[2], cosine(angles.first) * m[8] - sine(angles.first) * m[5]));
 }
 
-OrientationAngles machineAngles(const double* m)
+void machineAngles(const double* m, OrientationAngles& angles)
 {
     const NormalisedColumns c = normaliseColumns(m);
-    OrientationAngles angles;
     // Kept: no dead zone about the x axis here and for the last angle of local coordinates.
     angles.first = safeAtan2AnyY(c.f12, c.e22);
     const double cosFirst = cosine(angles.first);
     const double sinFirst = sine(angles.first);
     angles.second = safeAtan2(sinFirst * c.e20 + cosFirst * c.e10, sinFirst * c.e21 + cosFirst * c.e11);
     angles.third = plainArctangent(c.e02, cosFirst * c.e22 + sinFirst * c.f12);
-    return angles;
 }
 
-OrientationAngles localAngles(const double* m)
+void localAngles(const double* m, OrientationAngles& angles)
 {
     const NormalisedColumns c = normaliseColumns(m);
-    OrientationAngles angles;
     angles.second = safeAtan2(c.e10, c.e00);
     const double cosSecond = cosine(angles.second);
     const double sinSecond = sine(angles.second);
     angles.third = safeAtan2(-c.e20, sinSecond * c.e10 + cosSecond * c.e00);
     angles.first = safeAtan2AnyY(cosSecond * c.f12 + sinSecond * c.e02, cosSecond * c.e11 - sinSecond * c.e01);
-    return angles;
 }
 
 } // namespace kor

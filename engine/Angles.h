@@ -22,12 +22,12 @@ float safeAtan2(double y, double x);
 float safeAtan2AnyY(double y, double x);
 
 /// Angles of a three-vector orientation M = Rx(first) Ry(third) Rz(second), first forced into [-pi/2, pi/2].
-OrientationAngles threeVectorAngles(const double* m);
+void threeVectorAngles(const double* m, OrientationAngles& angles);
 
 /// Angles of a matrix in machine coordinates, M = Rx(first) Ry(third) Rz(second).
-OrientationAngles machineAngles(const double* m);
+void machineAngles(const double* m, OrientationAngles& angles);
 
 /// Angles of a matrix in local coordinates, M = Rz(second) Ry(third) Rx(first).
-OrientationAngles localAngles(const double* m);
+void localAngles(const double* m, OrientationAngles& angles);
 
 } // namespace kor

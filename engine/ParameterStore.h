@@ -1,8 +1,7 @@
 // The engine's store of dynamic parameters.
 #pragma once
 
-#include <algorithm>
-#include <iterator>
+#include <cstddef>
 
 #include "KORInterface/Status.h"
 
@@ -24,8 +23,10 @@ public:
         if (a == nullptr || b == nullptr) {
             return kBadArgument;
         }
-        std::copy(std::begin(m_a), std::end(m_a), a);
-        std::copy(std::begin(m_b), std::end(m_b), b);
+        for (std::size_t i = 0; i < 3; ++i) {
+            a[i] = m_a[i];
+            b[i] = m_b[i];
+        }
         return kSuccess;
     }
 

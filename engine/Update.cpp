@@ -20,7 +20,7 @@ constexpr float kReferenceGate = 0.4F;
 constexpr float kLeastRatioDenominator = 2000.0F;
 constexpr float kTemperatureCountsPerUnit = 41920.0F;
 
-void copyThree(const float* from, float (&to)[3])
+void copyThree(const float* from, float* to)
 {
     to[0] = from[0];
     to[1] = from[1];
@@ -110,25 +110,26 @@ void adjustQvc(kor::EngineFields& s)
     }
     const float* ca = s.coefficientsA;
     const float* cb = s.coefficientsB;
-    std::copy(std::begin(s.qvcParameters), std::end(s.qvcParameters), s.adjustedQvcParameters);
+    copyThree(s.qvcParameters, s.adjustedQvcParameters);
+    s.adjustedQvcParameters[5] = s.qvcParameters[5];
     s.adjustedQvcParameters[3] = ((ca[1] * ca[2]) * b + (ca[1] * a + ca[0])) + s.qvcParameters[3];
     s.adjustedQvcParameters[4] = s.qvcParameters[4] - ((cb[1] * cb[2]) * a + (cb[1] * b + cb[0]));
 }
 
 // Kept: local and machine matrix, MCS flag and reference take effect in modes below 7 only.
-kor::OrientationAngles compose(kor::EngineFields& s, const mek::Mat3& rotation)
+void compose(kor::EngineFields& s, const mek::Mat3& rotation, kor::OrientationAngles& angles)
 {
     if (s.mountMode >= kFirstThreeVectorMode) {
         mek::store(rotation, s.resultMatrix);
-        return kor::threeVectorAngles(s.resultMatrix);
-    }
-    if (s.mcsFlag) {
+        kor::threeVectorAngles(s.resultMatrix, angles);
+    } else if (s.mcsFlag) {
         mek::store(mek::loadMat3(s.machineMatrix) * rotation, s.resultMatrix);
-        return kor::machineAngles(s.resultMatrix);
+        kor::machineAngles(s.resultMatrix, angles);
+    } else {
+        const mek::Mat3 toReference = mek::loadMat3(s.referenceInverse) * mek::loadMat3(s.localMatrixInverse);
+        mek::store(mek::loadMat3(s.localMatrix) * (rotation * toReference), s.resultMatrix);
+        kor::localAngles(s.resultMatrix, angles);
     }
-    const mek::Mat3 toReference = mek::loadMat3(s.referenceInverse) * mek::loadMat3(s.localMatrixInverse);
-    mek::store(mek::loadMat3(s.localMatrix) * (rotation * toReference), s.resultMatrix);
-    return kor::localAngles(s.resultMatrix);
 }
 
 // Kept: the first good sample becomes the reference, and nothing clears it again. A singular one stands as its own
@@ -221,7 +222,8 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
     }
 
     if (s.referenceCaptured) {
-        const kor::OrientationAngles angles = compose(s, mek::loadMat3(s.modelBuffer));
+        kor::OrientationAngles angles;
+        compose(s, mek::loadMat3(s.modelBuffer), angles);
         info.orientationAngles[0] = mek::degrees(angles.first);
         info.orientationAngles[1] = mek::degrees(angles.second);
         info.orientationAngles[2] = mek::degrees(angles.third);

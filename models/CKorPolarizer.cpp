@@ -14,8 +14,9 @@ mek::AboutZ squarenessTurn(float degrees)
     return mek::by<mek::AboutZ>(static_cast<double>(degrees) * mek::kRadPerDeg);
 }
 
-inline void orientation(double* matrix, double angle1, double angle2, const mek::AboutZ& squareness,
-                        const float* sFactors)
+// A function of its own for the public model and for the engine's, which differ in where the turn comes from.
+template <class SquarenessTurn>
+void orientation(double* matrix, double angle1, double angle2, const SquarenessTurn& squareness, const float* sFactors)
 {
     const double x = matrix[0];
     const double y = matrix[1];
@@ -32,7 +33,7 @@ inline void orientation(double* matrix, double angle1, double angle2, const mek:
     using mek::AboutY;
     using mek::AboutZ;
     mek::store(mek::product(mek::reversed(mek::by<AboutZ>(std::atan2(x, y))), mek::by<AboutX>(std::asin(z / r)),
-                            mek::by<AboutY>(roll), squareness, mek::by<AboutX>(elevation),
+                            mek::by<AboutY>(roll), squareness(), mek::by<AboutX>(elevation),
                             mek::reversed(mek::by<AboutZ>(azimuth))),
                matrix);
 }
@@ -53,12 +54,14 @@ void CKorPolarizer::UpdateSFactors(float* values, int count)
 
 bool CKorPolarizer::CalTranxMatrix(double* const matrix, double angle1, double angle2, int /*size*/)
 {
-    orientation(matrix, angle1, angle2, squarenessTurn(sFactors[0]), sFactors);
+    orientation(
+        matrix, angle1, angle2, [this] { return squarenessTurn(sFactors[0]); }, sFactors);
     return true;
 }
 
 bool kor::EnginePolarizer::CalTranxMatrix(double* const matrix, double angle1, double angle2, int /*size*/)
 {
-    orientation(matrix, angle1, angle2, m_squareness.of(squarenessTurn, sFactors[0]), sFactors);
+    orientation(
+        matrix, angle1, angle2, [this] { return m_squareness.of(squarenessTurn, sFactors[0]); }, sFactors);
     return true;
 }

@@ -16,10 +16,13 @@ kor::StageDirections stageDirections(float sight1, float sight2, float turnAxis,
             kor::sightAtZeroElevation(static_cast<double>(sight1), static_cast<double>(sight2))};
 }
 
-// Turns the inputs into the rotation; gives where the base stands.
-inline mek::Vec3 orientation(double* matrix, double angle1, double angle2, const kor::StageDirections& directions,
-                             const float* qvcParameters, const float* level1Parameters, int parity)
+// Turns the inputs into the rotation; gives where the base stands. A function of its own for the public model and for
+// the engine's, which differ in where the directions come from.
+template <class Directions>
+mek::Vec3 orientation(double* matrix, double angle1, double angle2, const Directions& directionsOf,
+                      const float* qvcParameters, const float* level1Parameters, int parity)
 {
+    const kor::StageDirections& directions = directionsOf();
     const double q0 = static_cast<double>(qvcParameters[0]);
     const double q1 = static_cast<double>(qvcParameters[1]);
     const double q2 = static_cast<double>(qvcParameters[2]);
@@ -89,8 +92,10 @@ void CKorThreeVec::GetQVCMatrix(float* out, int count)
 
 bool CKorThreeVec::CalTranxMatrix(double* const matrix, double angle1, double angle2, int /*size*/)
 {
-    const kor::StageDirections directions =
-        stageDirections(qvcParameters[3], qvcParameters[4], qvcParameters[5], level1Parameters[3], level1Parameters[4]);
+    const auto directions = [this] {
+        return stageDirections(qvcParameters[3], qvcParameters[4], qvcParameters[5], level1Parameters[3],
+                               level1Parameters[4]);
+    };
     mek::storeNarrowed(orientation(matrix, angle1, angle2, directions, qvcParameters, level1Parameters, iMMode),
                        qvcMatrix);
     return true;
@@ -98,8 +103,10 @@ bool CKorThreeVec::CalTranxMatrix(double* const matrix, double angle1, double an
 
 bool kor::EngineThreeVec::CalTranxMatrix(double* const matrix, double angle1, double angle2, int /*size*/)
 {
-    const StageDirections& directions = m_directions.of(stageDirections, qvcParameters[3], qvcParameters[4],
-                                                        qvcParameters[5], level1Parameters[3], level1Parameters[4]);
+    const auto directions = [this]() -> const StageDirections& {
+        return m_directions.of(stageDirections, qvcParameters[3], qvcParameters[4], qvcParameters[5],
+                               level1Parameters[3], level1Parameters[4]);
+    };
     mek::storeNarrowed(orientation(matrix, angle1, angle2, directions, qvcParameters, level1Parameters, iMMode),
                        qvcMatrix);
     return true;
