@@ -35,6 +35,7 @@ NOT_RUN = [
     ("CONTRIBUTING.md", r"scripts/tidy\.sh .*", "the second step of check.sh"),
     ("CONTRIBUTING.md", r"tests/reference/campaign\.sh .*",
      "a minute and a half; the test reference.library_equals_the_independent_implementation runs it with one seed"),
+    ("CONTRIBUTING.md", r"tests/equality/campaign\.sh .*", "half an hour; the tests equality.* run fewer samples"),
     ("CONTRIBUTING.md", r"\./bench\.sh.*", "a measurement of speed; tests that run beside it would disturb it"),
     ("docs/performance.md", r"\./bench\.sh.*", "the same"),
     ("CONTRIBUTING.md", r"bench/live\.py .*", "the same; the test bench.live_and_throughput runs it shortly"),
