@@ -14,8 +14,6 @@ namespace kor::recordings {
 
 namespace {
 
-constexpr std::string_view kBlanks = " \t";
-
 bool isDigit(char c)
 {
     return c >= '0' && c <= '9';

@@ -1,6 +1,5 @@
 #include "recordings/Input.h"
 
-#include <chrono>
 #include <cstring>
 #include <utility>
 
@@ -28,31 +27,25 @@ Input::Input(platform::File file, std::string path, std::string title)
 {
 }
 
-void Input::whileWaiting(std::function<void()> idle)
+void Input::tellBeforeWaiting()
 {
     if (m_live) {
-        m_idle = std::move(idle);
         m_signalsAreNoted.emplace();
     }
 }
 
-// Until there is something to read; false when a signal ends the input before.
-bool Input::await()
+// Whether nothing can be read now: there is nothing yet, or a signal has ended the input.
+bool Input::isToWait()
 {
-    constexpr std::chrono::milliseconds kBetweenCalls(500);
-    for (std::chrono::milliseconds patience{0};; patience = kBetweenCalls) {
-        const bool there = m_file.isReadable(patience);
-        if (platform::notedSignal() != 0) {
-            m_problem = {.kind = Problem::Kind::interrupted,
-                         .file = m_title,
-                         .reason = "a signal has ended the reading; what was read before is kept"};
-            return false;
-        }
-        if (there) {
-            return true;
-        }
-        m_idle();
+    const bool there = m_file.isReadable(std::chrono::milliseconds(0));
+    if (platform::notedSignal() != 0) {
+        m_problem = {.kind = Problem::Kind::interrupted,
+                     .file = m_title,
+                     .reason = "a signal has ended the reading; what was read before is kept"};
+        return true;
     }
+    m_mustWait = !there;
+    return m_mustWait;
 }
 
 std::uint64_t Input::position() const
@@ -60,10 +53,11 @@ std::uint64_t Input::position() const
     return m_unpacker ? m_read - (m_packedEnd - m_packedBegin) : consumed();
 }
 
-// At most so many bytes of the file; none at its end and when reading fails.
+// At most so many bytes of the file; none at its end, when reading fails, and when it would have to wait and is to
+// tell.
 std::size_t Input::readFile(char* into, std::size_t room)
 {
-    if (m_idle && !await()) {
+    if (m_signalsAreNoted && isToWait()) {
         return 0;
     }
     const std::ptrdiff_t got = m_file.read(into, room);
@@ -135,7 +129,7 @@ bool Input::unpackMore()
         }
         m_packedEnd = m_atEnd ? 0 : readFile(m_packed.data(), m_packed.size());
         m_packedBegin = 0;
-        if (m_problem) {
+        if (m_problem || m_mustWait) {
             return false;
         }
         if (m_packedEnd == 0) {
@@ -146,6 +140,7 @@ bool Input::unpackMore()
 
 bool Input::more()
 {
+    m_mustWait = false;
     if (m_problem || (m_atEnd && !m_unpacker)) {
         return false;
     }

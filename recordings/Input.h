@@ -1,9 +1,9 @@
 // Bytes of a file or of standard input, unpacked when they are compressed, through one buffer.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -35,9 +35,15 @@ public:
     /// Whether the bytes may be long in coming: from a pipe or a terminal, from anything but a regular file.
     bool isLive() const { return m_live; }
 
-    /// From now on more calls this when it has to wait, at once and then twice a second, and an interrupt or a
-    /// termination ends the input as an error of reading would. A regular file never has to wait: nothing changes.
-    void whileWaiting(std::function<void()> idle);
+    /// From now on more returns false in place of waiting, and mustWait says so; and an interrupt or a termination ends
+    /// the input as an error of reading would. A regular file never has to wait: nothing changes.
+    void tellBeforeWaiting();
+
+    /// Whether the last call of more has returned false because it would have had to wait.
+    bool mustWait() const { return m_mustWait; }
+
+    /// Waits for more, at most so long; a signal ends the wait.
+    void await(std::chrono::milliseconds patience) const { m_file.isReadable(patience); }
 
     /// Set when reading has failed, a signal has ended it, or a compressed file is damaged (badData).
     const Problem& problem() const { return m_problem; }
@@ -53,7 +59,7 @@ public:
 
 private:
     Input(platform::File file, std::string path, std::string title);
-    bool await();
+    bool isToWait();
     std::size_t readFile(char* into, std::size_t room);
     bool findCompression();
     bool unpackMore();
@@ -70,9 +76,9 @@ private:
     std::uint64_t m_handedOut = 0; ///< bytes that have been put ahead
     std::uint64_t m_read = 0;      ///< bytes of the file
     bool m_atEnd = false;
-    bool m_begun = false;         ///< the compression is known
-    bool m_live;                  ///< no regular file
-    std::function<void()> m_idle; ///< empty: reading waits without a word
+    bool m_begun = false; ///< the compression is known
+    bool m_live;          ///< no regular file
+    bool m_mustWait = false;
     std::optional<platform::EndingSignalsAreNoted> m_signalsAreNoted;
 
     /// Of a compressed file only.

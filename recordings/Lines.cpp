@@ -62,6 +62,12 @@ bool Lines::skipRest()
     return true;
 }
 
+// Why the input has no more.
+Lines::Step Lines::withoutLine() const
+{
+    return m_input.problem() ? Step::failed : m_input.mustWait() ? Step::pending : Step::end;
+}
+
 Lines::Step Lines::handOut(std::string_view& line, std::size_t length, std::size_t withEnd)
 {
     ++m_number;
@@ -75,7 +81,7 @@ Lines::Step Lines::next(std::string_view& line)
     m_input.consume(m_pending);
     m_pending = 0;
     if (!skipRest()) {
-        return m_input.problem() ? Step::failed : Step::end;
+        return withoutLine();
     }
     std::size_t searched = 0;
     for (;;) {
@@ -93,10 +99,8 @@ Lines::Step Lines::next(std::string_view& line)
         }
         searched = m_end == '\0' ? 0 : length;
         if (!m_input.more()) {
-            if (m_input.problem()) {
-                return Step::failed;
-            }
-            return length == 0 ? Step::end : handOut(line, length, length);
+            const Step step = withoutLine();
+            return step == Step::end && length > 0 ? handOut(line, length, length) : step;
         }
     }
 }

@@ -17,6 +17,7 @@ public:
     enum class Step {
         line,
         tooLong, ///< problem() says so, and the next call goes on behind it
+        pending, ///< the input must wait for the rest of the line: see Input::tellBeforeWaiting
         end,
         failed ///< the rest cannot be read: problem() says why
     };
@@ -35,6 +36,7 @@ public:
 private:
     const char* endIn(std::string_view text);
     bool skipRest();
+    Step withoutLine() const;
     Step handOut(std::string_view& line, std::size_t length, std::size_t withEnd);
 
     Input& m_input;

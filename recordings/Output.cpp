@@ -74,21 +74,27 @@ char* Output::room(std::size_t count)
 
 bool Output::write(std::string_view bytes)
 {
-    while (!bytes.empty()) {
-        const std::string_view piece = bytes.substr(0, kRoom);
-        std::memcpy(room(piece.size()), piece.data(), piece.size());
-        filled(piece.size());
-        bytes.remove_prefix(piece.size());
+    if (bytes.size() >= kLarge) {
+        flush();
+        pass(bytes);
+    } else if (!bytes.empty()) {
+        std::memcpy(room(bytes.size()), bytes.data(), bytes.size());
+        filled(bytes.size());
     }
     return !m_problem;
 }
 
 void Output::flush()
 {
-    if (!m_problem && !put({m_buffer.data(), m_used}, false)) {
+    pass({m_buffer.data(), m_used});
+    m_used = 0;
+}
+
+void Output::pass(std::string_view bytes)
+{
+    if (!bytes.empty() && !m_problem && !put(bytes, false)) {
         fail(Problem::Kind::cannotWrite, "");
     }
-    m_used = 0;
 }
 
 bool Output::put(std::string_view bytes, bool last)

@@ -30,7 +30,7 @@ public:
     char* room(std::size_t count);
     void filled(std::size_t count) { m_used += count; }
 
-    /// Whether nothing has failed so far.
+    /// Whether nothing has failed so far. Bytes that are many go on without being copied.
     bool write(std::string_view bytes);
 
     /// Writes out what is buffered. A compressed file keeps back what makes no whole block yet.
@@ -51,8 +51,11 @@ public:
     static constexpr std::size_t kRoom = std::size_t{256} * 1024;
 
 private:
+    static constexpr std::size_t kLarge = kRoom / 8;
+
     Output() : m_buffer(kRoom) {}
     platform::File& file() { return m_target.empty() ? m_direct : m_temporary.file; }
+    void pass(std::string_view bytes);
     bool put(std::string_view bytes, bool last);
     bool closeAs(const std::string& path);
     void fail(Problem::Kind kind, const std::string& what);

@@ -1,8 +1,8 @@
 // Readers of recordings, results and truth, one record at a time and in constant memory.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -40,9 +40,10 @@ public:
 
     bool isLive() const { return m_input->isLive(); }
 
-    /// What to do whenever a live recording makes its reader wait; every record that has come whole has been handed out
-    /// before. See Input::whileWaiting.
-    void whileWaiting(std::function<void()> idle) { m_input->whileWaiting(std::move(idle)); }
+    /// From now on next answers Step::pending in place of waiting for a live recording; every record that has come
+    /// whole has been handed out before. await is what waits. See Input::tellBeforeWaiting.
+    void tellBeforeWaiting() { m_input->tellBeforeWaiting(); }
+    void await(std::chrono::milliseconds patience) const { m_input->await(patience); }
 
     /// Where the record that was read last stands: its line in a CSV, its number in a binary file, from 1.
     std::uint64_t place() const { return m_records->place(); }

@@ -11,7 +11,6 @@
 namespace kor::recordings {
 
 using platform::inQuotes;
-using platform::trimmed;
 
 std::size_t Records::columnNamed(std::string_view name) const
 {
@@ -71,10 +70,11 @@ bool CsvRecords::begin()
             refuse("no header line", "one with the columns " + headerLine(m_kind.columns));
             m_problem.line = 0;
             return false;
+        case Lines::Step::pending:
         case Lines::Step::line:
             break;
         }
-    } while (trimmed(line).empty());
+    } while (isBlank(line));
     return readHeader(line);
 }
 
@@ -127,6 +127,8 @@ Step CsvRecords::next(void* record)
         switch (m_lines.next(m_line)) {
         case Lines::Step::end:
             return Step::end;
+        case Lines::Step::pending:
+            return Step::pending;
         case Lines::Step::tooLong:
             m_problem = m_lines.problem();
             return Step::bad;
@@ -134,7 +136,7 @@ Step CsvRecords::next(void* record)
             m_problem = m_lines.problem();
             return Step::failed;
         case Lines::Step::line:
-            if (m_line.empty() || trimmed(m_line).empty()) {
+            if (isBlank(m_line)) {
                 continue;
             }
             return readRow(m_line, static_cast<char*>(record)) ? Step::sample : Step::bad;
@@ -251,6 +253,9 @@ Step PlainRecords::nextBytes(std::size_t size, std::string_view& bytes)
         m_problem.record = m_problem.kind == Problem::Kind::badData ? m_record + 1 : 0;
         m_problem.byte = m_input.consumed();
         return Step::failed;
+    }
+    if (bytes.size() < size && m_input.mustWait()) {
+        return Step::pending;
     }
     if (bytes.empty()) {
         return Step::end;

@@ -20,7 +20,8 @@ namespace kor::recordings {
 /// What a reader has found.
 enum class Step {
     sample,
-    bad, ///< problem() says what is wrong where, and the next call goes on behind it
+    bad,     ///< problem() says what is wrong where, and the next call goes on behind it
+    pending, ///< the next record has yet to come: see Input::tellBeforeWaiting
     end,
     failed ///< the rest cannot be read: problem() says why
 };
@@ -129,7 +130,7 @@ public:
     const char* placeName() const override { return "record"; }
 
 protected:
-    /// The bytes of the next record, until the next call; bad, end and failed as from next.
+    /// The bytes of the next record, until the next call; bad, pending, end and failed as from next.
     Step nextBytes(std::size_t size, std::string_view& bytes);
 
     /// A problem with the record that was handed out last.

@@ -1,13 +1,14 @@
 #include "recordings/Writer.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <cstring>
+#include <span>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 
 #include "recordings/BinaryResults.h"
+#include "recordings/NumberText.h"
 
 namespace kor::recordings {
 
@@ -22,7 +23,7 @@ constexpr std::size_t longestOutcome()
     return length;
 }
 
-// The longest text of a value.
+// What a value's text takes at most, and may write over.
 constexpr std::size_t longest(Type type)
 {
     switch (type) {
@@ -47,7 +48,7 @@ constexpr std::size_t longest(Type type)
 
 constexpr std::size_t longestRow(std::span<const Column> columns)
 {
-    std::size_t length = 0;
+    std::size_t length = kNumberRoom;
     for (const Column& column : columns) {
         length += longest(column.type) + 1;
     }
@@ -62,18 +63,6 @@ Value valueAt(const char* record, std::size_t offset)
     return value;
 }
 
-template <typename Number>
-char* appendNumber(char* at, Number value)
-{
-    if constexpr (std::is_floating_point_v<Number>) {
-        if (std::isnan(value)) {
-            std::memcpy(at, "nan", 3);
-            return at + 3;
-        }
-    }
-    return std::to_chars(at, at + 24, value).ptr;
-}
-
 template <Type type>
 char* append(char* at, const char* record, std::size_t offset)
 {
@@ -86,7 +75,7 @@ char* append(char* at, const char* record, std::size_t offset)
     } else if constexpr (type == Type::uint32) {
         return appendNumber(at, valueAt<std::uint32_t>(record, offset));
     } else if constexpr (type == Type::uint8) {
-        return appendNumber(at, static_cast<unsigned>(valueAt<std::uint8_t>(record, offset)));
+        return appendNumber(at, std::uint32_t{valueAt<std::uint8_t>(record, offset)});
     } else if constexpr (type == Type::flag) {
         *at = valueAt<bool>(record, offset) ? '1' : '0';
         return at + 1;
@@ -107,86 +96,87 @@ char* appendRow(char* at, const char* record, std::index_sequence<i...>)
     return at;
 }
 
-template <const auto& columns, typename Record>
-bool writeRow(Output& output, const Record& record)
-{
-    static_assert(std::is_trivially_copyable_v<Record>);
-    char* const row = output.room(longestRow(columns));
-    char* const end =
-        appendRow<columns>(row, reinterpret_cast<const char*>(&record), std::make_index_sequence<columns.size()>());
-    output.filled(static_cast<std::size_t>(end - row));
-    return !output.problem();
-}
-
 // The same without text: the values of the columns one behind the other.
-template <const auto& columns, typename Record, std::size_t... i>
-bool writePacked(Output& output, const Record& record, std::index_sequence<i...>)
+template <const auto& columns, std::size_t... i>
+char* appendPacked(char* at, const char* record, std::index_sequence<i...>)
 {
-    static_assert(std::is_trivially_copyable_v<Record>);
     static_assert(((packedSize(columns[i].type) > 0) && ...), "every column has a place");
-    char* at = output.room(packedSize(columns));
-    const char* const from = reinterpret_cast<const char*>(&record);
-    ((std::memcpy(at, from + columns[i].offset, packedSize(columns[i].type)), at += packedSize(columns[i].type)), ...);
-    output.filled(packedSize(columns));
-    return !output.problem();
+    ((std::memcpy(at, record + columns[i].offset, packedSize(columns[i].type)), at += packedSize(columns[i].type)),
+     ...);
+    return at;
 }
 
 template <typename Record>
-bool writeBytes(Output& output, const Record& record)
+char* appendBytes(char* at, const Record& record)
 {
-    std::memcpy(output.room(sizeof record), &record, sizeof record);
-    output.filled(sizeof record);
-    return !output.problem();
+    std::memcpy(at, &record, sizeof record);
+    return at + sizeof record;
 }
 
-void writeHeader(Output& output, Format format, std::span<const Column> columns)
-{
-    if (format == Format::csv) {
-        output.write(headerLine(columns) + "\n");
-    }
-}
+template <typename Record>
+constexpr const auto& kColumnsOf = kTruthColumns;
+template <>
+constexpr const auto& kColumnsOf<KOR_RAWINFO> = kRawColumns;
+template <>
+constexpr const auto& kColumnsOf<Result> = kResultColumns;
 
 } // namespace
 
-RecordingWriter::RecordingWriter(Output& output, Format format) : m_output(output), m_format(format)
+template <typename Record>
+std::string Rows<Record>::header() const
 {
-    writeHeader(m_output, m_format, kRawColumns);
-}
-
-bool RecordingWriter::write(const KOR_RAWINFO& raw)
-{
-    return m_format == Format::binary ? writeBytes(m_output, raw) : writeRow<kRawColumns>(m_output, raw);
-}
-
-ResultWriter::ResultWriter(Output& output, Format format) : m_output(output), m_format(format)
-{
-    writeHeader(m_output, m_format, kResultColumns);
-    if (m_format == Format::binary) {
-        m_output.write(binaryHeader(kResultColumns));
+    if (std::is_same_v<Record, Result> && m_format == Format::binary) {
+        return binaryHeader(kResultColumns);
     }
+    return m_format == Format::csv ? headerLine(kColumnsOf<Record>) + "\n" : std::string();
 }
 
-bool ResultWriter::write(const Result& result)
+template <typename Record>
+std::size_t Rows<Record>::longest()
 {
-    switch (m_format) {
-    case Format::binary:
-        return writePacked<kResultColumns>(m_output, result, std::make_index_sequence<kResultColumns.size()>());
-    case Format::bare:
-        return writeBytes(m_output, result.info);
-    case Format::csv:
-        break;
+    return std::max(longestRow(kColumnsOf<Record>), sizeof(Record));
+}
+
+template <typename Record>
+char* Rows<Record>::append(char* at, const Record& record) const
+{
+    constexpr auto& columns = kColumnsOf<Record>;
+    constexpr auto all = std::make_index_sequence<columns.size()>();
+    const char* const bytes = reinterpret_cast<const char*>(&record);
+    if constexpr (std::is_same_v<Record, Result>) {
+        if (m_format == Format::binary) {
+            return appendPacked<columns>(at, bytes, all);
+        }
+        if (m_format == Format::bare) {
+            return appendBytes(at, record.info);
+        }
+    } else if constexpr (std::is_same_v<Record, KOR_RAWINFO>) {
+        if (m_format == Format::binary) {
+            return appendBytes(at, record);
+        }
     }
-    return writeRow<kResultColumns>(m_output, result);
+    return appendRow<columns>(at, bytes, all);
 }
 
-TruthWriter::TruthWriter(Output& output) : m_output(output)
+template <typename Record>
+Writer<Record>::Writer(Output& output, Format format) : m_output(output), m_rows(format)
 {
-    writeHeader(m_output, Format::csv, kTruthColumns);
+    m_output.write(m_rows.header());
 }
 
-bool TruthWriter::write(const Truth& truth)
+template <typename Record>
+bool Writer<Record>::write(const Record& record)
 {
-    return writeRow<kTruthColumns>(m_output, truth);
+    char* const at = m_output.room(Rows<Record>::longest());
+    m_output.filled(static_cast<std::size_t>(m_rows.append(at, record) - at));
+    return !m_output.problem();
 }
+
+template class Rows<KOR_RAWINFO>;
+template class Rows<Result>;
+template class Rows<Truth>;
+template class Writer<KOR_RAWINFO>;
+template class Writer<Result>;
+template class Writer<Truth>;
 
 } // namespace kor::recordings

@@ -50,7 +50,7 @@ FOLDERS = {
     "module": Folder({"params/file", "platform"}, foreign=r"afx\w+\.h"),
     "session": Folder({"engine", "params", "params/file", "models", "mek", "platform"}),
     # Beside the library: they stand on the public headers, as a host does.
-    "recordings": Folder({"platform"}, only={"Records.h", "Export.h"}, foreign=r"(zlib|zstd)\.h"),
+    "recordings": Folder({"platform"}, only={"Records.h", "Export.h"}, foreign=r"(zlib|zstd)\.h|dragonbox/.*"),
     "simulation": Folder({"recordings"}),
     "accuracy": Folder({"simulation"}),
     "tools/kor": Folder({"platform", "recordings", "simulation", "accuracy"}, foreign=r"(fmt|CLI|nlohmann)/.*"),

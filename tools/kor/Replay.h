@@ -39,6 +39,7 @@ struct ReplayRequest {
     Option summary;
     Option progress;
     Option jobs;
+    Option threads;
 };
 
 enum class SummaryForm { none, text, json };
@@ -58,7 +59,9 @@ struct ReplayPlan {
     bool strict = false;
     SummaryForm summary = SummaryForm::text;
     ShowProgress progress = ShowProgress::automatic;
+    unsigned cores = 1; ///< at hand
     unsigned jobs = 1;
+    std::optional<unsigned> threads; ///< of one recording
 };
 
 recordings::Format resultFormat(const ReplayPlan& plan, const std::string& output);

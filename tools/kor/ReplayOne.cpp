@@ -1,9 +1,7 @@
 // One recording through an engine.
 
-#include <algorithm>
-#include <chrono>
+#include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <memory>
 #include <string>
 
@@ -19,11 +17,11 @@
 #include "platform/Terminal.h"
 #include "recordings/Output.h"
 #include "recordings/Reader.h"
-#include "recordings/Writer.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
 #include "tools/kor/Replay.h"
+#include "tools/kor/ReplayFeed.h"
 #include "tools/kor/Summary.h"
 
 namespace kor::tool {
@@ -50,33 +48,6 @@ void configure(const ReplayPlan& plan, const CKorPrm& prm, CKor& engine)
     }
 }
 
-recordings::Result resultOf(std::uint32_t stamp, const SampleResult& sample)
-{
-    recordings::Result result;
-    result.timeStampMs = stamp;
-    result.info = sample.info;
-    std::copy(std::begin(sample.matrix), std::end(sample.matrix), result.matrix);
-    result.matrixCode = sample.matrixCode;
-    result.outcome = outcomeOf(sample.report);
-    result.levelXOut = sample.report.levelXOutside;
-    result.levelYOut = sample.report.levelYOutside;
-    return result;
-}
-
-constexpr std::uint64_t kBadRowsShown = 5;   // of those left out
-constexpr std::uint64_t kProgressMask = 255; // samples between two looks at the clock, less one
-
-StreamState stateOf(const Tally& tally, const KOR_INFO& last)
-{
-    StreamState state{.samples = tally.samples};
-    for (std::size_t i = 0; i < tally.outcomes.size(); ++i) {
-        state.outcomes.emplace_back(recordings::kOutcomeNames[i], tally.outcomes[i].count);
-    }
-    state.outcomes.emplace_back("bad", tally.bad.count);
-    std::copy(std::begin(last.orientationAngles), std::end(last.orientationAngles), state.angles);
-    return state;
-}
-
 // Where the results themselves are shown, a line about them would stand in the midst of them.
 ShowProgress shownBeside(const std::string& output, ShowProgress asked)
 {
@@ -85,56 +56,10 @@ ShowProgress shownBeside(const std::string& output, ShowProgress asked)
                : asked;
 }
 
-// Feeds the recording to its end or to where it breaks off. Returned: what broke it off.
-Problem feed(const ReplayPlan& plan, ShowProgress shown, CKor& engine, Reader& reader, Output& results,
-             recordings::ResultWriter& writer, Tally& tally)
+// Every core, unless a number was asked for; a live recording is waited for more than it is worked on.
+std::size_t threadsFor(const ReplayPlan& plan, bool live)
 {
-    Window window = plan.window;
-    Progress progress(shown, reader.title(), reader.size(), "samples");
-    const auto start = std::chrono::steady_clock::now();
-    std::uint64_t steps = 0;
-    KOR_RAWINFO raw;
-    SampleResult sample{};
-    const auto show = [&] {
-        if (reader.isLive()) {
-            progress.updateStream([&] { return stateOf(tally, sample.info); });
-        } else {
-            progress.update(reader.consumed(), tally.samples);
-        }
-    };
-    reader.whileWaiting([&] {
-        results.flush();
-        show();
-    });
-    Problem broken;
-    for (Reader::Step step; (step = reader.next(raw)) != Reader::Step::end;) {
-        if ((steps++ & kProgressMask) == 0) {
-            show();
-        }
-        if (step != Reader::Step::sample) {
-            if (step == Reader::Step::failed || !plan.skipBad) {
-                broken = reader.problem();
-                break;
-            }
-            tally.bad.add(reader.place());
-            if (tally.bad.count <= kBadRowsShown) {
-                progress.clear();
-                warn(messageOf(reader.problem()) + ": left out");
-            }
-            continue;
-        }
-        if (!window.contains(raw.timeStampMs)) {
-            ++tally.outside;
-            continue;
-        }
-        ProcessSample(engine, raw, sample);
-        if (!writer.write(resultOf(raw.timeStampMs, sample))) {
-            break;
-        }
-        tally.count(raw, sample.report, reader.place());
-    }
-    tally.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    return broken;
+    return plan.threads ? *plan.threads : live ? 1 : plan.cores;
 }
 
 // Gives the results their place. What was fed before a break stands, under a name that says so; a signal is how a live
@@ -190,10 +115,16 @@ int run(const ReplayPlan& plan, const std::string& recording, const std::string&
     if (!results->partialPath().empty()) {
         refuseToOverwrite(results->partialPath(), {recording}, plan.prm);
     }
-    recordings::ResultWriter writer(*results, resultFormat(plan, output));
 
-    const Problem broken =
-        feed(plan, shownBeside(output, plan.progress), engine, *reader, *results, writer, summary.tally);
+    const Problem broken = feed({.engine = engine,
+                                 .reader = *reader,
+                                 .results = *results,
+                                 .format = resultFormat(plan, output),
+                                 .window = plan.window,
+                                 .skipBad = plan.skipBad,
+                                 .progress = shownBeside(output, plan.progress),
+                                 .threads = threadsFor(plan, reader->isLive())},
+                                summary.tally);
     summary.complete = !broken;
     try {
         summary.results = keepResults(*results, broken, summary.tally);

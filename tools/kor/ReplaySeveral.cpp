@@ -49,7 +49,7 @@ struct Job {
 };
 
 // Two models keep process-wide values, so that no two recordings may share a process.
-std::vector<std::string> childArguments(const ReplayRequest& request, const Job& job)
+std::vector<std::string> childArguments(const ReplayRequest& request, const Job& job, unsigned cores)
 {
     std::vector<std::string> arguments = {"replay", "--progress=never", "--summary=json", "--prm=" + request.prm,
                                           "--id=" + request.id};
@@ -65,6 +65,9 @@ std::vector<std::string> childArguments(const ReplayRequest& request, const Job&
     add("--format", request.format);
     add("--from", request.from);
     add("--to", request.to);
+    // One that is live keeps its default.
+    const bool shared = !request.threads && platform::fileStatus(job.recording).isRegular;
+    add("--threads", shared ? std::to_string(cores) : request.threads);
     if (request.store) {
         arguments.emplace_back("--store");
     }
@@ -303,6 +306,8 @@ int replaySeveral(const ReplayPlan& plan, const ReplayRequest& request)
                                              (error ? ": " + error.message() : ": it is something else already"));
     }
 
+    const std::size_t atATime = std::min({std::size_t{plan.jobs}, jobs.size(), platform::kMostChildren});
+    const unsigned coresOfEach = std::max(plan.cores / static_cast<unsigned>(atATime), 1u);
     std::mutex lock;
     std::condition_variable finished;
     std::vector<std::optional<platform::ChildResult>> ends(jobs.size());
@@ -311,7 +316,7 @@ int replaySeveral(const ReplayPlan& plan, const ReplayRequest& request)
         for (std::size_t mine = 0; (mine = next++) < jobs.size();) {
             platform::ChildResult end;
             try {
-                end = platform::runSelf(childArguments(request, jobs[mine]));
+                end = platform::runSelf(childArguments(request, jobs[mine], coresOfEach));
             } catch (const std::exception& problem) {
                 end.started = false;
                 end.errors = problem.what();
@@ -323,7 +328,7 @@ int replaySeveral(const ReplayPlan& plan, const ReplayRequest& request)
     };
     std::vector<std::jthread> workers; // waits for all of them, also when an exception ends this function
     try {
-        while (workers.size() < std::min({std::size_t{plan.jobs}, jobs.size(), platform::kMostChildren})) {
+        while (workers.size() < atATime) {
             workers.emplace_back(work);
         }
     } catch (const std::system_error& failed) {

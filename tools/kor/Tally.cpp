@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <bit>
-#include <cmath>
 #include <cstring>
+#include <utility>
 
 namespace kor::tool {
 
@@ -94,20 +94,37 @@ std::uint32_t stepOf(std::size_t bucket)
     return static_cast<std::uint32_t>((kPartsOfOctave + part) << (octave + kBitsOfShort - kBitsOfPart));
 }
 
+constexpr bool isReading(const recordings::Column& column)
+{
+    return column.type == recordings::Type::float32;
+}
+
+bool isFinite(const KOR_RAWINFO& raw, const recordings::Column& column)
+{
+    std::uint32_t bits = 0;
+    std::memcpy(&bits, reinterpret_cast<const char*>(&raw) + column.offset, sizeof bits);
+    constexpr std::uint32_t kLargestExponent = 0x7f800000;
+    return (bits & kLargestExponent) != kLargestExponent;
+}
+
+// Without a branch for each reading: hardly a sample has one that is not finite.
+template <std::size_t... i>
+bool isFinite(const KOR_RAWINFO& raw, std::index_sequence<i...>)
+{
+    using recordings::kRawColumns;
+    return (static_cast<unsigned>(!isReading(kRawColumns[i]) || isFinite(raw, kRawColumns[i])) & ...) != 0;
+}
+
 // The first column of a sample whose reading is not finite; empty if there is none.
 std::string_view columnNotFinite(const KOR_RAWINFO& raw)
 {
-    for (const recordings::Column& column : recordings::kRawColumns) {
-        if (column.type != recordings::Type::float32) {
-            continue;
-        }
-        float reading = 0;
-        std::memcpy(&reading, reinterpret_cast<const char*>(&raw) + column.offset, sizeof reading);
-        if (!std::isfinite(reading)) {
-            return column.name;
-        }
+    if (isFinite(raw, std::make_index_sequence<recordings::kRawColumns.size()>())) {
+        return {};
     }
-    return {};
+    const auto* const column =
+        std::find_if(recordings::kRawColumns.begin(), recordings::kRawColumns.end(),
+                     [&raw](const recordings::Column& each) { return isReading(each) && !isFinite(raw, each); });
+    return column->name;
 }
 
 } // namespace

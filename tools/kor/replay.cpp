@@ -67,9 +67,14 @@ ReplayPlan understood(const ReplayRequest& request)
         plan.summary = SummaryForm::none;
     }
     plan.progress = progressOption(request.progress);
+    plan.cores = std::max(std::thread::hardware_concurrency(), 1u);
     constexpr unsigned kMostJobs = platform::kMostChildren;
-    plan.jobs = !request.jobs ? std::clamp(std::thread::hardware_concurrency(), 1u, kMostJobs)
-                              : wholeOption<unsigned>("--jobs", *request.jobs, 1, kMostJobs);
+    plan.jobs =
+        !request.jobs ? std::min(plan.cores, kMostJobs) : wholeOption<unsigned>("--jobs", *request.jobs, 1, kMostJobs);
+    if (request.threads) {
+        constexpr unsigned kMostThreads = 256;
+        plan.threads = wholeOption<unsigned>("--threads", *request.threads, 1, kMostThreads);
+    }
     return plan;
 }
 
@@ -183,6 +188,10 @@ Command declareReplay(CLI::App& root)
                    "auto (the default: when standard error is a\n"
                    "terminal), always or never");
     command.option("--jobs", request->jobs, "N", "Processes at a time, 1 to 256 (default: one per core)");
+    command.option("--threads", request->threads, "N",
+                   "Threads that share the work on one recording, 1 to 256\n"
+                   "(default: one per core, of several recordings at a time\n"
+                   "each its share; 1 for a live one)");
     command.footer(
         "Example:\n"
         "  kor replay --prm calibration --id 1005 run.csv -o run_results.csv\n\n"

@@ -1,0 +1,101 @@
+#include "tools/kor/Pipeline.h"
+
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "platform/Process.h"
+
+namespace kor::tool {
+
+Pipeline::Pipeline(std::size_t blocks, std::vector<Stage> stages)
+    : m_stages(std::move(stages)), m_blocks(blocks), m_turns(m_stages.size())
+{
+}
+
+void Pipeline::run(std::size_t threads)
+{
+    {
+        std::vector<std::jthread> helpers; // waited for at the end of this block
+        try {
+            while (helpers.size() + 1 < threads) {
+                helpers.emplace_back([this] {
+                    // The thread that waits for a live recording has to hear of a signal.
+                    const platform::EndingSignalsWait signalsAreTheFirstThreads;
+                    work(false);
+                });
+            }
+        } catch (const std::system_error&) { // NOLINT(bugprone-empty-catch)
+            // Those that have started do the work of the others.
+        }
+        work(true);
+    }
+    if (m_failure) {
+        std::rethrow_exception(m_failure);
+    }
+}
+
+void Pipeline::work(bool first)
+{
+    std::unique_lock<std::mutex> guard(m_lock);
+    while (!isOver()) {
+        const std::optional<Task> task = begin(first);
+        if (!task) {
+            m_changed.wait(guard);
+            continue;
+        }
+        guard.unlock();
+        const Result result = done(*task);
+        guard.lock();
+        end(*task, result);
+    }
+}
+
+// The next piece of work. What is furthest on goes first: blocks become free as soon as can be.
+std::optional<Pipeline::Task> Pipeline::begin(bool first)
+{
+    for (std::size_t stage = m_stages.size(); stage-- > 0;) {
+        Turn& turn = m_turns[stage];
+        Place& place = m_blocks[turn.begun % m_blocks.size()];
+        const bool mayWork = (!m_stages[stage].inTurn || !turn.busy) && (!m_stages[stage].onFirstThread || first);
+        const bool isThere = !place.busy && place.stage == stage && (!m_last || turn.begun <= *m_last);
+        if (mayWork && isThere) {
+            place.busy = true;
+            turn.busy = true;
+            return Task{stage, turn.begun++};
+        }
+    }
+    return std::nullopt;
+}
+
+Pipeline::Result Pipeline::done(const Task& task)
+{
+    try {
+        return m_stages[task.stage].work(task.number % m_blocks.size());
+    } catch (...) {
+        const std::lock_guard<std::mutex> guard(m_lock);
+        if (!m_stopped) {
+            m_failure = std::current_exception();
+        }
+        m_stopped = true;
+        return Result::stop;
+    }
+}
+
+void Pipeline::end(const Task& task, Result result)
+{
+    Place& place = m_blocks[task.number % m_blocks.size()];
+    place.busy = false;
+    place.stage = (task.stage + 1) % m_stages.size();
+    m_turns[task.stage].busy = false;
+    if (place.stage == 0) {
+        ++m_finished;
+    }
+    if (result == Result::last) {
+        m_last = task.number;
+    }
+    m_stopped = m_stopped || result == Result::stop;
+    m_changed.notify_all();
+}
+
+} // namespace kor::tool

@@ -1,0 +1,247 @@
+#include "tools/kor/ReplayFeed.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <iterator>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "KORInterface/Records.h"
+#include "KORInterface/Session.h"
+
+#include "recordings/Writer.h"
+#include "tools/kor/Commands.h"
+#include "tools/kor/Exit.h"
+#include "tools/kor/Pipeline.h"
+
+namespace kor::tool {
+
+using recordings::Problem;
+using recordings::Step;
+
+namespace {
+
+constexpr std::size_t kRowsOfBlock = 256;
+constexpr std::uint64_t kBadRowsShown = 5; // of those left out
+constexpr std::chrono::milliseconds kBetweenLooks(500);
+
+// Beyond so many the one engine, and what is read and written in turn, leave nothing to do.
+constexpr std::size_t kMostThreads = 8;
+
+struct Row {
+    KOR_RAWINFO raw;
+    std::uint64_t place; // in the recording
+    SampleResult sample;
+};
+
+// A stretch of the recording, from its bytes to those of its results.
+struct Block {
+    std::vector<Row> rows = std::vector<Row>(kRowsOfBlock);
+    std::size_t count = 0; // rows to feed
+
+    std::unique_ptr<char[]> text{
+        new char[kRowsOfBlock * recordings::ResultRows::longest()]}; // pages nobody has touched
+    std::size_t length = 0;
+
+    // What reading has met besides.
+    std::uint64_t outside = 0;
+    Places bad;
+    std::vector<Problem> badShown;
+    Problem broken;
+    std::uint64_t consumed = 0; // bytes of the recording
+    bool pauses = false;        // the next row has yet to come
+
+    void clear()
+    {
+        count = 0;
+        outside = 0;
+        bad = {};
+        badShown.clear();
+        broken = {};
+        pauses = false;
+    }
+};
+
+recordings::Result resultOf(const Row& row)
+{
+    recordings::Result result;
+    result.timeStampMs = row.raw.timeStampMs;
+    result.info = row.sample.info;
+    std::copy(std::begin(row.sample.matrix), std::end(row.sample.matrix), result.matrix);
+    result.matrixCode = row.sample.matrixCode;
+    result.outcome = outcomeOf(row.sample.report);
+    result.levelXOut = row.sample.report.levelXOutside;
+    result.levelYOut = row.sample.report.levelYOutside;
+    return result;
+}
+
+StreamState stateOf(const Tally& tally, const KOR_INFO& last)
+{
+    StreamState state{.samples = tally.samples};
+    for (std::size_t i = 0; i < tally.outcomes.size(); ++i) {
+        state.outcomes.emplace_back(recordings::kOutcomeNames[i], tally.outcomes[i].count);
+    }
+    state.outcomes.emplace_back("bad", tally.bad.count);
+    std::copy(std::begin(last.orientationAngles), std::end(last.orientationAngles), state.angles);
+    return state;
+}
+
+// The stages that a block goes through. Each has members of its own, so that they can work side by side; whatever is
+// told, counted or written is the last one's, in the order of the rows.
+class Feed {
+public:
+    Feed(const FeedParts& parts, Tally& tally)
+        : m_parts(parts), m_window(parts.window), m_rows(parts.format), m_tally(tally),
+          m_progress(parts.progress, parts.reader.title(), parts.reader.size(), "samples")
+    {
+    }
+
+    Problem run()
+    {
+        const std::size_t threads = std::clamp<std::size_t>(m_parts.threads, 1, kMostThreads);
+        m_blocks.resize(threads == 1 ? 1 : threads + 2);
+        m_parts.reader.tellBeforeWaiting();
+        m_parts.results.write(m_rows.header());
+        const auto start = std::chrono::steady_clock::now();
+        Pipeline(m_blocks.size(), {{true, [this](std::size_t i) { return read(m_blocks[i]); }, m_parts.reader.isLive()},
+                                   {true, [this](std::size_t i) { return process(m_blocks[i]); }},
+                                   {false, [this](std::size_t i) { return format(m_blocks[i]); }},
+                                   {true, [this](std::size_t i) { return write(m_blocks[i]); }}})
+            .run(threads);
+        m_tally.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        return m_broken;
+    }
+
+private:
+    using Result = Pipeline::Result;
+
+    Result read(Block& block)
+    {
+        block.clear();
+        Result result = Result::goOn;
+        for (std::size_t steps = 0; steps < kRowsOfBlock && result == Result::goOn; ++steps) {
+            const Step step = m_parts.reader.next(block.rows[block.count].raw);
+            if (step == Step::pending) {
+                pause(block);
+                break;
+            }
+            m_paused = false;
+            result = take(block, step);
+        }
+        block.consumed = m_parts.reader.consumed();
+        return result;
+    }
+
+    Result take(Block& block, Step step)
+    {
+        if (step == Step::sample) {
+            Row& row = block.rows[block.count];
+            row.place = m_parts.reader.place();
+            const bool inside = m_window.contains(row.raw.timeStampMs);
+            block.count += inside ? 1 : 0;
+            block.outside += inside ? 0 : 1;
+            return Result::goOn;
+        }
+        if (step == Step::bad && m_parts.skipBad) {
+            block.bad.add(m_parts.reader.place());
+            if (m_badShown < kBadRowsShown) {
+                ++m_badShown;
+                block.badShown.push_back(m_parts.reader.problem());
+            }
+            return Result::goOn;
+        }
+        if (step != Step::end) {
+            block.broken = m_parts.reader.problem();
+        }
+        return Result::last;
+    }
+
+    // What has come is sent on first, to be written out; when the next row is asked for again, it is waited for.
+    void pause(Block& block)
+    {
+        if (m_paused) {
+            m_parts.reader.await(kBetweenLooks);
+        }
+        block.pauses = !m_paused;
+        m_paused = true;
+    }
+
+    Result process(Block& block)
+    {
+        for (std::size_t i = 0; i < block.count; ++i) {
+            ProcessSample(m_parts.engine, block.rows[i].raw, block.rows[i].sample);
+        }
+        return Result::goOn;
+    }
+
+    Result format(Block& block)
+    {
+        char* at = block.text.get();
+        for (std::size_t i = 0; i < block.count; ++i) {
+            at = m_rows.append(at, resultOf(block.rows[i]));
+        }
+        block.length = static_cast<std::size_t>(at - block.text.get());
+        return Result::goOn;
+    }
+
+    Result write(Block& block)
+    {
+        count(block);
+        m_parts.results.write({block.text.get(), block.length});
+        if (block.pauses) {
+            m_parts.results.flush();
+        }
+        if (m_parts.reader.isLive()) {
+            m_progress.updateStream([this] { return stateOf(m_tally, m_last); });
+        } else {
+            m_progress.update(block.consumed, m_tally.samples);
+        }
+        m_broken = block.broken;
+        return m_parts.results.problem() ? Result::stop : Result::goOn;
+    }
+
+    void count(const Block& block)
+    {
+        for (const Problem& problem : block.badShown) {
+            m_progress.clear();
+            warn(messageOf(problem) + ": left out");
+        }
+        m_tally.bad.add(block.bad);
+        m_tally.outside += block.outside;
+        for (std::size_t i = 0; i < block.count; ++i) {
+            const Row& row = block.rows[i];
+            m_tally.count(row.raw, row.sample.report, row.place);
+        }
+        if (block.count > 0) {
+            m_last = block.rows[block.count - 1].sample.info;
+        }
+    }
+
+    const FeedParts& m_parts;
+    std::vector<Block> m_blocks;
+
+    // Reading.
+    Window m_window;
+    std::uint64_t m_badShown = 0;
+    bool m_paused = false; // what has come is written out, or will be before anything else is
+
+    // Formatting.
+    const recordings::ResultRows m_rows;
+
+    // Writing.
+    Tally& m_tally;
+    Progress m_progress;
+    KOR_INFO m_last{};
+    Problem m_broken;
+};
+
+} // namespace
+
+Problem feed(const FeedParts& parts, Tally& tally)
+{
+    return Feed(parts, tally).run();
+}
+
+} // namespace kor::tool

@@ -1,0 +1,35 @@
+// The rows of one recording through an engine and on to the results.
+#pragma once
+
+#include <cstddef>
+
+#include "KORInterface/CKor.h"
+
+#include "recordings/Columns.h"
+#include "recordings/Output.h"
+#include "recordings/Problem.h"
+#include "recordings/Reader.h"
+#include "tools/kor/Progress.h"
+#include "tools/kor/Tally.h"
+
+namespace kor::tool {
+
+/// What a replay works with.
+struct FeedParts {
+    CKor& engine;
+    recordings::Reader& reader;
+    recordings::Output& results;
+    recordings::Format format;
+    Window window;
+    bool skipBad;
+    ShowProgress progress;
+    std::size_t threads;
+};
+
+/// Feeds the recording to its end or to where it breaks off. Before a live recording has to wait, the results of all
+/// rows that have come are written out.
+/// Returned  tally   what became of the samples
+///           result  what broke the recording off; a failure to write is told by the results
+recordings::Problem feed(const FeedParts& parts, Tally& tally);
+
+} // namespace kor::tool
