@@ -1,12 +1,17 @@
 // Cells in every form that is accepted, and what files of other kinds are recognised as.
 #include "recordings/Cells.h"
 
+#include <bit>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <limits>
+#include <random>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -243,6 +248,78 @@ TEST(Recognition, textIsNamedByItsFirstLine)
         const auto recognised = recognise(file.text);
         EXPECT_EQ(recognised.content, file.content) << file.text;
         EXPECT_EQ(recognised.what, file.what) << file.text;
+    }
+}
+
+// The number at the start of a text as the standard library reads it; null if there is none in range.
+template <typename Value>
+const char* standardNumber(std::string_view text, Value& value)
+{
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() ? stop : nullptr;
+}
+
+template <typename Value>
+void expectStandardNumber(std::string_view text)
+{
+    Value wanted{};
+    Value found{};
+    const char* const end = standardNumber(text, wanted);
+    ASSERT_EQ(kor::recordings::numberAs<Value>(text.data(), text.data() + text.size(), &found), end) << text;
+    if (end != nullptr) {
+        ASSERT_EQ(std::memcmp(&found, &wanted, sizeof found), 0) << text;
+    }
+}
+
+void expectStandardNumbers(std::string_view text)
+{
+    expectStandardNumber<float>(text);
+    expectStandardNumber<double>(text);
+    expectStandardNumber<std::int32_t>(text);
+    expectStandardNumber<std::uint32_t>(text);
+    expectStandardNumber<std::uint8_t>(text);
+}
+
+TEST(Numbers, areThoseOfTheStandardLibraryInEveryForm)
+{
+    for (const char* const text :
+         {"",    "-",    ".",     "-.",  "1.",   ".5",   "-.5",   "1e5",   "1e",  "1.e2",  "1.5e-3", "+1",
+          "--1", "0x10", "1.2.3", "-0",  "-0.0", "0007", "1,5",   "-1,",   "1 ",  "inf,",  "nan",    "-nan",
+          "255", "256",  "-1",    "12e", "2.0",  "0.",   "00.10", "1.5E2", "1E1", "-2.5,", "9e9",    "1.e"}) {
+        expectStandardNumbers(text);
+    }
+    for (const char* const text :
+         {"2147483647", "2147483648", "-2147483648", "-2147483649", "4294967295", "4294967296", "999999999999999",
+          "1000000000000000", "18446744073709551616", "99999999999999999999", "0.000000000000001", "0.0000000000000001",
+          "123456789.123456", "1234567890.123456", "0000000000000000001"}) {
+        expectStandardNumbers(text);
+    }
+}
+
+TEST(Numbers, areThoseOfTheStandardLibraryForArbitraryDigits)
+{
+    std::mt19937_64 random(12);
+    for (int i = 0; i < 30000; ++i) {
+        std::string text = std::to_string(random() >> (random() % 60));
+        text.insert(random() % (text.size() + 1), random() % 4 == 0 ? "" : ".");
+        text.insert(0, random() % 2 == 0 ? "" : "-");
+        expectStandardNumbers(text + (random() % 2 == 0 ? "," : ""));
+    }
+}
+
+// Where rounding to double and then to float could differ from rounding once.
+TEST(Numbers, inTheMiddleBetweenTwoFloatsAreRoundedOnce)
+{
+    std::mt19937 random(13);
+    for (int i = 0; i < 20000; ++i) {
+        const auto bits = static_cast<std::uint32_t>(random() % 0x20000000u + 0x35000000u); // 5e-7 to 1e14
+        const double low = static_cast<double>(std::bit_cast<float>(bits));
+        const double middle = low + (static_cast<double>(std::bit_cast<float>(bits + 1)) - low) / 2;
+        for (const int digits : {7, 9, 12, 14, 15}) {
+            char text[64];
+            const auto end = std::to_chars(std::begin(text), std::end(text), middle, std::chars_format::fixed, digits);
+            expectStandardNumber<float>({text, end.ptr});
+        }
     }
 }
 

@@ -1,7 +1,11 @@
 // Writers of recordings, results and truth.
 #include "recordings/Writer.h"
 
+#include <bit>
+#include <charconv>
+#include <cmath>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <random>
 #include <string>
@@ -9,6 +13,7 @@
 
 #include <gtest/gtest.h>
 
+#include "recordings/NumberText.h"
 #include "recordings/ReadBack.h"
 #include "support/Float.h"
 
@@ -293,6 +298,126 @@ TEST(Truths, columnsFollowTheRecord)
     ASSERT_EQ(reader->next(back), Step::sample);
     EXPECT_STREQ(back.note, "range");
     EXPECT_EQ(writtenBy<TruthWriter>(back), text);
+}
+
+template <typename Number>
+std::string textOf(Number value)
+{
+    char text[kor::recordings::kNumberRoom];
+    return {text, kor::recordings::appendNumber(text, value)};
+}
+
+template <typename Number>
+std::string standardTextOf(Number value)
+{
+    char text[kor::recordings::kNumberRoom];
+    return {text, std::to_chars(std::begin(text), std::end(text), value).ptr};
+}
+
+// Given  bits  of a float or a double; a nan has no sign in our text
+template <typename Number, typename Bits>
+bool hasStandardText(Bits bits)
+{
+    const auto value = std::bit_cast<Number>(bits);
+    return textOf(value) == (std::isnan(value) ? "nan" : standardTextOf(value));
+}
+
+// The numbers around which the shortest text, or its form, changes: powers of two and ten with their neighbours.
+template <typename Number, typename Bits>
+std::vector<Bits> turningPoints()
+{
+    std::vector<Bits> points;
+    constexpr int kMantissa = std::numeric_limits<Number>::digits - 1;
+    constexpr auto kSign = static_cast<Bits>(~(std::numeric_limits<Bits>::max() >> 1U));
+    for (Bits top = 0; top <= std::numeric_limits<Bits>::max() >> kMantissa; ++top) {
+        for (const int step : {-2, -1, 0, 1, 2}) {
+            points.push_back(static_cast<Bits>((top << kMantissa) + static_cast<Bits>(step)));
+        }
+    }
+    for (int exponent = -400; exponent < 400; ++exponent) {
+        for (int digit = 1; digit < 10; ++digit) {
+            const std::string text = std::to_string(digit) + "e" + std::to_string(exponent);
+            Number value{};
+            if (std::from_chars(text.data(), text.data() + text.size(), value).ec == std::errc()) {
+                const auto bits = std::bit_cast<Bits>(value);
+                for (const int step : {-1, 0, 1}) {
+                    points.push_back(static_cast<Bits>(bits + static_cast<Bits>(step)));
+                    points.push_back(static_cast<Bits>((bits + static_cast<Bits>(step)) | kSign));
+                }
+            }
+        }
+    }
+    return points;
+}
+
+template <typename Number, typename Bits>
+void expectStandardTexts(const std::vector<Bits>& all)
+{
+    for (const Bits bits : all) {
+        const auto value = std::bit_cast<Number>(bits);
+        ASSERT_TRUE((hasStandardText<Number>(bits))) << textOf(value) << " is not " << standardTextOf(value);
+    }
+}
+
+TEST(NumberText, isThatOfTheStandardLibraryAtEveryTurningPoint)
+{
+    expectStandardTexts<float>(turningPoints<float, std::uint32_t>());
+    expectStandardTexts<double>(turningPoints<double, std::uint64_t>());
+}
+
+TEST(NumberText, isThatOfTheStandardLibraryForArbitraryNumbers)
+{
+    std::mt19937_64 random(10);
+    std::uniform_real_distribution<double> ofMatrix(-1, 1);
+    std::uniform_real_distribution<double> ofAngle(-360, 360);
+    std::vector<std::uint32_t> singles;
+    std::vector<std::uint64_t> doubles;
+    for (int i = 0; i < 30000; ++i) {
+        singles.push_back(static_cast<std::uint32_t>(random()));
+        singles.push_back(std::bit_cast<std::uint32_t>(static_cast<float>(ofAngle(random))));
+        doubles.push_back(random());
+        doubles.push_back(std::bit_cast<std::uint64_t>(ofMatrix(random)));
+        // Whole numbers of any length, and numbers of few digits.
+        doubles.push_back(std::bit_cast<std::uint64_t>(static_cast<double>(random() >> (random() % 64))));
+        doubles.push_back(std::bit_cast<std::uint64_t>(static_cast<double>(random() % 100000) / 1000));
+    }
+    expectStandardTexts<float>(singles);
+    expectStandardTexts<double>(doubles);
+}
+
+TEST(NumberText, isThatOfTheStandardLibraryForWholeNumbers)
+{
+    std::mt19937_64 random(11);
+    std::vector<std::uint32_t> all = {0, 0x7fffffff, 0x80000000, 0xffffffff};
+    for (std::uint64_t power = 1; power < 10000000000; power *= 10) {
+        all.insert(all.end(), {static_cast<std::uint32_t>(power - 1), static_cast<std::uint32_t>(power)});
+    }
+    for (std::uint32_t i = 0; i < 20000; ++i) {
+        all.insert(all.end(),
+                   {i, static_cast<std::uint32_t>(random()), static_cast<std::uint32_t>(random() >> (i % 64))});
+    }
+    for (const std::uint32_t value : all) {
+        ASSERT_EQ(textOf(value), standardTextOf(value));
+        ASSERT_EQ(textOf(static_cast<std::int32_t>(value)), standardTextOf(static_cast<std::int32_t>(value)));
+    }
+}
+
+TEST(NumberText, isShorterThanItsRoom)
+{
+    // The longest: a float of five zeros behind nine digits, a double of the smallest exponent.
+    for (const double value : {-1.7976931348623157e308, -2.2250738585072014e-308, -123456789012345680000.0}) {
+        EXPECT_LE(textOf(value).size(), 24u);
+    }
+    EXPECT_LE(textOf(-1.17549435e-38f).size(), 16u);
+}
+
+// All of them take a few minutes: recordings_test --gtest_also_run_disabled_tests --gtest_filter='*EveryFloat'
+TEST(NumberText, DISABLED_isThatOfTheStandardLibraryForEveryFloat)
+{
+    std::uint32_t bits = 0;
+    do {
+        ASSERT_TRUE(hasStandardText<float>(bits)) << std::hex << bits;
+    } while (++bits != 0);
 }
 
 } // namespace
