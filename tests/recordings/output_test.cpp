@@ -125,13 +125,23 @@ TEST_F(OutputTest, aFullDeviceIsAWriteError)
     EXPECT_EQ(text(output->problem()), "cannot write /dev/full: No space left on device");
 }
 
+TEST_F(OutputTest, manyBytesDoNotWaitInTheBuffer)
+{
+    Problem problem;
+    const auto output = Output::open("/dev/full", problem);
+    ASSERT_NE(output, nullptr);
+    EXPECT_FALSE(output->write(std::string(3 * Output::kRoom, 'x')));
+}
+
 TEST_F(OutputTest, afterAWriteErrorWritingGoesOnIntoNothing)
 {
     Problem problem;
     const auto output = Output::open("/dev/full", problem);
     ASSERT_NE(output, nullptr);
-    const std::string piece(Output::kRoom, 'x');
-    EXPECT_TRUE(output->write(piece)) << "still in the buffer";
+    const std::string piece(Output::kRoom / 16, 'x');
+    for (int i = 0; i < 16; ++i) {
+        EXPECT_TRUE(output->write(piece)) << "still in the buffer";
+    }
     EXPECT_FALSE(output->write(piece));
     EXPECT_FALSE(output->write("x"));
     EXPECT_FALSE(output->close());

@@ -358,6 +358,29 @@ class WindowsInterrupt(Case):
 
 
 @posix_only
+class SeveralThreads(Case):
+    """Only when they are asked for: what is promised of one thread holds of several."""
+
+    def test_results_come_before_the_next_row(self):
+        self.put("cut.csv", csv_text(self.samples[:100]))
+        stream = self.stream("--threads=4")
+        latencies(stream, self.header, self.lines[:100], 1000)
+        out, status, errors = stream.finish()
+        self.assertEqual((out, status), (self.replay("cut.csv")[0], 0), errors)
+
+    def test_a_signal_keeps_the_finished_rows(self):
+        for number, status in ENDS.items():
+            with self.subTest(signal=number.name):
+                stream = self.stream("--threads=4")
+                stream.send(self.header + b"".join(self.lines[:300]) + self.lines[300][:30])
+                self.assertTrue(stream.receive(lambda received: received == self.begin_of_wanted(300)))
+                stream.child.send_signal(number)
+                out, returned, errors = stream.finish()
+                self.assertEqual((out, returned), (self.begin_of_wanted(300), status), errors)
+                self.assertEqual(self.summary(errors)["samples"], "300")
+
+
+@posix_only
 class ClosedPipe(Case):
     def test_a_live_replay_ends_quietly_with_its_reader(self):
         stream = self.stream()

@@ -1844,6 +1844,100 @@ class ProgressLine(Case):
         self.assertIn("replay  [", errors)
 
 
+class Threads(Case):
+    """One recording on several threads: the same as on one, to the last byte and word."""
+
+    NUMBERS = ("1", "2", "3", "8", "256")
+
+    def setUp(self):
+        super().setUp()
+        self.samples = samples(1500)
+
+    def said(self, *arguments, **options):
+        """Results and messages, without the line that tells how fast it was."""
+        out, errors = self.replay(*arguments, **options)
+        return out, re.sub(r"^  samples per second:.*\n", "", errors, flags=re.M)
+
+    def assert_all_the_same(self, *arguments, **options):
+        wanted = self.said("--threads=1", *arguments, **options)
+        for number in self.NUMBERS[1:]:
+            with self.subTest(threads=number, arguments=arguments):
+                self.assertEqual(self.said("--threads", number, *arguments, **options), wanted)
+        return wanted
+
+    def test_rows_stay_in_their_order_in_every_format(self):
+        self.put("a.csv", csv_text(self.samples))
+        self.put("a.korraw", binary(self.samples))
+        stamps = [row["timeStampMs"] for row in self.rows(self.assert_all_the_same("a.csv")[0])]
+        self.assertEqual(stamps, [str(row["timeStampMs"]) for row in self.samples])
+        self.assert_all_the_same("a.korraw", "--format=bin")
+        self.assert_all_the_same("a.csv", "--format=bare", "--from", stamps[300], "--to", stamps[1200])
+
+    def test_bad_rows_are_told_left_out_and_counted_alike(self):
+        lines = csv_text(self.samples).splitlines(True)
+        for at in (3, 300, 301, 700, 1000, 1300, 1499):
+            lines[at] = "x" + lines[at]
+        self.put("bad.csv", "".join(lines))
+        _, errors = self.assert_all_the_same("bad.csv", "--skip-bad")
+        self.assertEqual(self.summary(errors)["bad, left out"], "7, lines 4 to 1500")
+
+    def test_a_break_keeps_the_rows_before_it(self):
+        lines = csv_text(self.samples).splitlines(True)
+        lines[1200] = "x" + lines[1200]
+        self.put("bad.csv", "".join(lines))
+        self.put("good.csv", "".join(lines[:1200]))
+        wanted = self.replay("good.csv")[0]
+        out, errors = self.assert_all_the_same("bad.csv", status=DATA)
+        self.assertEqual(out, wanted)
+        self.assertIn("bad.csv: line 1201, column status: ", errors)
+        for number in self.NUMBERS:
+            self.replay("bad.csv", "-o", "r.csv", "--threads", number, status=DATA)
+            self.assertEqual(self.get("r.partial.csv"), wanted)
+
+    @posix_only
+    def test_a_full_device_and_a_closed_pipe_end_it(self):
+        self.put("big.csv", csv_text(self.samples * 4))
+        for number in self.NUMBERS:
+            with self.subTest(threads=number):
+                _, errors = self.replay("big.csv", "-o", "/dev/full", "--threads", number, status=IO_ERROR)
+                self.assertIn("/dev/full: No space left on device", errors)
+                done = subprocess.run(f"'{PATH}' replay --prm . --id 5 big.csv --threads {number} | head -1 >/dev/null; "
+                                      "exit ${PIPESTATUS[0]}", shell=True, executable="/bin/bash", cwd=self.dir,
+                                      stderr=subprocess.PIPE)
+                self.assertEqual((done.returncode, done.stderr), (141, b""))
+
+    def test_of_several_recordings_each_has_as_many(self):
+        self.put("a.csv", csv_text(self.samples))
+        self.put("b.csv", csv_text(self.samples[:700]))
+        self.replay("a.csv", "b.csv", "-o", "out", "--threads=3", "--jobs=2")
+        for name in ("a.csv", "b.csv"):
+            self.assertEqual(self.get("out/" + name), self.replay(name, "--threads=1")[0])
+
+    def test_the_number_is_checked(self):
+        self.put("a.csv", csv_text(self.samples[:1]))
+        for number in ("0", "257", "-1", "two", ""):
+            _, errors = self.replay("a.csv", "--threads", number, status=USAGE)
+            self.assertIn("--threads", errors)
+
+    @posix_only
+    def test_memory_is_the_same_for_ten_times_the_rows(self):
+        peaks = []
+        records = binary(samples(5000))
+        for count in (10, 100):
+            self.put("a.korraw", records * count)
+            child = subprocess.Popen([*KOR, "replay", "--prm", ".", "--id", "5", "a.korraw", "--threads=256"],
+                                     cwd=self.dir, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+            peak = 0
+            while child.stdout.read(1 << 20):
+                with open(f"/proc/{child.pid}/status") as status:
+                    peak = max([peak, *(int(line.split()[1]) for line in status if line.startswith("VmHWM"))])
+            self.assertEqual(child.wait(timeout=60), 0)
+            child.stdout.close()
+            peaks.append(peak / 1024)
+        self.assertLess(max(peaks), 32, "MiB")
+        self.assertLess(peaks[1] - peaks[0], 2, "the results alone are some 100 MiB longer")
+
+
 class Memory(Case):
     @posix_only
     def test_memory_does_not_grow_with_the_recording(self):
