@@ -8,9 +8,11 @@
 #include "KORInterface/CKor.h"
 #include "KORInterface/CKorModel.h"
 #include "KORInterface/OrientationModel.h"
+#include "engine/Angles.h"
 #include "engine/ParameterStore.h"
 #include "mek/CEncoder.h"
 #include "mek/Spline.h"
+#include "models/FromParameters.h"
 #include "platform/Lock.h"
 
 namespace kor {
@@ -99,6 +101,7 @@ struct EngineFields {
     LevelRun levelYRun;
     std::shared_ptr<ParameterStore> parameterStore;
     SampleTrace lastSample;
+    FromParameters<OrientationAngles, double, 9> repeatedAngles; ///< of the two-level model's last matrix
 };
 
 } // namespace kor

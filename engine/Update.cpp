@@ -121,7 +121,18 @@ void compose(kor::EngineFields& s, const mek::Mat3& rotation, kor::OrientationAn
 {
     if (s.mountMode >= kFirstThreeVectorMode) {
         mek::store(rotation, s.resultMatrix);
-        kor::threeVectorAngles(s.resultMatrix, angles);
+        if (s.modelKind == kor::OrientationModel::twoLevels) {
+            // Asked again with the time stamps of the sample before, the model hands out the same matrix.
+            const auto anglesOf = [&s](auto... /*elements*/) {
+                kor::OrientationAngles made;
+                kor::threeVectorAngles(s.resultMatrix, made);
+                return made;
+            };
+            const double* const m = rotation.m;
+            angles = s.repeatedAngles.of(anglesOf, m[0], m[1], m[2], m[3], m[4], m[5], m[6], m[7], m[8]);
+        } else {
+            kor::threeVectorAngles(s.resultMatrix, angles);
+        }
     } else if (s.mcsFlag) {
         mek::store(mek::loadMat3(s.machineMatrix) * rotation, s.resultMatrix);
         kor::machineAngles(s.resultMatrix, angles);
