@@ -158,7 +158,7 @@ def flat_cost(bench, folder):
         rows.append([str(mode), both(spent["early"]), both(spent["late"]),
                      both([late / early for early, late in zip(spent["early"], spent["late"])], 2)])
     bench.table("Cost over time", ["mode", "from sample 1,000 on, ns", f"from sample {last:,} on, ns", "ratio"], rows,
-                "Least and median of twenty blocks of 10,000 samples each.")
+                "Two engines by turns; least and median of 25 blocks of 10,000 samples.")
 
 
 def lookups(bench, folder):

@@ -9,7 +9,7 @@
 //   unusual       nanoseconds of a repeated time stamp and of a rejected sample
 //   allocations   allocations while the recording is fed
 //   latency N     quantiles of single calls, while a second thread configures
-//   flat N        nanoseconds of a sample early on, and behind N samples
+//   flat N        nanoseconds of a sample of an engine that has had a thousand of them, and of one that has had N
 //   tables        nanoseconds of a sample by the length of the tables, for moving readings and for jumps
 //   walk ROWS, leap ROWS   as feed, with tables of so many rows, for moving readings and for jumps
 #include <algorithm>
@@ -235,27 +235,21 @@ void latency(Sensor& sensor, std::size_t count)
                 configured.load(), quantile(0.5), quantile(0.9999), took.back());
 }
 
+// By turns, because the machine changes more in the meantime than the engine.
 void flat(Sensor& sensor, std::size_t count)
 {
     constexpr std::size_t kBlock = 10000;
-    constexpr std::size_t kBlocks = 20;
     constexpr std::size_t kEarly = 1000;
-    CKor engine;
-    configure(engine, sensor.prm);
-    const auto spent = [&] {
-        std::vector<double> blocks;
-        for (std::size_t i = 0; i < kBlocks; ++i) {
-            const auto start = std::chrono::steady_clock::now();
-            feed(engine, sensor.samples, kBlock);
-            blocks.push_back(nanosecondsSince(start) / kBlock);
-        }
-        return Spent{*std::min_element(blocks.begin(), blocks.end()), median(blocks)};
-    };
-    feed(engine, sensor.samples, kEarly);
-    const Spent early = spent();
-    feed(engine, sensor.samples, count - std::min(count, kEarly + kBlocks * kBlock));
-    const Spent late = spent();
-    std::printf("{\"samples\": %zu, %s, %s}\n", count, jsonOf("early", early).c_str(), jsonOf("late", late).c_str());
+    CKor early;
+    configure(early, sensor.prm);
+    feed(early, sensor.samples, kEarly);
+    CKor late;
+    configure(late, sensor.prm);
+    feed(late, sensor.samples, count);
+    const std::vector<Spent> spent = timeByTurns(
+        {[&] { feed(early, sensor.samples, kBlock); }, [&] { feed(late, sensor.samples, kBlock); }}, kBlock, 25);
+    std::printf("{\"samples\": %zu, %s, %s}\n", count, jsonOf("early", spent[0]).c_str(),
+                jsonOf("late", spent[1]).c_str());
 }
 
 // Tables of so many rows in place of the file's: corrections and levels of the usual size.
