@@ -15,6 +15,9 @@ void runEngineScenario(std::uint64_t seed, int mode, Tally& tally);
 enum class ModelChoice { dualLevel, pendulum, polarizer, threeVec, twoLevelFirst, twoLevelSecond };
 void runModelScenario(std::uint64_t seed, ModelChoice choice, Tally& tally);
 
+// The support routines on arrays.
+void runSupportScenario(std::uint64_t seed, Tally& tally);
+
 // All samples of a shipped recording, in machine and in local coordinates, with and without parameter store.
 void runRecording(const std::string& folder, Tally& tally);
 

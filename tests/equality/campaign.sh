@@ -31,7 +31,7 @@ shift 2
 failed=0
 "$program" recordings "$root"/data/*/ || failed=1
 # The program lists the names of its series behind its usage.
-names=$({ "$program" 2>&1 || true; } | sed -n 's/^  \([a-z_]*\.[a-z_]*\)$/\1/p')
+names=$({ "$program" 2>&1 || true; } | sed -n 's/^  \([a-z_.]*\)$/\1/p')
 for seed in "$@"; do
     echo "seed $seed:"
     printf '%s\n' "$names" | xargs -P "$(nproc)" -I{} "$program" random "$samples" "$seed" {} || failed=1

@@ -48,7 +48,7 @@ public:
     EngineScenario(std::uint64_t seed, int mode, Tally& tally) : m_source(seed), m_mode(mode), m_tally(tally)
     {
         constexpr Temper kTempers[] = {
-            {0, 0, 0, 50}, {0, 0, 40, 40}, {200, 0, 30, 60}, {20, 40, 20, 30}, {3, 8, 8, 10},
+            {0, 0, 0, 50}, {0, 0, 15, 40}, {200, 0, 10, 60}, {20, 40, 8, 30}, {3, 8, 4, 10},
         };
         // The two-level models keep an awkward number for good, so that most of their scenarios go without.
         const bool keeps = mode == 9 || mode == 10;
@@ -58,6 +58,7 @@ public:
             m_temper.awkwardSample *= 3;
             m_temper.awkwardParameter *= 6;
         }
+        m_exact = m_source.oneIn(8);
     }
 
     void run()
@@ -89,8 +90,9 @@ private:
         if (m_temper.awkwardParameter != 0 && m_source.oneIn(m_temper.awkwardParameter)) {
             return m_source.awkward<float>();
         }
-        if (m_source.oneIn(12)) {
-            return m_source.pick({0.0F, -0.0F, 1.0F, -1.0F});
+        if (m_exact || m_source.oneIn(12)) {
+            const float one = low > 0.0 ? 1.0F : 0.0F; // a factor, or something to be added
+            return m_source.oneIn(4) ? m_source.pick({0.0F, -0.0F, 1.0F, -1.0F}) : m_source.pick({one, -one});
         }
         return m_source.real(low, high);
     }
@@ -105,9 +107,13 @@ private:
 
     void matrix(double (&m)[9])
     {
-        switch (m_source.below(5)) {
+        switch (m_source.below(6)) {
         case 0:
             literal::EyeMatrix(m, 3);
+            break;
+        case 5: // one element of an ordinary matrix spoiled
+            literal::rotation_y(m, m_source.uniform(-4, 4));
+            m[m_source.below(9)] = m_source.awkward<double>();
             break;
         case 1: // zeros of both signs and hardly anything else: the dead zones of the angles
             for (double& value : m) {
@@ -227,6 +233,19 @@ private:
         }
     }
 
+    // A row of the table beside a reading, or any row.
+    std::size_t rowNear(const std::vector<float>& table, std::size_t rows, std::size_t stride, float at)
+    {
+        if (m_source.oneIn(3)) {
+            return static_cast<std::size_t>(m_source.below(static_cast<int>(rows)));
+        }
+        std::size_t row = 0;
+        while (row + 1 < rows && table[stride * (row + 1)] <= at) {
+            ++row;
+        }
+        return std::min(rows - 1, row + static_cast<std::size_t>(m_source.below(2)));
+    }
+
     // One row changed in a table of the size that it has.
     void touchEncoder(Pair& p, bool azimuth)
     {
@@ -234,8 +253,8 @@ private:
         if (table.empty()) {
             return;
         }
-        const std::size_t at = static_cast<std::size_t>(m_source.below(static_cast<int>(table.size())));
-        float& value = table[at];
+        const std::size_t row = rowNear(table, table.size() / 2, 2, azimuth ? m_azimuth : m_elevation);
+        float& value = table[2 * row + static_cast<std::size_t>(m_source.below(2))];
         value =
             m_source.pick({value, -value, value + 0.25F, m_source.beside(value), 0.0F, -0.0F, m_source.real(0, 360)});
         const int count = static_cast<int>(table.size() / 2);
@@ -265,7 +284,7 @@ private:
             return;
         }
         const int count = static_cast<int>(level.knots.size()) - 3;
-        const std::size_t at = static_cast<std::size_t>(m_source.below(count));
+        const std::size_t at = rowNear(level.knots, static_cast<std::size_t>(count), 1, x ? m_x : m_y);
         if (m_source.coin()) {
             float& value = level.knots[at];
             value = m_source.pick(
@@ -469,6 +488,7 @@ private:
     // A reading that mostly stays near the one before, often at or beside a row of the table.
     float reading(float last, const std::vector<float>& table, std::size_t stride, double range)
     {
+        const std::size_t rows = stride == 1 && table.size() > 3 ? table.size() - 3 : table.size() / stride;
         const int kind = m_source.below(16);
         if (kind < 2) {
             return last;
@@ -480,8 +500,7 @@ private:
             return m_source.beside(last);
         }
         if (kind < 12 && !table.empty()) {
-            const int row = m_source.below(static_cast<int>(table.size() / stride));
-            const float key = table[stride * static_cast<std::size_t>(row)];
+            const float key = table[stride * rowNear(table, rows, stride, last)];
             if (std::isfinite(key)) {
                 const float turns = stride == 2 && m_source.oneIn(4) ? m_source.pick({360.0F, -360.0F, 720.0F}) : 0.0F;
                 return m_source.beside(key + turns);
@@ -520,7 +539,7 @@ private:
             m_position[i] += m_source.uniform(-2, 2);
             raw.sensorVector[i] = static_cast<float>(m_position[i]);
         }
-        if (m_source.oneIn(40)) { // on the axes
+        if (m_source.oneIn(m_exact ? 2 : 40)) { // on the axes
             const auto axis = static_cast<std::size_t>(m_source.below(3));
             raw.sensorVector[axis] = m_source.pick({0.0F, -0.0F, 1e-5F, m_source.beside(1.7444444444444444e-5F)});
             if (m_source.coin()) {
@@ -541,9 +560,11 @@ private:
                                               : m_source.real(-9000, 9000);
             raw.levelXRaw = m_source.real(-9000, 9000);
         }
-        if (m_source.oneIn(60)) { // levels at rest
+        if (m_source.oneIn(m_exact ? 2 : 60)) { // levels and axes at rest
             raw.levelXRaw = m_source.pick({0.0F, -0.0F, 0.001F, -0.001F});
             raw.levelYRaw = m_source.pick({0.0F, -0.0F, 0.001F, -0.001F});
+            raw.azimuthRaw = m_source.pick({m_azimuth, 0.0F, -0.0F, 90.0F, 180.0F});
+            raw.elevationRaw = m_source.pick({m_elevation, 0.0F, -0.0F});
         }
         raw.levelTemperature = m_source.oneIn(10) ? m_source.pick({0.0F, -0.0F, 1.0F}) : m_source.real(-10, 40);
         raw.referenceGate = m_source.oneIn(10) ? m_source.beside(0.4F) : m_source.real(0, 0.6);
@@ -624,6 +645,7 @@ private:
     int m_mode;
     Tally& m_tally;
     Temper m_temper{};
+    bool m_exact = false; // zeros of both signs and ones in place of most parameters
     int m_number = -1;
     LiteralProcess m_process;
     std::vector<std::unique_ptr<Pair>> m_pairs;

@@ -22,10 +22,13 @@ namespace {
 
 using namespace kor_test;
 
+constexpr int kModelAlone = 0;
+constexpr int kSupport = -1;
+
 // One series of scenarios: engines that begin with a mount mode, or a model by itself.
 struct Series {
     const char* name;
-    int mode; // 0: the model by itself
+    int mode; // or one of the two above
     ModelChoice model;
     double leastValid; // share of the samples that must give finite numbers, so that the comparison means something
 };
@@ -37,12 +40,13 @@ constexpr Series kSeries[] = {
     {"engine.polarizer", 5, {}, 0.4},
     {"engine.three_vectors", 7, {}, 0.4},
     {"engine.two_levels", 9, {}, 0.3},
-    {"model.dual_level", 0, ModelChoice::dualLevel, 0.4},
-    {"model.pendulum", 0, ModelChoice::pendulum, 0.4},
-    {"model.polarizer", 0, ModelChoice::polarizer, 0.4},
-    {"model.three_vectors", 0, ModelChoice::threeVec, 0.4},
-    {"model.two_levels_first", 0, ModelChoice::twoLevelFirst, 0.2},
-    {"model.two_levels_second", 0, ModelChoice::twoLevelSecond, 0.3},
+    {"model.dual_level", kModelAlone, ModelChoice::dualLevel, 0.4},
+    {"model.pendulum", kModelAlone, ModelChoice::pendulum, 0.4},
+    {"model.polarizer", kModelAlone, ModelChoice::polarizer, 0.4},
+    {"model.three_vectors", kModelAlone, ModelChoice::threeVec, 0.4},
+    {"model.two_levels_first", kModelAlone, ModelChoice::twoLevelFirst, 0.2},
+    {"model.two_levels_second", kModelAlone, ModelChoice::twoLevelSecond, 0.3},
+    {"support", kSupport, {}, 1.0},
 };
 
 int usage()
@@ -60,7 +64,11 @@ int usage()
 
 void runScenario(const Series& series, std::uint64_t scenario, Tally& tally)
 {
-    if (series.mode == 0) {
+    if (series.mode == kSupport) {
+        runSupportScenario(scenario, tally);
+        return;
+    }
+    if (series.mode == kModelAlone) {
         runModelScenario(scenario, series.model, tally);
         return;
     }

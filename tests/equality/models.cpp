@@ -81,6 +81,7 @@ public:
         }
         m_change = m_source.pick({0, 60, 15, 4});
         m_excluded = m_source.pick({30, 400, 400, 2000});
+        m_exact = m_source.oneIn(6);
     }
 
     void run()
@@ -109,6 +110,10 @@ private:
 
     float ordinary(int group, int index)
     {
+        if (m_exact && !m_source.oneIn(8)) {
+            const bool factor = group == 0 ? index >= 4 && index <= 6 : group > 1 && index == 6;
+            return factor ? m_source.pick({1.0F, -1.0F}) : m_source.pick({0.0F, -0.0F});
+        }
         if (m_source.oneIn(12)) {
             return m_source.pick({0.0F, -0.0F, 1.0F, -1.0F});
         }
@@ -287,6 +292,12 @@ private:
         io[7] = m_source.uniform(19, 21);
         io[8] = m_source.uniform(19, 21);
         double angles[2] = {m_angles[0], m_angles[1]};
+        for (int i = m_exact ? m_source.below(7) : 0; i > 0; --i) {
+            io[m_source.below(7)] = m_source.pick({0.0, -0.0, 1.0, -1.0, 90.0});
+        }
+        if (m_exact && m_source.coin()) {
+            std::fill_n(angles, 2, m_source.pick({0.0, -0.0}));
+        }
         if (m_source.oneIn(30)) {
             io[m_source.below(9)] = m_source.pick({0.0, -0.0, 1.0, 0.001, -0.001, 90.0});
         }
@@ -355,9 +366,10 @@ private:
     ModelChoice m_choice;
     Tally& m_tally;
     bool m_twoLevels = false;
-    int m_awkward = 0;  // one in so many samples carries awkward numbers; 0: none
-    int m_change = 0;   // one in so many samples follows a change
-    int m_excluded = 0; // one in so many samples is without one of its levels
+    int m_awkward = 0;    // one in so many samples carries awkward numbers; 0: none
+    int m_change = 0;     // one in so many samples follows a change
+    int m_excluded = 0;   // one in so many samples is without one of its levels
+    bool m_exact = false; // zeros of both signs and ones in place of most numbers
     int m_number = -1;
     LiteralProcess m_process;
     std::vector<Pair> m_pairs;
