@@ -51,7 +51,7 @@ public:
 
     /// The same, for a table whose changes are counted: the piece that the reading lay in is kept for the next one.
     /// Given     revision  number of the table's content, above 0: another one whenever a row has been written
-    /// Notes  1  When the reading leaves its piece the search goes outwards from there. A table out of order is
+    /// Notes  1  When the reading leaves its piece the search begins there. A table out of order is
     /// searched
     ///           as above every time; whether it is, is looked at once for a revision.
     float encCalibration(float reading, std::uint64_t revision) noexcept

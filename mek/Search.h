@@ -18,25 +18,21 @@ constexpr std::ptrdiff_t lastReached(std::ptrdiff_t low, std::ptrdiff_t high, co
     return low;
 }
 
-/// The same among `count` places, searched outwards from a place that is thought to be near: the steps depend on the
-/// distance, not on the count.
+/// The same among `count` places, where the result is thought to be `near` or a neighbour of it: those take up to three
+/// looks, any other place the halving of the rest.
 /// Given     near  0 <= near < count
 template <class Reached>
 constexpr std::ptrdiff_t lastReachedNear(std::ptrdiff_t near, std::ptrdiff_t count, const Reached& reached)
 {
-    std::ptrdiff_t step = 1;
     if (reached(near)) {
-        while (near + step < count && reached(near + step)) {
-            near += step;
-            step *= 2;
+        const std::ptrdiff_t behind = near + 2;
+        if (behind > count || !reached(near + 1)) {
+            return near;
         }
-        return lastReached(near, near + step < count ? near + step : count, reached);
+        return behind < count && reached(behind) ? lastReached(behind, count, reached) : near + 1;
     }
-    while (near - step > 0 && !reached(near - step)) {
-        near -= step;
-        step *= 2;
-    }
-    return lastReached(near - step > 0 ? near - step : 0, near, reached);
+    const std::ptrdiff_t before = near - 1;
+    return before < 1 || reached(before) ? (before < 0 ? 0 : before) : lastReached(0, before, reached);
 }
 
 } // namespace mek

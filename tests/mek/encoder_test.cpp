@@ -332,14 +332,18 @@ TEST(EncoderPiece, copiesKeepPiecesOfTheirOwn)
     EXPECT_EQ(e.encCalibration(0, 2), 11);
 }
 
-// The number of rows looked at depends on how far the reading has gone, not on the length of the table.
-TEST(Search, outwardsFindsTheSameAndLooksAtRowsNearby)
+// A neighbour costs the same in a table of any length; any other row costs the logarithm of the length.
+TEST(Search, fromARowFindsTheSameInFewLooks)
 {
-    for (const std::ptrdiff_t count : {1, 2, 3, 17, 1000, 100000}) {
-        for (const std::ptrdiff_t wanted : {std::ptrdiff_t{0}, count / 3, count - 1}) {
-            for (const std::ptrdiff_t distance : {-40, -3, -1, 0, 1, 2, 7, 40}) {
+    for (const std::ptrdiff_t count : {1, 2, 3, 4, 17, 1000, 100000}) {
+        int bits = 0;
+        while ((std::ptrdiff_t{1} << bits) < count) {
+            ++bits;
+        }
+        for (const std::ptrdiff_t wanted : {std::ptrdiff_t{0}, std::ptrdiff_t{1}, count / 3, count - 2, count - 1}) {
+            for (const std::ptrdiff_t distance : {-90000, -40, -3, -2, -1, 0, 1, 2, 3, 40, 90000}) {
                 const std::ptrdiff_t near = wanted + distance;
-                if (near < 0 || near >= count) {
+                if (near < 0 || near >= count || wanted < 0 || wanted >= count) {
                     continue;
                 }
                 int looks = 0;
@@ -349,10 +353,13 @@ TEST(Search, outwardsFindsTheSameAndLooksAtRowsNearby)
                     return place <= wanted;
                 };
                 EXPECT_EQ(mek::lastReachedNear(near, count, reached), wanted) << near << " of " << count;
-                EXPECT_LE(looks, 16) << near << " of " << count; // twice the bits of 40, and four
+                EXPECT_LE(looks, std::abs(distance) <= 1 ? 3 : 3 + bits) << near << " of " << count;
                 EXPECT_EQ(mek::lastReached(0, count, reached), wanted);
             }
         }
+        // Before the first row that is reached.
+        EXPECT_EQ(mek::lastReachedNear(count - 1, count, [](std::ptrdiff_t) { return false; }), 0);
+        EXPECT_EQ(mek::lastReachedNear(0, count, [](std::ptrdiff_t) { return false; }), 0);
     }
 }
 
