@@ -18,21 +18,19 @@ constexpr std::ptrdiff_t lastReached(std::ptrdiff_t low, std::ptrdiff_t high, co
     return low;
 }
 
-/// The same among `count` places, where the result is thought to be `near` or a neighbour of it: those take up to three
-/// looks, any other place the halving of the rest.
+/// The same among `count` places, where the result is thought to be `near` or a neighbour of it: those take up to four
+/// looks in a table of any length, any other place takes two and the halving of the whole.
 /// Given     near  0 <= near < count
+/// Notes  1  A jump halves the whole and not one side of it: a processor cannot foresee which side that is.
 template <class Reached>
 constexpr std::ptrdiff_t lastReachedNear(std::ptrdiff_t near, std::ptrdiff_t count, const Reached& reached)
 {
-    if (reached(near)) {
-        const std::ptrdiff_t behind = near + 2;
-        if (behind > count || !reached(near + 1)) {
-            return near;
-        }
-        return behind < count && reached(behind) ? lastReached(behind, count, reached) : near + 1;
-    }
-    const std::ptrdiff_t before = near - 1;
-    return before < 1 || reached(before) ? (before < 0 ? 0 : before) : lastReached(0, before, reached);
+    const std::ptrdiff_t low = near > 0 ? near - 1 : 0;
+    const std::ptrdiff_t high = near + 2 < count ? near + 2 : count;
+    const bool notBefore = low == 0 || reached(low);
+    const bool notBehind = high == count || !reached(high);
+    const bool isNear = static_cast<int>(notBefore) + static_cast<int>(notBehind) == 2;
+    return isNear ? lastReached(low, high, reached) : lastReached(0, count, reached);
 }
 
 } // namespace mek

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
-#include <limits>
 
 #include "mek/Search.h"
 
@@ -36,15 +35,11 @@ bool isMonotone(const float* knots, std::ptrdiff_t segments)
 // Looks up the interval of an x within the range of a table that runs one way.
 void lookUp(SplinePiece& piece, const float* knots, const double* coeffs, std::ptrdiff_t segments, float x)
 {
-    constexpr float kInfinity = std::numeric_limits<float>::infinity();
     const bool ascending = knots[0] <= knots[segments];
     const std::ptrdiff_t i = lastReachedNear(piece.interval, segments, reachedBy(knots, x, ascending));
     piece.interval = i;
-    // The knot at the end belongs to the next interval, but for the last knot of all.
-    const float next = knots[i + 1];
-    const float end = i + 1 == segments ? next : std::nextafter(next, ascending ? -kInfinity : kInfinity);
-    piece.least = ascending ? knots[i] : end;
-    piece.most = ascending ? end : knots[i];
+    piece.least = std::min(knots[i], knots[i + 1]);
+    piece.most = std::max(knots[i], knots[i + 1]);
     piece.begin = static_cast<double>(knots[i]);
     std::copy_n(coeffs + 4 * i, 4, piece.c);
 }

@@ -41,14 +41,15 @@ float CalcSpline(bool checkRange, const float* knots, const double* coeffs, int 
 struct SplinePiece {
     std::uint64_t revision = 0; ///< of the table that all of this belongs to; 0 for none
     std::ptrdiff_t interval = 0;
-    float least = 1.0F; ///< the x of the interval, a closed range; empty if there is none
+    float least = 0.0F; ///< its knots, the smaller one first; both 0 if there is none
     float most = 0.0F;
     double begin = 0.0;      ///< its knot
     double c[4] = {};        ///< its coefficients
     bool isMonotone = false; ///< whether the knots run one way
 
-    /// Whether it is of that table, and x lies in it.
-    bool holds(std::uint64_t wanted, float x) const noexcept { return revision == wanted && x >= least && x <= most; }
+    /// Whether it is of that table, and x lies in it. A knot belongs to one of two intervals: it is looked up every
+    /// time.
+    bool holds(std::uint64_t wanted, float x) const noexcept { return revision == wanted && x > least && x < most; }
 
     /// Value of the cubic.
     float at(float x) const noexcept

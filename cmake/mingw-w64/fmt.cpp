@@ -1,5 +1,5 @@
-// The parts of fmt that need no instantiation at each place of use, compiled once for the target. Debian has them for the
-// host only.
+// The parts of fmt that need no instantiation at each place of use, compiled once for the target. Debian has them for
+// the host only.
 #include <fmt/format-inl.h>
 
 FMT_BEGIN_NAMESPACE

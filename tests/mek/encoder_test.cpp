@@ -353,7 +353,7 @@ TEST(Search, fromARowFindsTheSameInFewLooks)
                     return place <= wanted;
                 };
                 EXPECT_EQ(mek::lastReachedNear(near, count, reached), wanted) << near << " of " << count;
-                EXPECT_LE(looks, std::abs(distance) <= 1 ? 3 : 3 + bits) << near << " of " << count;
+                EXPECT_LE(looks, std::abs(distance) <= 1 ? 4 : 2 + bits) << near << " of " << count;
                 EXPECT_EQ(mek::lastReached(0, count, reached), wanted);
             }
         }

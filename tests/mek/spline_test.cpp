@@ -511,7 +511,8 @@ TEST(SplinePiece, holdsTheRestOfItsIntervalAndNothingOfAnotherRevision)
     EXPECT_FALSE(piece.holds(0, 0.0F));
     EXPECT_EQ(mek::findSplinePiece(piece, {knots.data(), coeffs.data(), 2, 3}, 4.0F, &outside), 4);
     EXPECT_FALSE(outside);
-    EXPECT_TRUE(piece.holds(3, 0.0F));
+    EXPECT_FALSE(piece.holds(3, 0.0F)) << "knots are looked up";
+    EXPECT_TRUE(piece.holds(3, std::nextafter(0.0F, 1.0F)));
     EXPECT_TRUE(piece.holds(3, std::nextafter(10.0F, 0.0F)));
     EXPECT_FALSE(piece.holds(3, 10.0F));
     EXPECT_FALSE(piece.holds(3, -1e-20F));
