@@ -28,7 +28,7 @@ constexpr std::uint64_t kBadRowsShown = 5; // of those left out
 constexpr std::chrono::milliseconds kBetweenLooks(500);
 
 // Beyond so many the one engine, and what is read and written in turn, leave nothing to do.
-constexpr std::size_t kMostThreads = 8;
+constexpr std::size_t kUsefulThreads = 8;
 
 struct Row {
     KOR_RAWINFO raw;
@@ -100,7 +100,7 @@ public:
 
     Problem run()
     {
-        const std::size_t threads = std::clamp<std::size_t>(m_parts.threads, 1, kMostThreads);
+        const std::size_t threads = std::clamp<std::size_t>(m_parts.threads, 1, kUsefulThreads);
         m_blocks.resize(threads == 1 ? 1 : threads + 2);
         m_parts.reader.tellBeforeWaiting();
         m_parts.results.write(m_rows.header());
