@@ -47,10 +47,10 @@ int setLevel(LiteralLevel& level, int count, const float* knots, const double* c
     }
     next.count = count;
     for (std::size_t i = 0; i < rows + 3; ++i) {
-        next.knots.values[i] = knots[i];
+        next.knots.values[static_cast<std::ptrdiff_t>(i)] = knots[i];
     }
     for (std::size_t i = 0; i < 4 * rows; ++i) {
-        next.coefficients.values[i] = coefficients[i];
+        next.coefficients.values[static_cast<std::ptrdiff_t>(i)] = coefficients[i];
     }
     level = next;
     return 0;
@@ -66,7 +66,7 @@ int setEncoder(LiteralTable<float>& table, literal::Encoder& encoder, int count,
         return 20;
     }
     for (std::size_t i = 0; i < size; ++i) {
-        table.values[i] = values[i];
+        table.values[static_cast<std::ptrdiff_t>(i)] = values[i];
     }
     encoder.setCalTable(table.values.get(), count);
     return 0;
