@@ -62,7 +62,7 @@ constexpr LiteralKind kindOf(ModelChoice choice)
 }
 
 struct Pair {
-    std::unique_ptr<Fields> library;
+    std::unique_ptr<Fields> ours;
     std::unique_ptr<LiteralModel> plain;
     float values[4][8] = {}; // what the groups hold
     std::uint32_t counter[2] = {0, 0};
@@ -133,7 +133,7 @@ private:
     {
         float* const values = p.values[group];
         const int count = m_source.oneIn(8) ? m_source.between(-1, kSizes[group]) : kSizes[group];
-        CKorModel& model = p.library->model();
+        CKorModel& model = p.ours->model();
         switch (group) {
         case 0:
             model.UpdateSFactors(values, count);
@@ -158,7 +158,7 @@ private:
     void write(Pair& p, int group)
     {
         for (int i = 0; i < kSizes[group]; ++i) {
-            p.library->write(group, i, p.values[group][i]);
+            p.ours->write(group, i, p.values[group][i]);
         }
         float* const values = p.values[group];
         switch (group) {
@@ -197,7 +197,7 @@ private:
                          : i < 4                              ? m_source.real(0, 1)
                                                               : m_source.real(-4, m_source.oneIn(6) ? 200 : 5);
         }
-        p.library->model().SetDynamicParameters(dynamic);
+        p.ours->model().SetDynamicParameters(dynamic);
         p.plain->setDynamic(dynamic);
     }
 
@@ -205,9 +205,9 @@ private:
     {
         const int parity = m_source.pick({0, 1, 1, 0, 2, 7});
         if (m_source.coin()) {
-            p.library->model().set_iMMode(parity);
+            p.ours->model().set_iMMode(parity);
         } else {
-            p.library->writeParity(parity);
+            p.ours->writeParity(parity);
         }
         p.plain->parity = parity;
     }
@@ -226,7 +226,7 @@ private:
         case 2: // a copy goes on beside its source
             if (m_pairs.size() < 3) {
                 Pair copy;
-                copy.library = p.library->copy();
+                copy.ours = p.ours->copy();
                 copy.plain = p.plain->copy();
                 std::copy_n(&p.values[0][0], 32, &copy.values[0][0]);
                 std::copy_n(p.counter, 2, copy.counter);
@@ -326,7 +326,7 @@ private:
             time[m_source.below(2)] = m_source.awkward<double>();
         }
 
-        CKorModel& model = p.library->model();
+        CKorModel& model = p.ours->model();
         model.SetLevelLimits(excluded[0], excluded[1]);
         model.SetCounter(p.counter[0], p.counter[1]);
         model.SetTimeInterval(time[0], time[1]);
