@@ -18,10 +18,28 @@ constexpr std::ptrdiff_t lastReached(std::ptrdiff_t low, std::ptrdiff_t high, co
     return low;
 }
 
+/// The same for a `reached` that is in order. The last few places are counted: none of those looks waits for the one
+/// before it, and a processor has no turn to foresee.
+template <class Reached>
+constexpr std::ptrdiff_t lastReachedInOrder(std::ptrdiff_t low, std::ptrdiff_t high, const Reached& reached)
+{
+    constexpr std::ptrdiff_t kFew = 16;
+    while (high - low > kFew) {
+        const std::ptrdiff_t middle = low + (high - low) / 2;
+        (reached(middle) ? low : high) = middle;
+    }
+    std::ptrdiff_t count = 0;
+    for (std::ptrdiff_t place = low + 1; place < high; ++place) {
+        count += reached(place) ? 1 : 0;
+    }
+    return low + count;
+}
+
 /// The same among `count` places, where the result is thought to be `near` or a neighbour of it: those take up to four
-/// looks in a table of any length, any other place takes two and the halving of the whole.
-/// Given     near  0 <= near < count
-/// Notes  1  A jump halves the whole and not one side of it: a processor cannot foresee which side that is.
+/// looks in a table of any length, any other place takes two and the search of the whole.
+/// Given     near     0 <= near < count
+///           reached  in order
+/// Notes  1  A jump searches the whole and not one side of it: a processor cannot foresee which side that is.
 template <class Reached>
 constexpr std::ptrdiff_t lastReachedNear(std::ptrdiff_t near, std::ptrdiff_t count, const Reached& reached)
 {
@@ -30,7 +48,7 @@ constexpr std::ptrdiff_t lastReachedNear(std::ptrdiff_t near, std::ptrdiff_t cou
     const bool notBefore = low == 0 || reached(low);
     const bool notBehind = high == count || !reached(high);
     const bool isNear = static_cast<int>(notBefore) + static_cast<int>(notBehind) == 2;
-    return isNear ? lastReached(low, high, reached) : lastReached(0, count, reached);
+    return isNear ? lastReached(low, high, reached) : lastReachedInOrder(0, count, reached);
 }
 
 } // namespace mek
