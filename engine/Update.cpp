@@ -153,19 +153,15 @@ void captureReference(kor::EngineFields& s)
     s.lastSample.capturedReference = true;
 }
 
-} // namespace
-
-void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
+// Takes a sample as far as it goes.
+// Given     info    all zeros
+// Returned  result  whether there is a matrix of the sensor's orientation, in s.resultMatrix
+[[gnu::always_inline]] inline bool orient(kor::EngineFields& s, const KOR_RAWINFO& raw, KOR_INFO& info)
 {
-    info = KOR_INFO{};
-
-    State& s = *m_state;
-    const std::lock_guard<kor::platform::RecursiveLock> guard(s.lock);
     s.matrixValid = false;
     s.lastSample = {.step = kor::SampleTrace::Step::noModel, .hadReference = s.referenceCaptured};
-    mek::storeIdentity(s.resultMatrix);
     if (s.model == nullptr) {
-        return;
+        return false;
     }
     CKorModel& model = *s.model;
 
@@ -189,7 +185,7 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
         s.lastSample.step = kor::SampleTrace::Step::rejectedByStatus;
         restart(s.levelXRun);
         restart(s.levelYRun);
-        return;
+        return false;
     }
 
     // Runs of usable samples.
@@ -220,7 +216,7 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
 
     if (!model.CalTranxMatrix(s.modelBuffer, s.encoderOffset[0], s.encoderOffset[1], 3)) {
         s.lastSample.step = kor::SampleTrace::Step::noMatrix;
-        return;
+        return false;
     }
     s.lastSample.step = kor::SampleTrace::Step::matrix;
 
@@ -232,13 +228,29 @@ void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
         copyThree(raw.sensorVector, info.sensorOut);
     }
 
-    if (s.referenceCaptured) {
-        kor::OrientationAngles angles;
-        compose(s, mek::loadMat3(s.modelBuffer), angles);
-        info.orientationAngles[0] = mek::degrees(angles.first);
-        info.orientationAngles[1] = mek::degrees(angles.second);
-        info.orientationAngles[2] = mek::degrees(angles.third);
-    } else if (raw.referenceGate <= kReferenceGate && raw.referenceHold == 0) {
-        captureReference(s);
+    if (!s.referenceCaptured) {
+        if (raw.referenceGate <= kReferenceGate && raw.referenceHold == 0) {
+            captureReference(s);
+        }
+        return false;
+    }
+    kor::OrientationAngles angles;
+    compose(s, mek::loadMat3(s.modelBuffer), angles);
+    info.orientationAngles[0] = mek::degrees(angles.first);
+    info.orientationAngles[1] = mek::degrees(angles.second);
+    info.orientationAngles[2] = mek::degrees(angles.third);
+    return true;
+}
+
+} // namespace
+
+void CKor::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
+{
+    info = KOR_INFO{};
+
+    State& s = *m_state;
+    const std::lock_guard<kor::platform::RecursiveLock> guard(s.lock);
+    if (!orient(s, raw, info)) {
+        mek::storeIdentity(s.resultMatrix);
     }
 }

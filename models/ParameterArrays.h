@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 
 namespace kor {
 
@@ -13,9 +14,12 @@ void copyAtMost(const float* from, int count, float* to)
     if (from == nullptr || to == nullptr || count <= 0) {
         return;
     }
-    // All of them is the copy of every sample; its size is a constant.
+    // All of them is the copy of every sample: of constant size, and by way of values of its own, because the two sides
+    // may overlap and a compiler then calls a function for it.
     if (static_cast<std::size_t>(count) >= N) {
-        std::copy_n(from, N, to);
+        float values[N];
+        std::memcpy(values, from, sizeof values);
+        std::memcpy(to, values, sizeof values);
     } else {
         std::copy_n(from, static_cast<std::size_t>(count), to);
     }
