@@ -85,6 +85,11 @@ int CKor::ReadMatrix(double* matrix)
         return kor::kBadArgument;
     }
     const Guard guard(m_state->lock);
-    std::copy(std::begin(m_state->resultMatrix), std::end(m_state->resultMatrix), matrix);
-    return m_state->matrixValid ? kor::kSuccess : kor::kNoMatrix;
+    return kor::readMatrixLocked(*m_state, matrix);
+}
+
+int kor::readMatrixLocked(const EngineFields& s, double* matrix)
+{
+    std::copy(std::begin(s.resultMatrix), std::end(s.resultMatrix), matrix);
+    return s.matrixValid ? kSuccess : kNoMatrix;
 }

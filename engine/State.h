@@ -104,6 +104,9 @@ struct EngineFields {
     FromParameters<OrientationAngles, double, 9> repeatedAngles; ///< of the two-level model's last matrix
 };
 
+/// ReadMatrix into nine doubles, for whoever holds the engine's lock.
+int readMatrixLocked(const EngineFields& s, double* matrix);
+
 } // namespace kor
 
 struct CKor::State : kor::EngineFields {

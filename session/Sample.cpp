@@ -13,9 +13,12 @@ namespace {
 using Step = SampleTrace::Step;
 using Guard = std::lock_guard<platform::RecursiveLock>;
 
-bool isFinite(const double (&matrix)[9])
+// A sum of finite elements may overflow, and only then are they looked at one by one.
+bool isFinite(const double (&m)[9])
 {
-    return std::all_of(std::begin(matrix), std::end(matrix), [](double element) { return std::isfinite(element); });
+    const double sum = (m[0] + m[1] + m[2]) + (m[3] + m[4] + m[5]) + (m[6] + m[7] + m[8]);
+    return std::isfinite(sum) ||
+           std::all_of(std::begin(m), std::end(m), [](double element) { return std::isfinite(element); });
 }
 
 bool isZero(const double (&matrix)[9])
@@ -81,7 +84,7 @@ void ProcessSample(CKor& engine, const KOR_RAWINFO& raw, SampleResult& result)
     CKorAccess::State& s = CKorAccess::state(engine);
     const Guard guard(s.lock);
     engine.updateKORData(raw, result.info);
-    result.matrixCode = engine.ReadMatrix(result.matrix);
+    result.matrixCode = readMatrixLocked(s, result.matrix);
     result.report = reportOf(s);
 }
 
