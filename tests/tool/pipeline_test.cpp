@@ -223,4 +223,55 @@ TEST(PipelineTest, aStageCanBeKeptOnTheThreadThatCalls)
     EXPECT_EQ(last, countedTo(60));
 }
 
+// One thread holds the first stage's last block until something else has begun, so that the other one alone chooses:
+// the second block of the stage that comes first, or the first block of the stage behind it.
+TEST(PipelineTest, aStageThatComesFirstIsBegunBeforeThoseBehindIt)
+{
+    for (const bool comesFirst : {true, false}) {
+        std::atomic<int> filled{0};
+        std::mutex lock;
+        std::string begun;
+        const auto note = [&](const std::string& what) {
+            const std::lock_guard<std::mutex> guard(lock);
+            begun += what;
+        };
+        const auto isChosen = [&] {
+            const std::lock_guard<std::mutex> guard(lock);
+            return begun.size() > 1;
+        };
+        const auto waitFor = [](const std::function<bool()>& holds) {
+            while (!holds()) {
+                std::this_thread::yield();
+            }
+        };
+        Pipeline(4, {{.inTurn = true,
+                      .work =
+                          [&](std::size_t block) {
+                              ++filled;
+                              if (block < 2) {
+                                  return Result::goOn;
+                              }
+                              waitFor(isChosen);
+                              return Result::last;
+                          }},
+                     {.inTurn = true,
+                      .work =
+                          [&](std::size_t block) {
+                              note("a");
+                              waitFor([&] { return block > 0 || filled == 3; });
+                              return Result::goOn;
+                          },
+                      .comesFirst = comesFirst},
+                     {.inTurn = true,
+                      .work =
+                          [&](std::size_t) {
+                              note("b");
+                              return Result::goOn;
+                          }}})
+            .run(2);
+        EXPECT_EQ(begun.substr(0, 2), comesFirst ? "aa" : "ab");
+        EXPECT_EQ(begun.size(), 6U);
+    }
+}
+
 } // namespace

@@ -1,5 +1,7 @@
 #include "tools/kor/Pipeline.h"
 
+#include <algorithm>
+#include <numeric>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -9,8 +11,12 @@
 namespace kor::tool {
 
 Pipeline::Pipeline(std::size_t blocks, std::vector<Stage> stages)
-    : m_stages(std::move(stages)), m_blocks(blocks), m_turns(m_stages.size())
+    : m_stages(std::move(stages)), m_order(m_stages.size()), m_blocks(blocks), m_turns(m_stages.size())
 {
+    // What is furthest on goes first: blocks become free as soon as can be.
+    std::iota(m_order.rbegin(), m_order.rend(), std::size_t{0});
+    std::stable_partition(m_order.begin(), m_order.end(),
+                          [this](std::size_t stage) { return m_stages[stage].comesFirst; });
 }
 
 void Pipeline::run(std::size_t threads)
@@ -51,21 +57,25 @@ void Pipeline::work(bool first)
     }
 }
 
-// The next piece of work. What is furthest on goes first: blocks become free as soon as can be.
+bool Pipeline::mayBegin(std::size_t stage, bool first) const
+{
+    const Turn& turn = m_turns[stage];
+    const Place& place = m_blocks[turn.begun % m_blocks.size()];
+    const bool mayWork = (!m_stages[stage].inTurn || !turn.busy) && (!m_stages[stage].onFirstThread || first);
+    return mayWork && !place.busy && place.stage == stage && (!m_last || turn.begun <= *m_last);
+}
+
 std::optional<Pipeline::Task> Pipeline::begin(bool first)
 {
-    for (std::size_t stage = m_stages.size(); stage-- > 0;) {
-        Turn& turn = m_turns[stage];
-        Place& place = m_blocks[turn.begun % m_blocks.size()];
-        const bool mayWork = (!m_stages[stage].inTurn || !turn.busy) && (!m_stages[stage].onFirstThread || first);
-        const bool isThere = !place.busy && place.stage == stage && (!m_last || turn.begun <= *m_last);
-        if (mayWork && isThere) {
-            place.busy = true;
-            turn.busy = true;
-            return Task{stage, turn.begun++};
-        }
+    const auto next =
+        std::find_if(m_order.begin(), m_order.end(), [=, this](std::size_t stage) { return mayBegin(stage, first); });
+    if (next == m_order.end()) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    Turn& turn = m_turns[*next];
+    m_blocks[turn.begun % m_blocks.size()].busy = true;
+    turn.busy = true;
+    return Task{*next, turn.begun++};
 }
 
 Pipeline::Result Pipeline::done(const Task& task)

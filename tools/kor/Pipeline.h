@@ -14,8 +14,7 @@ namespace kor::tool {
 
 /// Takes a few blocks, which are used again and again, through stages.
 /// Notes  1  A stage begins the blocks in their order. A stage in turn works on one at a time, so that its blocks end
-/// in
-///           that order too; any other stage may work on several.
+///           in that order too; any other stage may work on several.
 ///        2  The first stage is asked to fill a block only when that block has left the last stage: if one stage is
 ///           slow, those before it wait, and memory is that of the blocks.
 class Pipeline {
@@ -30,6 +29,7 @@ public:
         bool inTurn;
         std::function<Result(std::size_t block)> work; ///< given the number of the block, below that of all blocks
         bool onFirstThread = false;                    ///< only on the thread that calls run
+        bool comesFirst = false; ///< of all stages that have a block: for the one that takes longest of those in turn
     };
 
     Pipeline(std::size_t blocks, std::vector<Stage> stages);
@@ -57,11 +57,13 @@ private:
 
     void work(bool first);
     std::optional<Task> begin(bool first);
+    bool mayBegin(std::size_t stage, bool first) const;
     Result done(const Task& task);
     void end(const Task& task, Result result);
     bool isOver() const { return m_stopped || (m_last && m_finished > *m_last); }
 
     std::vector<Stage> m_stages;
+    std::vector<std::size_t> m_order; ///< of the stages, the one to look at first in front
     std::mutex m_lock;
     std::condition_variable m_changed;
     std::vector<Place> m_blocks;

@@ -23,22 +23,19 @@ using recordings::Step;
 
 namespace {
 
-constexpr std::size_t kRowsOfBlock = 256;
+constexpr std::size_t kRowsOfBlock = 1024;
 constexpr std::uint64_t kBadRowsShown = 5; // of those left out
 constexpr std::chrono::milliseconds kBetweenLooks(500);
 
 // Beyond so many the one engine, and what is read and written in turn, leave nothing to do.
 constexpr std::size_t kUsefulThreads = 8;
 
-struct Row {
-    KOR_RAWINFO raw;
-    std::uint64_t place; // in the recording
-    SampleResult sample;
-};
-
-// A stretch of the recording, from its bytes to those of its results.
+// A stretch of the recording, from its bytes to those of its results. What one stage hands to another lies together: it
+// may have to get from one core to another.
 struct Block {
-    std::vector<Row> rows = std::vector<Row>(kRowsOfBlock);
+    std::vector<KOR_RAWINFO> raws = std::vector<KOR_RAWINFO>(kRowsOfBlock);
+    std::vector<std::uint64_t> places = std::vector<std::uint64_t>(kRowsOfBlock); // in the recording
+    std::vector<SampleResult> samples = std::vector<SampleResult>(kRowsOfBlock);
     std::size_t count = 0; // rows to feed
 
     std::unique_ptr<char[]> text{
@@ -64,16 +61,16 @@ struct Block {
     }
 };
 
-recordings::Result resultOf(const Row& row)
+recordings::Result resultOf(const KOR_RAWINFO& raw, const SampleResult& sample)
 {
     recordings::Result result;
-    result.timeStampMs = row.raw.timeStampMs;
-    result.info = row.sample.info;
-    std::copy(std::begin(row.sample.matrix), std::end(row.sample.matrix), result.matrix);
-    result.matrixCode = row.sample.matrixCode;
-    result.outcome = outcomeOf(row.sample.report);
-    result.levelXOut = row.sample.report.levelXOutside;
-    result.levelYOut = row.sample.report.levelYOutside;
+    result.timeStampMs = raw.timeStampMs;
+    result.info = sample.info;
+    std::copy(std::begin(sample.matrix), std::end(sample.matrix), result.matrix);
+    result.matrixCode = sample.matrixCode;
+    result.outcome = outcomeOf(sample.report);
+    result.levelXOut = sample.report.levelXOutside;
+    result.levelYOut = sample.report.levelYOutside;
     return result;
 }
 
@@ -105,10 +102,13 @@ public:
         m_parts.reader.tellBeforeWaiting();
         m_parts.results.write(m_rows.header());
         const auto start = std::chrono::steady_clock::now();
-        Pipeline(m_blocks.size(), {{true, [this](std::size_t i) { return read(m_blocks[i]); }, m_parts.reader.isLive()},
-                                   {true, [this](std::size_t i) { return process(m_blocks[i]); }},
-                                   {false, [this](std::size_t i) { return format(m_blocks[i]); }},
-                                   {true, [this](std::size_t i) { return write(m_blocks[i]); }}})
+        Pipeline(m_blocks.size(),
+                 {{.inTurn = true,
+                   .work = [this](std::size_t i) { return read(m_blocks[i]); },
+                   .onFirstThread = m_parts.reader.isLive()},
+                  {.inTurn = true, .work = [this](std::size_t i) { return process(m_blocks[i]); }, .comesFirst = true},
+                  {.inTurn = false, .work = [this](std::size_t i) { return format(m_blocks[i]); }},
+                  {.inTurn = true, .work = [this](std::size_t i) { return write(m_blocks[i]); }}})
             .run(threads);
         m_tally.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
         return m_broken;
@@ -122,7 +122,7 @@ private:
         block.clear();
         Result result = Result::goOn;
         for (std::size_t steps = 0; steps < kRowsOfBlock && result == Result::goOn; ++steps) {
-            const Step step = m_parts.reader.next(block.rows[block.count].raw);
+            const Step step = m_parts.reader.next(block.raws[block.count]);
             if (step == Step::pending) {
                 pause(block);
                 break;
@@ -137,9 +137,8 @@ private:
     Result take(Block& block, Step step)
     {
         if (step == Step::sample) {
-            Row& row = block.rows[block.count];
-            row.place = m_parts.reader.place();
-            const bool inside = m_window.contains(row.raw.timeStampMs);
+            block.places[block.count] = m_parts.reader.place();
+            const bool inside = m_window.contains(block.raws[block.count].timeStampMs);
             block.count += inside ? 1 : 0;
             block.outside += inside ? 0 : 1;
             return Result::goOn;
@@ -171,7 +170,7 @@ private:
     Result process(Block& block)
     {
         for (std::size_t i = 0; i < block.count; ++i) {
-            ProcessSample(m_parts.engine, block.rows[i].raw, block.rows[i].sample);
+            ProcessSample(m_parts.engine, block.raws[i], block.samples[i]);
         }
         return Result::goOn;
     }
@@ -180,7 +179,7 @@ private:
     {
         char* at = block.text.get();
         for (std::size_t i = 0; i < block.count; ++i) {
-            at = m_rows.append(at, resultOf(block.rows[i]));
+            at = m_rows.append(at, resultOf(block.raws[i], block.samples[i]));
         }
         block.length = static_cast<std::size_t>(at - block.text.get());
         return Result::goOn;
@@ -211,11 +210,10 @@ private:
         m_tally.bad.add(block.bad);
         m_tally.outside += block.outside;
         for (std::size_t i = 0; i < block.count; ++i) {
-            const Row& row = block.rows[i];
-            m_tally.count(row.raw, row.sample.report, row.place);
+            m_tally.count(block.raws[i], block.samples[i].report, block.places[i]);
         }
         if (block.count > 0) {
-            m_last = block.rows[block.count - 1].sample.info;
+            m_last = block.samples[block.count - 1].info;
         }
     }
 
