@@ -145,6 +145,12 @@ void matrixRoutines(Random& random, int rounds)
                for (std::size_t i = 0; i < kInputs; ++i) {
                    Eigen::Map<Row3>(out + 9 * i) = Eigen::Map<const Row3>(a[i].m).inverse();
                }
+           }},
+          {"Eigen, with pivots",
+           [&a](double* out) {
+               for (std::size_t i = 0; i < kInputs; ++i) {
+                   Eigen::Map<Row3>(out + 9 * i) = Eigen::PartialPivLU<Row3>(Eigen::Map<const Row3>(a[i].m)).inverse();
+               }
            }}}},
         rounds);
     run({"3 x 3 product",
