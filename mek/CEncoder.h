@@ -26,8 +26,7 @@ struct EncoderPiece {
 /// straight, from the last row it runs on to the first one a turn later (the rollover), and it repeats with the turn.
 /// Notes  1  A copy shares the table, which its owner keeps alive.
 ///        2  Nothing allocates; an application costs one binary search, or none when the table is known to be the one
-///        of
-///           the application before and the reading has not left its piece.
+///           of the application before and the reading has not left its piece.
 ///        3  A table that is not as described gives finite results of no meaning, and nothing outside it is read.
 class CEncoder {
 public:
@@ -52,8 +51,7 @@ public:
     /// The same, for a table whose changes are counted: the piece that the reading lay in is kept for the next one.
     /// Given     revision  number of the table's content, above 0: another one whenever a row has been written
     /// Notes  1  When the reading leaves its piece the search begins there. A table out of order is
-    /// searched
-    ///           as above every time; whether it is, is looked at once for a revision.
+    ///           searched as above every time; whether it is, is looked at once for a revision.
     float encCalibration(float reading, std::uint64_t revision) noexcept
     {
         const double place = static_cast<double>(reading);

@@ -69,8 +69,7 @@ struct SplineTable {
 
 /// CalcSpline with a range check.
 /// Returned  piece       holds x, if x lies in the table's range and the knots run one way: until a value leaves it,
-/// that
-///                       is the value, in range
+///                       that is the value, in range
 /// Notes  1  The search begins at the piece. Knots out of order are searched as above every time; whether they
 ///           are, is looked at once for a revision.
 float findSplinePiece(SplinePiece& piece, const SplineTable& table, float x, bool* outOfRange) noexcept;

@@ -201,8 +201,7 @@ inline bool bringPivot(double threshold, EliminationRow& first, EliminationRow& 
 /// Returned  a   the inverse; exactly as it was when the result is false
 ///           ok  false: singular, by the rule of MatrixInverse
 /// Notes  1  The same elimination with the same pivots and the same bits (tests/mek/matrix_test.cpp). The columns of
-/// the
-///           identity are not carried along: one takes the place of each column that is done. Until then it holds
+///           the identity are not carried along: one takes the place of each column that is done. Until then it holds
 ///           zeros, and below the diagonal 1; only the signs of the zeros above the diagonal have to be known, 0 over
 ///           the pivots.
 inline bool invert(Mat3& a) noexcept

@@ -96,9 +96,8 @@ inline double doubleOf(const PlainNumber& number) noexcept
 
 /// The nearest float, in less time than a division takes.
 /// Returned  result  false, and no value, where a multiplication cannot tell the nearest float: the product of digits
-/// and
-///                   inverse power is off by at most two units of its last place, and only within three of the middle
-///                   between two floats could that matter
+///                   and inverse power is off by at most two units of its last place, and only within three of the
+///                   middle between two floats could that matter
 inline bool nearestFloat(const PlainNumber& number, float& value) noexcept
 {
     const double product =

@@ -31,8 +31,7 @@ std::optional<Integer> strictInteger(std::string_view text)
 
 /// Whether a number that is out of its type's range is so for being too large, and not for being too small.
 /// Given     number       perhaps a minus sign, digits with at most one point, then perhaps 'e' (hexadecimal: 'p') in
-/// either
-///                        case and a decimal exponent; no "0x"
+///                        either case and a decimal exponent; no "0x"
 /// Notes  1  The place of the first digit decides, because both ends of every range are far away from 1.
 bool isTooLarge(std::string_view number, bool hexadecimal = false);
 

@@ -122,8 +122,7 @@ public:
 
     /// Orientation matrix of the last sample.
     /// Returned  matrix  nine doubles, row-major, base to tracker frame; the identity after a sample that was rejected
-    /// or
-    ///                   refused, and after Destroy; zeros before the first sample
+    ///                   or refused, and after Destroy; zeros before the first sample
     ///           result  0, 20 for a null pointer, 554 when the last sample was not valid or there was none
     /// Notes  1  A null pointer is answered without the lock.
     int ReadMatrix(double* matrix);

@@ -42,8 +42,7 @@ public:
     ///           size    dimension of the matrix, 3; other values are ignored
     /// Returned  matrix  3 x 3 rotation from the sensor's base to the tracker frame, row-major
     ///           result  true when a matrix was formed, false when this sample gives none; the two-level models then
-    ///           leave
-    ///                   the buffer as it was, the dual-level and pendulum models have written it
+    ///                   leave the buffer as it was, the dual-level and pendulum models have written it
     virtual bool CalTranxMatrix(double* const matrix, double angle1, double angle2, int size);
 
     /// QVC parameters: 6 in use, same rules as UpdateSFactors.
