@@ -491,6 +491,14 @@ TEST(MatrixInverse, sizeBelowOneIsRefused)
     }
 }
 
+// The elimination works on twice the square of the size: 2^61 numbers, or nearly 2^63, are more than can be addressed.
+TEST(MatrixInverse, sizeBeyondAllMemoryIsRefused)
+{
+    for (const int n : {1 << 30, INT_MAX}) {
+        expectSingular({1, 2, 3, 4}, n);
+    }
+}
+
 TEST(MatrixInverse, touchesNothingBesideTheMatrix)
 {
     Matrix m{kGuard, 2, 1, 1, 1, kGuard};

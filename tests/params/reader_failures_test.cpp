@@ -205,6 +205,12 @@ TEST_F(ReaderFailures, anotherIdInTheFileGivesMessage602)
         EXPECT_EQ(read(prm, file.text()), kBadFormat);
         expectSame(snapshot(prm), expected(firstSensor(9)));
     }
+    // Numbers beyond 64 bits, of which the low 32 are the sensor's ID.
+    for (const auto& [text, id] : {std::pair("18446744073709551617", 1UL), std::pair("18446744073709551633", kId),
+                                   std::pair("-18446744073709551615", 1UL), std::pair("4294967313", kId)}) {
+        file[1].body = std::string(text) + "\n";
+        EXPECT_EQ(message(file.text(), id), 602) << text;
+    }
     EXPECT_EQ(message("Serial Number"), 602);
     EXPECT_EQ(message("Serial Number 17"), 603);
 }

@@ -40,7 +40,7 @@ int codeOf(int table)
 TEST_F(Hostile, negativeCountsFailWithTheCodeOfTheirBlock)
 {
     for (const int table : kTables) {
-        for (const char* count : {"-1", "-3", "-2147483648", "-99999999999999999999"}) {
+        for (const char* count : {"-1", "-3", "-2147483648", "-18446744073709551615", "-99999999999999999999"}) {
             PrmFile file(secondSensor(9));
             file[table].body.replace(0, file[table].body.find('\n'), count);
             EXPECT_EQ(message(file.text()), codeOf(table)) << count;
@@ -58,8 +58,8 @@ TEST_F(Hostile, negativeCountsFailWithTheCodeOfTheirBlock)
 TEST_F(Hostile, countsBeyondTheFileFailWithTheCodeOfTheirBlock)
 {
     for (const int table : kTables) {
-        for (const char* count :
-             {"100000", "1073741823", "1073741824", "1431655766", "2147483645", "2147483647", "99999999999999999999"}) {
+        for (const char* count : {"100000", "1073741823", "1073741824", "1431655766", "2147483645", "2147483647",
+                                  "4294967297", "18446744073709551617", "99999999999999999999"}) {
             PrmFile file(secondSensor(9));
             file[table].body.replace(0, file[table].body.find('\n'), count);
             EXPECT_EQ(message(file.text()), codeOf(table)) << count;

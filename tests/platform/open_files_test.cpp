@@ -73,6 +73,31 @@ TEST_F(OpenFiles, aWriteErrorIsNotForgottenAtTheEnd)
     EXPECT_FALSE(file.close());
 }
 
+TEST_F(OpenFiles, areNotMovedWhereTheyCannotBe)
+{
+    write("source", "new");
+    write("target", "old");
+    fs::create_directory(m_folder / "folder");
+    write("folder/inside", "kept");
+    const auto content = [this](const char* name) {
+        std::ifstream file(m_folder / name, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+
+    EXPECT_FALSE(moveFile(path("missing"), path("target")));
+    EXPECT_FALSE(moveFile(path("source"), path("folder")));
+    EXPECT_FALSE(moveFile(path("source"), path("missing/target")));
+    EXPECT_FALSE(moveFile(path("source"), path(std::string("target\0", 7))));
+    EXPECT_EQ(content("source"), "new");
+    EXPECT_EQ(content("target"), "old");
+    EXPECT_EQ(content("folder/inside"), "kept");
+    EXPECT_EQ(files(), 3);
+
+    EXPECT_TRUE(moveFile(path("source"), path("target")));
+    EXPECT_EQ(content("target"), "new");
+    EXPECT_EQ(files(), 2);
+}
+
 TEST_F(OpenFiles, moveTheirFile)
 {
     write("old", "x");

@@ -98,6 +98,29 @@ TEST(TwoLevelV2MovingFilter, looksBackAcrossTheEndOfTheRing)
     }
 }
 
+TEST(TwoLevelV2MovingFilter, touchesNothingBehindTheNineChannels)
+{
+    constexpr double kGuard = 4711.0;
+    double ring[52][9];
+    for (const int row : {0, 2, 49, 50}) {
+        OpenV2 model;
+        model.m_ringIndex = row;
+        for (auto& channels : ring) {
+            for (double& channel : channels) {
+                channel = kGuard;
+            }
+        }
+        double sample[10] = {1, 2, 3, 4, 5, 6, 7, 8, 9, kGuard + 1};
+        model.MovingFilter(ring, sample);
+        EXPECT_EQ(sample[9], kGuard + 1) << row;
+        for (int other = 0; other < 52; ++other) {
+            for (int channel = 0; channel < 9; ++channel) {
+                EXPECT_EQ(ring[other][channel], other == row ? channel + 1 : kGuard) << other << ", " << channel;
+            }
+        }
+    }
+}
+
 TEST(TwoLevelV2MovingFilter, matchesItsStepsToTheBit)
 {
     std::mt19937 random(41);
@@ -159,6 +182,27 @@ TEST(TwoLevelV2PsdMovingFilter, isAMeanOfFiveWithoutDelayedChannels)
         EXPECT_EQ(ring[n][0], first[n]);
         EXPECT_EQ(ring[n][1], -first[n]);
         ++model.m_ringIndex;
+    }
+}
+
+TEST(TwoLevelV2PsdMovingFilter, touchesNothingBehindThePair)
+{
+    constexpr double kGuard = 4711.0;
+    double ring[52][2];
+    for (const int row : {0, 2, 50}) {
+        OpenV2 model;
+        model.m_ringIndex = row;
+        for (auto& channels : ring) {
+            channels[0] = channels[1] = kGuard;
+        }
+        double pair[3] = {1, 2, kGuard + 1};
+        model.PsdMovingFilter(ring, pair);
+        EXPECT_EQ(pair[2], kGuard + 1) << row;
+        for (int other = 0; other < 52; ++other) {
+            for (int channel = 0; channel < 2; ++channel) {
+                EXPECT_EQ(ring[other][channel], other == row ? channel + 1 : kGuard) << other << ", " << channel;
+            }
+        }
     }
 }
 
