@@ -9,6 +9,8 @@
 #if !defined(_WIN32)
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "support/ChildExit.h"
 #endif
 
 namespace kor_test {
@@ -275,10 +277,10 @@ std::vector<Record> inAChildProcess(std::size_t count, Body body)
         for (std::size_t i = 0; i < count; ++i) {
             const Record record = body();
             if (write(ends[1], &record, sizeof(record)) != static_cast<ssize_t>(sizeof(record))) {
-                _exit(1);
+                endChild(1);
             }
         }
-        _exit(0);
+        endChild(0);
     }
     close(ends[1]);
     auto* bytes = reinterpret_cast<char*>(records.data());

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <grp.h>
 #include <linux/capability.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -33,6 +32,7 @@
 #include "params/file/Writer.h"
 #include "params/prm_file.h"
 #include "platform/Files.h"
+#include "support/ChildExit.h"
 #include "support/Rounds.h"
 
 namespace {
@@ -88,7 +88,7 @@ int inChild(const std::function<int()>& run)
             std::fprintf(stderr, "in the child: %s\n", error.what()); // must not go on as the test program
         }
         [[maybe_unused]] const ssize_t sent = ::write(ends[1], &value, sizeof value);
-        ::_exit(0);
+        kor_test::endChild(0);
     }
     ::close(ends[1]);
     int value = kDied;
@@ -139,26 +139,28 @@ bool mountSmall(const fs::path& directory, const std::string& size)
            ::access(directory.c_str(), W_OK) == 0;
 }
 
+// Below the hard limit that this process may be under, which it could not raise.
 void limitFileSize(std::size_t bytes)
 {
     std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit = {bytes, RLIM_INFINITY};
-    ::setrlimit(RLIMIT_FSIZE, &limit);
+    rlimit limit{};
+    if (::getrlimit(RLIMIT_FSIZE, &limit) == 0) {
+        limit.rlim_cur = bytes;
+    }
+    if (limit.rlim_cur != bytes || ::setrlimit(RLIMIT_FSIZE, &limit) != 0) {
+        std::fputs("the size of files cannot be limited\n", stderr);
+        kor_test::endChild(1);
+    }
 }
 
-// Permissions bind neither the superuser nor the master of a user namespace.
+// Permissions bind neither the superuser nor the master of a user namespace. Without capabilities they bind the
+// superuser as they bind every owner, and a private temporary directory stays within reach.
 void dropPrivileges()
 {
-    if (::geteuid() == 0) {
-        constexpr unsigned kNobody = 65534;
-        if (::setgroups(0, nullptr) != 0 || ::setgid(kNobody) != 0 || ::setuid(kNobody) != 0) {
-            ::_exit(1);
-        }
-    }
     __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
     std::array<__user_cap_data_struct, 2> none{};
     if (::syscall(SYS_capset, &header, none.data()) != 0) {
-        ::_exit(1);
+        kor_test::endChild(1);
     }
 }
 
@@ -178,7 +180,7 @@ int killLaterAndLater(const fs::path& file, const std::string& old, const std::s
         writeFile(file, old);
         const pid_t child = ::fork();
         if (child == 0) {
-            ::_exit(rewrite(file) == kSuccess ? 0 : 1);
+            kor_test::endChild(rewrite(file) == kSuccess ? 0 : 1);
         }
         std::this_thread::sleep_for(whole * 2 * round / kRounds);
         ::kill(child, SIGKILL);

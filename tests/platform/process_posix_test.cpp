@@ -1,0 +1,286 @@
+// Signals that end the process, and processes that run the same program. Each scenario has a process of its own.
+#include "platform/Process.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "platform/Files.h"
+#include "support/ChildExit.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace kor::platform;
+using namespace std::chrono_literals;
+
+/// What a child process ends with: its exit status, or 1000 and the number of the signal.
+int inChild(const std::function<int()>& run)
+{
+    const pid_t child = ::fork();
+    if (child == 0) {
+        kor_test::endChild(run());
+    }
+    int status = 0;
+    EXPECT_EQ(::waitpid(child, &status, 0), child);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+}
+
+/// Calls the handler of a signal, which ends the process by the signal: that waits, so that the child can look around.
+void handle(int number)
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, number);
+    ::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    struct sigaction action = {};
+    ::sigaction(number, nullptr, &action);
+    action.sa_handler(number);
+}
+
+bool isPending(int number)
+{
+    sigset_t set;
+    sigpending(&set);
+    return sigismember(&set, number) == 1;
+}
+
+class Processes : public ::testing::Test {
+protected:
+    Processes() : m_folder(fs::temp_directory_path() / ("kor_process_" + std::to_string(std::random_device{}())))
+    {
+        fs::create_directory(m_folder);
+    }
+    ~Processes() override
+    {
+        std::error_code ignored;
+        fs::remove_all(m_folder, ignored);
+    }
+    std::string target() const { return (m_folder / "target").string(); }
+    bool holdsNothing() const { return fs::is_empty(m_folder); }
+
+    fs::path m_folder;
+};
+
+TEST_F(Processes, areEndedByTheirSignalsWhichRemoveTemporaryFiles)
+{
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        EXPECT_EQ(inChild([&] {
+                      prepareProcess();
+                      const TemporaryFile file = TemporaryFile::beside(target());
+                      if (!file || holdsNothing()) {
+                          return 1;
+                      }
+                      ::raise(number);
+                      return 2;
+                  }),
+                  1000 + number);
+        EXPECT_TRUE(holdsNothing()) << number;
+    }
+}
+
+TEST_F(Processes, ofASignalRemoveEveryTemporaryFileFirst)
+{
+    EXPECT_EQ(inChild([&] {
+                  prepareProcess();
+                  std::vector<TemporaryFile> files;
+                  for (int i = 0; i < 5; ++i) {
+                      files.push_back(TemporaryFile::beside(target()));
+                  }
+                  files.erase(files.begin() + 1);
+                  handle(SIGTERM);
+                  return holdsNothing() && isPending(SIGTERM) ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(Processes, keepIgnoringWhatTheirCallerLetThemIgnore)
+{
+    EXPECT_EQ(inChild([] {
+                  std::signal(SIGHUP, SIG_IGN);
+                  prepareProcess();
+                  ::raise(SIGHUP);
+                  return 0;
+              }),
+              0);
+}
+
+TEST_F(Processes, putSomethingInPlaceOfClosedStandardStreams)
+{
+    EXPECT_EQ(inChild([&] {
+                  ::close(STDIN_FILENO);
+                  ::close(STDOUT_FILENO);
+                  prepareProcess();
+                  char byte = 0;
+                  const bool readsNothing = ::read(STDIN_FILENO, &byte, 1) < 0;
+                  const bool writesNothing = ::write(STDOUT_FILENO, &byte, 1) < 0;
+                  const File file = openFile(target(), OpenMode::create);
+                  return readsNothing && writesNothing && file.descriptor() > STDERR_FILENO ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(Processes, noteTheFirstSignalAndEndByALaterOne)
+{
+    EXPECT_EQ(inChild([] {
+                  prepareProcess();
+                  const EndingSignalsAreNoted noting;
+                  if (notedSignal() != 0) {
+                      return 1;
+                  }
+                  ::raise(SIGINT);
+                  ::raise(SIGTERM); // with the first one: timeout(1) and shells send a pair
+                  if (notedSignal() != SIGINT) {
+                      return 2;
+                  }
+                  std::this_thread::sleep_for(250ms);
+                  handle(SIGTERM);
+                  return isPending(SIGTERM) && notedSignal() == SIGINT ? 0 : 3;
+              }),
+              0);
+    EXPECT_EQ(inChild([] {
+                  prepareProcess();
+                  const EndingSignalsAreNoted noting;
+                  ::raise(SIGHUP);
+                  return 1;
+              }),
+              1000 + SIGHUP);
+    EXPECT_EQ(inChild([] {
+                  prepareProcess();
+                  {
+                      const EndingSignalsAreNoted noting;
+                  }
+                  ::raise(SIGINT);
+                  return 1;
+              }),
+              1000 + SIGINT);
+}
+
+TEST_F(Processes, letSignalsWaitUntilTheOutermostGuardGoes)
+{
+    EXPECT_EQ(inChild([] {
+                  prepareProcess();
+                  const EndingSignalsWait outer;
+                  {
+                      const EndingSignalsWait inner;
+                      ::raise(SIGTERM);
+                  }
+                  return isPending(SIGTERM) ? 0 : 1; // which the end of the outer one does not let happen
+              }),
+              1000 + SIGTERM);
+}
+
+// ---- children ----------------------------------------------------------------------------------------------
+
+constexpr const char* kTask = "KOR_TEST_TASK";
+
+// What the processes do that the tests below start; nothing without a task.
+TEST(ChildOfATest, doesItsTask)
+{
+    const char* const given = std::getenv(kTask);
+    if (given == nullptr) {
+        return;
+    }
+    const std::string task = given;
+    ::unsetenv(kTask);
+    if (task == "complain") {
+        std::fputs("a complaint", stderr);
+        kor_test::endChild(7);
+    } else if (task == "complain a lot") {
+        std::fputs(std::string(200000, 'x').c_str(), stderr);
+        kor_test::endChild(0);
+    } else if (task == "die") {
+        ::raise(SIGKILL);
+    }
+    std::this_thread::sleep_for(60s);
+}
+
+ChildResult runTask(const char* task)
+{
+    ::setenv(kTask, task, 1);
+    ChildResult result = runSelf({"--gtest_filter=ChildOfATest.doesItsTask"});
+    ::unsetenv(kTask);
+    return result;
+}
+
+TEST_F(Processes, runThemselvesAndTellStatusAndErrors)
+{
+    const ChildResult result = runTask("complain");
+    EXPECT_TRUE(result.started);
+    EXPECT_EQ(result.status, 7);
+    EXPECT_EQ(result.errors, "a complaint");
+
+    const ChildResult dead = runTask("die");
+    EXPECT_TRUE(dead.started);
+    EXPECT_EQ(dead.status, 128 + SIGKILL);
+
+    // More than a pipe holds.
+    const ChildResult talkative = runTask("complain a lot");
+    EXPECT_EQ(talkative.status, 0);
+    EXPECT_EQ(talkative.errors, std::string(200000, 'x'));
+}
+
+TEST_F(Processes, tellWhyTheyCannotRunThemselves)
+{
+    const ChildResult tooLong = runSelf({std::string(1U << 22, 'x')});
+    EXPECT_FALSE(tooLong.started);
+    EXPECT_EQ(tooLong.errors, "cannot start a process: Argument list too long");
+
+    EXPECT_EQ(inChild([] {
+                  const int next = ::dup(STDIN_FILENO);
+                  ::close(next);
+                  rlimit usual{};
+                  ::getrlimit(RLIMIT_NOFILE, &usual);
+                  const rlimit limit = {static_cast<rlim_t>(next), usual.rlim_max};
+                  ::setrlimit(RLIMIT_NOFILE, &limit);
+                  const ChildResult result = runSelf({});
+                  ::setrlimit(RLIMIT_NOFILE, &usual);
+                  return !result.started && result.errors == "cannot prepare a process: Too many open files" ? 0 : 1;
+              }),
+              0);
+}
+
+TEST_F(Processes, takeTheirChildrenAlongAndStartNoMore)
+{
+    EXPECT_EQ(inChild([] {
+                  prepareProcess();
+                  ChildResult result;
+                  std::thread thread([&result] { result = runTask("sleep"); });
+                  // The signal that comes before the child is listed would wait for it; this one finds it asleep.
+                  std::this_thread::sleep_for(200ms);
+                  handle(SIGTERM);
+                  thread.join();
+                  if (!result.started || result.status != 128 + SIGTERM) {
+                      return 1;
+                  }
+                  const ChildResult none = runTask("complain");
+                  return !none.started && none.errors == "cannot start a process: Operation canceled" ? 0 : 2;
+              }),
+              0);
+}
+
+TEST_F(Processes, haveTheArgumentsBehindTheirName)
+{
+    char name[] = "kor";
+    char first[] = "a b";
+    char* list[] = {name, first, nullptr};
+    EXPECT_EQ(arguments(2, list), (std::vector<std::string>{"a b"}));
+    EXPECT_EQ(arguments(1, list), std::vector<std::string>{});
+    EXPECT_EQ(arguments(0, list), std::vector<std::string>{});
+    EXPECT_EQ(processId(), static_cast<unsigned>(::getpid()));
+}
+
+} // namespace
