@@ -15,7 +15,7 @@ tells() { # STATUS STREAM COMMAND [ARGUMENT...]: ends with the status, at once, 
     [ "$2" = out ] || [ ! -s "$work/out" ] || { cat "$work/out"; echo "output beside the refusal: ${*:3}"; exit 1; }
 }
 
-for script in fuzz/run.sh tests/reference/campaign.sh tests/equality/campaign.sh ./demo.sh ./bench.sh; do
+for script in fuzz/run.sh scripts/nightly.sh tests/reference/campaign.sh tests/equality/campaign.sh ./demo.sh ./bench.sh; do
     tells 0 out "$script" --help
     tells 0 out "$script" -h
 done
@@ -23,6 +23,10 @@ for argument in '' 0 1x -1 99999999999; do
     tells 64 err fuzz/run.sh "$argument"
 done
 tells 64 err fuzz/run.sh 1 2
+for argument in 0/1 2/1 1 1/x x/1 1/100000; do
+    tells 64 err scripts/nightly.sh "$argument"
+done
+tells 64 err scripts/nightly.sh 1/2 1/2
 tells 64 err tests/reference/campaign.sh
 tells 64 err tests/reference/campaign.sh /bin/true
 tells 64 err tests/reference/campaign.sh /nonexistent 1
