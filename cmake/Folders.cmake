@@ -1,6 +1,8 @@
 # One target per folder. A folder links exactly the folders that it may use; tests/lint holds the includes to the same
 # arrows.
 
+option(KORINTERFACE_TESTS_SHARED "Tests take the folders from the shared library, which shows all its names" OFF)
+
 # A folder of the library, as a static library. The shared library and the tests take their objects from here.
 #   USES  the folders that this one may use
 function(kor_folder name)
@@ -24,8 +26,10 @@ function(kor_folder name)
       target_compile_options(${name} PRIVATE -fno-plt -fno-semantic-interposition)
     endif()
   endif()
-  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_VISIBILITY_PRESET hidden
-                                           VISIBILITY_INLINES_HIDDEN ON CXX_EXTENSIONS OFF)
+  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_EXTENSIONS OFF)
+  if(NOT KORINTERFACE_TESTS_SHARED)
+    set_target_properties(${name} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  endif()
   set_property(GLOBAL APPEND PROPERTY kor_library_folders ${name})
 endfunction()
 
@@ -33,6 +37,9 @@ endfunction()
 #   PLAIN  without the library's own compiler options
 function(kor_side_folder name)
   cmake_parse_arguments(ARG "PLAIN" "" "SOURCES;USES" ${ARGN})
+  if(KORINTERFACE_TESTS_SHARED) # else the folder would be there twice
+    list(TRANSFORM ARG_USES REPLACE "^kor_platform$" KORInterface)
+  endif()
   add_library(${name} STATIC ${ARG_SOURCES})
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR})
