@@ -34,7 +34,7 @@ NOT_RUN = [
     ("CONTRIBUTING.md", r"git ls-files .*clang-format.*", "the first step of check.sh"),
     ("CONTRIBUTING.md", r"scripts/tidy\.sh .*", "the second step of check.sh"),
     ("CONTRIBUTING.md", r"scripts/(coverage|mutate)\.py", "minutes and hours"),
-    ("CONTRIBUTING.md", r"scripts/nightly\.sh", "an hour; the tests EveryValue.* try some of these inputs"),
+    ("CONTRIBUTING.md", r"scripts/nightly\.sh", "half an hour; the tests EveryValue.* try some of these inputs"),
     ("CONTRIBUTING.md", r"tests/reference/campaign\.sh .*",
      "a minute and a half; the test reference.library_equals_the_independent_implementation runs it with one seed"),
     ("CONTRIBUTING.md", r"tests/equality/campaign\.sh .*", "half an hour; the tests equality.* run fewer samples"),
