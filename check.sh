@@ -36,10 +36,10 @@ built asan -DKORINTERFACE_BUILD_TOOLS=OFF
 quietly ctest --preset asan -j "$jobs" -L unit
 
 step "g++: build"
-built dev
+built dev -DKORINTERFACE_JOIN_TOOL=ON
 
 step "MinGW: build; tests of DLL, program and archive under Wine"
-built mingw -DKORINTERFACE_TESTS_SMOKE=ON
+built mingw -DKORINTERFACE_TESTS_SMOKE=ON -DKORINTERFACE_JOIN_TOOL=ON
 quietly ctest --preset mingw -j "$jobs"
 
 step "g++: all tests"
