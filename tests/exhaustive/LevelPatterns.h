@@ -4,7 +4,6 @@
 #include "KORInterface/KORInterface.h"
 #include "engine/State.h"
 #include "literal/Support.h"
-#include "mek/Spline.h"
 
 #include <array>
 #include <bit>
@@ -22,12 +21,11 @@ public:
     explicit LevelPatterns(std::vector<float> knots) : m_knots(std::move(knots))
     {
         const auto rows = static_cast<std::size_t>(rowCount());
-        std::vector<float> heights(rows);
+        // The pieces do not meet, so that each knot shows which of them it was given to.
         for (std::size_t i = 0; i < rows; ++i) {
-            heights[i] = 0.25F * m_knots[i] + (i % 2 == 0 ? 0.125F : -0.375F);
+            const double step = static_cast<double>(i);
+            m_coefficients.insert(m_coefficients.end(), {0.5 + step, 0.25 - 0.125 * step, 0.001 * step, -0.0001});
         }
-        m_coefficients.resize(4 * rows);
-        mek::CubicSplines(m_knots.data(), heights.data(), rowCount() - 1, m_coefficients.data());
         m_engine.setLevelXComp(rowCount(), m_knots.data(), m_coefficients.data());
         m_engine.setTiltOffset(F_VECTOR2{kOffset, 0.0F});
         m_engine.setThermalFactor(F_VECTOR4{kGain, kThermalOffset, 0.0F, 1.0F});

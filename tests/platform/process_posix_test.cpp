@@ -39,6 +39,15 @@ int inChild(const std::function<int()>& run)
     return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
 }
 
+/// Prepares the process as if its caller ignored no signal: a shell lets what it starts in the background ignore two.
+void prepare()
+{
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+        std::signal(number, SIG_DFL);
+    }
+    prepareProcess();
+}
+
 /// Calls the handler of a signal, which ends the process by the signal: that waits, so that the child can look around.
 void handle(int number)
 {
@@ -79,7 +88,7 @@ TEST_F(Processes, areEndedByTheirSignalsWhichRemoveTemporaryFiles)
 {
     for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
         EXPECT_EQ(inChild([&] {
-                      prepareProcess();
+                      prepare();
                       const TemporaryFile file = TemporaryFile::beside(target());
                       if (!file || holdsNothing()) {
                           return 1;
@@ -95,7 +104,7 @@ TEST_F(Processes, areEndedByTheirSignalsWhichRemoveTemporaryFiles)
 TEST_F(Processes, ofASignalRemoveEveryTemporaryFileFirst)
 {
     EXPECT_EQ(inChild([&] {
-                  prepareProcess();
+                  prepare();
                   std::vector<TemporaryFile> files;
                   for (int i = 0; i < 5; ++i) {
                       files.push_back(TemporaryFile::beside(target()));
@@ -123,7 +132,7 @@ TEST_F(Processes, putSomethingInPlaceOfClosedStandardStreams)
     EXPECT_EQ(inChild([&] {
                   ::close(STDIN_FILENO);
                   ::close(STDOUT_FILENO);
-                  prepareProcess();
+                  prepare();
                   char byte = 0;
                   const bool readsNothing = ::read(STDIN_FILENO, &byte, 1) < 0;
                   const bool writesNothing = ::write(STDOUT_FILENO, &byte, 1) < 0;
@@ -136,7 +145,7 @@ TEST_F(Processes, putSomethingInPlaceOfClosedStandardStreams)
 TEST_F(Processes, noteTheFirstSignalAndEndByALaterOne)
 {
     EXPECT_EQ(inChild([] {
-                  prepareProcess();
+                  prepare();
                   const EndingSignalsAreNoted noting;
                   if (notedSignal() != 0) {
                       return 1;
@@ -152,14 +161,14 @@ TEST_F(Processes, noteTheFirstSignalAndEndByALaterOne)
               }),
               0);
     EXPECT_EQ(inChild([] {
-                  prepareProcess();
+                  prepare();
                   const EndingSignalsAreNoted noting;
                   ::raise(SIGHUP);
                   return 1;
               }),
               1000 + SIGHUP);
     EXPECT_EQ(inChild([] {
-                  prepareProcess();
+                  prepare();
                   {
                       const EndingSignalsAreNoted noting;
                   }
@@ -172,7 +181,7 @@ TEST_F(Processes, noteTheFirstSignalAndEndByALaterOne)
 TEST_F(Processes, letSignalsWaitUntilTheOutermostGuardGoes)
 {
     EXPECT_EQ(inChild([] {
-                  prepareProcess();
+                  prepare();
                   const EndingSignalsWait outer;
                   {
                       const EndingSignalsWait inner;
@@ -256,7 +265,7 @@ TEST_F(Processes, tellWhyTheyCannotRunThemselves)
 TEST_F(Processes, takeTheirChildrenAlongAndStartNoMore)
 {
     EXPECT_EQ(inChild([] {
-                  prepareProcess();
+                  prepare();
                   ChildResult result;
                   std::thread thread([&result] { result = runTask("sleep"); });
                   // The signal that comes before the child is listed would wait for it; this one finds it asleep.
