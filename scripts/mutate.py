@@ -259,6 +259,8 @@ def limited(command, cost):
     temporary.mkdir(mode=0o700)
 
     def bounds():
+        for number in (signal.SIGINT, signal.SIGQUIT):  # which a shell lets its background ignore
+            signal.signal(number, signal.SIG_DFL)
         resource.setrlimit(resource.RLIMIT_CPU, (seconds, seconds + 1))
         resource.setrlimit(resource.RLIMIT_FSIZE, (1 << 28, 1 << 28))
         resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
