@@ -28,8 +28,9 @@ jobs=$(($(nproc) + 1))
 step "source format"
 git ls-files -z -- '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
 
-step "clang-tidy"
+step "clang-tidy, cppcheck"
 quietly scripts/tidy.sh
+quietly scripts/cppcheck.sh
 
 step "clang, AddressSanitizer, UndefinedBehaviorSanitizer: build and unit tests"
 built asan -DKORINTERFACE_BUILD_TOOLS=OFF

@@ -41,8 +41,8 @@ need() {
 build_packages=(g++ cmake ninja-build libcli11-dev libdragonbox-dev libfmt-dev nlohmann-json3-dev zlib1g-dev
                 libzstd-dev python3)
 # llvm brings the symbolizer, without which the leak checker does not recognise the buffers that are kept on purpose.
-test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy libgtest-dev librapidcheck-dev libeigen3-dev libgsl-dev
-               libboost-math-dev pkg-config locales python3-numpy python3-mpmath git dpkg-dev lintian file man-db valgrind)
+test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy cppcheck libgtest-dev librapidcheck-dev libeigen3-dev
+               libgsl-dev libboost-math-dev pkg-config locales python3-numpy python3-mpmath git dpkg-dev lintian file man-db valgrind)
 # What is measured against, and with what.
 bench_packages=(valgrind libeigen3-dev libgsl-dev libboost-math-dev miller python3-pandas time)
 # scripts/coverage.py
