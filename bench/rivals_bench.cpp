@@ -382,27 +382,24 @@ std::vector<double> valuesOf(CKorPrm& prm)
     prm.getPSDParameters(x, y);
     add(x);
     add(y);
-    prm.getAzimuthComp(count, nullptr);
-    std::vector<float> table(2 * std::size_t{count});
-    prm.getAzimuthComp(count, table.data());
-    add(table);
-    prm.getElevationComp(count, nullptr);
-    table.resize(2 * std::size_t{count});
-    prm.getElevationComp(count, table.data());
-    add(table);
-    std::vector<double> coefficients;
-    prm.getLevelXComp(count, nullptr, nullptr);
-    table.resize(count + std::size_t{3});
-    coefficients.resize(4 * std::size_t{count});
-    prm.getLevelXComp(count, table.data(), coefficients.data());
-    add(table);
-    add(coefficients);
-    prm.getLevelYComp(count, nullptr, nullptr);
-    table.resize(count + std::size_t{3});
-    coefficients.resize(4 * std::size_t{count});
-    prm.getLevelYComp(count, table.data(), coefficients.data());
-    add(table);
-    add(coefficients);
+    const auto addEncoder = [&](auto get) {
+        (prm.*get)(count, nullptr);
+        std::vector<float> table(2 * std::size_t{count});
+        (prm.*get)(count, table.data());
+        add(table);
+    };
+    addEncoder(&CKorPrm::getAzimuthComp);
+    addEncoder(&CKorPrm::getElevationComp);
+    const auto addLevel = [&](auto get) {
+        (prm.*get)(count, nullptr, nullptr);
+        std::vector<float> table(count + std::size_t{3});
+        std::vector<double> coefficients(4 * std::size_t{count});
+        (prm.*get)(count, table.data(), coefficients.data());
+        add(table);
+        add(coefficients);
+    };
+    addLevel(&CKorPrm::getLevelXComp);
+    addLevel(&CKorPrm::getLevelYComp);
     return values;
 }
 
