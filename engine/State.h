@@ -58,6 +58,7 @@ struct SampleTrace {
     bool levelYOutside = false;     ///< of its table
     bool hadReference = false;      ///< the reference had been captured before this sample
     bool capturedReference = false; ///< this sample became the reference
+    bool valuesWereSpoiled = false; ///< before this sample: the values that the two-level models share
 };
 
 /// The fields that a copy of an engine takes over, in declaration order.
@@ -101,6 +102,9 @@ struct EngineFields {
     LevelRun levelYRun;
     std::shared_ptr<ParameterStore> parameterStore;
     SampleTrace lastSample;
+    std::uint64_t samples = 0;               ///< fed to this engine
+    std::uint64_t valuesSpoiledSince = 0;    ///< sample that first found the models' shared values so; 0: they are not
+    std::uint64_t referenceSpoiledSince = 0; ///< sample that became a reference that is not finite; 0: none did
     FromParameters<OrientationAngles, double, 9> repeatedAngles; ///< of the two-level model's last matrix
 };
 

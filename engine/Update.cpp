@@ -11,6 +11,7 @@
 #include "mek/Matrix.h"
 #include "mek/Spline.h"
 #include "mek/Values.h"
+#include "models/ProcessValues.h"
 
 namespace {
 
@@ -151,6 +152,30 @@ void captureReference(kor::EngineFields& s)
     mek::MatrixInverse(s.referenceInverse, 3);
     s.referenceCaptured = true;
     s.lastSample.capturedReference = true;
+    // Kept: also if it is not finite, and in local coordinates nothing is from then on.
+    if (!std::all_of(std::begin(s.referenceInverse), std::end(s.referenceInverse),
+                     [](double element) { return std::isfinite(element); })) {
+        s.referenceSpoiledSince = s.samples;
+    }
+}
+
+// The model's answer. Two-level models share values that one sample may spoil for all that follow.
+bool askModel(kor::EngineFields& s)
+{
+    const auto answer = [&s] {
+        return s.model->CalTranxMatrix(s.modelBuffer, s.encoderOffset[0], s.encoderOffset[1], 3);
+    };
+    if (s.modelKind != kor::OrientationModel::twoLevels) {
+        return answer();
+    }
+    s.lastSample.valuesWereSpoiled = kor::secondVersionValuesAreSpoiled();
+    const bool formed = answer();
+    if (!kor::secondVersionValuesAreSpoiled()) {
+        s.valuesSpoiledSince = 0;
+    } else if (s.valuesSpoiledSince == 0) {
+        s.valuesSpoiledSince = s.samples;
+    }
+    return formed;
 }
 
 // Takes a sample as far as it goes.
@@ -159,6 +184,7 @@ void captureReference(kor::EngineFields& s)
 [[gnu::always_inline]] inline bool orient(kor::EngineFields& s, const KOR_RAWINFO& raw, KOR_INFO& info)
 {
     s.matrixValid = false;
+    ++s.samples;
     s.lastSample = {.step = kor::SampleTrace::Step::noModel, .hadReference = s.referenceCaptured};
     if (s.model == nullptr) {
         return false;
@@ -214,7 +240,7 @@ void captureReference(kor::EngineFields& s)
         model.UpdateQVCParameters(s.adjustedQvcParameters, 6);
     }
 
-    if (!model.CalTranxMatrix(s.modelBuffer, s.encoderOffset[0], s.encoderOffset[1], 3)) {
+    if (!askModel(s)) {
         s.lastSample.step = kor::SampleTrace::Step::noMatrix;
         return false;
     }

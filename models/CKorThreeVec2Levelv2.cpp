@@ -1,6 +1,7 @@
 #include "KORInterface/CKorThreeVec2Levelv2.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -51,6 +52,7 @@ struct ProcessState {
     bool warmDone = false;
     double warmSum7 = 0.0;
     double warmSum8 = 0.0;
+    bool spoiled = false; // a nan or an infinity stands where no later sample takes it away
 };
 
 // The last seven positions per axis, for all objects of the process; each stands there twice, seven places apart, so
@@ -71,6 +73,17 @@ struct Directions {
 constinit kor::ProcessValue<ProcessState> g_process;
 constinit PositionRings g_positionRings;
 constinit Directions g_directions;
+constinit std::atomic<std::uint32_t> g_timesMadeFresh{0};
+
+// Kept: what is not finite stays in the smoother and in the sums, and so in every later sample of every object.
+void noteWhatStays(ProcessState& process)
+{
+    // The difference of a number and itself is zero only if it is finite.
+    const auto zero = [](const LevelState& level) {
+        return (level.reference - level.reference) + (level.sum7 - level.sum7) + (level.sum8 - level.sum8);
+    };
+    process.spoiled = zero(process.level1) + zero(process.level2) != 0.0;
+}
 
 // Set up by the first call of the process, from that call's input.
 ProcessState& processState(const double* io, double time1, double time2)
@@ -83,6 +96,7 @@ ProcessState& processState(const double* io, double time1, double time2)
         state.level2.lastTime = time2;
         state.reference7 = io[7];
         state.reference8 = io[8];
+        noteWhatStays(state);
         return state;
     });
 }
@@ -165,6 +179,13 @@ void kor::freshSecondVersionValues()
 {
     g_process.makeFresh();
     g_positionRings = {};
+    g_timesMadeFresh.fetch_add(1, std::memory_order_relaxed);
+}
+
+bool kor::secondVersionValuesAreSpoiled()
+{
+    const ProcessState* const process = g_process.ifSetUp();
+    return process != nullptr && process->spoiled;
 }
 
 CKorThreeVec2Levelv2::CKorThreeVec2Levelv2()
@@ -252,6 +273,32 @@ bool kor::EngineTwoLevels::GetF1(const double* levelAxis, double levelAngleDeg, 
 {
     const SightLine& sight = m_sight.of(lineOf, dir[0], dir[1], dir[2], horizDeg, vertDeg);
     return solve(sight, levelAxis, levelAngleDeg, iMMode, out);
+}
+
+// Back to what a new object holds; the parameters stay.
+void kor::EngineTwoLevels::forgetSamples()
+{
+    const auto clear = [](auto& rows) { std::memset(rows, 0, sizeof rows); };
+    m_ringIndex = 0;
+    clear(m_rawRing);
+    clear(m_filteredRing);
+    clear(m_psdRing);
+    clear(m_psdFilteredRing);
+    clear(m_axisZRing);
+    m_level1Value = 0.0;
+    m_level2Value = 0.0;
+    clear(qvcMatrix);
+}
+
+bool kor::EngineTwoLevels::CalTranxMatrix(double* const io, double azRefRad, double elRefRad, int stride)
+{
+    // The rings may hold the very sample that has spoiled the values of the process, and would do so again.
+    const std::uint32_t times = g_timesMadeFresh.load(std::memory_order_relaxed);
+    if (m_timesMadeFresh != times) {
+        forgetSamples();
+        m_timesMadeFresh = times;
+    }
+    return CKorThreeVec2Levelv2::CalTranxMatrix(io, azRefRad, elRefRad, stride);
 }
 
 bool CKorThreeVec2Levelv2::GetAccO1(const double* pos, unsigned long /*counter*/, double /*time*/)
@@ -400,6 +447,7 @@ bool CKorThreeVec2Levelv2::CalTranxMatrix(double* const io, double azRefRad, dou
     };
     solveLevel(level1, usable1, m_level1ExcludedV2, axis1, trackerAxis1, process.rotation);
     solveLevel(level2, usable2, m_level2ExcludedV2, axis2, trackerAxis2, process.secondRotation);
+    noteWhatStays(process);
 
     // Blend.
     const kor::EulerAngles a = kor::eulerAngles(process.rotation);

@@ -1,6 +1,8 @@
 // The orientation models as the engine makes them.
 #pragma once
 
+#include <cstdint>
+
 #include "KORInterface/CKorDualLevel.h"
 #include "KORInterface/CKorPendulum.h"
 #include "KORInterface/CKorPolarizer.h"
@@ -71,12 +73,17 @@ class EngineTwoLevels final : public CKorThreeVec2Levelv2 {
 public:
     using CKorThreeVec2Levelv2::GetF1;
 
+    bool CalTranxMatrix(double* const io, double azRefRad, double elRefRad, int stride) override;
+
     /// Both solves of a sample are handed the same line of sight.
     bool GetF1(const double* levelAxis, double levelAngleDeg, double* dir, double horizDeg, double vertDeg, int stride,
                double* out) override;
 
 private:
+    void forgetSamples();
+
     FromParameters<SightLine, double, 5> m_sight;
+    std::uint32_t m_timesMadeFresh = 0; ///< the process-wide values, as this object last met them
 };
 
 } // namespace kor

@@ -32,6 +32,12 @@ public:
         return m_value;
     }
 
+    /// The value; null before its first use.
+    const Value* ifSetUp() const
+    {
+        return m_state.load(std::memory_order_acquire) == State::ready ? &m_value : nullptr;
+    }
+
     void makeFresh()
     {
         State state = State::ready;
@@ -53,7 +59,10 @@ private:
 /// The process-wide values of the first two-level model as a new process has them.
 void freshFirstVersionValues();
 
-/// The same for the second version.
+/// The same for the second version. A model that an engine has made forgets its earlier samples before its next one.
 void freshSecondVersionValues();
+
+/// Whether a nan or an infinity has reached those values of the second version that no later sample takes it from.
+bool secondVersionValuesAreSpoiled();
 
 } // namespace kor

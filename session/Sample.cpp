@@ -1,7 +1,10 @@
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <cmath>
 #include <iterator>
 #include <mutex>
+#include <string_view>
 
 #include "KORInterface/Session.h"
 #include "engine/State.h"
@@ -36,11 +39,34 @@ NoMatrixReason reasonOf(const EngineFields& s)
                                                                     : NoMatrixReason::filtersFilling;
 }
 
+// What carries a sample that is not finite on to those that follow, for a sample that the model was asked for.
+void addWhatIsSpoiled(const EngineFields& s, SampleReport& report)
+{
+    constexpr std::int32_t kFirstModeWithoutReference = 7;
+    if (s.modelKind == OrientationModel::twoLevels && s.valuesSpoiledSince != 0) {
+        report.spoiledBy = SpoiledBy::processValues;
+        report.spoiledSince = s.valuesSpoiledSince;
+    } else if (s.mountMode < kFirstModeWithoutReference && !s.mcsFlag && s.referenceSpoiledSince != 0) {
+        report.spoiledBy = SpoiledBy::reference;
+        report.spoiledSince = s.referenceSpoiledSince;
+    }
+}
+
+// Whether an earlier sample is the reason why a matrix is not finite.
+bool wasSpoiledBefore(const SampleTrace& trace, SpoiledBy by)
+{
+    return (by == SpoiledBy::processValues && trace.valuesWereSpoiled) ||
+           (by == SpoiledBy::reference && trace.hadReference);
+}
+
 SampleReport reportOf(const EngineFields& s)
 {
     const SampleTrace& trace = s.lastSample;
-    SampleReport report = {SampleOutcome::valid,    NoMatrixReason::none, s.modelKind,
-                           trace.capturedReference, trace.levelXOutside,  trace.levelYOutside};
+    SampleReport report = {SampleOutcome::valid, NoMatrixReason::none, s.modelKind,        trace.capturedReference,
+                           trace.levelXOutside,  trace.levelYOutside,  SpoiledBy::nothing, 0};
+    if (trace.step == Step::noMatrix || trace.step == Step::matrix) {
+        addWhatIsSpoiled(s, report);
+    }
     switch (trace.step) {
     case Step::neverFed:
         report.outcome = SampleOutcome::neverFed;
@@ -61,7 +87,8 @@ SampleReport reportOf(const EngineFields& s)
             report.outcome = SampleOutcome::noMatrix;
             report.reason = NoMatrixReason::filtersFilling;
         } else if (!isFinite(s.modelBuffer) || !isFinite(s.resultMatrix)) {
-            report.outcome = SampleOutcome::notFinite;
+            report.outcome =
+                wasSpoiledBefore(trace, report.spoiledBy) ? SampleOutcome::spoiled : SampleOutcome::notFinite;
         } else if (!trace.hadReference) {
             report.outcome = SampleOutcome::beforeReference;
         }
@@ -105,8 +132,51 @@ const char* OutcomeText(SampleOutcome outcome)
         return "before the reference";
     case SampleOutcome::valid:
         return "valid";
+    case SampleOutcome::spoiled:
+        return "spoiled";
     }
     return "unknown";
+}
+
+const char* SpoiledText(SpoiledBy by)
+{
+    switch (by) {
+    case SpoiledBy::nothing:
+        return "";
+    case SpoiledBy::processValues:
+        return "values that the process keeps are not finite";
+    case SpoiledBy::reference:
+        return "the reference was captured from a sample that is not finite";
+    }
+    return "unknown";
+}
+
+std::uint32_t SampleText(const SampleReport& report, char* text, std::uint32_t size)
+{
+    std::uint32_t length = 0;
+    const auto append = [&](std::string_view words) {
+        if (length < size) {
+            words.copy(text + length, size - length);
+        }
+        length += static_cast<std::uint32_t>(words.size());
+    };
+    append(OutcomeText(report.outcome));
+    if (report.reason != NoMatrixReason::none) {
+        append(": ");
+        append(ReasonText(report.reason));
+    }
+    if (report.spoiledBy != SpoiledBy::nothing) {
+        std::array<char, 20> number;
+        const auto end = std::to_chars(number.begin(), number.end(), report.spoiledSince).ptr;
+        append(report.outcome == SampleOutcome::spoiled ? " since sample " : "; spoiled since sample ");
+        append({number.data(), static_cast<std::size_t>(end - number.data())});
+        append(": ");
+        append(SpoiledText(report.spoiledBy));
+    }
+    if (size > 0) {
+        text[std::min(length, size - 1)] = '\0';
+    }
+    return length;
 }
 
 const char* ReasonText(NoMatrixReason reason)

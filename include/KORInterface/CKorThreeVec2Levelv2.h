@@ -45,6 +45,8 @@
 ///           quarter turn off.
 ///        7  d[6] has no effect. Lags are truncated and reduced to the 51 rows; -1 reads the oldest.
 ///        8  A copy carries every member; its stream is a closed one of its own.
+///        9  A nan or an infinity that reaches the smoother or the sums of step 5 stays there: all later samples of the
+///           process are spoiled, those of new objects too, until kor::FreshProcessValues (Session.h) is called.
 class KORINTERFACE_API CKorThreeVec2Levelv2 : public CKorThreeVec2Level {
 public:
     CKorThreeVec2Levelv2();

@@ -176,7 +176,19 @@ enum class SampleOutcome : std::int32_t {
     noMatrix = 3,         ///< the model formed no matrix (NoMatrixReason)
     notFinite = 4,        ///< the matrix holds a value that is not a finite number
     beforeReference = 5, ///< the matrix is sound, but no reference had been captured: angles are 0, matrix the identity
-    valid = 6            ///< angles and matrix are the sensor's orientation
+    valid = 6,           ///< angles and matrix are the sensor's orientation
+    spoiled = 7          ///< the matrix holds a value that is not a finite number, and an earlier sample is the reason
+};
+
+/// What carries a nan or an infinity of one sample on to those that follow.
+enum class SpoiledBy : std::int32_t {
+    nothing = 0,
+    /// Mount modes 9, 10: the values that the two-level models keep for the whole process. The next sample of every
+    /// engine of these modes is spoiled, also of a new one, until FreshProcessValues is called.
+    processValues = 1,
+    /// Mount modes below 7, MCS flag off: the reference was captured from a sample that is not finite. Nothing clears
+    /// it again; a new engine captures a reference of its own.
+    reference = 2
 };
 
 /// Why a model formed no matrix.
@@ -195,6 +207,11 @@ struct SampleReport {
     bool capturedReference; ///< this sample became the reference
     bool levelXOutside;     ///< level X was outside its table, or has none; false without a model
     bool levelYOutside;     ///< the same for level Y
+    SpoiledBy spoiledBy;    ///< nothing unless the model was asked
+    /// The sample since which that is so, counted from 1 over all samples that this engine was fed; 0 if nothing is
+    /// spoiled. The outcome of this very sample is what its own readings make it, that of later ones is spoiled. If
+    /// another engine has spoiled the values of the process, it is the first sample of this engine that met them so.
+    std::uint64_t spoiledSince;
 };
 
 /// Everything that an engine tells of one sample.
@@ -221,12 +238,26 @@ KORINTERFACE_API void ProcessSample(CKor& engine, const KOR_RAWINFO& raw, Sample
 KORINTERFACE_API const char* OutcomeText(SampleOutcome outcome);
 KORINTERFACE_API const char* ReasonText(NoMatrixReason reason);
 KORINTERFACE_API const char* ModelText(OrientationModel model);
+KORINTERFACE_API const char* SpoiledText(SpoiledBy by);
+
+/// A report in one line of words: the outcome, its reason, and since which sample what is spoiled.
+/// Given     size    bytes that text has room for; 0 to ask for the length
+/// Returned  text    ASCII, ended by a zero; cut off if the room does not suffice
+///           result  length of the whole line without the zero
+KORINTERFACE_API std::uint32_t SampleText(const SampleReport& report, char* text, std::uint32_t size);
 
 /// Gives the values that the two-level models (mount modes 9 and 10) keep for the whole process the content that they
 /// have in a new process: the next sample of such a model sets them up again. A recording that is fed to a new engine
 /// after this call gives the results that it gives in a process of its own.
-/// Notes  1  Call it while no engine with such a model is being fed. The set-up itself stays safe when several threads
+///
+/// It also repairs these values after a sample with a nan or an infinity, which otherwise stays in them and spoils
+/// every later sample of the process (SampleOutcome::spoiled). Notes  1  Call it while no engine with such a model is
+/// being fed. The set-up itself stays safe when several threads
 ///           get to it at once.
+///        2  The model of an engine that goes on forgets its earlier samples too, so that its results are those of a
+///        new
+///           engine in a new process, but for the reference: the engine keeps the one it has.
+///        3  A model object that the host has made itself keeps its last 51 samples; make a new one.
 KORINTERFACE_API void FreshProcessValues();
 
 } // namespace kor

@@ -92,7 +92,7 @@ exports)
     # library's templates
     # and the type information of plain functions cannot be hidden.
     nm -DC --defined-only "$library" | cut -c20- | sort -u >"$work/exported"
-    strangers=$(grep -vE '^(vtable for |typeinfo for |typeinfo name for |non-virtual thunk to )?(CKor|LoadParameterStore\(|kor::((CheckReport|ParameterFile|ReadReport)::|(Check(ParameterFile|Parameters|RuleOf|Rules)|Configure|FreshProcessValues|LastSample|LoadParameter(Bytes|File)|MessageText|ModelText|ModelUses(Block|Field)|OutcomeText|Parameter(BlockKinds|BlockKindOf|FieldOf)|ProcessSample|ReadParameterFile|ReasonText|StatusText)\()|CStyloPRM|CBBManager|CLevel|CPhotoSensor|JSplineBLandform|CADMModule)' \
+    strangers=$(grep -vE '^(vtable for |typeinfo for |typeinfo name for |non-virtual thunk to )?(CKor|LoadParameterStore\(|kor::((CheckReport|ParameterFile|ReadReport)::|(Check(ParameterFile|Parameters|RuleOf|Rules)|Configure|FreshProcessValues|LastSample|LoadParameter(Bytes|File)|MessageText|ModelText|ModelUses(Block|Field)|OutcomeText|Parameter(BlockKinds|BlockKindOf|FieldOf)|ProcessSample|ReadParameterFile|ReasonText|SampleText|SpoiledText|StatusText)\()|CStyloPRM|CBBManager|CLevel|CPhotoSensor|JSplineBLandform|CADMModule)' \
         "$work/exported" | grep -vE '^([^(]* )?std::|^(typeinfo|vtable) (name )?for (std::|void \()' || true)
     [ -z "$strangers" ] || { printf '%s\n' "$strangers"; fail "these symbols should be hidden"; }
     for symbol in 'CKor::updateKORData(' 'CKorPrm::ReadCalibrationFile(' 'CKorPolarizer::CalTranxMatrix('; do

@@ -95,6 +95,9 @@ inline void expectSameResult(const kor::SampleResult& got, const kor::SampleResu
     expectSameCode("capturedReference", got.report.capturedReference, wanted.report.capturedReference);
     expectSameCode("levelXOutside", got.report.levelXOutside, wanted.report.levelXOutside);
     expectSameCode("levelYOutside", got.report.levelYOutside, wanted.report.levelYOutside);
+    expectSameCode("spoiledBy", static_cast<int>(got.report.spoiledBy), static_cast<int>(wanted.report.spoiledBy));
+    expectSameCode("spoiledSince", static_cast<int>(got.report.spoiledSince),
+                   static_cast<int>(wanted.report.spoiledSince));
 }
 
 // How much of the comparison was about real orientations.

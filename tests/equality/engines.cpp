@@ -629,7 +629,7 @@ private:
         ++m_tally.samples;
         if (outcome == kor::SampleOutcome::valid || outcome == kor::SampleOutcome::beforeReference) {
             ++m_tally.valid;
-        } else if (outcome == kor::SampleOutcome::notFinite) {
+        } else if (outcome == kor::SampleOutcome::notFinite || outcome == kor::SampleOutcome::spoiled) {
             ++m_tally.notFinite;
         } else {
             ++m_tally.none;

@@ -95,9 +95,9 @@ void runRecording(const std::string& folder, Tally& tally)
                 ++tally.samples;
                 const bool valid = got.report.outcome == kor::SampleOutcome::valid ||
                                    got.report.outcome == kor::SampleOutcome::beforeReference;
-                ++(valid                                                 ? tally.valid
-                   : got.report.outcome == kor::SampleOutcome::notFinite ? tally.notFinite
-                                                                         : tally.none);
+                const bool notFinite = got.report.outcome == kor::SampleOutcome::notFinite ||
+                                       got.report.outcome == kor::SampleOutcome::spoiled;
+                ++(valid ? tally.valid : notFinite ? tally.notFinite : tally.none);
             }
             ++tally.scenarios;
         }

@@ -13,6 +13,16 @@ LiteralProcess& sharedProcess()
     return process;
 }
 
+// Whether one of the numbers that go from each sample into the next for ever is not finite.
+bool spoiled(const LiteralProcess& process)
+{
+    bool found = false;
+    for (const LiteralV2Process::Level& level : process.second.level) {
+        found = found || !std::isfinite(level.reference) || !std::isfinite(level.s) || !std::isfinite(level.t);
+    }
+    return found;
+}
+
 template <std::size_t N>
 int copyGroup(const float* values, int count, std::array<float, N>& group)
 {
@@ -289,6 +299,7 @@ void LiteralEngine::Destroy()
 {
     model.reset();
     outcome = kor::SampleOutcome::neverFed;
+    asked = false;
     outX = false;
     outY = false;
     captured = false;
@@ -323,6 +334,8 @@ void LiteralEngine::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
     outX = false;
     outY = false;
     captured = false;
+    asked = false;
+    samples = samples + 1;
     outcome = kor::SampleOutcome::noModel;
     literal::EyeMatrix(result.data(), 3);
     if (model == nullptr) {
@@ -422,7 +435,19 @@ void LiteralEngine::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
         model->updateQvc(adjusted.data(), 6);
     }
 
-    if (!model->calculate(r, encoderOffset[0], encoderOffset[1])) {
+    asked = true;
+    referenceBefore = referenceSince != 0;
+    const bool twoLevels = m_kind == LiteralKind::twoLevelSecond;
+    valuesBefore = twoLevels && spoiled(*m_process);
+    const bool formed = model->calculate(r, encoderOffset[0], encoderOffset[1]);
+    if (twoLevels) {
+        if (!spoiled(*m_process)) {
+            valuesSince = 0;
+        } else if (valuesSince == 0) {
+            valuesSince = samples;
+        }
+    }
+    if (!formed) {
         outcome = kor::SampleOutcome::noMatrix;
         return;
     }
@@ -459,6 +484,11 @@ void LiteralEngine::updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info)
             referenceInverse[i] = r[i];
         }
         literal::MatrixInverse(referenceInverse.data(), 3);
+        for (std::size_t i = 0; i < 9; ++i) {
+            if (!std::isfinite(referenceInverse[i])) {
+                referenceSince = samples;
+            }
+        }
         referenceCaptured = true;
         captured = true;
     }
@@ -473,8 +503,19 @@ kor::SampleReport LiteralEngine::report() const
             kor::OrientationModel::threeVectors, kor::OrientationModel::twoLevels, kor::OrientationModel::twoLevels};
         kind = kKinds[static_cast<int>(m_kind)];
     }
-    kor::SampleReport told = {outcome, kor::NoMatrixReason::none, kind, captured, outX, outY};
+    kor::SampleReport told = {outcome, kor::NoMatrixReason::none, kind, captured, outX,
+                              outY,    kor::SpoiledBy::nothing,   0};
     const bool twoLevels = kind == kor::OrientationModel::twoLevels;
+    bool before = false;
+    if (asked && twoLevels && valuesSince != 0) {
+        told.spoiledBy = kor::SpoiledBy::processValues;
+        told.spoiledSince = valuesSince;
+        before = valuesBefore;
+    } else if (asked && mode < 7 && !mcs && referenceSince != 0) {
+        told.spoiledBy = kor::SpoiledBy::reference;
+        told.spoiledSince = referenceSince;
+        before = referenceBefore;
+    }
     if (outcome == kor::SampleOutcome::noMatrix) {
         told.reason = !twoLevels     ? kor::NoMatrixReason::modelRefused
                       : outX && outY ? kor::NoMatrixReason::bothLevelsExcluded
@@ -491,7 +532,7 @@ kor::SampleReport LiteralEngine::report() const
             told.outcome = kor::SampleOutcome::noMatrix;
             told.reason = kor::NoMatrixReason::filtersFilling;
         } else if (!finite) {
-            told.outcome = kor::SampleOutcome::notFinite;
+            told.outcome = before ? kor::SampleOutcome::spoiled : kor::SampleOutcome::notFinite;
         }
     }
     return told;

@@ -118,6 +118,12 @@ public:
     bool outX = false;
     bool outY = false;
     bool captured = false;
+    bool asked = false; // the model was
+    std::uint64_t samples = 0;
+    std::uint64_t valuesSince = 0;    // sample since which the values of the process are not finite; 0: they are
+    std::uint64_t referenceSince = 0; // sample that became a reference that is not finite; 0: none did
+    bool valuesBefore = false;        // they were not finite before this sample
+    bool referenceBefore = false;     // the reference was not, before this sample
 
 private:
     void composedAngles(const double* r, float* angles);

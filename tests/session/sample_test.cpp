@@ -1,8 +1,10 @@
 // What becomes of samples: every outcome with its reason, and one call for all that an engine tells.
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -18,6 +20,7 @@ using kor::NoMatrixReason;
 using kor::OrientationModel;
 using kor::SampleOutcome;
 using kor::SampleReport;
+using kor::SpoiledBy;
 
 SampleReport fed(CKor& engine, const KOR_RAWINFO& raw)
 {
@@ -148,6 +151,82 @@ TEST(SampleOutcome, aMatrixThatIsNotFiniteIsSaidBeforeTheReferenceToo)
     EXPECT_TRUE(report.capturedReference) << "of such a matrix";
 }
 
+TEST(SampleOutcome, aReferenceThatIsNotFiniteSpoilsLocalCoordinatesForGood)
+{
+    CKor engine;
+    configurePlainly(engine, 5);
+    engine.setMcsFlag(false);
+    KOR_RAWINFO raw = plainSample();
+    raw.referenceHold = 1;
+    EXPECT_EQ(fed(engine, raw).spoiledBy, SpoiledBy::nothing);
+    raw.referenceHold = 0;
+    raw.azimuthRaw = kNoNumber;
+    SampleReport report = fed(engine, raw);
+    EXPECT_EQ(report.outcome, SampleOutcome::notFinite) << "its own reading";
+    EXPECT_TRUE(report.capturedReference);
+    EXPECT_EQ(report.spoiledBy, SpoiledBy::reference);
+    EXPECT_EQ(report.spoiledSince, 2U);
+    for (int i = 0; i < 3; ++i) {
+        report = fed(engine, plainSample());
+        EXPECT_EQ(report.outcome, SampleOutcome::spoiled);
+        EXPECT_EQ(report.spoiledSince, 2U);
+    }
+    CKor copy(engine);
+    EXPECT_EQ(LastSample(copy).spoiledSince, 2U);
+    // In machine coordinates the reference only decides from when on there are angles.
+    engine.setMcsFlag(true);
+    report = fed(engine, plainSample());
+    EXPECT_EQ(report.outcome, SampleOutcome::valid);
+    EXPECT_EQ(report.spoiledBy, SpoiledBy::nothing);
+    engine.setMcsFlag(false);
+    engine.Destroy();
+    configurePlainly(engine, 5);
+    engine.setMcsFlag(false);
+    EXPECT_EQ(fed(engine, plainSample()).outcome, SampleOutcome::spoiled) << "Destroy keeps the reference";
+    raw = plainSample();
+    raw.status = 1;
+    EXPECT_EQ(fed(engine, raw).spoiledBy, SpoiledBy::nothing) << "the model was not asked";
+}
+
+std::string textOf(const SampleReport& report, std::uint32_t room = 200)
+{
+    std::string text(room, '#');
+    const std::uint32_t length = kor::SampleText(report, text.data(), room);
+    EXPECT_EQ(kor::SampleText(report, nullptr, 0), length);
+    EXPECT_EQ(text[std::min(length, room - 1)], '\0');
+    return text.c_str();
+}
+
+TEST(SampleText, saysOutcomeReasonAndSinceWhenItIsSpoiled)
+{
+    SampleReport report = {SampleOutcome::valid,
+                           NoMatrixReason::none,
+                           OrientationModel::twoLevels,
+                           false,
+                           false,
+                           false,
+                           SpoiledBy::nothing,
+                           0};
+    EXPECT_EQ(textOf(report), "valid");
+    report.outcome = SampleOutcome::noMatrix;
+    report.reason = NoMatrixReason::bothLevelsExcluded;
+    EXPECT_EQ(textOf(report), "no matrix: both levels are outside their tables");
+    EXPECT_EQ(textOf(report, 5), "no m");
+    EXPECT_EQ(textOf(report, 1), "");
+    report.reason = NoMatrixReason::none;
+    report.outcome = SampleOutcome::spoiled;
+    report.spoiledBy = SpoiledBy::processValues;
+    report.spoiledSince = 18446744073709551615U;
+    EXPECT_EQ(textOf(report),
+              "spoiled since sample 18446744073709551615: values that the process keeps are not finite");
+    report.outcome = SampleOutcome::notFinite;
+    report.spoiledBy = SpoiledBy::reference;
+    report.spoiledSince = 7;
+    EXPECT_EQ(textOf(report),
+              "not finite; spoiled since sample 7: the reference was captured from a sample that is not "
+              "finite");
+}
+
 TEST(SampleOutcome, aLevelOutsideItsTableIsNamed)
 {
     CKor engine;
@@ -249,7 +328,7 @@ TEST(ProcessSample, givesWhatTheSingleCallsGive)
 
 TEST(OutcomeTexts, everyValueHasATextAndAnyOtherNumberIsUnknown)
 {
-    for (int i = 0; i <= 6; ++i) {
+    for (int i = 0; i <= 7; ++i) {
         EXPECT_STRNE(kor::OutcomeText(static_cast<SampleOutcome>(i)), "unknown") << i;
     }
     for (int i = 0; i <= 3; ++i) {
@@ -259,7 +338,12 @@ TEST(OutcomeTexts, everyValueHasATextAndAnyOtherNumberIsUnknown)
         EXPECT_STRNE(kor::ModelText(static_cast<OrientationModel>(i)), "unknown") << i;
     }
     EXPECT_STREQ(kor::ReasonText(NoMatrixReason::none), "");
-    EXPECT_STREQ(kor::OutcomeText(static_cast<SampleOutcome>(7)), "unknown");
+    for (int i = 1; i <= 2; ++i) {
+        EXPECT_STRNE(kor::SpoiledText(static_cast<SpoiledBy>(i)), "unknown") << i;
+    }
+    EXPECT_STREQ(kor::SpoiledText(SpoiledBy::nothing), "");
+    EXPECT_STREQ(kor::SpoiledText(static_cast<SpoiledBy>(3)), "unknown");
+    EXPECT_STREQ(kor::OutcomeText(static_cast<SampleOutcome>(8)), "unknown");
     EXPECT_STREQ(kor::ReasonText(static_cast<NoMatrixReason>(-1)), "unknown");
     EXPECT_STREQ(kor::ModelText(static_cast<OrientationModel>(99)), "unknown");
 }

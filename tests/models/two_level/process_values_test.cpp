@@ -6,7 +6,10 @@
 #include "KORInterface/KORInterface.h"
 #include "KORInterface/Session.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstring>
+#include <limits>
 #include <vector>
 
 namespace kor_test {
@@ -28,9 +31,18 @@ Priming withDynamics(Priming prm)
     return prm;
 }
 
+constexpr double kNoNumber = std::numeric_limits<double>::quiet_NaN();
+
+// A number that replaces one of a call's nine inputs.
+struct Wrong {
+    int sample = 0; // 0: none
+    std::size_t input = 0;
+    double value = kNoNumber;
+};
+
 // A new object of the model along a sequence, as for one recording.
 template <typename Model>
-std::vector<Seen> recording(unsigned int seed, Motion motion, int samples)
+std::vector<Seen> recording(unsigned int seed, Motion motion, int samples, const Wrong& wrong = {})
 {
     Sequence sequence(seed, static_cast<int>(seed % 2), motion);
     const Priming prm = withDynamics(sequence.priming());
@@ -41,6 +53,9 @@ std::vector<Seen> recording(unsigned int seed, Motion motion, int samples)
         Call call = sequence.at(n + 1);
         call.io[7] += seed; // every sensor has temperatures of its own
         call.io[8] += 0.5 * seed;
+        if (n + 1 == wrong.sample) {
+            call.io[wrong.input] = wrong.value;
+        }
         seen.ok = run(model, call, prm, seen.io);
         model.GetQVCMatrix(seen.qvc.data(), 6);
         model.GetLevelValues(seen.levels[0], seen.levels[1]);
@@ -149,36 +164,83 @@ TEST_F(Scenario, freshProcessValuesMakeTheSecondVersionBeginWithAZeroMatrix)
     EXPECT_EQ(first[0].io, (std::array<double, 9>{}));
 }
 
-// Through engines, as a host processes one recording after the other.
-std::vector<kor::SampleResult> engineRecording(int mode, unsigned int seed)
+int notFinite(const std::vector<Seen>& all)
 {
-    Sequence sequence(seed, mode % 2, Motion::kMoving);
-    Priming prm = sequence.priming();
+    return static_cast<int>(
+        std::count_if(all.begin(), all.end(), [](const Seen& one) { return one.ok && !std::isfinite(one.io[0]); }));
+}
+
+// One number that is not finite stays in the smoothing, for later objects too, until the values are made fresh.
+TYPED_TEST(FreshProcessValues, repairWhatOneSampleHasSpoiled)
+{
+    const std::vector<Seen> first = recording<TypeParam>(11, Motion::kMoving, kSamples);
+    ASSERT_EQ(notFinite(first), 0);
+    constexpr double kInfinite = std::numeric_limits<double>::infinity();
+    for (const Wrong& wrong :
+         {Wrong{300, 0, kNoNumber}, {300, 3, kInfinite}, {300, 4, -kInfinite}, {1, 3, kNoNumber}}) {
+        kor::FreshProcessValues();
+        const int spoiled = notFinite(recording<TypeParam>(12, Motion::kSwing, kSamples, wrong));
+        EXPECT_GT(spoiled, kSamples - std::max(wrong.sample, 103) - 10) << "nearly all behind it";
+        EXPECT_GT(notFinite(recording<TypeParam>(11, Motion::kMoving, kSamples)), kSamples - 110) << "of a new object";
+        kor::FreshProcessValues();
+        EXPECT_TRUE(same(recording<TypeParam>(11, Motion::kMoving, kSamples), first)) << wrong.input;
+    }
+}
+
+// Through engines, as a host processes one recording after the other.
+class EngineRecording {
+public:
+    EngineRecording(int mode, unsigned int seed) : m_seed(seed), m_sequence(seed, mode % 2, Motion::kMoving)
+    {
+        configure(engine, mode);
+    }
+
+    // Replaced by another one, configured in the same way.
     CKor engine;
+
+    void configure(CKor& other, int mode);
+
+    // Samples from one number to another, both inclusive; in one of them a position is no number.
+    std::vector<kor::SampleResult> feed(int from, int to, int wrong = 0);
+
+private:
+    unsigned int m_seed;
+    Sequence m_sequence;
+};
+
+void EngineRecording::configure(CKor& other, int mode)
+{
+    Priming prm = m_sequence.priming();
     const std::array<float, 5> knots = {-90, 90, -90, 90, 0};
     const std::array<double, 8> passing = {-90, 1, 0, 0, 90, 0, 0, 0};
-    engine.setLevelXComp(2, knots.data(), passing.data());
-    engine.setLevelYComp(2, knots.data(), passing.data());
-    engine.setThermalFactor(F_VECTOR4{0, 1, 0, 1});
-    engine.setEncoderOffset(F_VECTOR2{static_cast<float>(prm.azRef), static_cast<float>(prm.elRef)});
-    engine.setQVCParameters(prm.qvc.data(), 6);
-    engine.setLevel1Parameters(prm.level1.data(), 7);
-    engine.setLevel2Parameters(prm.level2.data(), 7);
-    engine.setMountMode(mode);
+    other.setLevelXComp(2, knots.data(), passing.data());
+    other.setLevelYComp(2, knots.data(), passing.data());
+    other.setThermalFactor(F_VECTOR4{0, 1, 0, 1});
+    other.setEncoderOffset(F_VECTOR2{static_cast<float>(prm.azRef), static_cast<float>(prm.elRef)});
+    other.setQVCParameters(prm.qvc.data(), 6);
+    other.setLevel1Parameters(prm.level1.data(), 7);
+    other.setLevel2Parameters(prm.level2.data(), 7);
+    other.setMountMode(mode);
+}
 
+std::vector<kor::SampleResult> EngineRecording::feed(int from, int to, int wrong)
+{
     std::vector<kor::SampleResult> all;
-    for (int n = 1; n <= kSamples; ++n) {
-        const std::array<double, 9> io = sequence.at(n).io;
+    for (int n = from; n <= to; ++n) {
+        const std::array<double, 9> io = m_sequence.at(n).io;
         KOR_RAWINFO raw = {};
         raw.status = n % 97 == 0 ? 1 : 2;
         for (std::size_t i = 0; i < 3; ++i) {
             raw.sensorVector[i] = static_cast<float>(io[i]);
         }
+        if (n == wrong) {
+            raw.sensorVector[1] = std::numeric_limits<float>::quiet_NaN();
+        }
         raw.levelXRaw = static_cast<float>(io[3]);
         raw.levelYRaw = static_cast<float>(io[4]);
         raw.azimuthRaw = static_cast<float>(io[5]);
         raw.elevationRaw = static_cast<float>(io[6]);
-        raw.temperatureCount[0] = static_cast<std::int32_t>(41920 * (io[7] + seed));
+        raw.temperatureCount[0] = static_cast<std::int32_t>(41920 * (io[7] + m_seed));
         raw.temperatureCount[2] = static_cast<std::int32_t>(41920 * io[8]);
         raw.timeStampMs = static_cast<std::uint32_t>(10 * n);
         kor::SampleResult result;
@@ -186,6 +248,11 @@ std::vector<kor::SampleResult> engineRecording(int mode, unsigned int seed)
         all.push_back(result);
     }
     return all;
+}
+
+std::vector<kor::SampleResult> engineRecording(int mode, unsigned int seed)
+{
+    return EngineRecording(mode, seed).feed(1, kSamples);
 }
 
 ::testing::AssertionResult same(const std::vector<kor::SampleResult>& got, const std::vector<kor::SampleResult>& wanted)
@@ -219,6 +286,65 @@ TEST_F(Scenario, freshProcessValuesLetOneProcessWorkOnSeveralRecordings)
         engineRecording(mode, 42);
         kor::FreshProcessValues();
         EXPECT_TRUE(same(engineRecording(10, 41), first)) << "after mode " << mode;
+    }
+}
+
+TEST_F(Scenario, anEngineSaysSinceWhichSampleItIsSpoiled)
+{
+    EngineRecording recording(9, 41);
+    const std::vector<kor::SampleResult> all = recording.feed(1, 200, 150);
+    EXPECT_EQ(all[148].report.outcome, kor::SampleOutcome::valid);
+    EXPECT_EQ(all[148].report.spoiledBy, kor::SpoiledBy::nothing);
+    EXPECT_EQ(all[148].report.spoiledSince, 0U);
+    EXPECT_EQ(all[149].report.outcome, kor::SampleOutcome::notFinite) << "its own reading";
+    for (std::size_t n = 149; n < all.size(); ++n) {
+        const bool asked = (n + 1) % 97 != 0; // otherwise rejected by its status
+        EXPECT_EQ(all[n].report.spoiledBy, asked ? kor::SpoiledBy::processValues : kor::SpoiledBy::nothing) << n;
+        EXPECT_EQ(all[n].report.spoiledSince, asked ? 150U : 0U) << n;
+        if (n > 149 && asked) {
+            EXPECT_EQ(all[n].report.outcome, kor::SampleOutcome::spoiled) << n;
+        }
+    }
+    // Every later engine, and after Destroy and another mount mode too.
+    EngineRecording later(10, 42);
+    const std::vector<kor::SampleResult> disturbed = later.feed(1, 40);
+    EXPECT_EQ(disturbed[39].report.outcome, kor::SampleOutcome::spoiled);
+    EXPECT_EQ(disturbed[39].report.spoiledSince, 1U);
+    recording.engine.Destroy();
+    EXPECT_EQ(kor::LastSample(recording.engine).spoiledBy, kor::SpoiledBy::nothing);
+    recording.configure(recording.engine, 9);
+    EXPECT_EQ(recording.feed(201, 240).back().report.outcome, kor::SampleOutcome::spoiled);
+    // An engine of another model has nothing to do with it.
+    EXPECT_EQ(EngineRecording(8, 43).feed(1, 40).back().report.outcome, kor::SampleOutcome::valid);
+}
+
+// What an engine gives that goes on after the values were made fresh, and what a new one gives in their place. From
+// the second sample on nothing differs: the first one finds the filters empty and becomes the reference of a new
+// engine.
+TEST_F(Scenario, freshProcessValuesRepairAnEngineThatGoesOn)
+{
+    for (const int mode : {9, 10}) {
+        for (const int wrong : {200, 198, 150}) { // in the last row of the filters, further back, out of them
+            kor::FreshProcessValues();
+            EngineRecording recording(mode, 41);
+            recording.feed(1, 200, wrong);
+            kor::FreshProcessValues();
+            std::vector<kor::SampleResult> repaired = recording.feed(201, 400);
+            kor::FreshProcessValues();
+            std::vector<kor::SampleResult> wanted = EngineRecording(mode, 41).feed(201, 400);
+            EXPECT_EQ(repaired[0].report.outcome, wanted[0].report.outcome);
+            EXPECT_EQ(wanted[0].report.reason, kor::NoMatrixReason::filtersFilling);
+            repaired.erase(repaired.begin());
+            wanted.erase(wanted.begin());
+            EXPECT_TRUE(same(repaired, wanted)) << mode << ", " << wrong;
+            EXPECT_EQ(wanted.back().report.outcome, kor::SampleOutcome::valid);
+            EXPECT_EQ(repaired.back().report.spoiledBy, kor::SpoiledBy::nothing);
+            // With a new engine nothing differs at all.
+            recording.feed(401, 430, 410);
+            kor::FreshProcessValues();
+            const std::vector<kor::SampleResult> again = EngineRecording(mode, 41).feed(201, 400);
+            EXPECT_TRUE(same({again.begin() + 1, again.end()}, wanted));
+        }
     }
 }
 
