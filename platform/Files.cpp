@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <system_error>
 #include <utility>
 
@@ -99,6 +100,26 @@ std::string lastError()
     return std::generic_category().message(errno);
 }
 
+std::optional<std::string> behindLinks(const std::string& path)
+{
+    constexpr int kMostLinks = 40; // the system's own number, or near it
+    fs::path at = pathFrom(path);
+    for (int links = 0; links <= kMostLinks; ++links) {
+        std::error_code error;
+        if (!fs::is_symlink(fs::symlink_status(at, error))) {
+            return links == 0 ? path : textOf(at);
+        }
+        const fs::path next = fs::read_symlink(at, error);
+        if (error) {
+            errno = error.value();
+            return std::nullopt;
+        }
+        at = at.parent_path() / next; // which an absolute path replaces
+    }
+    errno = ELOOP;
+    return std::nullopt;
+}
+
 bool leadToSameFile(const std::string& a, const std::string& b)
 {
     const std::optional<FileId> first = fileId(a);
@@ -108,7 +129,8 @@ bool leadToSameFile(const std::string& a, const std::string& b)
     }
     const auto resolved = [](const std::string& path) {
         std::error_code error;
-        const fs::path made = fs::weakly_canonical(fs::absolute(pathFrom(path), error), error);
+        const std::string led = behindLinks(path).value_or(path);
+        const fs::path made = fs::weakly_canonical(fs::absolute(pathFrom(led), error), error);
         return error ? path : textOf(made);
     };
     return areSameName(resolved(a), resolved(b));
@@ -124,8 +146,85 @@ std::string whyUnreadable(const std::string& path)
     return openFile(path, OpenMode::read) ? "it cannot be read" : lastError();
 }
 
+namespace {
+
+constexpr std::string_view kTemporaryBegin = ".kor.";
+constexpr std::string_view kTemporaryEnd = ".tmp";
+
+// Short, because the target's name may be as long as the file system allows.
+std::string temporaryName(unsigned number, std::string_view end)
+{
+    return std::string(kTemporaryBegin) + std::to_string(processId()) + "-" + std::to_string(number) + std::string(end);
+}
+
+// The process that has given a temporary file its name; nothing when the name is another one.
+std::optional<unsigned> processInName(std::string_view name)
+{
+    if (!name.starts_with(kTemporaryBegin) || !name.ends_with(kTemporaryEnd) ||
+        name.size() < kTemporaryBegin.size() + kTemporaryEnd.size()) {
+        return std::nullopt;
+    }
+    name.remove_prefix(kTemporaryBegin.size());
+    name.remove_suffix(kTemporaryEnd.size());
+    unsigned process = 0;
+    unsigned number = 0;
+    const char* const end = name.data() + name.size();
+    const auto [dash, error] = std::from_chars(name.data(), end, process);
+    if (error != std::errc() || dash == end || *dash != '-') {
+        return std::nullopt;
+    }
+    const auto [last, numberError] = std::from_chars(dash + 1, end, number);
+    return numberError == std::errc() && last == end ? std::optional(process) : std::nullopt;
+}
+
+void removeAbandonedFiles(const fs::path& directory)
+{
+    std::error_code error;
+    const fs::directory_iterator end;
+    for (fs::directory_iterator entry(directory.empty() ? fs::path(".") : directory, error); !error && entry != end;
+         entry.increment(error)) {
+        if (const auto process = processInName(textOf(entry->path().filename()))) {
+            removeIfAbandoned(textOf(entry->path()), *process);
+        }
+    }
+}
+
+// A second name for what stands at a path, or the only one where the file system has no second names. Nothing can be
+// lost under it: whoever looks for abandoned files passes it over.
+// Returned  name    empty when nothing stands there
+//           result  false when it cannot be kept
+bool keepUnderAnotherName(const std::string& path, std::string& name)
+{
+    name.clear();
+    if (!fileStatus(path).isRegular) {
+        return true;
+    }
+    constexpr unsigned kMostNames = 100;
+    const fs::path target = pathFrom(path);
+    for (unsigned number = 0; number < kMostNames; ++number) {
+        const fs::path other = target.parent_path() / temporaryName(number, ".old");
+        std::error_code error;
+        fs::create_hard_link(target, other, error);
+        if (error && error != std::errc::file_exists) {
+            fs::rename(target, other, error);
+        }
+        if (!error) {
+            name = textOf(other);
+            return true;
+        }
+        errno = error.value();
+        if (error != std::errc::file_exists) {
+            break;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
 TemporaryFile::TemporaryFile(TemporaryFile&& other) noexcept
-    : file(std::move(other.file)), m_path(std::exchange(other.m_path, {})), m_guard(std::move(other.m_guard))
+    : file(std::move(other.file)), m_path(std::exchange(other.m_path, {})), m_guard(std::move(other.m_guard)),
+      m_claim(std::move(other.m_claim))
 {
 }
 
@@ -133,13 +232,17 @@ TemporaryFile TemporaryFile::beside(const std::string& target)
 {
     constexpr unsigned kMostNames = 100;
     const fs::path directory = pathFrom(target).parent_path();
+    const bool replaces = fileStatus(target).isRegular;
+    removeAbandonedFiles(directory);
     TemporaryFile made;
     for (unsigned attempt = 0; attempt < kMostNames; ++attempt) {
-        // Short, because the target's name may be as long as the file system allows.
-        const std::string name = ".kor." + std::to_string(processId()) + "-" + std::to_string(attempt) + ".tmp";
-        const std::string path = textOf(directory / name);
+        const std::string path = textOf(directory / temporaryName(attempt, kTemporaryEnd));
         const EndingSignalsWait untilItIsNoted;
-        made.file = openFile(path, OpenMode::create);
+        // Nobody may open it while its permissions are not those of the target yet.
+        made.file = openFile(path, replaces ? OpenMode::createPrivately : OpenMode::create);
+        if (made.file && !made.file.claim()) {
+            continue;
+        }
         if (made.file) {
             made.m_path = path;
             made.m_guard = RemovedWhenKilled(path);
@@ -153,6 +256,12 @@ TemporaryFile TemporaryFile::beside(const std::string& target)
             break;
         }
     }
+    if (made.file) {
+        made.m_claim = made.file.shared();
+        if (replaces) {
+            made.file.takePermissionsOf(target);
+        }
+    }
     return made;
 }
 
@@ -161,6 +270,7 @@ TemporaryFile& TemporaryFile::operator=(TemporaryFile&& other) noexcept
     std::swap(file, other.file);
     std::swap(m_path, other.m_path);
     std::swap(m_guard, other.m_guard);
+    std::swap(m_claim, other.m_claim);
     return *this;
 }
 
@@ -174,12 +284,45 @@ TemporaryFile::~TemporaryFile()
 
 bool TemporaryFile::takePlaceOf(const std::string& target)
 {
-    if (renameFile(m_path, target, false) != Renamed::yes) {
-        return false;
+    return takeTheirPlaces({{this, target}}) == 1;
+}
+
+std::size_t TemporaryFile::takeTheirPlaces(const std::vector<Placing>& placings)
+{
+    const EndingSignalsWait untilAllOrNoneIsThere;
+    std::vector<std::string> kept(placings.size());
+    const auto place = [&](std::size_t i) {
+        // What stood at the last one is never asked back.
+        const bool undoable = i + 1 == placings.size() || keepUnderAnotherName(placings[i].target, kept[i]);
+        return undoable && renameFile(placings[i].file->m_path, placings[i].target, false) == Renamed::yes;
+    };
+    std::size_t done = 0;
+    while (done < placings.size() && place(done)) {
+        ++done;
     }
-    m_path.clear();
-    m_guard = RemovedWhenKilled();
-    return true;
+    if (done < placings.size()) {
+        const int why = errno;
+        for (std::size_t i = 0; i <= done; ++i) {
+            if (!kept[i].empty()) {
+                renameFile(kept[i], placings[i].target, false);
+                removeFile(kept[i]); // which is still there when both are names of one file
+            } else if (i < done) {
+                removeFile(placings[i].target);
+            }
+        }
+        errno = why;
+        return done;
+    }
+    for (std::size_t i = 0; i < placings.size(); ++i) {
+        if (!kept[i].empty()) {
+            removeFile(kept[i]);
+        }
+        TemporaryFile& file = *placings[i].file;
+        file.m_path.clear();
+        file.m_guard = RemovedWhenKilled();
+        file.m_claim = File();
+    }
+    return done;
 }
 
 } // namespace kor::platform

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "platform/Process.h"
 
@@ -79,6 +80,16 @@ public:
     /// lets.
     void copyPermissions(const File& from) noexcept;
 
+    /// Gives the file owner, group and exactly the access permissions of what is at a path; as far as the system lets.
+    void takePermissionsOf(const std::string& path) noexcept;
+
+    /// Marks a new file as one of a running process, for as long as any descriptor of it is open.
+    /// Returned  result  false when removeIfAbandoned has come first
+    bool claim() noexcept;
+
+    /// Another descriptor of the same open file; empty when there cannot be one.
+    File shared() const noexcept;
+
     /// Closes the file, a standard stream too.
     /// Returned  result  false when closing, or any write before, has failed
     bool close() noexcept;
@@ -90,9 +101,10 @@ private:
 };
 
 enum class OpenMode {
-    read,   ///< an existing file
-    write,  ///< a file that is emptied or made
-    create, ///< a file that is made and was not there before
+    read,            ///< an existing file
+    write,           ///< a file that is emptied or made
+    create,          ///< a file that is made and was not there before
+    createPrivately, ///< the same, at first for its owner alone
 };
 
 /// Opens a regular file.
@@ -105,11 +117,15 @@ File openFile(const std::string& path, OpenMode mode);
 /// Opens a file, pipe or device for reading; waits for the writer of a pipe.
 File openAnyForReading(const std::string& path);
 
-/// Opens an existing device, pipe or the like for writing; truncates nothing.
+/// Opens what exists for writing, be it a device, a pipe or a file; truncates nothing.
 File openAnyForWriting(const std::string& path);
 
 /// Identity of the regular file that a path leads to.
 std::optional<FileId> fileId(const std::string& path);
+
+/// The path behind the symbolic links that the last part of a path may be, whether anything is there or not.
+/// Returned  result  nothing when links lead in a circle, as lastError() says
+std::optional<std::string> behindLinks(const std::string& path);
 
 /// Whether two paths lead to one file: one that is there, perhaps under two names, or one that is still to be made.
 bool leadToSameFile(const std::string& a, const std::string& b);
@@ -133,6 +149,10 @@ bool moveFile(const std::string& from, const std::string& to);
 
 /// Removes a file; whether it did.
 bool removeFile(const std::string& path);
+
+/// Removes a file that the process made and no longer claims, because it has ended.
+/// Given     process  that made it
+bool removeIfAbandoned(const std::string& path, unsigned process);
 
 /// What the system says of a path.
 struct FileStatus {
@@ -170,7 +190,8 @@ class TemporaryFile {
 public:
     TemporaryFile() = default;
 
-    /// Makes the file; the object is empty when it cannot.
+    /// Makes the file, with the permissions of the target if that exists; the object is empty when it cannot. Temporary
+    /// files that processes have left there which were killed are removed first.
     static TemporaryFile beside(const std::string& target);
 
     TemporaryFile(TemporaryFile&& other) noexcept;
@@ -186,9 +207,21 @@ public:
     /// To be called when the file is closed.
     bool takePlaceOf(const std::string& target);
 
+    struct Placing {
+        TemporaryFile* file; ///< closed
+        std::string target;
+    };
+
+    /// Gives several files their places: all of them or none. An ending signal waits meanwhile.
+    /// Returned  result  the first one whose place cannot be taken, as lastError() says; then what stood at the others
+    /// is
+    ///                   back there. The number of all if there is none
+    static std::size_t takeTheirPlaces(const std::vector<Placing>& placings);
+
 private:
     std::string m_path;
     RemovedWhenKilled m_guard;
+    File m_claim; ///< open until the file has taken its place
 };
 
 } // namespace kor::platform

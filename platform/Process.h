@@ -7,8 +7,9 @@
 
 namespace kor::platform {
 
-/// Once, first thing in main: a closed pipe becomes a write error, standard streams carry bytes untranslated, and a
-/// standard stream that the caller closed keeps its number, so that no file can take its place.
+/// Once, first thing in main: a closed pipe and a file that must not grow become write errors, standard streams carry
+/// bytes untranslated, and a standard stream that the caller closed keeps its number, so that no file can take its
+/// place.
 void prepareProcess();
 
 /// The arguments after the program's name, in UTF-8 where the system has text and not bytes.
@@ -19,7 +20,7 @@ unsigned processId();
 /// Files at a time that a signal removes.
 constexpr std::size_t kMostRemovedWhenKilled = 64;
 
-/// While it exists, a signal that ends the process (interrupt, quit, hang-up, termination) removes a file first.
+/// While it exists, a signal that ends the process removes a file first; all but SIGKILL can.
 /// Notes  1  On Windows these are Ctrl+C, Ctrl+Break, the closing of the console and the end of the session. A program
 ///           that ends another one does not ask it.
 class RemovedWhenKilled {
@@ -42,7 +43,7 @@ private:
     std::size_t m_place = 0;
 };
 
-/// While it exists, this thread takes no ending signal; those that arrive wait.
+/// While it exists, this thread takes no ending signal; those that arrive wait, but for those of its own faults.
 class EndingSignalsWait {
 public:
     EndingSignalsWait() noexcept;
@@ -68,6 +69,11 @@ int notedSignal() noexcept;
 
 /// Children at a time: what a signal can take along when it ends this process.
 constexpr std::size_t kMostChildren = 256;
+
+/// To be called in a child of runSelf: when the parent ends, be it killed, this process does so at once, and removes
+/// what RemovedWhenKilled names. One that has noted a signal already may finish its work. Given     parent  its number
+/// Notes  1  On Windows the standard input, which runSelf keeps open, is read to its end for this.
+void endWithParent(unsigned parent);
 
 struct ChildResult {
     bool started = false;

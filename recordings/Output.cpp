@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <filesystem>
+#include <optional>
 #include <system_error>
 
 #include "platform/Text.h"
@@ -18,6 +19,16 @@ std::string partialName(const std::string& path)
     name += std::string_view(path).substr(plain.size());
     return platform::textOf(target.parent_path() / platform::pathFrom(name));
 }
+
+namespace {
+
+// A file that the user may not write is not to be replaced by way of its directory either.
+bool mayBeReplaced(const std::string& path)
+{
+    return !platform::fileStatus(path).isRegular || platform::openAnyForWriting(path);
+}
+
+} // namespace
 
 std::unique_ptr<Output> Output::open(const std::string& path, Problem& problem)
 {
@@ -37,9 +48,14 @@ std::unique_ptr<Output> Output::open(const std::string& path, Problem& problem)
             return nullptr;
         }
     }
+    const std::optional<std::string> led = platform::behindLinks(path);
+    if (!led) {
+        problem.reason = platform::lastError();
+        problem.advice = "remove the symbolic link or choose another name";
+        return nullptr;
+    }
     std::error_code error;
-    const fs::path target = platform::pathFrom(path);
-    const fs::file_status status = fs::status(target, error);
+    const fs::file_status status = fs::status(platform::pathFrom(*led), error);
     if (fs::is_directory(status)) {
         problem.reason = "it is a directory";
         return nullptr;
@@ -47,13 +63,13 @@ std::unique_ptr<Output> Output::open(const std::string& path, Problem& problem)
     if (fs::exists(status) && !fs::is_regular_file(status)) {
         output->m_direct = platform::openAnyForWriting(path);
     } else {
-        // A link stays a link: what it leads to is replaced.
-        output->m_target = path;
-        if (fs::is_symlink(fs::symlink_status(target, error))) {
-            if (const fs::path led = fs::weakly_canonical(target, error); !error) {
-                output->m_target = platform::textOf(led);
-            }
+        if (!mayBeReplaced(*led)) {
+            problem.reason = platform::lastError();
+            problem.advice = "the file that is there stays; make it writable or choose another name";
+            return nullptr;
         }
+        // A link stays a link: what it leads to is replaced.
+        output->m_target = *led;
         output->m_temporary = platform::TemporaryFile::beside(output->m_target);
     }
     if (!output->file()) {
@@ -115,19 +131,61 @@ bool Output::closePartial()
     return closeAs(partialPath());
 }
 
-bool Output::closeAs(const std::string& path)
+bool Output::closeTogether(Output& first, Output& second)
+{
+    std::string paths[2] = {first.m_target, second.m_target};
+    if (!first.complete(paths[0]) || !second.complete(paths[1])) {
+        return false;
+    }
+    std::vector<Output*> placed;
+    std::vector<platform::TemporaryFile::Placing> placings;
+    for (Output* const output : {&first, &second}) {
+        const std::string& path = paths[output == &first ? 0 : 1];
+        if (!path.empty()) {
+            placed.push_back(output);
+            placings.push_back({&output->m_temporary, path});
+        }
+    }
+    const std::size_t failing = platform::TemporaryFile::takeTheirPlaces(placings);
+    if (failing < placed.size()) {
+        placed[failing]->failPlacing();
+    }
+    return failing == placed.size();
+}
+
+bool Output::closeAs(std::string path)
+{
+    if (complete(path) && !path.empty() && !m_temporary.takePlaceOf(path)) {
+        failPlacing();
+    }
+    return !m_problem;
+}
+
+// All but its place. The path is that behind the links that lie there by now.
+bool Output::complete(std::string& path)
 {
     flush();
     if (m_packer && !m_problem && !put({}, true)) {
         fail(Problem::Kind::cannotWrite, "");
     }
+    if (!path.empty() && !m_problem) {
+        const std::optional<std::string> led = platform::behindLinks(path);
+        if (!led || !mayBeReplaced(*led)) {
+            failPlacing();
+        } else {
+            path = *led;
+            m_temporary.file.takePermissionsOf(path);
+        }
+    }
     if (!file().close() && !m_problem) {
         fail(Problem::Kind::cannotWrite, "");
     }
-    if (!m_problem && !path.empty() && !m_temporary.takePlaceOf(path)) {
-        fail(Problem::Kind::cannotCreate, "the complete file cannot take its place: ");
-    }
     return !m_problem;
+}
+
+void Output::failPlacing()
+{
+    fail(Problem::Kind::cannotCreate, "the complete file cannot take its place: ");
 }
 
 void Output::fail(Problem::Kind kind, const std::string& what)

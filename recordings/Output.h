@@ -19,6 +19,7 @@ std::string partialName(const std::string& path);
 
 /// Bytes collect in a buffer and go to a temporary file beside the target, which close() renames. A target that exists
 /// and is no regular file (a device, a pipe) is written directly, and so is "-", standard output.
+/// keeps its permissions. A symbolic link is followed, also one to a file that is not there yet.
 /// Notes  1  Without close() or closePartial() nothing takes the target's place and no temporary file remains.
 ///        2  After a failure everything that is written is dropped; problem() says what has failed first.
 class Output {
@@ -39,6 +40,10 @@ public:
     /// Writes out what is buffered, closes and renames; false when that, or any write before, has failed.
     bool close();
 
+    /// The same for two that belong together: either both take their places or none does, and what was there stays.
+    /// Notes  1  What goes to standard output, a device or a pipe cannot be taken back.
+    static bool closeTogether(Output& first, Output& second);
+
     /// The same for content that breaks off: it takes the place of partialPath(), and the target stays as it was.
     bool closePartial();
 
@@ -57,7 +62,9 @@ private:
     platform::File& file() { return m_target.empty() ? m_direct : m_temporary.file; }
     void pass(std::string_view bytes);
     bool put(std::string_view bytes, bool last);
-    bool closeAs(const std::string& path);
+    bool closeAs(std::string path);
+    bool complete(std::string& path);
+    void failPlacing();
     void fail(Problem::Kind kind, const std::string& what);
 
     std::string m_title;

@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -133,6 +134,36 @@ void File::copyPermissions(const File& from) noexcept
     }
 }
 
+void File::takePermissionsOf(const std::string& path) noexcept
+{
+    struct stat status = {};
+    if (!isName(path) || ::stat(path.c_str(), &status) != 0) {
+        return;
+    }
+    constexpr auto kStays = static_cast<uid_t>(-1);
+    [[maybe_unused]] int result = ::fchown(m_descriptor, status.st_uid, status.st_gid);
+    if (result != 0) {
+        result = ::fchown(m_descriptor, kStays, status.st_gid);
+    }
+    result = ::fchmod(m_descriptor, status.st_mode & kAllAccess); // behind the owner, who may be given no other rights
+}
+
+// A lock, which the system takes off with the last descriptor. A file system that has none does not lock for
+// removeIfAbandoned either.
+bool File::claim() noexcept
+{
+    struct stat status = {};
+    if (::flock(m_descriptor, LOCK_EX | LOCK_NB) != 0) {
+        return errno != EWOULDBLOCK;
+    }
+    return ::fstat(m_descriptor, &status) != 0 || status.st_nlink > 0;
+}
+
+File File::shared() const noexcept
+{
+    return File(::fcntl(m_descriptor, F_DUPFD_CLOEXEC, 0));
+}
+
 bool File::close() noexcept
 {
     return ::close(std::exchange(m_descriptor, -1)) == 0 && !m_failed;
@@ -147,7 +178,8 @@ File openFile(const std::string& path, OpenMode mode)
         return File();
     };
     struct stat status = {};
-    if (isName(path) && mode != OpenMode::create) {
+    const bool makes = mode == OpenMode::create || mode == OpenMode::createPrivately;
+    if (isName(path) && !makes) {
         if ((mode == OpenMode::read ? ::stat(path.c_str(), &status) : ::lstat(path.c_str(), &status)) == 0) {
             if (!S_ISREG(status.st_mode)) {
                 return refused(status);
@@ -159,7 +191,7 @@ File openFile(const std::string& path, OpenMode mode)
     const int flags = mode == OpenMode::read    ? O_RDONLY
                       : mode == OpenMode::write ? O_WRONLY | O_CREAT | O_NOFOLLOW
                                                 : O_WRONLY | O_CREAT | O_EXCL;
-    File file = opened(path, flags | O_NONBLOCK, 0666);
+    File file = opened(path, flags | O_NONBLOCK, mode == OpenMode::createPrivately ? 0600 : 0666);
     if (!file) {
         return {};
     }
@@ -274,6 +306,22 @@ Renamed renameFile(const std::string& from, const std::string& to, bool durable)
 bool removeFile(const std::string& path)
 {
     return isName(path) && ::unlink(path.c_str()) == 0;
+}
+
+bool removeIfAbandoned(const std::string& path, unsigned /*process*/)
+{
+    if (!isName(path)) {
+        return false;
+    }
+    // The lock tells also of processes on other computers, and does not take a later process for the one that had its
+    // number. Some network file systems lock only what may be written.
+    constexpr int kAsItIs = O_NOFOLLOW | O_NONBLOCK;
+    File file = opened(path, O_WRONLY | kAsItIs);
+    if (!file) {
+        file = opened(path, O_RDONLY | kAsItIs);
+    }
+    const std::optional<FileId> id = file ? file.id() : std::nullopt;
+    return id && ::flock(file.descriptor(), LOCK_EX | LOCK_NB) == 0 && fileId(path) == id && removeFile(path);
 }
 
 std::filesystem::path pathFrom(std::string_view utf8)

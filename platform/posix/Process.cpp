@@ -12,6 +12,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -22,7 +23,19 @@ namespace kor::platform {
 
 namespace {
 
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
+// What ends a process from outside, beside the real-time signals.
+constexpr int kEndingSignals[] = {SIGINT,    SIGTERM, SIGHUP,  SIGQUIT, SIGALRM, SIGUSR1,  SIGUSR2,
+                                  SIGVTALRM, SIGPROF, SIGXCPU, SIGIO,   SIGPWR,  SIGSTKFLT};
+
+// What ends it for a fault of its own. These cannot wait.
+constexpr int kFaultSignals[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGSYS, SIGTRAP};
+
+// Sent by the system to a child when its parent ends. Those that a user sends have lower numbers, so that they come
+// first when both are waiting.
+int signalOfParentsEnd()
+{
+    return SIGRTMIN;
+}
 
 // What the handler of an ending signal needs: plain arrays of lock-free atomics only. Whoever takes a path out of the
 // table may use it: the handler to remove the file, the owner to give up the text.
@@ -58,7 +71,8 @@ bool isNoted(int number)
 
 extern "C" void endedBySignal(int number)
 {
-    if (isNoted(number)) {
+    // The parent of a child that has noted a signal may have got it as well.
+    if (isNoted(number) || (number == signalOfParentsEnd() && noted.load() != 0)) {
         return;
     }
     // From here on nobody starts a child.
@@ -91,7 +105,29 @@ sigset_t endingSignals()
     for (const int number : kEndingSignals) {
         sigaddset(&set, number);
     }
+    for (int number = SIGRTMIN; number <= SIGRTMAX; ++number) {
+        sigaddset(&set, number);
+    }
     return set;
+}
+
+// One handler at a time: a second signal waits until the first one is noted.
+void handle(int number)
+{
+    struct sigaction action = {};
+    action.sa_handler = endedBySignal;
+    action.sa_mask = endingSignals();
+    sigaction(number, &action, nullptr);
+}
+
+// What is ignored stays so (started in the background, or under nohup), and what an instrumentation of the program has
+// taken for itself stays with it.
+void handleUnlessTaken(int number)
+{
+    struct sigaction before = {};
+    if (sigaction(number, nullptr, &before) == 0 && before.sa_handler == SIG_DFL) {
+        handle(number);
+    }
 }
 
 // The thread's signals before the first EndingSignalsWait in it.
@@ -163,16 +199,29 @@ void prepareProcess()
         }
     }
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     for (const int number : kEndingSignals) {
-        struct sigaction before = {};
-        sigaction(number, nullptr, &before);
-        if (before.sa_handler == SIG_IGN) {
-            continue; // started in the background or under nohup: stay that way
-        }
-        struct sigaction action = {};
-        action.sa_handler = endedBySignal;
-        sigemptyset(&action.sa_mask);
-        sigaction(number, &action, nullptr);
+        handleUnlessTaken(number);
+    }
+    for (const int number : kFaultSignals) {
+        handleUnlessTaken(number);
+    }
+    for (int number = SIGRTMIN; number <= SIGRTMAX; ++number) {
+        handleUnlessTaken(number);
+    }
+}
+
+void endWithParent(unsigned parent)
+{
+    const int number = signalOfParentsEnd();
+    handle(number);
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, number);
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    prctl(PR_SET_PDEATHSIG, number);
+    if (static_cast<unsigned>(getppid()) != parent) { // it has ended before
+        raise(number);
     }
 }
 

@@ -129,6 +129,20 @@ bool File::sync() noexcept
 // A new file has the rights that its directory hands down.
 void File::copyPermissions(const File&) noexcept {}
 
+void File::takePermissionsOf(const std::string&) noexcept {}
+
+// While it is open nobody can have it for himself, which is what removeIfAbandoned asks for.
+bool File::claim() noexcept
+{
+    return true;
+}
+
+// One that is open in between could not take its place everywhere.
+File File::shared() const noexcept
+{
+    return {};
+}
+
 bool File::close() noexcept
 {
     return _close(std::exchange(m_descriptor, -1)) == 0 && !m_failed;
@@ -149,7 +163,8 @@ File openFile(const std::string& path, OpenMode mode)
     const int flags = mode == OpenMode::read    ? _O_RDONLY
                       : mode == OpenMode::write ? _O_WRONLY | _O_CREAT | _O_TRUNC
                                                 : _O_WRONLY | _O_CREAT | _O_EXCL;
-    File file = mode == OpenMode::create ? createdRemovable(*name) : File();
+    const bool makes = mode == OpenMode::create || mode == OpenMode::createPrivately;
+    File file = makes ? createdRemovable(*name) : File();
     if (!file) {
         file = File(_wsopen(name->c_str(), flags | _O_BINARY | _O_NOINHERIT, _SH_DENYNO, _S_IREAD | _S_IWRITE));
     }
@@ -273,6 +288,27 @@ bool removeFile(const std::string& path)
 {
     const std::optional<std::wstring> name = nativeName(path);
     return name && DeleteFileW(name->c_str()) != 0;
+}
+
+bool removeIfAbandoned(const std::string& path, unsigned process)
+{
+    // Between its closing and its new name a file is open nowhere, so the process counts as well.
+    const HANDLE owner = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process);
+    if (owner != nullptr || GetLastError() != ERROR_INVALID_PARAMETER) {
+        DWORD status = STILL_ACTIVE;
+        if (owner != nullptr) {
+            GetExitCodeProcess(owner, &status);
+            CloseHandle(owner);
+        }
+        if (status == STILL_ACTIVE) {
+            return false;
+        }
+    }
+    const std::optional<std::wstring> name = nativeName(path);
+    const HANDLE alone = !name ? INVALID_HANDLE_VALUE
+                               : CreateFileW(name->c_str(), DELETE, 0, nullptr, OPEN_EXISTING,
+                                             FILE_FLAG_DELETE_ON_CLOSE | FILE_FLAG_OPEN_REPARSE_POINT, nullptr);
+    return alone != INVALID_HANDLE_VALUE && CloseHandle(alone) != 0;
 }
 
 std::filesystem::path pathFrom(std::string_view utf8)

@@ -55,6 +55,19 @@ BOOL WINAPI endedByConsole(DWORD /*event*/)
     return FALSE; // the system's own handler comes next and ends the process
 }
 
+// The parent writes nothing: the read returns when its end of the pipe is closed.
+DWORD WINAPI waitForParentsEnd(void* /*nothing*/)
+{
+    char byte = 0;
+    DWORD got = 0;
+    while (ReadFile(GetStdHandle(STD_INPUT_HANDLE), &byte, 1, &got, nullptr) != 0 && got > 0) {
+    }
+    endedByConsole(CTRL_CLOSE_EVENT);
+    constexpr UINT kTerminated = 143;
+    TerminateProcess(GetCurrentProcess(), kTerminated);
+    return 0;
+}
+
 ChildResult notStarted(const char* what)
 {
     ChildResult result;
@@ -147,6 +160,13 @@ int notedSignal() noexcept
     return 0;
 }
 
+void endWithParent(unsigned /*parent*/)
+{
+    if (const HANDLE thread = CreateThread(nullptr, 0, waitForParentsEnd, nullptr, 0, nullptr); thread != nullptr) {
+        CloseHandle(thread);
+    }
+}
+
 ChildResult runSelf(const std::vector<std::string>& arguments)
 {
     wchar_t self[32768];
@@ -171,14 +191,24 @@ ChildResult runSelf(const std::vector<std::string>& arguments)
         return notStarted("cannot make a pipe");
     }
     SetHandleInformation(reading, HANDLE_FLAG_INHERIT, 0);
+    // By the end of this one the child hears of the end of this process.
+    HANDLE life = nullptr;
+    HANDLE heldOpen = nullptr;
+    if (CreatePipe(&life, &heldOpen, &inheritable, 0) == 0) {
+        const ChildResult result = notStarted("cannot make a pipe");
+        CloseHandle(reading);
+        CloseHandle(writing);
+        return result;
+    }
+    SetHandleInformation(heldOpen, HANDLE_FLAG_INHERIT, 0);
 
-    // Only the three standard handles go to the child: a pipe of another thread's child would never end otherwise.
-    HANDLE handles[3] = {GetStdHandle(STD_INPUT_HANDLE), GetStdHandle(STD_OUTPUT_HANDLE), writing};
+    // Only these go to the child: a pipe of another thread's child would never end otherwise.
+    HANDLE inherited[2] = {life, writing};
     STARTUPINFOEXW startup{};
     startup.StartupInfo.cb = sizeof startup;
     startup.StartupInfo.dwFlags = STARTF_USESTDHANDLES;
-    startup.StartupInfo.hStdInput = handles[0];
-    startup.StartupInfo.hStdOutput = handles[1];
+    startup.StartupInfo.hStdInput = life;
+    startup.StartupInfo.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
     startup.StartupInfo.hStdError = writing;
     SIZE_T size = 0;
     InitializeProcThreadAttributeList(nullptr, 1, 0, &size);
@@ -187,11 +217,12 @@ ChildResult runSelf(const std::vector<std::string>& arguments)
     PROCESS_INFORMATION process{};
     const bool started = InitializeProcThreadAttributeList(startup.lpAttributeList, 1, 0, &size) != 0 &&
                          UpdateProcThreadAttribute(startup.lpAttributeList, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
-                                                   &handles[2], sizeof(HANDLE), nullptr, nullptr) != 0 &&
+                                                   inherited, sizeof inherited, nullptr, nullptr) != 0 &&
                          CreateProcessW(self, line.data(), nullptr, nullptr, TRUE, EXTENDED_STARTUPINFO_PRESENT,
                                         nullptr, nullptr, &startup.StartupInfo, &process) != 0;
     ChildResult result = started ? ChildResult{} : notStarted("cannot start this program");
     CloseHandle(writing);
+    CloseHandle(life);
     if (started) {
         result.started = true;
         char buffer[4096];
@@ -207,6 +238,7 @@ ChildResult runSelf(const std::vector<std::string>& arguments)
         CloseHandle(process.hProcess);
     }
     CloseHandle(reading);
+    CloseHandle(heldOpen);
     return result;
 }
 

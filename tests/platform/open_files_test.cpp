@@ -183,6 +183,58 @@ TEST_F(OpenFiles, aTemporaryFileThatMovesGoesOnce)
     EXPECT_EQ(files(), 0);
 }
 
+// What the tests of whole programs do not reach: names that are not those of temporary files.
+TEST_F(OpenFiles, onlyTemporaryFilesOfEndedProcessesAreRemoved)
+{
+    // No process has this number on any system: it is beyond what they give.
+    for (const char* const name : {".kor.4294967294-0.tmp", ".kor.4294967294-77.tmp"}) {
+        write(name, "x");
+    }
+    const std::vector<std::string> others = {
+        ".kor.4294967294-0.old", ".kor.-0.tmp",   ".kor.1-.tmp",   ".kor.1.tmp",
+        ".kor.1-0x.tmp",         ".kor..tmp",     ".kor.tmp",      "kor.1-0.tmp",
+        ".kor.1-0.tmp.gz",       ".kor.1 -0.tmp", ".kor.+1-0.tmp", ".kor.1-99999999999.tmp"};
+    for (const std::string& name : others) {
+        write(name, "x");
+    }
+    {
+        const TemporaryFile first = TemporaryFile::beside(path("r"));
+        const TemporaryFile second = TemporaryFile::beside(path("r"));
+        ASSERT_TRUE(first && second) << "the first one is in use";
+        EXPECT_EQ(files(), static_cast<std::ptrdiff_t>(others.size()) + 2);
+    }
+    EXPECT_EQ(files(), static_cast<std::ptrdiff_t>(others.size()));
+}
+
+TEST_F(OpenFiles, aTemporaryFileThatIsCompleteIsStillInUse)
+{
+    TemporaryFile file = TemporaryFile::beside(path("r"));
+    ASSERT_TRUE(file.file.close());
+    EXPECT_TRUE(TemporaryFile::beside(path("other"))) << "which looks for those that nobody uses";
+    EXPECT_TRUE(file.takePlaceOf(path("r")));
+    EXPECT_EQ(files(), 1);
+}
+
+#ifndef _WIN32 // where there are links for everybody
+TEST_F(OpenFiles, linksAreFollowedToWhatIsThereOrIsNot)
+{
+    write("a", "x");
+    fs::create_directory(m_folder / "d");
+    EXPECT_EQ(behindLinks(path("a")), path("a"));
+    EXPECT_EQ(behindLinks(path("none/none")), path("none/none"));
+    fs::create_symlink("../a", m_folder / "d/1");
+    fs::create_symlink(path("d/1"), m_folder / "2");
+    EXPECT_EQ(behindLinks(path("2")), path("d/../a"));
+    fs::create_symlink("none", m_folder / "3");
+    EXPECT_EQ(behindLinks(path("3")), path("none"));
+    EXPECT_TRUE(leadToSameFile(path("3"), path("none")));
+    fs::create_symlink("5", m_folder / "4");
+    fs::create_symlink("4", m_folder / "5");
+    EXPECT_EQ(behindLinks(path("4")), std::nullopt);
+    EXPECT_EQ(lastError(), "Too many levels of symbolic links");
+}
+#endif
+
 #ifndef _WIN32 // where no signal ends a process
 TEST_F(OpenFiles, thereAreNoMoreTemporaryFilesThanASignalCanRemove)
 {

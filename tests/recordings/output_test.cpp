@@ -148,6 +148,78 @@ TEST_F(OutputTest, afterAWriteErrorWritingGoesOnIntoNothing)
 }
 #endif
 
+TEST_F(OutputTest, twoThatBelongTogetherAppearTogether)
+{
+    std::ofstream(path("a")) << "old";
+    const auto first = open("a");
+    const auto second = open("b");
+    first->write("1");
+    second->write("2");
+    EXPECT_TRUE(Output::closeTogether(*first, *second));
+    EXPECT_EQ(content("a"), "1");
+    EXPECT_EQ(content("b"), "2");
+    EXPECT_EQ(files(), 2);
+}
+
+// Whichever of the two cannot take its place, and whether or not the other one replaces a file.
+TEST_F(OutputTest, ofTwoThatBelongTogetherNoneAppearsIfOneCannot)
+{
+    for (const bool firstFails : {true, false}) {
+        for (const bool replaces : {true, false}) {
+            const char* const failing = firstFails ? "a" : "b";
+            const char* const other = firstFails ? "b" : "a";
+            if (replaces) {
+                std::ofstream(path(other)) << "old";
+            }
+            {
+                const auto first = open("a");
+                const auto second = open("b");
+                first->write("1");
+                second->write("2");
+                fs::create_directory(path(failing));
+                EXPECT_FALSE(Output::closeTogether(*first, *second));
+                const Output& told = firstFails ? *first : *second;
+                EXPECT_EQ(told.problem().kind, Problem::Kind::cannotCreate);
+                EXPECT_NE(text(told.problem()).find("cannot take its place"), std::string::npos);
+                EXPECT_FALSE((firstFails ? *second : *first).problem());
+            }
+            EXPECT_EQ(fs::exists(path(other)), replaces);
+            EXPECT_EQ(content(other), replaces ? "old" : "");
+            EXPECT_EQ(files(), replaces ? 2 : 1) << "and nothing beside them";
+            fs::remove(path(failing));
+            fs::remove(path(other));
+        }
+    }
+}
+
+#ifndef _WIN32 // the device is a POSIX one
+TEST_F(OutputTest, ofTwoThatBelongTogetherNoneAppearsIfOneCannotBeWritten)
+{
+    for (const bool firstFails : {true, false}) {
+        Problem problem;
+        const auto full = Output::open("/dev/full", problem);
+        const auto file = open("r");
+        full->write("1");
+        file->write("2");
+        EXPECT_FALSE(firstFails ? Output::closeTogether(*full, *file) : Output::closeTogether(*file, *full));
+        EXPECT_EQ(full->problem().kind, Problem::Kind::cannotWrite);
+        EXPECT_FALSE(fs::exists(path("r")));
+    }
+    EXPECT_EQ(files(), 0);
+}
+
+TEST_F(OutputTest, aLinkThatAppearsOnTheWayIsFollowed)
+{
+    const auto output = open("r");
+    output->write("x");
+    fs::create_symlink("other", path("r"));
+    EXPECT_TRUE(output->close());
+    EXPECT_TRUE(fs::is_symlink(path("r")));
+    EXPECT_EQ(content("other"), "x");
+    EXPECT_EQ(files(), 2);
+}
+#endif
+
 TEST_F(OutputTest, aMissingDirectoryCannotBeWrittenInto)
 {
     Problem problem;

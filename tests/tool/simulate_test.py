@@ -576,8 +576,33 @@ class Output(Case):
         self.assertEqual(done.returncode, USAGE, done.stderr)
 
     @posix_only
+    def test_neither_of_two_is_put_in_place_when_one_cannot_be_completed(self):
+        # A truth is three times as long as its recording.
+        for limit, failing in ((200, "truth.csv"), (60, "run.csv")):
+            for name in ("run.csv", "truth.csv"):
+                with open(self.path(name), "w") as file:
+                    file.write("old\n")
+            line = (f"'{KOR[0]}' simulate --prm '{DATA}/polarizer' --id 1005 --motion random --samples 600 -o run.csv "
+                    + ("--truth truth.csv" if failing == "truth.csv" else "--truth /dev/null"))
+            done = subprocess.run(["/bin/sh", "-c", f"ulimit -f {limit}; exec {line}"], cwd=self.dir, text=True,
+                                  stderr=subprocess.PIPE, timeout=60)
+            self.assertEqual(done.returncode, IO_ERROR, done.stderr)
+            self.assertIn(f"kor: cannot write {failing}: File too large\n", done.stderr)
+            self.assertEqual(sorted(os.listdir(self.dir)), ["run.csv", "truth.csv"])
+            for name in ("run.csv", "truth.csv"):
+                with open(self.path(name)) as file:
+                    self.assertEqual(file.read(), "old\n")
+
+    @posix_only
+    def test_a_truth_behind_a_link_to_the_recording_is_refused(self):
+        os.symlink("run.csv", self.path("link.csv"))
+        done = self.run_kor("simulate", "--prm", os.path.join(DATA, "polarizer"), "--id", "1005", "--motion", "static",
+                            "-o", self.path("run.csv"), "--truth", self.path("link.csv"), status=USAGE)
+        self.assertIn(" is the recording itself", done.stderr)
+
+    @posix_only
     def test_a_signal_leaves_neither_of_two_temporary_files(self):
-        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGUSR1):
             with self.subTest(signal=number.name):
                 folder = self.path(number.name)
                 os.mkdir(folder)

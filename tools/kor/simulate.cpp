@@ -329,14 +329,11 @@ int simulate(const SimulateRequest& request)
         }
     }
     progress.clear();
-    throwIfFailed(*recording);
-    if (truth) {
-        throwIfFailed(*truth);
-        truth->close();
+    const bool closed = truth ? Output::closeTogether(*recording, *truth) : recording->close();
+    if (!closed) {
+        throwIfFailed(*recording);
         throwIfFailed(*truth);
     }
-    recording->close();
-    throwIfFailed(*recording);
     tell(fmt::format("simulated: mount mode {}, {}\n"
                      "  seed:     {}\n"
                      "  samples:  {}\n"
