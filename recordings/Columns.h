@@ -42,11 +42,12 @@ enum class Outcome : std::uint8_t {
     noMatrixBothLevelsOutside = 4, ///< mount modes 9, 10: both levels are outside their tables
     noMatrixFiltersFilling = 5,    ///< mount modes 9, 10: the filters do not hold enough samples yet
     noMatrixNoSolution = 6,        ///< the model's equations have no solution
-    noMatrixNoModel = 7            ///< the engine has no model
+    noMatrixNoModel = 7,           ///< the engine has no model
+    spoiled = 8                    ///< the matrix holds nan or an infinity because of an earlier sample
 };
 
 /// The names of the outcomes in CSV, by their numbers.
-inline constexpr std::array<std::string_view, 8> kOutcomeNames = {{
+inline constexpr std::array<std::string_view, 9> kOutcomeNames = {{
     "ok",
     "before_reference",
     "rejected_status",
@@ -55,6 +56,7 @@ inline constexpr std::array<std::string_view, 8> kOutcomeNames = {{
     "no_matrix_filters_filling",
     "no_matrix_no_solution",
     "no_matrix_no_model",
+    "spoiled",
 }};
 
 /// What the engine said about one sample.

@@ -86,7 +86,8 @@ TEST(Columns, outcomesHaveTheirNamesInTheOrderOfTheirNumbers)
     EXPECT_EQ(nameOf(Outcome::noMatrixFiltersFilling), "no_matrix_filters_filling");
     EXPECT_EQ(nameOf(Outcome::noMatrixNoSolution), "no_matrix_no_solution");
     EXPECT_EQ(nameOf(Outcome::noMatrixNoModel), "no_matrix_no_model");
-    EXPECT_EQ(kOutcomeNames.size(), static_cast<std::size_t>(Outcome::noMatrixNoModel) + 1);
+    EXPECT_EQ(nameOf(Outcome::spoiled), "spoiled");
+    EXPECT_EQ(kOutcomeNames.size(), static_cast<std::size_t>(Outcome::spoiled) + 1);
 }
 
 TEST(Columns, aNameThatEndsInAUnitHasThatUnit)

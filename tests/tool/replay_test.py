@@ -977,7 +977,7 @@ class Results(Case):
         self.assertEqual([(r["levelX_out"], r["levelY_out"]) for r in table[9:14]],
                          [("0", "0"), ("1", "0"), ("0", "1"), ("1", "1"), ("0", "0")])
         self.assertEqual(table[12]["outcome"], "no_matrix_both_levels_out")
-        self.assertEqual({r["outcome"] for r in table[30:]}, {"not_finite"})
+        self.assertEqual([r["outcome"] for r in table[30:]], ["not_finite"] + ["spoiled"] * 9)
         rows[30]["sensorVector_x"], rows[31]["sensorVector_x"] = 0.0, math.nan
         self.put("b.csv", csv_text(rows))
         table = self.results("b.csv", number=5)
@@ -1088,6 +1088,102 @@ class Results(Case):
         self.assertTrue(os.path.islink(self.path("link.csv")))
         self.assertEqual(self.rows(self.get("deep/real.csv")), self.table)
 
+    @posix_only
+    def test_a_link_to_a_file_that_is_not_there_is_followed(self):
+        os.mkdir(self.path("deep"))
+        for number, target in enumerate((os.path.join("deep", "new.csv"), self.path("deep", "other.csv"))):
+            os.symlink(target, self.path(f"link{number}.csv"))
+            os.symlink(f"link{number}.csv", self.path(f"again{number}.csv"))
+            self.replay("a.csv", "-o", f"again{number}.csv")
+            self.assertEqual(os.readlink(self.path(f"link{number}.csv")), target)
+            self.assertEqual(os.readlink(self.path(f"again{number}.csv")), f"link{number}.csv")
+            self.assertEqual(self.rows(self.get(f"link{number}.csv")), self.table)
+        self.assertEqual(sorted(os.listdir(self.path("deep"))), ["new.csv", "other.csv"])
+        os.symlink(os.path.join("none", "new.csv"), self.path("lost.csv"))
+        _, errors = self.replay("a.csv", "-o", "lost.csv", status=CANNOT_CREATE)
+        self.assertIn("kor: cannot create lost.csv: No such file or directory", errors)
+        self.assertTrue(os.path.islink(self.path("lost.csv")))
+
+    @posix_only
+    def test_links_in_a_circle_are_refused(self):
+        os.symlink("b.csv", self.path("c.csv"))
+        os.symlink("c.csv", self.path("b.csv"))
+        os.symlink("self.csv", self.path("self.csv"))
+        for name in ("b.csv", "self.csv"):
+            _, errors = self.replay("a.csv", "-o", name, status=CANNOT_CREATE)
+            self.assertIn(f"kor: cannot create {name}: Too many levels of symbolic links; remove the symbolic link or "
+                          "choose another name", errors)
+        self.assert_no_leftovers("a.csv", "b.csv", "c.csv", "self.csv")
+        self.assertTrue(os.path.islink(self.path("self.csv")))
+        os.symlink("nowhere", self.path("dir"))
+        self.put("d.csv", csv_text(self.samples))
+        self.replay("a.csv", "d.csv", "-o", "dir", status=CANNOT_CREATE)
+        self.assertTrue(os.path.islink(self.path("dir")))
+
+    @posix_only
+    def test_a_link_under_the_partial_name_is_followed_too(self):
+        self.put("bad.csv", csv_text(self.samples) + "bad\n")
+        os.symlink("other.csv", self.path("r.partial.csv"))
+        self.replay("bad.csv", "-o", "r.csv", status=DATA)
+        self.assertEqual(os.readlink(self.path("r.partial.csv")), "other.csv")
+        self.assertEqual(self.rows(self.get("other.csv")), self.table)
+
+    def mode(self, name):
+        return oct(os.stat(self.path(name)).st_mode & 0o7777)
+
+    @posix_only
+    def test_an_older_result_keeps_its_permissions(self):
+        for mode in (0o600, 0o640, 0o604, 0o666, 0o755, 0o200):
+            self.put("r.csv", "old\n")
+            os.chmod(self.path("r.csv"), mode)
+            self.replay("a.csv", "-o", "r.csv", umask=0o027)
+            self.assertEqual(self.mode("r.csv"), oct(mode))
+            os.remove(self.path("r.csv"))
+        self.replay("a.csv", "-o", "new.csv", umask=0o027)
+        self.assertEqual(self.mode("new.csv"), "0o640", "of a new one the user decides")
+        self.put("bad.csv", csv_text(self.samples) + "bad\n")
+        for name, mode in (("p.csv", 0o600), ("q.partial.csv", 0o660)):
+            self.put(name, "old\n")
+            os.chmod(self.path(name), mode)
+        for name in ("p.csv", "q.csv"):
+            self.replay("bad.csv", "-o", name, status=DATA)
+        self.assertEqual((self.mode("p.partial.csv"), self.mode("q.partial.csv")), ("0o600", "0o660"))
+
+    @unittest.skipIf(WINDOWS or os.geteuid() != 0, "files of other users need their rights")
+    def test_an_older_result_keeps_its_owner(self):
+        self.put("r.csv", "old\n")
+        os.chown(self.path("r.csv"), 1234, 5678)
+        os.chmod(self.path("r.csv"), 0o640)
+        self.replay("a.csv", "-o", "r.csv")
+        found = os.stat(self.path("r.csv"))
+        self.assertEqual((found.st_uid, found.st_gid, found.st_mode & 0o777), (1234, 5678, 0o640))
+
+    @posix_only
+    def test_a_file_that_the_user_may_not_write_is_refused(self):
+        self.put("r.csv", "old\n")
+        self.put("bad.csv", csv_text(self.samples) + "bad\n")
+        self.put("q.partial.csv", "old\n")
+        for name in ("r.csv", "q.partial.csv"):
+            os.chmod(self.path(name), 0o444)
+        os.chmod(self.dir, 0o777)
+        nobody = {}
+        if os.geteuid() == 0:  # who may write everything
+            nobody = {"user": 65534, "group": 65534, "extra_groups": []}
+            if subprocess.run(["test", "-x", PATH], **nobody).returncode != 0:
+                self.skipTest("another user cannot run the program where it is")
+        try:
+            _, errors = self.replay("a.csv", "-o", "r.csv", status=CANNOT_CREATE, **nobody)
+            self.assertIn("kor: cannot create r.csv: Permission denied; the file that is there stays; make it writable or "
+                          "choose another name", errors)
+            self.assertEqual(self.get("r.csv"), b"old\n")
+            _, errors = self.replay("bad.csv", "-o", "q.csv", status=CANNOT_CREATE, **nobody)
+            self.assertIn("the complete file cannot take its place: Permission denied", errors)
+            self.assertEqual(self.get("q.partial.csv"), b"old\n")
+            self.assert_no_leftovers("a.csv", "bad.csv", "r.csv", "q.partial.csv")
+        finally:
+            for name in ("r.csv", "q.partial.csv"):
+                os.chmod(self.path(name), 0o644)
+
     def test_summary(self):
         _, errors = self.replay("a.csv")
         figures = self.summary(errors)
@@ -1129,7 +1225,11 @@ class Outcomes(Case):
         figures = self.summary(errors)
         spoiled = [2 + i for i, row in enumerate(self.rows(out)) if row["m00"] == "nan"]
         self.assertGreater(len(spoiled), 600)
-        self.assertEqual(figures["not_finite"], f"{len(spoiled)}, lines {spoiled[0]} to 1201")
+        self.assertEqual(spoiled[0], 501)
+        self.assertEqual(figures["not_finite"], "1, line 501")
+        self.assertEqual(figures["spoiled"], f"{len(spoiled) - 1}, lines 502 to 1201")
+        self.assertEqual(figures["spoiled since"], "line 501: values that the process keeps are not finite; --repair goes on "
+                                                   "with fresh ones")
         self.assertEqual(figures["readings not finite"], "1, line 501; the first is sensorVector_x")
         self.assertEqual(figures["stays not finite"], f"from line {spoiled[0]} to the end; in this model one nan spoils "
                                                       "every sample that follows")
@@ -1145,6 +1245,69 @@ class Outcomes(Case):
         errors = self.replay("a.csv", number=8)[1]
         self.assertEqual(self.summary(errors)["not_finite"], "1, line 501")
         self.assertNotIn("stays not finite", self.summary(errors))
+
+    def lines(self, *arguments, **options):
+        """The rows of the results as they stand, without the header, and the messages."""
+        out, errors = self.replay(*arguments, **options)
+        return out.splitlines()[1:], errors
+
+    def test_repair_gives_what_a_new_process_gives_behind_a_spoiled_sample(self):
+        self.samples[399]["sensorVector_x"] = math.nan
+        self.samples[699]["levelYRaw"] = math.inf  # in the filters it spoils the sample behind it
+        self.put("a.csv", csv_text(self.samples))
+        for number in ("1", "4"):
+            got, errors = self.lines("a.csv", "--repair", "--threads", number, number=10)
+            figures = self.summary(errors)
+            self.assertEqual(figures["repaired"], "2, lines 401 to 702")
+            self.assertEqual(figures["not_finite"], "3, lines 401 to 702")
+            self.assertNotIn("spoiled", figures)
+            self.assertNotIn("spoiled since", figures)
+            self.assertEqual(figures["reference"], "captured in line 7, at 1050 ms, the last of 3 in line 703")
+            self.assertEqual(errors.count("kor: warning: a.csv: line "), 2)
+            self.assertIn("kor: warning: a.csv: line 401: values that the process keeps are not finite; repaired: from the "
+                          "next sample on, the results are those of a new process\n", errors)
+            for first, last in ((0, 399), (400, 700), (701, 1200)):
+                self.put("part.csv", csv_text(self.samples[first:last]))
+                self.assertEqual(got[first:last], self.lines("part.csv", number=10)[0], (first, last))
+        found = self.account("a.csv", "--repair", number=10)
+        self.assertEqual(found["repaired"], {"count": 2, "first": 401, "last": 702})
+        self.assertEqual((found["spoiled"], found["stays_not_finite_from"]), (None, None))
+        found = self.account("a.csv", number=10)
+        self.assertEqual(found["spoiled"], {"since": 401, "by": "process_values"})
+
+    def test_a_reference_that_is_not_finite_is_said_and_repaired(self):
+        self.samples[5]["azimuthRaw"] = math.nan  # the first one that the hold lets through
+        self.put("a.csv", csv_text(self.samples))
+        for arguments in ((), ("--mcs=on",)):
+            self.assertNotIn("spoiled", self.summary(self.replay("a.csv", *arguments)[1]))
+        table = self.results("a.csv", "--mcs=off", status=DATA)
+        self.assertEqual([row["outcome"] for row in table],
+                         ["before_reference"] * 5 + ["not_finite"] + ["spoiled"] * 1194)
+        figures = self.summary(self.replay("a.csv", "--mcs=off", status=DATA)[1])
+        self.assertEqual(figures["spoiled since"], "line 7: the reference was captured from a sample that is not finite; "
+                                                   "--repair goes on with fresh ones")
+        got, errors = self.lines("a.csv", "--mcs=off", "--repair")
+        self.assertEqual(self.summary(errors)["reference"], "captured in line 8, at 1060 ms")
+        self.assertEqual(self.summary(errors)["ok"], "1193 (99.4 %)")
+        self.put("part.csv", csv_text(self.samples[6:]))
+        self.assertEqual(got[6:], self.lines("part.csv", "--mcs=off")[0])
+
+    def test_repair_changes_nothing_where_nothing_is_spoiled(self):
+        self.samples[499]["sensorVector_x"] = math.nan
+        self.put("b.csv", csv_text(self.samples))
+        for name, number in (("a.csv", 10), ("b.csv", 8), ("b.csv", 5)):
+            got, errors = self.lines(name, "--repair", number=number)
+            self.assertEqual(self.summary(errors)["repaired"], "none")
+            self.assertEqual(got, self.lines(name, number=number)[0])
+
+    def test_repairs_in_vain_come_to_an_end(self):
+        # Parameters that are not finite spoil every reference.
+        text = parameter_text(6, 5).replace("Scale Factor\n0.1", "Scale Factor\nnan")
+        self.put("Tg6.prm", text)
+        errors = self.replay("a.csv", "--mcs=off", "--repair", "--force", number=6, status=DATA)[1]
+        self.assertEqual(self.summary(errors)["repaired"], "100, lines 7 to 106")
+        self.assertEqual(errors.count("repaired: from the next sample on"), 5)
+        self.assertEqual(self.summary(errors)["spoiled since"].split(":")[0], "line 107")
 
     def test_no_reference_is_no_usable_orientation(self):
         for name in ("gate", "hold"):
@@ -1218,16 +1381,16 @@ class Outcomes(Case):
         self.assertGreater(found.pop("seconds"), 0)
         del found["outcomes"]
         messages = [message["text"] for message in found.pop("messages")]
+        none = {"count": 0, "first": None, "last": None}
         self.assertEqual(len(messages), 2)
         self.assertIn('column "more" is not a column of a recording', messages[0])
         self.assertIn("a.csv: line 1202: found 1 field", messages[1])
-        none = {"count": 0, "first": None, "last": None}
         self.assertEqual(found, {
             "recording": "a.csv", "results": "r.csv", "complete": True, "exit": 0, "model": "three vectors",
             "mount_mode": 8, "places": "line", "samples": 1199, "unusable": 2, "outside_window": 1,
             "bad": {"count": 1, "first": 1202, "last": 1202}, "reference": {"at": 7, "time_ms": 1050},
             "readings_not_finite": {"count": 1, "first": 501, "last": 501, "first_column": "sensorVector_x"},
-            "stays_not_finite_from": None, "one_nan_spoils_the_rest": False,
+            "stays_not_finite_from": None, "one_nan_spoils_the_rest": False, "spoiled": None, "repaired": none,
             "time_stamps": {"first_ms": 1010, "last_ms": 13090, "usual_step_ms": 10,
                             "gaps": {"count": 1, "first": 802, "last": 802, "longest_ms": 110},
                             "backward_jumps": dict(none, longest_ms=None)},
@@ -1308,13 +1471,13 @@ class Failures(Case):
     @posix_only
     def test_a_file_that_may_not_grow_is_a_write_error_and_leaves_the_old_result(self):
         self.put("r.csv", "old\n")
-        def bounded():
-            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
-            resource.setrlimit(resource.RLIMIT_FSIZE, (100000, 100000))
-        _, errors = self.replay("a.csv", "-o", "r.csv", status=IO_ERROR, preexec_fn=bounded)
-        self.assertIn("r.csv: File too large", errors)
-        self.assertEqual(self.get("r.csv"), b"old\n")
-        self.assert_no_leftovers("a.csv", "r.csv")
+        for line in ("replay --prm . --id 5 a.csv -o r.csv", "convert a.csv r.csv"):
+            done = subprocess.run(["/bin/sh", "-c", f"ulimit -f 100; exec '{PATH}' {line}"], cwd=self.dir,
+                                  stderr=subprocess.PIPE)
+            self.assertEqual(done.returncode, IO_ERROR)
+            self.assertIn(b"kor: cannot write r.csv: File too large", done.stderr)
+            self.assertEqual(self.get("r.csv"), b"old\n")
+            self.assert_no_leftovers("a.csv", "r.csv")
 
     @posix_only
     def test_a_read_error_on_the_way_keeps_the_results_so_far_in_whole_lines(self):
@@ -1384,24 +1547,86 @@ class Failures(Case):
         self.replay("a.csv", "-o", "Tg5.prm", status=USAGE)
         self.assertEqual(self.get("Tg5.prm"), before)
 
-    @posix_only
-    def test_an_interrupt_leaves_no_temporary_file(self):
+    def temporaries(self, directory="."):
+        return sorted(name for name in os.listdir(self.path(directory)) if name.startswith(".kor."))
+
+    def put_long(self):
         # Rejected samples without an end, nearly: the file takes no room.
         self.put("long.korraw", binary(samples(100)))
         os.truncate(self.path("long.korraw"), 68 << 30)
-        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT):
-            child = subprocess.Popen([*KOR, "replay", "--prm", ".", "--id", "5", "long.korraw", "-o", "r.csv"],
-                                     cwd=self.dir, stderr=subprocess.DEVNULL)
-            self.addCleanup(child.wait)
-            self.addCleanup(child.kill)
-            deadline = time.monotonic() + 20
-            while not any(n.startswith(".kor.") for n in os.listdir(self.dir)) and time.monotonic() < deadline:
-                time.sleep(0.01)
-            self.assertTrue(any(n.startswith(".kor.") for n in os.listdir(self.dir)), "it was there")
-            child.send_signal(number)
-            child.wait(timeout=20)
-            self.assertEqual(child.returncode, -number)
-            self.assert_no_leftovers("a.csv", "long.korraw")
+
+    def long_replay(self, *arguments, count=1, directory=".", **options):
+        """A replay that does not come to an end, when there are so many temporary files in a directory."""
+        child = subprocess.Popen([*KOR, "replay", "--prm", ".", "--id", "5", *(arguments or ("long.korraw", "-o", "r.csv"))],
+                                 cwd=self.dir, stderr=subprocess.DEVNULL, **options)
+        self.addCleanup(child.wait)
+        self.addCleanup(child.kill)
+        deadline = time.monotonic() + 20
+        while True:
+            try:
+                if len(self.temporaries(directory)) == count:
+                    return child
+            except FileNotFoundError:
+                pass
+            self.assertLess(time.monotonic(), deadline, "it has made its temporary files")
+            time.sleep(0.01)
+
+    @posix_only
+    def test_a_signal_leaves_no_temporary_file(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP, signal.SIGQUIT, signal.SIGUSR2, signal.SIGALRM,
+                       signal.SIGXCPU, signal.SIGABRT, signal.SIGSEGV, signal.SIGRTMIN + 3):
+            self.put_long()
+            with self.subTest(signal=number):
+                child = self.long_replay(preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_CORE, (0, 0)))
+                child.send_signal(number)
+                self.assertEqual(child.wait(timeout=20), -number)
+                self.assert_no_leftovers("a.csv", "long.korraw")
+
+    @posix_only
+    def test_what_a_killed_process_leaves_is_removed_by_the_next_run(self):
+        self.put_long()
+        killed, running = self.long_replay(), self.long_replay(count=2)
+        killed.kill()
+        killed.wait()
+        self.assertEqual(len(self.temporaries()), 2, "nobody could remove it")
+        self.put(".kor.notes.tmp", "of somebody else")
+        self.put(".kor.1-2.tmp", "of a process that nobody knows")
+        os.mkdir(self.path(".kor.1-3.tmp"))
+        os.mkfifo(self.path(".kor.1-4.tmp"))
+        os.symlink("a.csv", self.path(".kor.1-5.tmp"))
+        before = self.get("a.csv")
+        self.replay("a.csv", "-o", "next.csv")
+        self.assertEqual(self.temporaries(), sorted([f".kor.{running.pid}-0.tmp", ".kor.1-3.tmp", ".kor.1-4.tmp",
+                                                     ".kor.1-5.tmp", ".kor.notes.tmp"]))
+        self.assertEqual(self.get("a.csv"), before)
+        running.terminate()
+        running.wait()
+        self.assertNotIn(f".kor.{running.pid}-0.tmp", self.temporaries())
+
+    @posix_only
+    def test_when_the_parent_is_killed_its_children_end_and_leave_nothing(self):
+        os.mkfifo(self.path("live.csv"))
+        pipe = os.open(self.path("live.csv"), os.O_RDWR)
+        self.addCleanup(os.close, pipe)
+        os.write(pipe, csv_text(samples(20)).encode())
+        self.put_long()
+        child = self.long_replay("long.korraw", "live.csv", "-o", "out", "--jobs=2", count=2, directory="out")
+        found = Several.children(child.pid, 2)
+        self.assertEqual(len(found), 2)
+        child.kill()
+        child.wait()
+        deadline = time.monotonic() + 20
+        while any(Several.runs(pid) for pid in found) and time.monotonic() < deadline:
+            time.sleep(0.01)
+        self.assertFalse(any(Several.runs(pid) for pid in found))
+        self.assertEqual(os.listdir(self.path("out")), [])
+
+    @posix_only
+    def test_a_child_whose_parent_has_ended_already_ends_too(self):
+        done = subprocess.run([*KOR, "replay", "--prm", ".", "--id", "5", "a.csv", "-o", "r.csv", "--child-of=1"],
+                              cwd=self.dir, stderr=subprocess.PIPE)
+        self.assertEqual(done.returncode, -signal.SIGRTMIN)
+        self.assert_no_leftovers("a.csv")
 
 
 class Options(Case):
@@ -1569,6 +1794,13 @@ class Several(Case):
         self.replay(*self.names, "-o", "out")
         _, errors = self.replay(*self.names, "-o", "out", "--strict", status=DATA)
         self.assertIn("kor: a.csv: 1 of 50 samples have no usable orientation, and --strict was given\n", errors)
+
+    def test_repair_reaches_every_recording(self):
+        self.content["a.csv"][30]["sensorVector_y"] = math.nan
+        self.put("a.csv", csv_text(self.content["a.csv"]))
+        _, errors = self.replay(*self.names, "-o", "out", "--repair", number=10)
+        self.assertRegex(errors, r"a\.csv     50 samples, .*, 1 not_finite, 10 no_matrix_filters_filling, 1 repaired\n")
+        self.assertEqual(errors.count("repaired: from the next sample on"), 1)
 
     def test_warnings_that_several_share_are_told_once_for_each_recording(self):
         for name in ("a.csv", "c.csv"):

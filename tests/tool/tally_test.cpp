@@ -16,9 +16,11 @@ using kor::NoMatrixReason;
 using kor::OrientationModel;
 using kor::SampleOutcome;
 using kor::SampleReport;
+using kor::SpoiledBy;
 using kor::recordings::Outcome;
 using kor::tool::outcomeOf;
 using kor::tool::Places;
+using kor::tool::readingsAreFinite;
 using kor::tool::StampSteps;
 using kor::tool::Summary;
 using kor::tool::Tally;
@@ -28,7 +30,7 @@ using kor::tool::Window;
 
 SampleReport became(SampleOutcome outcome)
 {
-    return {outcome, NoMatrixReason::none, OrientationModel::polarizer, false, false, false};
+    return {outcome, NoMatrixReason::none, OrientationModel::polarizer, false, false, false, SpoiledBy::nothing, 0};
 }
 
 // The stamps of a list that a window holds.
@@ -104,6 +106,7 @@ TEST(Outcome, everyReportHasAName)
     EXPECT_EQ(outcomeOf(became(SampleOutcome::beforeReference)), Outcome::beforeReference);
     EXPECT_EQ(outcomeOf(became(SampleOutcome::rejectedByStatus)), Outcome::rejectedStatus);
     EXPECT_EQ(outcomeOf(became(SampleOutcome::notFinite)), Outcome::notFinite);
+    EXPECT_EQ(outcomeOf(became(SampleOutcome::spoiled)), Outcome::spoiled);
     EXPECT_EQ(outcomeOf(became(SampleOutcome::noModel)), Outcome::noMatrixNoModel);
     EXPECT_EQ(outcomeOf(became(SampleOutcome::neverFed)), Outcome::noMatrixNoModel);
     SampleReport report = became(SampleOutcome::noMatrix);
@@ -212,6 +215,35 @@ TEST(Tally, aModelStaysNotFiniteFromTheFirstSampleOfTheLastRunOn)
     EXPECT_EQ(tally.staysNotFiniteFrom(), 4u);
     tally.count(sampleAt(40), became(SampleOutcome::valid), 7);
     EXPECT_EQ(tally.staysNotFiniteFrom(), 0u);
+}
+
+TEST(Tally, whatIsSpoiledIsKnownByPlaceUntilItIsRepaired)
+{
+    Tally tally;
+    KOR_RAWINFO bad = sampleAt(0);
+    bad.levelXRaw = kNan;
+    EXPECT_FALSE(readingsAreFinite(bad));
+    EXPECT_TRUE(readingsAreFinite(sampleAt(0)));
+    SampleReport report = became(SampleOutcome::notFinite);
+    report.spoiledBy = SpoiledBy::processValues;
+    report.spoiledSince = 1;
+    tally.count(bad, report, 4);
+    report.outcome = SampleOutcome::spoiled;
+    tally.count(sampleAt(10), report, 5);
+    EXPECT_EQ(tally.spoiledFrom, 4u);
+    EXPECT_EQ(tally.spoiledBy, SpoiledBy::processValues);
+    EXPECT_EQ(tally.staysNotFiniteFrom(), 4u);
+    tally.countRepair(5);
+    EXPECT_EQ(tally.spoiledFrom, 0u);
+    EXPECT_EQ(tally.repaired.first, 5u);
+    tally.count(sampleAt(20), became(SampleOutcome::valid), 6);
+    EXPECT_EQ(tally.spoiledFrom, 0u);
+    report.spoiledBy = SpoiledBy::reference;
+    tally.count(sampleAt(30), report, 7);
+    EXPECT_EQ(tally.spoiledFrom, 7u);
+    EXPECT_EQ(tally.spoiledBy, SpoiledBy::reference);
+    EXPECT_EQ(tally.of(Outcome::spoiled).count, 2u);
+    EXPECT_EQ(tally.unusable(), 3u);
 }
 
 TEST(Tally, levelsOutsideTheirTablesAreCountedOneByOne)
@@ -369,6 +401,30 @@ TEST(SummaryText, saysFromWhereAModelStaysNotFiniteAndWhy)
     summary.oneNanSpoilsTheRest = true;
     EXPECT_NE(textOf(summary).find("to the end; in this model one nan spoils every sample that follows\n"),
               std::string::npos);
+}
+
+TEST(SummaryText, saysSinceWhereARunIsSpoiledAndWhatWasRepaired)
+{
+    Summary summary = plainSummary();
+    SampleReport report = became(SampleOutcome::notFinite);
+    report.spoiledBy = SpoiledBy::processValues;
+    report.spoiledSince = 3;
+    summary.tally.count(sampleAt(0), report, 500);
+    EXPECT_NE(textOf(summary).find("  spoiled since:         line 500: values that the process keeps are not finite; "
+                                   "--repair goes on with fresh ones\n"),
+              std::string::npos)
+        << textOf(summary);
+    summary.tally.countRepair(500);
+    report.spoiledBy = SpoiledBy::reference;
+    summary.tally.count(sampleAt(0), report, 502);
+    EXPECT_NE(
+        textOf(summary).find("  spoiled since:         line 502: the reference was captured from a sample that is "
+                             "not finite; --repair goes on with fresh ones\n"),
+        std::string::npos)
+        << textOf(summary);
+    EXPECT_EQ(textOf(summary).find("repaired"), std::string::npos) << "--repair was not given";
+    summary.repairs = true;
+    EXPECT_NE(textOf(summary).find("  repaired:              1, line 500\n"), std::string::npos) << textOf(summary);
 }
 
 TEST(SummaryText, linesThatOnlySomeRunsHave)

@@ -32,6 +32,7 @@ struct ReplayRequest {
     Option from;
     Option to;
     bool skipBad = false;
+    bool repair = false;
     bool force = false;
     bool checked = false;
     bool strict = false;
@@ -55,6 +56,7 @@ struct ReplayPlan {
     std::optional<recordings::Format> format;
     Window window;
     bool skipBad = false;
+    bool repair = false;
     Checking checking = Checking::strict;
     bool strict = false;
     SummaryForm summary = SummaryForm::text;

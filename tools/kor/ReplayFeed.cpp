@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <iterator>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -25,6 +26,10 @@ namespace {
 
 constexpr std::size_t kRowsOfBlock = 1024;
 constexpr std::uint64_t kBadRowsShown = 5; // of those left out
+constexpr std::uint64_t kRepairsShown = 5;
+
+// Where it is the parameters that are not finite, every repair is in vain.
+constexpr unsigned kMostRepairsInVain = 100;
 constexpr std::chrono::milliseconds kBetweenLooks(500);
 
 // Beyond so many the one engine, and what is read and written in turn, leave nothing to do.
@@ -36,7 +41,8 @@ struct Block {
     std::vector<KOR_RAWINFO> raws = std::vector<KOR_RAWINFO>(kRowsOfBlock);
     std::vector<std::uint64_t> places = std::vector<std::uint64_t>(kRowsOfBlock); // in the recording
     std::vector<SampleResult> samples = std::vector<SampleResult>(kRowsOfBlock);
-    std::size_t count = 0; // rows to feed
+    std::size_t count = 0;             // rows to feed
+    std::vector<std::size_t> repaired; // rows behind which --repair begins anew
 
     std::unique_ptr<char[]> text{
         new char[kRowsOfBlock * recordings::ResultRows::longest()]}; // pages nobody has touched
@@ -53,6 +59,7 @@ struct Block {
     void clear()
     {
         count = 0;
+        repaired.clear();
         outside = 0;
         bad = {};
         badShown.clear();
@@ -170,9 +177,31 @@ private:
     Result process(Block& block)
     {
         for (std::size_t i = 0; i < block.count; ++i) {
-            ProcessSample(m_parts.engine, block.raws[i], block.samples[i]);
+            const KOR_RAWINFO& raw = block.raws[i];
+            SampleResult& sample = block.samples[i];
+            ProcessSample(*m_parts.engine, raw, sample);
+            if (m_parts.newEngine && mustBeRepaired(raw, sample.report)) {
+                FreshProcessValues();
+                m_parts.engine = m_parts.newEngine();
+                block.repaired.push_back(i);
+            }
         }
         return Result::goOn;
+    }
+
+    // A sample may leave behind what spoils others and be sound itself, with the spoiled level out of use; then there
+    // is time until one is not.
+    bool mustBeRepaired(const KOR_RAWINFO& raw, const SampleReport& report)
+    {
+        if (report.outcome == SampleOutcome::valid) {
+            m_repairsInVain = 0;
+        }
+        const bool notFinite = report.outcome == SampleOutcome::notFinite || report.outcome == SampleOutcome::spoiled;
+        if (report.spoiledBy == SpoiledBy::nothing || !notFinite) {
+            return false;
+        }
+        m_repairsInVain += readingsAreFinite(raw) ? 1 : 0;
+        return m_repairsInVain <= kMostRepairsInVain;
     }
 
     Result format(Block& block)
@@ -209,12 +238,28 @@ private:
         }
         m_tally.bad.add(block.bad);
         m_tally.outside += block.outside;
+        auto repaired = block.repaired.begin();
         for (std::size_t i = 0; i < block.count; ++i) {
             m_tally.count(block.raws[i], block.samples[i].report, block.places[i]);
+            if (repaired != block.repaired.end() && *repaired == i) {
+                m_tally.countRepair(block.places[i]);
+                tellRepair(block.samples[i].report.spoiledBy, block.places[i]);
+                ++repaired;
+            }
         }
         if (block.count > 0) {
             m_last = block.samples[block.count - 1].info;
         }
+    }
+
+    void tellRepair(SpoiledBy by, std::uint64_t place)
+    {
+        if (m_tally.repaired.count > kRepairsShown) {
+            return;
+        }
+        m_progress.clear();
+        warn(m_parts.reader.title() + ": " + m_parts.reader.placeName() + " " + std::to_string(place) + ": " +
+             SpoiledText(by) + "; repaired: from the next sample on, the results are those of a new process");
     }
 
     const FeedParts& m_parts;
@@ -224,6 +269,9 @@ private:
     Window m_window;
     std::uint64_t m_badShown = 0;
     bool m_paused = false; // what has come is written out, or will be before anything else is
+
+    // Processing.
+    unsigned m_repairsInVain = 0; // since the last sound sample
 
     // Formatting.
     const recordings::ResultRows m_rows;

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
+#include <memory>
 
 #include "KORInterface/CKor.h"
 
@@ -16,7 +18,8 @@ namespace kor::tool {
 
 /// What a replay works with.
 struct FeedParts {
-    CKor& engine;
+    std::unique_ptr<CKor>& engine;
+    std::function<std::unique_ptr<CKor>()> newEngine; ///< one to go on with where a sample spoils the rest; or empty
     recordings::Reader& reader;
     recordings::Output& results;
     recordings::Format format;

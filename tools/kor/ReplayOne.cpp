@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -32,8 +33,9 @@ using recordings::Reader;
 
 namespace {
 
-void configure(const ReplayPlan& plan, const CKorPrm& prm, CKor& engine)
+std::unique_ptr<CKor> configured(const ReplayPlan& plan, const CKorPrm& prm)
 {
+    auto engine = std::make_unique<CKor>();
     ConfigureOptions options;
     options.parameterStore(plan.store).mcsFlag(plan.mcs);
     if (plan.mode) {
@@ -42,10 +44,11 @@ void configure(const ReplayPlan& plan, const CKorPrm& prm, CKor& engine)
     if (plan.psd) {
         options.detector((*plan.psd)[0], (*plan.psd)[1], (*plan.psd)[2]);
     }
-    if (const int code = Configure(engine, prm, options); code != kSuccess) {
+    if (const int code = Configure(*engine, prm, options); code != kSuccess) {
         throw Failure(kExitDataError, fmt::format("the parameter file {} cannot be used: {}", shown(plan.prm.path()),
                                                   StatusText(code)));
     }
+    return engine;
 }
 
 // Where the results themselves are shown, a line about them would stand in the midst of them.
@@ -91,8 +94,8 @@ int run(const ReplayPlan& plan, const std::string& recording, const std::string&
     CKorPrm prm;
     readParameterFile(plan.prm, prm, plan.checking, plan.mode);
     const std::int32_t mode = mountModeOf(plan, prm);
-    CKor engine;
-    configure(plan, prm, engine);
+    const auto newEngine = [&plan, &prm] { return configured(plan, prm); };
+    std::unique_ptr<CKor> engine = newEngine();
     const OrientationModel model = ModelOf(mode);
     summary.mountMode = mode;
     summary.model = ModelText(model);
@@ -117,6 +120,7 @@ int run(const ReplayPlan& plan, const std::string& recording, const std::string&
     }
 
     const Problem broken = feed({.engine = engine,
+                                 .newEngine = plan.repair ? newEngine : std::function<std::unique_ptr<CKor>()>(),
                                  .reader = *reader,
                                  .results = *results,
                                  .format = resultFormat(plan, output),
@@ -166,6 +170,7 @@ int replayOne(const ReplayPlan& plan, const std::string& recording, const std::s
     summary.recording = shown(recording);
     summary.windowed = plan.window.limited();
     summary.skipsBad = plan.skipBad;
+    summary.repairs = plan.repair;
     if (plan.summary != SummaryForm::json) {
         const int status = run(plan, recording, output, summary);
         if (plan.summary == SummaryForm::text) {

@@ -74,6 +74,9 @@ std::vector<std::string> childArguments(const ReplayRequest& request, const Job&
     if (request.skipBad) {
         arguments.emplace_back("--skip-bad");
     }
+    if (request.repair) {
+        arguments.emplace_back("--repair");
+    }
     if (request.strict) {
         arguments.emplace_back("--strict");
     }
@@ -179,6 +182,9 @@ std::string lineOf(const Account& account)
     if (!summary["stays_not_finite_from"].is_null()) {
         text += fmt::format(", not finite from {} {} to the end", summary["places"].get<std::string>(),
                             countIn(summary, "stays_not_finite_from"));
+    }
+    if (const std::uint64_t repaired = countIn(summary, "repaired"); repaired > 0) {
+        text += fmt::format(", {} repaired", repaired);
     }
     const ordered_json& times = summary["time_stamps"];
     if (const std::uint64_t gaps = countIn(times, "gaps"); gaps > 0) {

@@ -80,8 +80,13 @@ void addModelsState(const Summary& summary, Lines& lines)
 {
     const Tally& tally = summary.tally;
     if (tally.reference.count > 0) {
-        lines.emplace_back("reference", "captured in " + summary.place + " " + std::to_string(tally.reference.first) +
-                                            ", at " + milliseconds(tally.referenceStamp));
+        std::string captured = "captured in " + summary.place + " " + std::to_string(tally.reference.first) + ", at " +
+                               milliseconds(tally.referenceStamp);
+        if (tally.reference.count > 1) { // each repair begins with a new engine
+            captured += ", the last of " + std::to_string(tally.reference.count) + " in " + summary.place + " " +
+                        std::to_string(tally.reference.last);
+        }
+        lines.emplace_back("reference", captured);
     } else {
         lines.emplace_back("reference", lacksReference(tally) ? kNoReference : "none was captured");
     }
@@ -94,6 +99,19 @@ void addModelsState(const Summary& summary, Lines& lines)
             "stays not finite",
             "from " + summary.place + " " + std::to_string(tally.staysNotFiniteFrom()) + " to the end" +
                 (summary.oneNanSpoilsTheRest ? "; in this model one nan spoils every sample that follows" : ""));
+    }
+}
+
+// What one sample that is not finite has done to those that follow.
+void addWhatIsSpoiled(const Summary& summary, Lines& lines)
+{
+    const Tally& tally = summary.tally;
+    if (tally.spoiledFrom != 0) {
+        lines.emplace_back("spoiled since", summary.place + " " + std::to_string(tally.spoiledFrom) + ": " +
+                                                SpoiledText(tally.spoiledBy) + "; --repair goes on with fresh ones");
+    }
+    if (summary.repairs) {
+        lines.emplace_back("repaired", countAndWhere(tally.repaired, summary.place));
     }
 }
 
@@ -201,6 +219,7 @@ std::string textOf(const Summary& summary)
     }
     if (tally.samples > 0) {
         addModelsState(summary, lines);
+        addWhatIsSpoiled(summary, lines);
         addTimes(summary, lines);
         lines.emplace_back("level X out of table", levelText(tally.levelXOut, summary));
         lines.emplace_back("level Y out of table", levelText(tally.levelYOut, summary));
@@ -231,6 +250,11 @@ std::string jsonOf(const Summary& summary, int status, const std::vector<Message
     if (tally.reference.count > 0) {
         reference = {{"at", tally.reference.first}, {"time_ms", tally.referenceStamp}};
     }
+    ordered_json spoiled;
+    if (tally.spoiledFrom != 0) {
+        spoiled = {{"since", tally.spoiledFrom},
+                   {"by", tally.spoiledBy == SpoiledBy::reference ? "reference" : "process_values"}};
+    }
     const std::uint64_t stays = tally.staysNotFiniteFrom();
     ordered_json said = ordered_json::array();
     for (const Message& message : messages) {
@@ -255,6 +279,8 @@ std::string jsonOf(const Summary& summary, int status, const std::vector<Message
         {"readings_not_finite", std::move(readings)},
         {"stays_not_finite_from", stays == 0 ? ordered_json() : ordered_json(stays)},
         {"one_nan_spoils_the_rest", summary.oneNanSpoilsTheRest},
+        {"spoiled", std::move(spoiled)},
+        {"repaired", jsonOf(tally.repaired)},
         {"time_stamps", jsonOfTimes(tally)},
         {"level_x_out", jsonOfLevel(tally.levelXOut, tally.samples)},
         {"level_y_out", jsonOfLevel(tally.levelYOut, tally.samples)},

@@ -20,6 +20,7 @@ struct Summary {
     std::string place = "line";       ///< what the places of the tally count: "line" or "record"
     bool windowed = false;            ///< --from or --to was given
     bool skipsBad = false;            ///< --skip-bad was given
+    bool repairs = false;             ///< --repair was given
     Tally tally;
 };
 

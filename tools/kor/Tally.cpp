@@ -20,6 +20,8 @@ Outcome outcomeOf(const SampleReport& report)
         return Outcome::rejectedStatus;
     case SampleOutcome::notFinite:
         return Outcome::notFinite;
+    case SampleOutcome::spoiled:
+        return Outcome::spoiled;
     case SampleOutcome::neverFed:
     case SampleOutcome::noModel:
         return Outcome::noMatrixNoModel;
@@ -115,10 +117,19 @@ bool isFinite(const KOR_RAWINFO& raw, std::index_sequence<i...>)
     return (static_cast<unsigned>(!isReading(kRawColumns[i]) || isFinite(raw, kRawColumns[i])) & ...) != 0;
 }
 
+} // namespace
+
+bool readingsAreFinite(const KOR_RAWINFO& raw)
+{
+    return isFinite(raw, std::make_index_sequence<recordings::kRawColumns.size()>());
+}
+
+namespace {
+
 // The first column of a sample whose reading is not finite; empty if there is none.
 std::string_view columnNotFinite(const KOR_RAWINFO& raw)
 {
-    if (isFinite(raw, std::make_index_sequence<recordings::kRawColumns.size()>())) {
+    if (readingsAreFinite(raw)) {
         return {};
     }
     const auto* const column =
@@ -200,13 +211,26 @@ void Tally::count(const KOR_RAWINFO& raw, const SampleReport& report, std::uint6
         badReading = badReadings.count == 0 ? column : badReading;
         badReadings.add(place);
     }
-    if (outcome == Outcome::notFinite) {
+    if (report.spoiledBy != SpoiledBy::nothing && spoiledFrom == 0) {
+        spoiledFrom = place;
+        spoiledBy = report.spoiledBy;
+    }
+    if (outcome == Outcome::notFinite || outcome == Outcome::spoiled) {
         m_notFinite.add(place);
         m_unprovoked = m_unprovoked || column.empty();
     } else if (outcome == Outcome::ok || outcome == Outcome::beforeReference) {
         m_notFinite = {};
         m_unprovoked = false;
     }
+}
+
+void Tally::countRepair(std::uint64_t place)
+{
+    repaired.add(place);
+    if (spoiledBy == SpoiledBy::reference) {
+        reference = {}; // another one takes its place
+    }
+    spoiledFrom = 0;
 }
 
 std::uint64_t Tally::unusable() const

@@ -17,6 +17,9 @@ namespace kor::tool {
 /// The outcome of a sample as results name it.
 recordings::Outcome outcomeOf(const SampleReport& report);
 
+/// Whether no reading of a sample is nan or infinite.
+bool readingsAreFinite(const KOR_RAWINFO& raw);
+
 /// The samples of the window from --from to --to, both inclusive. Stamps count modulo 2^32, so the window from a
 /// late stamp to an early one is the stretch across the wrap. With one bound only, the first stamp of the
 /// recording decides: a bound at most 2^31 - 1 ms below it lies before the recording, any other one behind it.
@@ -82,9 +85,12 @@ struct Tally {
     std::uint64_t fillingAtStart = 0; ///< samples with which filters filled before the first orientation
     Places reference;                 ///< samples that became the reference: the engine takes one
     std::uint32_t referenceStamp = 0;
-    Places badReadings;          ///< samples with a reading that is nan or infinite
-    std::string_view badReading; ///< the first of these: its column
-    Places levelXOut;            ///< samples with this level outside its table
+    Places badReadings;            ///< samples with a reading that is nan or infinite
+    std::string_view badReading;   ///< the first of these: its column
+    std::uint64_t spoiledFrom = 0; ///< place since which one sample spoils all that follow; 0 if none does
+    SpoiledBy spoiledBy = SpoiledBy::nothing;
+    Places repaired;  ///< samples behind which --repair has begun anew
+    Places levelXOut; ///< samples with this level outside its table
     Places levelYOut;
     StampSteps steps;
     std::uint64_t outside = 0; ///< of the window: not fed
@@ -94,6 +100,9 @@ struct Tally {
     double seconds = 0;
 
     void count(const KOR_RAWINFO& raw, const SampleReport& report, std::uint64_t place);
+
+    /// Behind the sample that was counted last nothing is spoiled any more.
+    void countRepair(std::uint64_t place);
 
     const Places& of(recordings::Outcome outcome) const { return outcomes[static_cast<std::size_t>(outcome)]; }
     std::uint64_t ok() const { return of(recordings::Outcome::ok).count; }

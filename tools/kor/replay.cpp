@@ -54,6 +54,7 @@ ReplayPlan understood(const ReplayRequest& request)
     plan.format = formatOption(request.format);
     plan.window = windowOption(request.from, request.to);
     plan.skipBad = request.skipBad;
+    plan.repair = request.repair;
     plan.checking = request.checked ? Checking::done : request.force ? Checking::forced : Checking::strict;
     plan.strict = request.strict;
     if (request.summary) {
@@ -174,8 +175,13 @@ Command declareReplay(CLI::App& root)
                  "and, in mount modes 9 and 10, the dynamic parameters;\n"
                  "in mount modes 7 to 10");
     command.flag("--skip-bad", request->skipBad, "Leave out bad rows and records and count them");
+    command.flag("--repair", request->repair,
+                 "Go on with fresh values and a new engine behind a\n"
+                 "sample that is not finite and would spoil all that\n"
+                 "follow: mount modes 9 and 10, or --mcs off with such a\n"
+                 "sample as the reference");
     command.flag("--force", request->force, kForceHelp);
-    command.hiddenFlag("--checked", request->checked); // not in the help
+    command.hiddenFlag("--checked", request->checked);
     command.flag("--strict", request->strict,
                  "Exit status 65 if a sample has no usable orientation;\n"
                  "those before the reference and the first ones of a\n"
