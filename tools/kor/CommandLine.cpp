@@ -59,6 +59,11 @@ void Subcommand::hiddenFlag(const std::string& names, bool& into)
     m_app->add_flag(names, into)->group("");
 }
 
+void Subcommand::hiddenOption(const std::string& names, std::optional<std::string>& into)
+{
+    m_app->add_option(names, into)->group("");
+}
+
 void Subcommand::footer(const std::string& text)
 {
     m_app->footer(text);

@@ -34,7 +34,9 @@ public:
     void requiredArguments(const std::string& name, std::vector<std::string>& into, const std::string& text);
 
     void flag(const std::string& names, bool& into, const std::string& text);
-    void hiddenFlag(const std::string& names, bool& into); ///< not in the help
+    /// Not in the help.
+    void hiddenFlag(const std::string& names, bool& into);
+    void hiddenOption(const std::string& names, std::optional<std::string>& into);
 
     void footer(const std::string& text);
 

@@ -35,6 +35,7 @@ struct ReplayRequest {
     bool repair = false;
     bool force = false;
     bool checked = false;
+    Option childOf;
     bool strict = false;
     bool quiet = false;
     Option summary;

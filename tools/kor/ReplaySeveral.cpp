@@ -80,6 +80,7 @@ std::vector<std::string> childArguments(const ReplayRequest& request, const Job&
     if (request.strict) {
         arguments.emplace_back("--strict");
     }
+    arguments.push_back("--child-of=" + std::to_string(platform::processId()));
     arguments.insert(arguments.end(), {"--checked", "--output=" + job.output, "--", job.recording});
     return arguments;
 }

@@ -81,6 +81,9 @@ ReplayPlan understood(const ReplayRequest& request)
 
 int replay(const ReplayRequest& request)
 {
+    if (request.childOf) {
+        platform::endWithParent(wholeOption<unsigned>("--child-of", *request.childOf));
+    }
     const ReplayPlan plan = understood(request);
     if (request.output && request.output->empty()) {
         throw Misuse("-o: found \"\", expected a file or directory");
@@ -182,6 +185,7 @@ Command declareReplay(CLI::App& root)
                  "sample as the reference");
     command.flag("--force", request->force, kForceHelp);
     command.hiddenFlag("--checked", request->checked);
+    command.hiddenOption("--child-of", request->childOf);
     command.flag("--strict", request->strict,
                  "Exit status 65 if a sample has no usable orientation;\n"
                  "those before the reference and the first ones of a\n"
