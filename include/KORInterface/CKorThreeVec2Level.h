@@ -33,8 +33,8 @@
 ///        6  Copies share the two moving-average buffers of their source. The buffers are never released.
 ///        7  The counters are 32-bit: larger values are reduced modulo 2^32.
 ///        8  When only one of two usable levels has an acceleration, the QVC values are those of its first solve.
-///        9  A nan or an infinity that reaches the smoothing stays there: all later samples of the process are spoiled,
-///           those of new objects too, until kor::FreshProcessValues (Session.h) is called.
+///        9  A nan or an infinity that reaches the smoothing stays there, and spoils all later samples, until
+///           kor::FreshProcessValues (Session.h) is called or an object has two usable levels and no acceleration yet.
 class KORINTERFACE_API CKorThreeVec2Level : public CKorModel {
 public:
     CKorThreeVec2Level();

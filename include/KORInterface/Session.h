@@ -257,7 +257,7 @@ KORINTERFACE_API std::uint32_t SampleText(const SampleReport& report, char* text
 ///        2  The model of an engine that goes on forgets its earlier samples too, so that its results are those of a
 ///        new
 ///           engine in a new process, but for the reference: the engine keeps the one it has.
-///        3  A model object that the host has made itself keeps its last 51 samples; make a new one.
+///        3  A model object that the host has made itself keeps its earlier samples; make a new one.
 KORINTERFACE_API void FreshProcessValues();
 
 } // namespace kor
