@@ -15,7 +15,8 @@ tells() { # STATUS STREAM COMMAND [ARGUMENT...]: ends with the status, at once, 
     [ "$2" = out ] || [ ! -s "$work/out" ] || { cat "$work/out"; echo "output beside the refusal: ${*:3}"; exit 1; }
 }
 
-for script in fuzz/run.sh scripts/nightly.sh tests/reference/campaign.sh tests/equality/campaign.sh ./demo.sh ./bench.sh; do
+for script in fuzz/run.sh scripts/nightly.sh tests/reference/campaign.sh tests/equality/campaign.sh ./demo.sh ./bench.sh ./soak.sh \
+    scripts/threads.sh; do
     tells 0 out "$script" --help
     tells 0 out "$script" -h
 done
@@ -34,6 +35,12 @@ tells 64 err tests/reference/campaign.sh /bin/true 1 2x
 tells 64 err tests/equality/campaign.sh /bin/true 1
 tells 64 err tests/equality/campaign.sh /nonexistent 1 1
 tells 64 err tests/equality/campaign.sh /bin/true 1x 1
+for argument in '' 0 1x -1 39999 10000000000; do
+    tells 64 err ./soak.sh "$argument"
+done
+for argument in '' 1x -1 1000000; do
+    tells 64 err scripts/threads.sh "$argument"
+done
 tells 64 err ./demo.sh quickly
 tells 64 err ./bench.sh quickly
 tells 64 err ./bench.sh --compare
