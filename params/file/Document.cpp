@@ -280,8 +280,10 @@ double wideNumberOf(std::string_view text)
     std::string_view digits = text.substr(negative || text.starts_with('+') ? 1 : 0);
     platform::PlainNumber plain;
     const char* const behind = platform::takePlainNumber(digits.data(), digits.data() + digits.size(), plain);
-    double value = platform::doubleOf(plain);
-    if (behind == nullptr || behind != digits.data() + digits.size()) {
+    double value = 0.0;
+    if (behind != nullptr && behind == digits.data() + digits.size()) {
+        value = platform::doubleOf(plain);
+    } else {
         const bool hexadecimal = digits.size() > 1 && digits[0] == '0' && (digits[1] == 'x' || digits[1] == 'X');
         digits.remove_prefix(hexadecimal ? 2 : 0);
         const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value,

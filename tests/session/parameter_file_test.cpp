@@ -276,6 +276,23 @@ TEST(ParameterFile, isNotTakenApartBeyondItsLimit)
     EXPECT_STREQ(told.found(), "16777217 bytes");
 }
 
+// So many decimals that nothing of the process lies as many doubles behind a table of powers.
+TEST(ParameterFile, tellsANumberOfMillionsOfDecimals)
+{
+    PrmFile file = sensorFile(0);
+    file[14].body = "0." + std::string(4'000'000, '0') + "1\n";
+    file[13].body = "1." + std::string(100, '2') + "\t-0.0000000000000000000025\n";
+    const std::string text = file.text(1, 17);
+    ParameterFile told;
+    ASSERT_EQ(kor::LoadParameterBytes(told, text.data(), text.size()), kor::kSuccess);
+    const ParameterValue value = told.value(13, 0);
+    EXPECT_TRUE(value.readable);
+    EXPECT_EQ(value.number, 0.0);
+    EXPECT_EQ(value.single, 0.0F);
+    EXPECT_EQ(told.value(12, 0).number, 11.0 / 9.0);
+    EXPECT_EQ(told.value(12, 1).number, -25e-22);
+}
+
 TEST(ParameterFile, isCopiedWhole)
 {
     const std::string text = sensorFile(9).text();
