@@ -40,6 +40,7 @@ NOT_RUN = [
     ("CONTRIBUTING.md", r"tests/equality/campaign\.sh .*", "half an hour; the tests equality.* run fewer samples"),
     ("CONTRIBUTING.md", r"\./bench\.sh.*", "a measurement of speed; tests that run beside it would disturb it"),
     ("docs/performance.md", r"\./bench\.sh.*", "the same"),
+    ("CONTRIBUTING.md", r"\./fuzz\.sh .*", "a minute of fuzzing; check.sh runs every fuzzer shortly"),
     ("CONTRIBUTING.md", r"bench/live\.py .*", "the same; the test bench.live_and_throughput runs it shortly"),
     ("CONTRIBUTING.md", r"bench/instructions\.py .*", "the test bench.instructions_of_a_sample_stay runs it without --update"),
     ("README.md", r"kor accuracy", "the test docs.accuracy_page_is_what_is_measured runs it"),

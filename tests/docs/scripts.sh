@@ -15,15 +15,17 @@ tells() { # STATUS STREAM COMMAND [ARGUMENT...]: ends with the status, at once, 
     [ "$2" = out ] || [ ! -s "$work/out" ] || { cat "$work/out"; echo "output beside the refusal: ${*:3}"; exit 1; }
 }
 
-for script in fuzz/run.sh scripts/nightly.sh tests/reference/campaign.sh tests/equality/campaign.sh ./demo.sh ./bench.sh ./soak.sh \
+for script in ./fuzz.sh scripts/nightly.sh tests/reference/campaign.sh tests/equality/campaign.sh ./demo.sh ./bench.sh ./soak.sh \
     scripts/threads.sh; do
     tells 0 out "$script" --help
     tells 0 out "$script" -h
 done
 for argument in '' 0 1x -1 99999999999; do
-    tells 64 err fuzz/run.sh "$argument"
+    tells 64 err ./fuzz.sh "$argument"
 done
-tells 64 err fuzz/run.sh 1 2
+tells 64 err ./fuzz.sh
+tells 64 err ./fuzz.sh 1 2
+tells 64 err ./fuzz.sh --smoke reader
 for argument in 0/1 2/1 1 1/x x/1 1/100000; do
     tells 64 err scripts/nightly.sh "$argument"
 done
