@@ -183,12 +183,18 @@ std::string inQuotes(std::string_view bytes)
 std::string shown(std::string_view name)
 {
     std::string out;
-    for (const char c : name) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte == 0x7f) {
+    for (std::size_t i = 0; i < name.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(name[i]);
+        const auto next = static_cast<unsigned char>(i + 1 < name.size() ? name[i + 1] : '\0');
+        // U+0080 to U+009F: to some terminals they are what the escape character begins.
+        if (byte == 0xc2 && next >= 0x80 && next <= 0x9f) {
+            appendEscaped(out, byte);
+            appendEscaped(out, next);
+            ++i;
+        } else if (byte < 0x20 || byte == 0x7f) {
             appendEscaped(out, byte);
         } else {
-            out += c;
+            out += name[i];
         }
     }
     return out;

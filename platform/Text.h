@@ -38,7 +38,7 @@ bool isTooLarge(std::string_view number, bool hexadecimal = false);
 /// Bytes from a file for a message: quoted, at most 40 of them, everything but printable ASCII as \xNN.
 std::string inQuotes(std::string_view bytes);
 
-/// A path or title for a message: control characters as \xNN, the rest (UTF-8) as it is.
+/// A path or title for a message: control characters, those of UTF-8 beyond ASCII too, as \xNN, the rest as it is.
 std::string shown(std::string_view name);
 
 /// Bytes from a file as UTF-8 without control characters: those, and all beyond ASCII if the whole is not valid UTF-8,

@@ -53,6 +53,11 @@ TEST(InQuotes, isBounded)
 TEST(Shown, keepsUtf8AndEscapesControlCharacters)
 {
     EXPECT_EQ(shown("M\xc3\xbcller\n.csv"), "M\xc3\xbcller\\x0a.csv");
+    // The control characters beyond ASCII, which some terminals obey, and their neighbours.
+    EXPECT_EQ(shown("a\xc2\x9b"
+                    "2J\xc2\x80\xc2\xa0\xc3\x9b\xc2"),
+              "a\\xc2\\x9b"
+              "2J\\xc2\\x80\xc2\xa0\xc3\x9b\xc2");
 }
 
 TEST(Trimmed, takesBlanksOffBothEndsOnly)
