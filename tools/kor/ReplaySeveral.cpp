@@ -38,7 +38,6 @@ namespace kor::tool {
 namespace fs = std::filesystem;
 using nlohmann::ordered_json;
 using platform::pathFrom;
-using platform::textOf;
 using recordings::Format;
 
 namespace {
@@ -95,18 +94,18 @@ std::vector<Job> jobsOf(const ReplayPlan& plan, const std::vector<std::string>& 
         if (recording == "-") {
             throw Misuse("standard input can only be replayed alone");
         }
-        const std::string stem = textOf(pathFrom(recordings::withoutCompression(recording)).stem());
+        const std::string stem = platform::textOf(pathFrom(recordings::withoutCompression(recording)).stem());
         const auto [first, added] = stems.emplace(stem, recording);
         if (!added) {
             throw Misuse(fmt::format("{} and {} would both give {}{}", shown(first->second), shown(recording),
                                      shown(stem), extension));
         }
-        jobs.push_back({recording, textOf(pathFrom(directory) / pathFrom(stem + extension))});
+        jobs.push_back({recording, platform::textOf(pathFrom(directory) / pathFrom(stem + extension))});
         refuseToOverwrite(jobs.back().output, recordings, plan.prm);
         refuseToOverwrite(recordings::partialName(jobs.back().output), recordings, plan.prm);
     }
     for (const auto& [stem, recording] : stems) {
-        const std::string partial = textOf(pathFrom(recordings::partialName(stem + extension)).stem());
+        const std::string partial = platform::textOf(pathFrom(recordings::partialName(stem + extension)).stem());
         if (const auto other = stems.find(partial); other != stems.end()) {
             throw Misuse(fmt::format("if {} breaks off, its results would take the place of those of {}",
                                      shown(recording), shown(other->second)));
