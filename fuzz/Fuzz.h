@@ -1,6 +1,9 @@
 // What the fuzzers share: an input taken apart, files in memory, a folder, and the check that ends the program.
 #pragma once
 
+#include "platform/Text.h"
+
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -9,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -172,15 +176,12 @@ struct TwoFiles {
     }
 };
 
-// Whether a text is fit for a terminal: one line of printable ASCII.
+// Whether a text is fit for a terminal: UTF-8 without control characters.
 inline bool isShown(std::string_view text)
 {
-    for (const char c : text) {
-        if (c < ' ' || c > '~') {
-            return false;
-        }
-    }
-    return true;
+    const std::optional<std::wstring> wide = kor::platform::fromUtf8(text);
+    return wide && std::none_of(wide->begin(), wide->end(),
+                                [](wchar_t c) { return c < L' ' || (c >= L'\x7f' && c <= L'\x9f'); });
 }
 
 } // namespace kor_fuzz
