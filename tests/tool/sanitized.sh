@@ -20,8 +20,8 @@ tells() { # STATUS ARGUMENT...: kor ends with the status
 # Recordings of some rows: the two-level model keeps buffers on purpose, which is no leak.
 head -n 200 "$data/two_level/two_level.csv" >two.csv
 head -n 200 "$data/two_level/two_level_truth.csv" >two_truth.csv
-head -n 60 "$data/polarizer/polarizer.csv" >one.csv
-head -c $((68 * 50 + 12)) "$data/polarizer/polarizer.korraw" >cut.korraw
+head -n 160 "$data/polarizer/polarizer.csv" >one.csv
+head -c $((68 * 160 + 12)) "$data/polarizer/polarizer.korraw" >cut.korraw
 sed '30s/,[^,]*,/,x,/' one.csv >bad.csv
 gzip -nc one.csv | head -c 900 >cut.csv.gz
 two=(--prm "$data/two_level" --id 1009)
@@ -55,3 +55,7 @@ tells 65 prm check Tg5.prm
 head -c 300 file.json >cut.json
 tells 65 prm from-json cut.json
 tells 0 prm check "$data"/two_level
+tells 0 prm new --mode 4 --id 8 -o Tg8.prm
+sed '/^Mounting Mode$/,$d' Tg8.prm >Tg9.prm
+tells 0 prm rewrite Tg9.prm
+tells 65 prm rewrite Tg8.prm
