@@ -48,19 +48,21 @@ std::unique_ptr<Output> Output::open(const std::string& path, Problem& problem)
             return nullptr;
         }
     }
+    std::error_code error;
+    const fs::file_status status = fs::status(platform::pathFrom(path), error);
+    if (fs::is_directory(status)) {
+        problem.reason = "it is a directory";
+        return nullptr;
+    }
     const std::optional<std::string> led = platform::behindLinks(path);
     if (!led) {
         problem.reason = platform::lastError();
         problem.advice = "remove the symbolic link or choose another name";
         return nullptr;
     }
-    std::error_code error;
-    const fs::file_status status = fs::status(platform::pathFrom(*led), error);
-    if (fs::is_directory(status)) {
-        problem.reason = "it is a directory";
-        return nullptr;
-    }
-    if (fs::exists(status) && !fs::is_regular_file(status)) {
+    // The link /dev/stdout leads to a pipe, or to a file whose name is gone: what it says is no path then.
+    const bool hasPath = platform::fileId(*led) == platform::fileId(path);
+    if (fs::exists(status) && (!fs::is_regular_file(status) || !hasPath)) {
         output->m_direct = platform::openAnyForWriting(path);
     } else {
         if (!mayBeReplaced(*led)) {

@@ -215,6 +215,32 @@ TEST_F(OpenFiles, aTemporaryFileThatIsCompleteIsStillInUse)
     EXPECT_EQ(files(), 1);
 }
 
+#ifndef _WIN32 // where a process is known by its number
+TEST_F(OpenFiles, aClaimLastsAsLongAsAnyDescriptor)
+{
+    const unsigned process = processId();
+    File file = openFile(path("t"), OpenMode::createPrivately);
+    ASSERT_TRUE(file.claim());
+    EXPECT_FALSE(openAnyForWriting(path("t")).claim()) << "somebody else has it";
+    File other = file.shared();
+    ASSERT_TRUE(other);
+    file.close();
+    EXPECT_FALSE(removeIfAbandoned(path("t"), process));
+    other.close();
+    EXPECT_TRUE(removeIfAbandoned(path("t"), process));
+    EXPECT_EQ(files(), 0);
+    EXPECT_FALSE(removeIfAbandoned(path("t"), process)) << "it is gone";
+}
+
+// Between its making and its claim another run may look for abandoned files.
+TEST_F(OpenFiles, aFileThatWasTakenForAbandonedCannotBeClaimed)
+{
+    File file = openFile(path("t"), OpenMode::create);
+    ASSERT_TRUE(removeIfAbandoned(path("t"), processId()));
+    EXPECT_FALSE(file.claim());
+}
+#endif
+
 #ifndef _WIN32 // where there are links for everybody
 TEST_F(OpenFiles, linksAreFollowedToWhatIsThereOrIsNot)
 {

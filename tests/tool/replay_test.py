@@ -1105,6 +1105,23 @@ class Results(Case):
         self.assertTrue(os.path.islink(self.path("lost.csv")))
 
     @posix_only
+    def test_a_link_to_what_has_no_path_is_written_directly(self):
+        wanted = self.replay("a.csv")[0]
+        self.assertEqual(self.replay("a.csv", "-o", "/dev/stdout")[0], wanted)
+        self.assertEqual(self.replay("a.csv", "-o", "/dev/fd/1")[0], wanted)
+        with tempfile.TemporaryFile() as nameless:
+            done = subprocess.run([*KOR, "replay", "--prm", ".", "--id", "5", "a.csv", "-q", "-o", "/dev/stdout"],
+                                  cwd=self.dir, stdout=nameless)
+            self.assertEqual(done.returncode, 0)
+            nameless.seek(0)
+            self.assertEqual(nameless.read(), wanted)
+        with open(self.path("r.csv"), "wb") as named:
+            subprocess.run([*KOR, "replay", "--prm", ".", "--id", "5", "a.csv", "-q", "-o", "/dev/stdout"],
+                           cwd=self.dir, stdout=named, check=True)
+        self.assertEqual(self.get("r.csv"), wanted)
+        self.assert_no_leftovers("a.csv", "r.csv")
+
+    @posix_only
     def test_links_in_a_circle_are_refused(self):
         os.symlink("b.csv", self.path("c.csv"))
         os.symlink("c.csv", self.path("b.csv"))
