@@ -86,7 +86,7 @@ protected:
 
 TEST_F(Processes, areEndedByTheirSignalsWhichRemoveTemporaryFiles)
 {
-    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGXCPU, SIGABRT, SIGRTMIN, SIGRTMIN + 5}) {
         EXPECT_EQ(inChild([&] {
                       prepare();
                       const TemporaryFile file = TemporaryFile::beside(target());
@@ -114,6 +114,50 @@ TEST_F(Processes, ofASignalRemoveEveryTemporaryFileFirst)
                   return holdsNothing() && isPending(SIGTERM) ? 0 : 1;
               }),
               0);
+}
+
+TEST_F(Processes, takeALimitOfTheFileSizeForAWriteError)
+{
+    EXPECT_EQ(inChild([&] {
+                  prepare();
+                  const rlimit limit = {10, 10};
+                  ::setrlimit(RLIMIT_FSIZE, &limit);
+                  TemporaryFile made = TemporaryFile::beside(target());
+                  const bool written = made.file.write("more than ten bytes");
+                  return !written && lastError() == "File too large" ? 0 : 1;
+              }),
+              0);
+    EXPECT_TRUE(holdsNothing());
+}
+
+TEST_F(Processes, endWithTheirParentUnlessTheyFinishWorkAlready)
+{
+    EXPECT_EQ(inChild([] {
+                  prepare();
+                  endWithParent(static_cast<unsigned>(::getppid()));
+                  return 0;
+              }),
+              0);
+    EXPECT_EQ(inChild([&] {
+                  prepare();
+                  const TemporaryFile file = TemporaryFile::beside(target());
+                  endWithParent(static_cast<unsigned>(::getpid())); // so the parent must have been another one
+                  return 1;
+              }),
+              1000 + SIGRTMIN);
+    EXPECT_TRUE(holdsNothing());
+    EXPECT_EQ(inChild([] {
+                  prepare();
+                  const EndingSignalsAreNoted noting;
+                  {
+                      const EndingSignalsWait bothAreThere;
+                      ::kill(::getpid(), SIGRTMIN);
+                      ::kill(::getpid(), SIGTERM);
+                  }
+                  return notedSignal() == SIGTERM ? 0 : 1;
+              }),
+              0)
+        << "the signal of a user comes first";
 }
 
 TEST_F(Processes, keepIgnoringWhatTheirCallerLetThemIgnore)
