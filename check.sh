@@ -28,20 +28,37 @@ jobs=$(($(nproc) + 1))
 step "source format"
 git ls-files -z -- '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
 
-step "clang-tidy, cppcheck"
-quietly scripts/tidy.sh
-quietly scripts/cppcheck.sh
-
-step "clang, AddressSanitizer, UndefinedBehaviorSanitizer: build and unit tests"
-built asan -DKORINTERFACE_BUILD_TOOLS=OFF
-quietly ctest --preset asan -j "$jobs" -L unit
-
-step "g++: build"
-built dev -DKORINTERFACE_JOIN_TOOL=ON
-
-step "MinGW: build; tests of DLL, program and archive under Wine"
-built mingw -DKORINTERFACE_TESTS_SMOKE=ON -DKORINTERFACE_JOIN_TOOL=ON
-quietly ctest --preset mingw -j "$jobs"
+# Two lanes side by side: each has stretches that keep one processor waiting.
+export CMAKE_BUILD_PARALLEL_LEVEL=$jobs
+sanitizers() {
+    step "AddressSanitizer, UndefinedBehaviorSanitizer: build, unit tests, commands of the tool"
+    built asan
+    quietly ctest --preset asan -j "$jobs" -L unit
+    step "ThreadSanitizer: threads side by side"
+    quietly scripts/threads.sh --smoke
+    step "fuzzers: their corpora, and ten seconds of each"
+    quietly ./fuzz.sh --smoke
+}
+builds() {
+    step "clang-tidy, cppcheck"
+    quietly scripts/tidy.sh
+    quietly scripts/cppcheck.sh
+    step "g++: build"
+    built dev -DKORINTERFACE_JOIN_TOOL=ON
+    step "MinGW: build; tests of DLL, program and archive under Wine"
+    built mingw -DKORINTERFACE_TESTS_SMOKE=ON -DKORINTERFACE_JOIN_TOOL=ON
+    quietly ctest --preset mingw -j "$jobs"
+}
+# A lane of its own process group, so that whatever it has started ends with it.
+set -m
+(set -e; sanitizers) </dev/null &
+lanes=($!)
+(set -e; builds) </dev/null &
+lanes+=($!)
+set +m
+trap 'kill -- "${lanes[@]/#/-}" 2>/dev/null || true' EXIT
+wait -n
+wait -n
 
 step "g++: all tests"
 ctest --preset dev -j "$jobs"
