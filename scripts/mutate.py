@@ -70,9 +70,6 @@ STEPS = {
     "tool_test": {"platform", "session"},
     "kor prm": FILES,
     "kor prm_check": FILES,
-    "kor simulate": {"platform"},
-    "kor convert": {"platform"},
-    "kor replay": {"platform", "session"},
 }
 # Their scenarios must not share a process.
 EACH_ALONE = {"two_level_test": "*", "geometric_models_test": "ModesTwoLevel.*"}
@@ -177,6 +174,14 @@ class Tree:
 # ---- the tests ----------------------------------------------------------------------------------------------
 
 
+def python():
+    """The one that the tests take: some need numpy."""
+    if not hasattr(python, "found"):
+        told = subprocess.run(["cmake", "-P", ROOT / "cmake" / "Python.cmake"], capture_output=True, text=True, check=True)
+        python.found = (told.stdout + told.stderr).strip()
+    return python.found
+
+
 def program(name):
     return next(path for path in TREE.glob(f"tests/**/{name}") if path.is_file())
 
@@ -203,12 +208,12 @@ def commands_of(step):
     if step == "equality recordings":
         return [[program("equality"), "recordings", *recordings]]
     if step == "golden":
-        script = [sys.executable, ROOT / "tests" / "data" / "golden.py", "check", kor, "GNU Linux x86_64"]
+        script = [python(), ROOT / "tests" / "data" / "golden.py", "check", kor, "GNU Linux x86_64"]
         return [[*script, path.name] for path in recordings]
     if step == "reference":
         return [[ROOT / "tests" / "reference" / "campaign.sh", program("reference_driver"), "1/9"]]
     command = step.split()[1]
-    return [[sys.executable, ROOT / "tests" / "tool" / f"{command}_test.py", kor, "-f"]]
+    return [[python(), ROOT / "tests" / "tool" / f"{command}_test.py", kor, "-f"]]
 
 
 class Tests:
