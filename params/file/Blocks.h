@@ -163,10 +163,38 @@ constexpr std::int32_t saturated(std::int64_t value)
     return static_cast<std::int32_t>(std::clamp<std::int64_t>(value, Limits::min(), Limits::max()));
 }
 
-/// Whether the bytes left in a file have room for a count of rows.
-constexpr bool hasRoomFor(std::int64_t rows, std::uint64_t bytesLeft)
-{
-    return rows >= 0 && static_cast<std::uint64_t>(rows) <= bytesLeft && rows == saturated(rows);
-}
+/// The room that a file has for the rows which its tables announce, so that a count costs no more than the file does.
+///
+/// Up to so many rows a byte of the file for each will do, as hosts know it. Above, each row needs the bytes of its
+/// shortest text, which belong to one table alone: two digits, each with its separator.
+class RowRoom {
+public:
+    static constexpr std::int64_t kManyRows = 1'000'000;
+    static constexpr std::uint64_t kLeastRowBytes = 4;
+
+    /// Given  size  bytes of the whole file
+    explicit constexpr RowRoom(std::uint64_t size) : m_size(size) {}
+
+    /// Whether the bytes behind the first `consumed` have room for a count of rows.
+    constexpr bool holds(std::int64_t rows, std::uint64_t consumed) const
+    {
+        if (rows < 0 || rows != saturated(rows)) {
+            return false;
+        }
+        const std::uint64_t left = m_size - std::min(m_size, consumed);
+        const auto wanted = static_cast<std::uint64_t>(rows);
+        return rows <= kManyRows ? wanted <= left : kLeastRowBytes * (wanted + m_lacking) <= left;
+    }
+
+    /// Notes that a table has announced so many rows, and so many of them were there.
+    constexpr void note(std::uint64_t announced, std::uint64_t there)
+    {
+        m_lacking += announced > static_cast<std::uint64_t>(kManyRows) ? announced - there : 0;
+    }
+
+private:
+    std::uint64_t m_size;
+    std::uint64_t m_lacking = 0; ///< rows of large tables that were not there
+};
 
 } // namespace kor::params

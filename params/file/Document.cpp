@@ -30,7 +30,7 @@ std::uint32_t narrow(std::uint64_t number)
 class Apart {
 public:
     Apart(Document& document, std::optional<std::uint32_t> id)
-        : m_out(document), m_id(id), m_in(std::string_view(document.bytes))
+        : m_out(document), m_id(id), m_room(document.bytes.size()), m_in(std::string_view(document.bytes))
     {
     }
 
@@ -133,11 +133,9 @@ private:
         word = itemHere(m_in.item(), any, any ? m_text.size() : 0);
     }
 
-    // One formatted call of so many floats. False when nothing of it was taken, so that every further call would end
-    // at the same place.
-    bool readRow(std::size_t columns, std::vector<Item>& into)
+    // One formatted call of so many floats. Returned: how many of them were read.
+    std::size_t readRow(std::size_t columns, std::vector<Item>& into)
     {
-        const std::uint64_t before = m_in.consumed();
         std::size_t done = 0;
         for (; done < columns; ++done) {
             float value = 0.0F;
@@ -152,17 +150,24 @@ private:
         const std::size_t missing = columns - done;
         m_block->unread += missing;
         into.insert(into.end(), missing > 0 ? missing - 1 : 0, Item{});
-        return m_in.consumed() != before || missing == 0;
+        return done;
     }
 
-    void readRows(std::uint64_t rows, std::size_t columns)
+    // Returned: how many rows were read whole. Where one takes nothing of the text, every further one would end at the
+    // same place.
+    std::uint64_t readRows(std::uint64_t rows, std::size_t columns)
     {
+        std::uint64_t whole = 0;
         for (std::uint64_t row = 0; row < rows; ++row) {
-            if (!readRow(columns, m_block->values)) {
+            const std::uint64_t before = m_in.consumed();
+            if (readRow(columns, m_block->values) == columns) {
+                ++whole;
+            } else if (m_in.consumed() == before) {
                 m_block->unread += (rows - row - 1) * columns;
                 break;
             }
         }
+        return whole;
     }
 
     bool readValues(const Block& block)
@@ -222,17 +227,18 @@ private:
         if (!readInteger(count)) {
             return failAtValue(block.message, "a row count");
         }
-        const std::uint64_t size = m_out.bytes.size();
-        if (!hasRoomFor(count, size - std::min(size, m_in.consumed()))) {
+        if (!m_room.holds(count, m_in.consumed())) {
             return fail(block.message, m_in.itemLine(), "a row count that the file has room for",
                         std::to_string(count));
         }
-        readRows(static_cast<std::uint64_t>(count), block.columns);
+        const auto rows = static_cast<std::uint64_t>(count);
+        m_room.note(rows, readRows(rows, block.columns));
         return true;
     }
 
     Document& m_out;
     std::optional<std::uint32_t> m_id;
+    RowRoom m_room;
     Scanner m_in;
     DocumentBlock* m_block = nullptr;
     std::string m_text;

@@ -33,10 +33,24 @@ void renewArray(T*& array, std::size_t length)
     array = allocateShared<T>(length);
 }
 
+// Floats for a while, all zero. Those that nobody writes to cost no memory.
+class ZeroedFloats {
+public:
+    explicit ZeroedFloats(std::size_t length) : m_data(allocateShared<float>(length)) {}
+    ~ZeroedFloats() { releaseShared(m_data); }
+    ZeroedFloats(const ZeroedFloats&) = delete;
+    ZeroedFloats& operator=(const ZeroedFloats&) = delete;
+
+    float* data() const noexcept { return m_data; }
+
+private:
+    float* m_data;
+};
+
 class Walk {
 public:
     Walk(Scanner& scanner, std::uint64_t size, std::uint32_t id, ParameterSet& set, ReadReport& report)
-        : m_in(scanner), m_size(size), m_id(id), m_set(set), m_report(report)
+        : m_in(scanner), m_room(size), m_id(id), m_set(set), m_report(report)
     {
     }
 
@@ -88,11 +102,10 @@ private:
             return true;
         }
         const std::size_t line = m_in.line();
-        const bool any = m_in.words(block.words, m_text) > 0;
-        if (holdsTitle(m_text, block.title)) {
+        if (m_in.wordsHold(block.words, block.title, m_text)) {
             return true;
         }
-        return fail(block.message, line, block.title, any ? std::string_view(m_text) : kEndOfFile);
+        return fail(block.message, line, block.title, m_text.empty() ? kEndOfFile : std::string_view(m_text));
     }
 
     bool readValues(const Block& block)
@@ -303,8 +316,7 @@ private:
             return arraysHoldCount || failAtValue(block.message, expected);
         }
         const std::size_t line = m_in.itemLine();
-        const std::uint64_t rest = m_size - std::min(m_size, m_in.consumed());
-        if (!hasRoomFor(*value, rest)) {
+        if (!m_room.holds(*value, m_in.consumed())) {
             return fail(block.message, line, "a row count that the file has room for", std::to_string(*value));
         }
         const auto accepted = static_cast<std::uint32_t>(saturated(*value));
@@ -315,13 +327,29 @@ private:
         return true;
     }
 
+    // The rows of a table, each by a function that is given its number and reads it. Where a row takes nothing of the
+    // text, so would every row behind it: these stay untouched, and cost nothing.
+    template <typename ReadRow>
+    void readTableRows(std::size_t count, ReadRow&& readRow)
+    {
+        constexpr std::size_t kColumns = 2;
+        std::uint64_t whole = 0;
+        for (std::size_t row = 0; row < count; ++row) {
+            const std::uint64_t before = m_in.consumed();
+            if (readRow(row) == kColumns) {
+                ++whole;
+            } else if (m_in.consumed() == before) {
+                noteUnread(kColumns * (count - row - 1), "a number");
+                break;
+            }
+        }
+        noteShortTable(whole, count);
+        m_room.note(count, whole);
+    }
+
     void readEncoderRows(std::span<float> table, float (&rollover)[2])
     {
-        std::uint64_t whole = 0;
-        for (std::size_t i = 0; i < table.size(); i += 2) {
-            whole += readFloats(table.subspan(i, 2)) == 2 ? 1 : 0;
-        }
-        noteShortTable(whole, table.size() / 2);
+        readTableRows(table.size() / 2, [&](std::size_t row) { return readFloats(table.subspan(2 * row, 2)); });
         if (!table.empty()) {
             rollover[0] = table.front();
             rollover[1] = table[table.size() - 2];
@@ -389,16 +417,17 @@ private:
     void readTiltRows(std::size_t count, std::size_t extrasAt, float*& table, double*& coeffs)
     {
         renewArray(table, std::max(count, extrasAt) + kTiltExtras);
-        std::vector<float> corrections(count);
+        const ZeroedFloats corrections(count);
         renewArray(coeffs, 4 * count);
-        std::uint64_t whole = 0;
-        for (std::size_t i = 0; i < count; ++i) {
-            std::array<float, 2> row = {table[i], corrections[i]};
-            whole += readFloats(row) == 2 ? 1 : 0;
-            table[i] = row[0];
-            corrections[i] = row[1];
-        }
-        noteShortTable(whole, count);
+        readTableRows(count, [&](std::size_t i) {
+            std::array<float, 2> row{};
+            const std::size_t done = readFloats(row);
+            if (done > 0) {
+                table[i] = row[0];
+                corrections.data()[i] = row[1];
+            }
+            return done;
+        });
         readFloats(std::span(table + extrasAt, kTiltExtras));
         m_in.skipWord();
         mek::CubicSplines(table, corrections.data(), static_cast<int>(count) - 1, coeffs);
@@ -412,7 +441,7 @@ private:
     }
 
     Scanner& m_in;
-    std::uint64_t m_size; // of the whole file
+    RowRoom m_room;
     std::uint32_t m_id;
     ParameterSet& m_set;
     ReadReport& m_report;
@@ -434,6 +463,7 @@ void readScanned(Scanner& scanner, std::uint64_t size, std::uint32_t id, Paramet
         // Either the walk found no memory, or the report of its failure did; then that failure stands.
         if (report.status == 0) {
             report.status = kFormatError;
+            report.outOfMemory = true;
             report.line = scanner.line();
             report.expected = "less than the memory has room for";
         }

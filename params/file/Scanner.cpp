@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 
+#include "params/file/Blocks.h"
 #include "platform/Decimal.h"
 #include "platform/Text.h"
 
@@ -177,24 +178,53 @@ bool Scanner::takeTitle(std::string_view title) noexcept
     return true;
 }
 
-std::size_t Scanner::words(std::size_t count, std::string& joined)
+// Hands out the joined words piece by piece, as they are fetched.
+template <typename Take>
+std::size_t Scanner::takeWords(std::size_t count, Take&& take)
 {
-    joined.clear();
     for (std::size_t done = 0; done < count; ++done) {
         if (!beginItem()) {
             return done;
         }
         if (done > 0) {
-            joined += ' ';
+            take(std::string_view(" "));
         }
         do {
             const std::size_t begin = m_next;
             passWord();
-            joined.append(m_bytes + begin, m_next - begin);
+            take(std::string_view(m_bytes + begin, m_next - begin));
         } while (isInWord());
     }
     skipSpace();
     return count;
+}
+
+std::size_t Scanner::words(std::size_t count, std::string& joined)
+{
+    joined.clear();
+    return takeWords(count, [&joined](std::string_view piece) { joined += piece; });
+}
+
+bool Scanner::wordsHold(std::size_t count, std::string_view title, std::string& joined)
+{
+    constexpr std::size_t kMostKept = 4096;
+    joined.clear();
+    std::string kept; // what a title may still begin in, and what has come since
+    bool held = false;
+    bool ended = false; // by a NUL
+    takeWords(count, [&](std::string_view piece) {
+        joined += piece.substr(0, kItemKept - std::min(kItemKept, joined.size()));
+        while (!held && !ended && !piece.empty()) {
+            kept += piece.substr(0, kMostKept);
+            piece.remove_prefix(std::min(kMostKept, piece.size()));
+            ended = kept.find('\0') != std::string::npos;
+            held = holdsTitle(kept, title);
+            if (kept.size() > kMostKept) {
+                kept.erase(0, kept.size() - title.size());
+            }
+        }
+    });
+    return held;
 }
 
 // Up to the word's end, or that of what has been fetched.

@@ -67,6 +67,12 @@ public:
     /// Given     title  words with single blanks between
     bool takeTitle(std::string_view title) noexcept;
 
+    /// As words(), for a title: looks for it in the joined words without keeping them.
+    /// Returned  joined  the beginning of the joined words, some sixty bytes of it; empty if there are none
+    ///           result  whether the words hold the title (holdsTitle)
+    /// Notes  1  Throws only std::bad_alloc.
+    bool wordsHold(std::size_t count, std::string_view title, std::string& joined);
+
     /// As words(1, ...) for a word of no interest.
     bool skipWord() noexcept;
 
@@ -107,6 +113,8 @@ private:
     bool takePlain(float& value) noexcept;
     void passWord() noexcept;
     bool isInWord() noexcept;
+    template <typename Take>
+    std::size_t takeWords(std::size_t count, Take&& take);
 
     platform::File* m_file = nullptr;
     const char* m_bytes = nullptr; ///< what has been fetched: the whole text, or m_buffer

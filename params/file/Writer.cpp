@@ -22,7 +22,7 @@ constexpr std::string_view kTab = "\t";
 class Copy {
 public:
     Copy(Scanner& in, std::uint64_t size, platform::File& out, std::int32_t mountMode, float (&dynamicParameters)[7])
-        : m_in(in), m_size(size), m_out(out), m_mountMode(mountMode), m_dynamicParameters(dynamicParameters)
+        : m_in(in), m_room(size), m_out(out), m_mountMode(mountMode), m_dynamicParameters(dynamicParameters)
     {
     }
 
@@ -66,9 +66,9 @@ private:
 
     bool copyTitle(const Block& block)
     {
-        m_in.words(block.words, m_word);
         // Kept: a "Mounting Mode" block is refused with 619, because its line is searched for the tilt Y title.
-        if (!holdsTitle(m_word, block.copy.testedTitle != nullptr ? block.copy.testedTitle : block.title)) {
+        const char* const tested = block.copy.testedTitle != nullptr ? block.copy.testedTitle : block.title;
+        if (!m_in.wordsHold(block.words, tested, m_word)) {
             return false;
         }
         if (!block.copy.omitted) {
@@ -121,25 +121,28 @@ private:
         return false;
     }
 
-    // A count that the rest of the file has no room for fails before it fills the disk.
+    // A count that the rest of the file has no room for fails before it fills the disk, and so does a large table
+    // whose rows are not there.
     bool copyTable(std::size_t columns)
     {
         std::int64_t count = 0;
-        if (!m_in.integer(count) || !hasRoomFor(count, m_size - std::min(m_size, m_in.consumed()))) {
+        if (!m_in.integer(count) || !m_room.holds(count, m_in.consumed())) {
             return false;
         }
         putInteger(saturated(count));
-        copyRows(static_cast<std::size_t>(count), columns);
-        return true;
+        return copyRows(static_cast<std::size_t>(count), columns);
     }
 
-    // A value that does not parse is 0, and so are those behind it in its row.
-    void copyRows(std::size_t rows, std::size_t columns)
+    // A value that does not parse is 0, and so are those behind it in its row; but not in a large table.
+    bool copyRows(std::size_t rows, std::size_t columns)
     {
+        const bool isLarge = rows > static_cast<std::size_t>(RowRoom::kManyRows);
         for (std::size_t row = 0; row < rows; ++row) {
             std::array<float, kMostColumns> storage{};
             const std::span<float> values = std::span(storage).first(columns);
-            m_in.floats(values);
+            if (m_in.floats(values) < columns && isLarge) {
+                return false;
+            }
             for (const float& value : values) {
                 putFloat(value, &value == &values.back() ? platform::lineEnd() : kTab);
             }
@@ -148,6 +151,7 @@ private:
                 flush();
             }
         }
+        return true;
     }
 
     std::int64_t readInteger()
@@ -193,7 +197,7 @@ private:
     }
 
     Scanner& m_in;
-    std::uint64_t m_size;
+    RowRoom m_room;
     platform::File& m_out;
     std::int32_t m_mountMode;
     float (&m_dynamicParameters)[7];

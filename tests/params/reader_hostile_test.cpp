@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <random>
 #include <string>
 #include <vector>
 
+#include "params/file/Blocks.h"
 #include "params/prm_file.h"
 
 namespace {
@@ -192,6 +194,66 @@ TEST_F(Hostile, theExtraRowOfTiltYFitsWhateverTheCounts)
                 ASSERT_EQ(table[i], wanted) << x << " and " << y << " rows, [" << i << "]";
             }
             EXPECT_EQ(got.at("level limits"), (std::vector{-1000.0, 1000.0, -1000.0, 1000.0}));
+        }
+    }
+}
+
+// Up to a million rows a byte for each will do, as it always has; more need the bytes of their shortest text.
+TEST(RowRoom, isAByteForARowUpToAMillionAndFourBeyond)
+{
+    using kor::params::RowRoom;
+    EXPECT_TRUE(RowRoom(1'000'100).holds(1'000'000, 100));
+    EXPECT_FALSE(RowRoom(1'000'100).holds(1'000'000, 101));
+    EXPECT_FALSE(RowRoom(4'000'103).holds(1'000'001, 100));
+    EXPECT_TRUE(RowRoom(4'000'104).holds(1'000'001, 100));
+    EXPECT_TRUE(RowRoom(8'589'934'588).holds(2'147'483'647, 0));
+    EXPECT_FALSE(RowRoom(8'589'934'587).holds(2'147'483'647, 0));
+    EXPECT_FALSE(RowRoom(~std::uint64_t{0}).holds(2'147'483'648, 0));
+    EXPECT_FALSE(RowRoom(100).holds(-1, 0));
+    EXPECT_TRUE(RowRoom(0).holds(0, 0));
+    EXPECT_FALSE(RowRoom(100).holds(1, 100));
+    EXPECT_FALSE(RowRoom(100).holds(1, 200)) << "the file has shrunk";
+}
+
+// The rows of one table cannot be those of another, too.
+TEST(RowRoom, isNotGivenTwice)
+{
+    kor::params::RowRoom room(100'000'000);
+    EXPECT_TRUE(room.holds(2'000'000, 92'000'000));
+    room.note(2'000'000, 2'000'000);
+    EXPECT_TRUE(room.holds(2'000'000, 92'000'000)) << "all rows were there";
+    room.note(1'000'000, 0);
+    EXPECT_TRUE(room.holds(2'000'000, 92'000'000)) << "a small table";
+    room.note(1'500'000, 1'499'999);
+    EXPECT_FALSE(room.holds(2'000'000, 92'000'000));
+    EXPECT_TRUE(room.holds(2'000'000, 91'999'996));
+}
+
+TEST_F(Hostile, aCountBeyondAMillionNeedsFourBytesForEachRow)
+{
+    for (const int table : kTables) {
+        PrmFile file(firstSensor(5));
+        const std::string before = file.text(1, table - 1) + std::string(titleOf(table)) + "\n1000001\n";
+        const std::string behind = (table < 17 ? "" : "End\n") + file.text(table + 1, 20);
+        const std::size_t blanks = 4'000'004 - behind.size();
+        EXPECT_EQ(message(before + behind + std::string(blanks - 1, ' ')), codeOf(table));
+        EXPECT_EQ(message(before + behind + std::string(blanks, ' ')), kNoMessage);
+    }
+}
+
+// Titles anywhere in the words of their line, however long these are, and wherever the file is cut into pieces.
+TEST_F(Hostile, aTitleIsFoundInWordsOfAnyLength)
+{
+    for (std::size_t before : {0U, 1U, 50U, 4050U, 4060U, 4070U, 4080U, 4090U, 4096U, 8180U, 100'000U}) {
+        for (std::size_t behind : {0U, 4096U, 100'000U}) {
+            PrmFile file(secondSensor(9));
+            const std::string words = std::string(before, 'A') + "ADM Offset" + std::string(behind, 'x');
+            file[14].title = words + "\n";
+            EXPECT_EQ(message(file.text()), kNoMessage) << before << ", " << behind;
+            file[14].title = std::string(before, 'A') + '\0' + words + "\n";
+            EXPECT_EQ(message(file.text()), 615) << before << ", " << behind;
+            file[14].title = std::string(before, 'A') + "ADM Offse" + std::string(behind, 'x') + "\n";
+            EXPECT_EQ(message(file.text()), 615) << before << ", " << behind;
         }
     }
 }

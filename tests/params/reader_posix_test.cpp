@@ -4,7 +4,9 @@
 
 #include <fcntl.h>
 #include <locale.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -63,6 +65,114 @@ TEST_F(Posix, noReadLeavesAHandleOpen)
         std::filesystem::remove(filePath());
     }
     EXPECT_EQ(openHandles(), before);
+}
+
+// ---- memory and time ---------------------------------------------------------------------------------------
+
+struct Cost {
+    double seconds = 0.0; // of the processor
+    double bytes = 0.0;   // of memory at a time, at most
+    int status = -1;
+};
+
+// Of a read in a process of its own.
+Cost costOf(const std::filesystem::path& directory, unsigned long id)
+{
+    std::array<int, 2> ends{};
+    EXPECT_EQ(::pipe(ends.data()), 0);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        struct rusage before {};
+        ::getrusage(RUSAGE_SELF, &before);
+        CKorPrm prm;
+        Cost cost;
+        cost.status = prm.ReadCalibrationFile(directory.wstring().c_str(), id);
+        struct rusage used {};
+        ::getrusage(RUSAGE_SELF, &used);
+        const auto seconds = [](const timeval& time) {
+            return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+        };
+        cost.seconds = seconds(used.ru_utime) + seconds(used.ru_stime);
+        cost.bytes = static_cast<double>(used.ru_maxrss - before.ru_maxrss) * 1024.0;
+        [[maybe_unused]] const ssize_t sent = ::write(ends[1], &cost, sizeof cost);
+        ::_exit(0);
+    }
+    Cost cost;
+    EXPECT_EQ(::read(ends[0], &cost, sizeof cost), static_cast<ssize_t>(sizeof cost));
+    ::close(ends[0]);
+    ::close(ends[1]);
+    EXPECT_EQ(::waitpid(child, nullptr, 0), child);
+    return cost;
+}
+
+std::string repeated(std::string_view text, std::size_t bytes)
+{
+    std::string all;
+    all.reserve(bytes + text.size());
+    while (all.size() < bytes) {
+        all += text;
+    }
+    return all;
+}
+
+// Less than 64 MB and 12 times the file, and 2 s for 100 MB. A tenth of a second is for starting the process.
+TEST_F(Posix, aHostileFileCostsLittleMemoryAndTime)
+{
+    constexpr std::size_t kBytes = 10'000'000;
+    const std::string rows = std::to_string(kBytes / 4) + "\n" + repeated("1 2\n", kBytes);
+    const std::string million = "1000000\n";
+    const std::string blanks(kBytes, ' ');
+    const auto withTables = [](const std::string& azimuth, const std::string& elevation, const std::string& tiltX,
+                               const std::string& tiltY) {
+        PrmFile file(firstSensor(5));
+        const std::array<std::string, 4> bodies = {azimuth, elevation, tiltX, tiltY};
+        for (std::size_t i = 0; i < bodies.size(); ++i) {
+            if (!bodies[i].empty()) {
+                file[static_cast<int>(15 + i)].body = bodies[i];
+            }
+        }
+        return file.text(1, 18);
+    };
+    const std::string limits = "0 1 2\nEnd\n";
+    struct Case {
+        const char* what;
+        int status;
+        std::string text;
+    };
+    for (const Case& c : std::vector<Case>{
+             {"zeros", kBadFormat, std::string(kBytes, '\0')},
+             {"one word", kBadFormat, std::string(kBytes, 'S')},
+             {"blanks", kBadFormat, blanks},
+             {"one number", kBadFormat, withTables("", "", "", "").substr(0, 30) + std::string(kBytes, '7')},
+             {"rows of a table", kSuccess, withTables(rows, "", "", "")},
+             {"rows of a tilt table", kSuccess, withTables("", "", rows + limits, "")},
+             {"rows of the last table", kSuccess, withTables("", "", "", rows + limits)},
+             {"a million rows announced four times", kSuccess,
+              withTables(million, million, million + "End\n", million + "End\n") + blanks.substr(0, 1'000'000)},
+             {"many rows announced twice", kBadFormat, withTables("2400000\n", "2400000\n", "", "") + blanks},
+             {"many rows announced", kSuccess, withTables("", "", "", "2400000\nEnd\n") + blanks}}) {
+        writeFile(filePath(), c.text);
+        const Cost cost = costOf(m_dir.path(), kId);
+        const auto size = static_cast<double>(c.text.size());
+        EXPECT_EQ(cost.status, c.status) << c.what;
+        if (!KOR_TESTS_SANITIZED) {
+            EXPECT_LT(cost.bytes, 64e6 + 12.0 * size) << c.what;
+            EXPECT_LT(cost.seconds, 0.1 + 2.0 * size / 100e6) << c.what;
+        }
+    }
+}
+
+// A file with holes is as long as one without.
+TEST_F(Posix, aSparseFileCostsNoMore)
+{
+    writeFile(filePath(), "");
+    std::filesystem::resize_file(filePath(), 100'000'000);
+    const Cost cost = costOf(m_dir.path(), kId);
+    EXPECT_EQ(cost.status, kBadFormat);
+    if (!KOR_TESTS_SANITIZED) {
+        EXPECT_LT(cost.bytes, 64e6);
+        EXPECT_LT(cost.seconds, 2.0);
+    }
 }
 
 // ---- files and directories ---------------------------------------------------------------------------------
