@@ -39,22 +39,39 @@ File createBeside(const std::string& path, std::string& name)
     return file;
 }
 
+// A file that goes with this, unless it has been given another path.
+struct MadeBeside {
+    MadeBeside() = default;
+    MadeBeside(const MadeBeside&) = delete;
+    MadeBeside& operator=(const MadeBeside&) = delete;
+    ~MadeBeside()
+    {
+        if (isThere) {
+            removeFile(name);
+        }
+    }
+
+    std::string name;
+    bool isThere = false;
+};
+
 // By a copy beside the target, because only within a file system can a file be replaced in one step.
 bool moveAcross(const std::string& from, const std::string& to)
 {
     File source = openFile(from, OpenMode::read);
-    std::string beside;
-    File copy = source ? createBeside(to, beside) : File();
+    MadeBeside beside;
+    File copy = source ? createBeside(to, beside.name) : File();
     if (!copy) {
         return false;
     }
+    beside.isThere = true;
     copy.copyPermissions(source);
     const bool copied = copyBytes(source, copy) && copy.sync();
     const bool closed = copy.close();
-    if (!copied || !closed || renameFile(beside, to, true) != Renamed::yes) {
-        removeFile(beside);
+    if (!copied || !closed || renameFile(beside.name, to, true) != Renamed::yes) {
         return false;
     }
+    beside.isThere = false;
     source = File();
     removeFile(from);
     return true;

@@ -76,8 +76,12 @@ public:
     /// Asks for every byte to reach the disk, as far as the file system can.
     bool sync() noexcept;
 
-    /// Gives the file the access permissions of another, and its owner's rights to read and write; as far as the system
-    /// lets.
+    /// Gives the file the owner, the group and the access permissions of another, as far as the system lets; its owner
+    /// may read and write it in any case.
+    /// Notes  1  Where the process may not give it to that owner, the owner of the other file may still read it, as one
+    ///           of its group; or as anybody, where it may not have that group either. Another group than the other
+    ///           file's gets the rights of everybody else.
+    ///        2  Windows: nothing is done; a new file has the rights that its directory hands down.
     void copyPermissions(const File& from) noexcept;
 
     /// Gives the file owner, group and exactly the access permissions of what is at a path; as far as the system lets.
@@ -110,8 +114,8 @@ enum class OpenMode {
 /// Opens a regular file.
 /// Returned  file  empty when it cannot be opened
 /// Notes  1  Directories, pipes and devices are refused, without waiting for a peer at the other end of a pipe. So is a
-///           symbolic link when the file is to be written. A path that holds a zero, or text that the system cannot
-///           express, names nothing.
+///           symbolic link when the file is to be written, and a file that has another name besides. A path that holds
+///           a zero, or text that the system cannot express, names nothing.
 File openFile(const std::string& path, OpenMode mode);
 
 /// Opens a file, pipe or device for reading; waits for the writer of a pipe.
@@ -148,7 +152,7 @@ Renamed renameFile(const std::string& from, const std::string& to, bool durable)
 bool moveFile(const std::string& from, const std::string& to);
 
 /// Removes a file; whether it did.
-bool removeFile(const std::string& path);
+bool removeFile(const std::string& path) noexcept;
 
 /// Removes a file that the process made and no longer claims, because it has ended.
 /// Given     process  that made it

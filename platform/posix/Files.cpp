@@ -1,7 +1,9 @@
 #include "platform/Files.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <limits>
 #include <utility>
@@ -48,6 +50,21 @@ File opened(const std::string& path, int flags, mode_t mode = 0)
             return File(descriptor);
         }
     }
+}
+
+// Without memory: what is done to a file must not fail for want of it halfway.
+File openedDirectoryOf(const std::string& path)
+{
+    std::array<char, PATH_MAX> directory = {'.'}; // no longer path can be opened
+    const std::size_t end = path.find_last_of('/');
+    if (end != std::string::npos && end + 2 <= directory.size()) {
+        std::copy_n(path.begin(), end + 1, directory.begin());
+    }
+    int descriptor = -1;
+    do {
+        descriptor = ::open(directory.data(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    } while (descriptor < 0 && errno == EINTR);
+    return File(descriptor);
 }
 
 // Whoever shares a pipe with this process may have made it one that does not wait. After this the call is made again.
@@ -128,10 +145,28 @@ bool File::sync() noexcept
 
 void File::copyPermissions(const File& from) noexcept
 {
-    struct stat status = {};
-    if (::fstat(from.m_descriptor, &status) == 0) {
-        [[maybe_unused]] const int result = ::fchmod(m_descriptor, (status.st_mode & kAllAccess) | S_IRUSR | S_IWUSR);
+    struct stat wanted = {};
+    struct stat own = {};
+    if (::fstat(from.m_descriptor, &wanted) != 0 || ::fstat(m_descriptor, &own) != 0) {
+        return;
     }
+    // Whoever may not give a file away may still give it to a group of their own.
+    constexpr auto kStays = static_cast<uid_t>(-1);
+    bool isOwners = own.st_uid == wanted.st_uid;
+    bool isGroups = own.st_gid == wanted.st_gid;
+    if ((!isOwners || !isGroups) && ::fchown(m_descriptor, wanted.st_uid, wanted.st_gid) == 0) {
+        isOwners = isGroups = true;
+    }
+    isGroups = isGroups || ::fchown(m_descriptor, kStays, wanted.st_gid) == 0;
+
+    mode_t mode = (wanted.st_mode & kAllAccess) | S_IRUSR | S_IWUSR;
+    if (!isGroups) {
+        mode = (mode & ~mode_t{S_IRWXG}) | ((mode & S_IRWXO) << 3U); // another group is like everybody else
+    }
+    if (!isOwners && (wanted.st_mode & S_IRUSR) != 0) {
+        mode |= isGroups ? S_IRGRP : S_IRGRP | S_IROTH;
+    }
+    [[maybe_unused]] const int result = ::fchmod(m_descriptor, mode);
 }
 
 void File::takePermissionsOf(const std::string& path) noexcept
@@ -195,10 +230,19 @@ File openFile(const std::string& path, OpenMode mode)
     if (!file) {
         return {};
     }
+    // What was made just now is regular, and empty.
+    if (mode == OpenMode::create) {
+        return file;
+    }
     // Emptied only now that it is known to be a regular file.
     if (::fstat(file.descriptor(), &status) != 0 || !S_ISREG(status.st_mode)) {
         file = File();
         return refused(status);
+    }
+    if (mode == OpenMode::write && status.st_nlink > 1) {
+        file = File();
+        errno = EMLINK;
+        return {};
     }
     if (mode == OpenMode::write && ::ftruncate(file.descriptor(), 0) != 0) {
         return {};
@@ -288,22 +332,18 @@ Renamed renameFile(const std::string& from, const std::string& to, bool durable)
     if (!isName(from) || !isName(to)) {
         return Renamed::no;
     }
-    const std::size_t end = to.find_last_of('/');
-    const std::string directory = end == std::string::npos ? "." : to.substr(0, end + 1);
     if (::rename(from.c_str(), to.c_str()) != 0) {
         return errno == EXDEV ? Renamed::otherFileSystem : Renamed::no;
     }
     // Outlasts a loss of power only when the directory has reached the disk. That is not always possible: whoever may
     // write to a directory need not be allowed to open it.
-    const int descriptor = durable ? ::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC) : -1;
-    if (descriptor >= 0) {
-        ::fsync(descriptor);
-        ::close(descriptor);
+    if (File directory = durable ? openedDirectoryOf(to) : File()) {
+        directory.sync();
     }
     return Renamed::yes;
 }
 
-bool removeFile(const std::string& path)
+bool removeFile(const std::string& path) noexcept
 {
     return isName(path) && ::unlink(path.c_str()) == 0;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdint>
+#include <new>
 #include <utility>
 
 #include <fcntl.h>
@@ -47,6 +48,16 @@ File createdRemovable(const std::wstring& name)
         DeleteFileW(name.c_str());
     }
     return File(descriptor);
+}
+
+bool isEmptied(const File& file)
+{
+    BY_HANDLE_FILE_INFORMATION info;
+    if (GetFileInformationByHandle(handleOf(file.descriptor()), &info) == 0 || info.nNumberOfLinks > 1) {
+        errno = EMLINK;
+        return false;
+    }
+    return _chsize_s(file.descriptor(), 0) == 0;
 }
 
 File opened(const std::string& path, int flags)
@@ -126,7 +137,6 @@ bool File::sync() noexcept
     return _commit(m_descriptor) == 0;
 }
 
-// A new file has the rights that its directory hands down.
 void File::copyPermissions(const File&) noexcept {}
 
 void File::takePermissionsOf(const std::string&) noexcept {}
@@ -161,7 +171,7 @@ File openFile(const std::string& path, OpenMode mode)
         return {};
     }
     const int flags = mode == OpenMode::read    ? _O_RDONLY
-                      : mode == OpenMode::write ? _O_WRONLY | _O_CREAT | _O_TRUNC
+                      : mode == OpenMode::write ? _O_WRONLY | _O_CREAT
                                                 : _O_WRONLY | _O_CREAT | _O_EXCL;
     const bool makes = mode == OpenMode::create || mode == OpenMode::createPrivately;
     File file = makes ? createdRemovable(*name) : File();
@@ -172,6 +182,10 @@ File openFile(const std::string& path, OpenMode mode)
     if (file && GetFileType(handleOf(file.descriptor())) != FILE_TYPE_DISK) {
         file = File();
         errno = EINVAL;
+    }
+    // Emptied only now that it is known to have no other name.
+    if (file && mode == OpenMode::write && !isEmptied(file)) {
+        return {};
     }
     return file;
 }
@@ -284,10 +298,15 @@ Renamed renameFile(const std::string& from, const std::string& to, bool durable)
     return error == ERROR_NOT_SAME_DEVICE ? Renamed::otherFileSystem : Renamed::no;
 }
 
-bool removeFile(const std::string& path)
+bool removeFile(const std::string& path) noexcept
 {
-    const std::optional<std::wstring> name = nativeName(path);
-    return name && DeleteFileW(name->c_str()) != 0;
+    try {
+        const std::optional<std::wstring> name = nativeName(path);
+        return name && DeleteFileW(name->c_str()) != 0;
+    } catch (const std::bad_alloc&) {
+        errno = ENOMEM;
+        return false;
+    }
 }
 
 bool removeIfAbandoned(const std::string& path, unsigned process)

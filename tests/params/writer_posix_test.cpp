@@ -720,6 +720,11 @@ TEST_F(WriterFaults, aLinkInTheTemporaryFilesPlaceIsNotWrittenThrough)
     EXPECT_EQ(bytesOf(m_there.path() / "precious"), "precious");
     fs::remove(temporary());
 
+    fs::create_hard_link(m_there.path() / "precious", temporary());
+    EXPECT_EQ(rewrite(file()), kCannotOpen) << "emptying the copy would empty the other file";
+    EXPECT_EQ(bytesOf(m_there.path() / "precious"), "precious");
+    fs::remove(temporary());
+
     fs::create_hard_link(file(), temporary());
     EXPECT_EQ(rewrite(file()), kCannotOpen) << "emptying the copy would empty the file";
     EXPECT_EQ(bytesOf(file()), m_text);
@@ -744,6 +749,108 @@ TEST_F(WriterFaults, theCopyHasThePermissionsOfTheFile)
         EXPECT_EQ(static_cast<unsigned>(fs::status(file()).permissions()), wanted);
         fs::permissions(file(), fs::perms(0600));
     }
+}
+
+// ---- owner and group ---------------------------------------------------------------------------------------
+
+// Owner, group and permissions in one text, as chown and chmod take them.
+std::string ownershipOf(const fs::path& path)
+{
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0) {
+        return "none";
+    }
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%u:%u %03o", status.st_uid, status.st_gid, status.st_mode & 0777U);
+    return text.data();
+}
+
+// Only the superuser has files of other users to rewrite.
+class Ownership : public WriterAcross {
+protected:
+    static constexpr uid_t kSomebody = 4711;
+    static constexpr gid_t kSomeGroup = 4712;
+    static constexpr gid_t kNobodysGroup = 65534; // of whom dropPrivileges makes the process
+
+    void SetUp() override
+    {
+        if (::geteuid() != 0) {
+            GTEST_SKIP() << "needs the superuser";
+        }
+        WriterAcross::SetUp();
+    }
+    void TearDown() override
+    {
+        if (::geteuid() == 0) {
+            WriterAcross::TearDown();
+        }
+    }
+
+    void belongTo(uid_t user, gid_t group, mode_t mode) const
+    {
+        writeFile(file(), m_text);
+        ASSERT_EQ(::chown(file().c_str(), user, group), 0);
+        ASSERT_EQ(::chmod(file().c_str(), mode), 0);
+    }
+
+    // What the file is after a rewriting by a process that `become` makes of the child.
+    std::string afterRewritingBy(void (*become)())
+    {
+        EXPECT_EQ(inChild([&] {
+                      become();
+                      return rewrite(file());
+                  }),
+                  kSuccess);
+        EXPECT_EQ(bytesOf(file()), m_copy);
+        return ownershipOf(file());
+    }
+};
+
+TEST_F(Ownership, ofTheFileAreKept)
+{
+    for (const mode_t mode : {0600U, 0640U, 0400U}) {
+        belongTo(kSomebody, kSomeGroup, mode);
+        EXPECT_EQ(rewrite(file()), kSuccess);
+        EXPECT_EQ(ownershipOf(file()), mode == 0640 ? "4711:4712 640" : "4711:4712 600");
+        expectReplaced();
+    }
+}
+
+TEST_F(Ownership, ofTheFileAreKeptFromAnotherFileSystem)
+{
+    belongTo(kSomebody, kSomeGroup, 0640);
+    EXPECT_EQ(across([this] { return rewrite(file()); }), kSuccess);
+    EXPECT_EQ(ownershipOf(file()), "4711:4712 640");
+    expectReplaced();
+}
+
+TEST_F(Ownership, whoMayNotKeepTheOwnerKeepsTheGroup)
+{
+    belongTo(kSomebody, kNobodysGroup, 0640);
+    EXPECT_EQ(afterRewritingBy(dropPrivileges), "65534:65534 640");
+    belongTo(kSomebody, kNobodysGroup, 0660);
+    EXPECT_EQ(afterRewritingBy(dropPrivileges), "65534:65534 660");
+    // The former owner could not read it either.
+    belongTo(kSomebody, kNobodysGroup, 0044);
+    EXPECT_EQ(afterRewritingBy(dropPrivileges), "65534:65534 644");
+}
+
+// Another group gets no more than everybody has, and the former owner is one of them.
+TEST_F(Ownership, whoMayKeepNeitherLeavesTheFileReadableToItsOwner)
+{
+    belongTo(kSomebody, kSomeGroup, 0674);
+    EXPECT_EQ(afterRewritingBy(dropPrivileges), "65534:65534 644");
+    belongTo(kSomebody, kSomeGroup, 0600);
+    EXPECT_EQ(afterRewritingBy([] {
+                  // May read every file and give none away.
+                  __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+                  std::array<__user_cap_data_struct, 2> kept{};
+                  kept[0].effective = kept[0].permitted = 1U << CAP_DAC_OVERRIDE;
+                  if (::setgroups(0, nullptr) != 0 || ::syscall(SYS_capset, &header, kept.data()) != 0) {
+                      ::_exit(1);
+                  }
+              }),
+              "0:0 644");
 }
 
 // Whoever reads a file by its group's rights owns the copy, and would be shut out of it.
