@@ -117,7 +117,8 @@ int kor::ParameterAccess::read(CKorPrm& prm, const wchar_t* directory, unsigned 
         }
         params::readFile(file, lowId, prm.m_set, report);
     } catch (const std::exception&) {
-        report.status = kFormatError; // no memory
+        report.status = kFormatError;
+        report.outOfMemory = true;
     }
     if (report.messageId != 0) {
         prm.DisplayErrMsg(report.messageId);

@@ -4,6 +4,7 @@
 #include "KORInterface/ParameterStore.h"
 #include "KORInterface/Session.h"
 #include "KORInterface/Status.h"
+#include "engine/State.h"
 #include "params/ParameterAccess.h"
 #include "params/file/ParameterSet.h"
 
@@ -94,7 +95,9 @@ int ConfigureAccess::configure(CKor& engine, const CKorPrm& prm, const Configure
             return code;
         }
     }
-    return engine.setMountMode(options.m_hasMountMode ? options.m_mountMode : set.mountMode);
+    const int code = engine.setMountMode(options.m_hasMountMode ? options.m_mountMode : set.mountMode);
+    // An engine without a model refuses every sample.
+    return code == kSuccess && CKorAccess::state(engine).model == nullptr ? kBadArgument : code;
 }
 
 int Configure(CKor& engine, const CKorPrm& prm, const ConfigureOptions& options)

@@ -17,6 +17,7 @@ namespace kor {
 struct CheckReportData {
     int status = kSuccess;
     unsigned message = 0;
+    bool outOfMemory = false;
     std::string path;
     std::vector<params::CheckFinding> findings;
     std::vector<std::string> texts; // one each
@@ -54,6 +55,7 @@ void reportNoMemory(CheckReportData& data) noexcept
 {
     data = CheckReportData();
     data.status = kFormatError;
+    data.outOfMemory = true;
 }
 
 } // namespace
@@ -102,6 +104,11 @@ int CheckReport::status() const
 unsigned int CheckReport::message() const
 {
     return m_data->message;
+}
+
+bool CheckReport::outOfMemory() const
+{
+    return m_data->outOfMemory;
 }
 
 const char* CheckReport::path() const
@@ -156,8 +163,9 @@ int CheckParameters(const ParameterFile& file, std::int32_t mode, CheckReport& r
         CheckReportData fresh;
         fresh.status = from.document.status;
         fresh.message = from.document.messageId;
+        fresh.outOfMemory = from.outOfMemory;
         fresh.path = from.path;
-        if (fresh.status == kSuccess || fresh.status == kFormatError) {
+        if (!fresh.outOfMemory && (fresh.status == kSuccess || fresh.status == kFormatError)) {
             fresh.findings =
                 params::check(from.document, mode == kModeOfFile ? std::nullopt : std::optional<std::int32_t>(mode));
         }

@@ -123,7 +123,9 @@ int guarded(ParameterFile& file, Load&& step) noexcept
     try {
         return step(data);
     } catch (const std::exception&) {
-        return fail(data, kFormatError, "less than the memory has room for");
+        fail(data, kFormatError, "less than the memory has room for");
+        data.outOfMemory = true;
+        return kFormatError;
     }
 }
 
@@ -211,6 +213,11 @@ ParameterFile::~ParameterFile()
 int ParameterFile::status() const
 {
     return m_data->document.status;
+}
+
+bool ParameterFile::outOfMemory() const
+{
+    return m_data->outOfMemory;
 }
 
 unsigned int ParameterFile::message() const

@@ -25,6 +25,7 @@ struct ParameterFileData {
     };
 
     std::string path;
+    bool outOfMemory = false;
     params::Document document;
     std::string texts{'\0'}; ///< one behind the other, each with its zero; the first one is empty
     std::vector<BlockTexts> blocks;

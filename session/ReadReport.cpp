@@ -69,6 +69,9 @@ std::string findingText(const std::string& file, const params::Finding& finding)
 
 std::string formatText(const std::string& file, const params::ReadReport& read)
 {
+    if (read.outOfMemory) {
+        return file + ": there is not enough memory to read the parameter file";
+    }
     const std::string message = sentence(params::messageText(read.messageId));
     if (std::string_view(read.expected) != read.block) {
         // Most messages speak of a title, which was there: what was wrong behind it goes first.
@@ -122,6 +125,7 @@ ReadReport& ReadReport::operator=(const ReadReport& other)
             m_data->read = params::ReadReport(true);
             m_data->read.status = other.m_data->read.status;
             m_data->read.messageId = other.m_data->read.messageId;
+            m_data->read.outOfMemory = other.m_data->read.outOfMemory;
             m_data->read.line = other.m_data->read.line;
             m_data->text.clear();
             m_data->findingTexts.clear();
@@ -143,6 +147,11 @@ int ReadReport::status() const
 unsigned int ReadReport::message() const
 {
     return m_data->read.messageId;
+}
+
+bool ReadReport::outOfMemory() const
+{
+    return m_data->read.outOfMemory;
 }
 
 std::uint32_t ReadReport::line() const
@@ -218,25 +227,24 @@ int ReadParameterFile(CKorPrm& prm, const wchar_t* directory, std::uint32_t id, 
 
 int ReadParameterFile(CKorPrm& prm, const char* directory, std::uint32_t id, ReadReport& report)
 {
-    std::optional<std::wstring> wide;
     ReadReportData& data = ReadReportAccess::data(report);
-    try {
-        wide = directory == nullptr ? std::nullopt : platform::fromUtf8(directory);
-    } catch (const std::exception&) {
-        wide = std::nullopt;
-    }
-    if (directory == nullptr || wide) {
-        return ReadParameterFile(prm, wide ? wide->c_str() : nullptr, id, report);
-    }
     data.read = params::ReadReport(true);
+    data.text.clear();
     data.findingTexts.clear();
-    data.read.status = kCannotOpen;
     try {
+        const std::optional<std::wstring> wide = directory == nullptr ? std::nullopt : platform::fromUtf8(directory);
+        if (directory == nullptr || wide) {
+            return ReadParameterFile(prm, wide ? wide->c_str() : nullptr, id, report);
+        }
+        data.read.status = kCannotOpen;
         data.text = "the parameter file's directory is not valid UTF-8";
     } catch (const std::exception&) {
-        data.text.clear();
+        if (data.read.status == kSuccess) {
+            data.read.status = kFormatError;
+            data.read.outOfMemory = true;
+        }
     }
-    return kCannotOpen;
+    return data.read.status;
 }
 
 } // namespace kor

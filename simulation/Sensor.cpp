@@ -2,8 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 #include <utility>
 #include <vector>
+
+#include "KORInterface/Session.h"
+#include "KORInterface/Status.h"
 
 #include "simulation/forward/Equations.h"
 
@@ -143,20 +147,28 @@ std::string SensorParameters::unusable() const
 
 void SensorParameters::configure(CKor& engine) const
 {
-    const auto setLevel = [&engine](const LevelTable& table, int (CKor::*set)(int, const float*, const double*)) {
+    // A set operation with sound arguments fails for want of memory alone.
+    const auto need = [](bool done) {
+        if (!done) {
+            throw std::bad_alloc();
+        }
+    };
+    const auto setLevel = [&engine, need](const LevelTable& table, int (CKor::*set)(int, const float*, const double*)) {
         if (table.knots.empty()) {
             return;
         }
         std::vector<float> knots = table.knots;
         knots.insert(knots.end(), table.limits.begin(), table.limits.end());
         knots.resize(table.knots.size() + 3);
-        (engine.*set)(static_cast<int>(table.knots.size()), knots.data(), table.coefficients.data());
+        need((engine.*set)(static_cast<int>(table.knots.size()), knots.data(), table.coefficients.data()) == kSuccess);
     };
     if (!azimuthTable.rows.empty()) {
-        engine.setAzimuthComp(static_cast<int>(azimuthTable.rows.size() / 2), azimuthTable.rows.data());
+        const auto rows = static_cast<int>(azimuthTable.rows.size() / 2);
+        need(engine.setAzimuthComp(rows, azimuthTable.rows.data()) == kSuccess);
     }
     if (!elevationTable.rows.empty()) {
-        engine.setElevationComp(static_cast<int>(elevationTable.rows.size() / 2), elevationTable.rows.data());
+        const auto rows = static_cast<int>(elevationTable.rows.size() / 2);
+        need(engine.setElevationComp(rows, elevationTable.rows.data()) == kSuccess);
     }
     setLevel(levelXTable, &CKor::setLevelXComp);
     setLevel(levelYTable, &CKor::setLevelYComp);
@@ -172,6 +184,7 @@ void SensorParameters::configure(CKor& engine) const
     engine.setLevel1Parameters(level1, 7);
     engine.setLevel2Parameters(level2, 7);
     engine.setMountMode(mode);
+    need(LastSample(engine).model != OrientationModel::none);
 }
 
 } // namespace kor::simulation

@@ -67,6 +67,9 @@ public:
     /// another block than the one that is wrong; the findings do not.
     unsigned int message() const;
 
+    /// Whether there was no memory for the check: the result is kFormatError then, and there are no findings.
+    bool outOfMemory() const;
+
     /// Path of the file, UTF-8.
     const char* path() const;
 

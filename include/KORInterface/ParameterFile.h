@@ -108,6 +108,10 @@ public:
     /// kFormatError (Status.h); kFormatError also for a file of more than 16 MiB, which is not taken apart.
     int status() const;
 
+    /// Whether there was no memory to take the file apart: the result is kFormatError then, too, and nothing is known
+    /// of the file.
+    bool outOfMemory() const;
+
     /// Where and why that read fails, as ReadReport tells it; empty texts after a success.
     unsigned int message() const;
     std::uint32_t line() const;

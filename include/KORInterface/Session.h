@@ -54,6 +54,10 @@ public:
     /// Number of the message that the failure loaded, 601 to 624 (MessageText); 0 if there was none.
     unsigned int message() const;
 
+    /// Whether the read has failed for want of memory: its result is kFormatError then, too, and nothing is known of
+    /// the file.
+    bool outOfMemory() const;
+
     /// Line of the text that made the read fail, from 1; 0 if the read did not get that far.
     std::uint32_t line() const;
 
@@ -159,7 +163,7 @@ private:
 ///           options  what differs from the file
 /// Returned  result   kSuccess, or that of the first step that failed: kNotLoaded when the set is not loaded or the
 ///                    engine has been destroyed, kBadArgument when a table does not fit the engine's or there is no
-///                    memory for it. The groups before that step have been copied
+///                    memory for it or for the model. The groups before that step have been copied
 KORINTERFACE_API int Configure(CKor& engine, const CKorPrm& prm, const ConfigureOptions& options);
 
 /// The same with nothing beyond the file.

@@ -47,6 +47,7 @@ struct ReadReport {
     std::string path;               ///< of the file; empty when the directory names none
     int status = 0;                 ///< 0, 550 or 553
     unsigned messageId = 0;         ///< of the string table; 0: no message
+    bool outOfMemory = false;       ///< the failure is for want of memory and says nothing of the file
     bool endedAtTitle = false;      ///< the failure is that the file ended where a title was due
     const char* block = "";         ///< title of the block in which the read failed
     std::size_t line = 0;           ///< from 1, of the text that made it fail

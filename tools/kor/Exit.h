@@ -17,6 +17,7 @@ enum Exit : int {
     kExitDataError = 65,
     kExitNoInput = 66,
     kExitSoftware = 70,
+    kExitNoMemory = 71,
     kExitCannotCreate = 73,
     kExitIoError = 74,
     kExitInterrupted = 130,
@@ -37,6 +38,7 @@ inline constexpr ExitMeaning kExitMeanings[] = {
     {kExitDataError, "bad recording or parameter file, or no usable orientation"},
     {kExitNoInput, "an input cannot be opened"},
     {kExitSoftware, "internal error"},
+    {kExitNoMemory, "not enough memory"},
     {kExitCannotCreate, "an output cannot be created"},
     {kExitIoError, "reading or writing failed"},
     {kExitInterrupted, "interrupted"},
@@ -60,6 +62,12 @@ public:
 private:
     Exit m_status;
 };
+
+/// There is no memory for a file.
+inline Failure noMemoryFor(const std::string& file)
+{
+    return {kExitNoMemory, "there is not enough memory to read " + file};
+}
 
 /// A command line that asks for what cannot be. Main adds where the command's help is.
 class Misuse : public Failure {

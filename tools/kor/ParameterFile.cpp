@@ -36,6 +36,9 @@ void tellFindings(const ParameterSource& source, const std::string& path, Checki
     if (status == kCannotOpen) {
         throw cannotOpen(path);
     }
+    if (report.outOfMemory()) {
+        throw noMemoryFor("the parameter file " + shown(path));
+    }
     std::uint32_t told = 0;
     for (std::uint32_t i = 0; i < report.findings() && told < kMostTold; ++i) {
         const CheckFinding finding = report.finding(i);
@@ -100,6 +103,9 @@ void readParameterFile(const ParameterSource& source, CKorPrm& prm, Checking che
     const int code = ReadParameterFile(prm, directory->c_str(), static_cast<std::uint32_t>(source.id), report);
     if (code == kCannotOpen) {
         throw cannotOpen(path);
+    }
+    if (report.outOfMemory()) {
+        throw noMemoryFor("the parameter file " + shown(path));
     }
     if (code != kSuccess) {
         throw Failure(kExitDataError, shown(report.text()));

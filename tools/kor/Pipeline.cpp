@@ -1,8 +1,8 @@
 #include "tools/kor/Pipeline.h"
 
 #include <algorithm>
+#include <exception>
 #include <numeric>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -31,8 +31,8 @@ void Pipeline::run(std::size_t threads)
                     work(false);
                 });
             }
-        } catch (const std::system_error&) { // NOLINT(bugprone-empty-catch)
-            // Those that have started do the work of the others.
+        } catch (const std::exception&) { // NOLINT(bugprone-empty-catch)
+            // There are too many threads, or no memory for one more: those that have started do its work.
         }
         work(true);
     }

@@ -201,6 +201,9 @@ PrmContent prmOf(std::string_view bytes, const std::string& title)
 {
     ParameterFile file;
     if (const int status = LoadParameterBytes(file, bytes.data(), bytes.size()); status != kSuccess) {
+        if (file.outOfMemory()) {
+            throw noMemoryFor(title);
+        }
         if (const std::string cause = unreadableValue(file); !cause.empty()) {
             throw Failure(kExitDataError, fmt::format("{}: {}; kor prm check tells more", title, cause));
         }

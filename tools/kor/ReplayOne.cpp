@@ -44,7 +44,11 @@ std::unique_ptr<CKor> configured(const ReplayPlan& plan, const CKorPrm& prm)
     if (plan.psd) {
         options.detector((*plan.psd)[0], (*plan.psd)[1], (*plan.psd)[2]);
     }
-    if (const int code = Configure(*engine, prm, options); code != kSuccess) {
+    const int code = Configure(*engine, prm, options);
+    if (code == kBadArgument) { // of a new engine and a set that was read, for want of memory alone
+        throw Failure(kExitNoMemory, "there is not enough memory for the engine");
+    }
+    if (code != kSuccess) {
         throw Failure(kExitDataError, fmt::format("the parameter file {} cannot be used: {}", shown(plan.prm.path()),
                                                   StatusText(code)));
     }

@@ -1,6 +1,7 @@
 // kor: the command line of the KOR engine.
 
 #include <exception>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,8 +41,12 @@ MessageCollector::MessageCollector()
 MessageCollector::~MessageCollector()
 {
     collector = nullptr;
-    for (const Message& message : m_messages) {
-        message.warning ? warn(message.text) : complain(message.text);
+    try {
+        for (const Message& message : m_messages) {
+            message.warning ? warn(message.text) : complain(message.text);
+        }
+    } catch (const std::exception&) { // NOLINT(bugprone-empty-catch)
+        // Without memory to tell them, the status still tells the end.
     }
 }
 
@@ -194,6 +199,24 @@ int run(int argc, char** argv)
     return kExitUsage;
 }
 
+// Ends with what is to be said of a failure.
+int runTold(int argc, char** argv)
+{
+    try {
+        return run(argc, argv);
+    } catch (const Failure& failure) {
+        if (failure.status() != kExitNobodyReads) { // whoever closed the pipe has what was wanted
+            complain(failure.what());
+        }
+        return failure.status();
+    } catch (const std::bad_alloc&) {
+        throw;
+    } catch (const std::exception& error) {
+        complain(error.what());
+        return kExitSoftware;
+    }
+}
+
 } // namespace
 
 } // namespace kor::tool
@@ -203,14 +226,10 @@ int main(int argc, char** argv)
     using namespace kor::tool;
     kor::platform::prepareProcess();
     try {
-        return run(argc, argv);
-    } catch (const Failure& failure) {
-        if (failure.status() != kExitNobodyReads) { // whoever closed the pipe has what was wanted
-            complain(failure.what());
-        }
-        return failure.status();
-    } catch (const std::exception& error) {
-        complain(error.what());
-        return kExitSoftware;
+        return runTold(argc, argv);
+    } catch (const std::bad_alloc&) {
+        // In words that need no memory.
+        kor::platform::File::standard(kor::platform::kStandardError).write("kor: there is not enough memory\n");
+        return kExitNoMemory;
     }
 }

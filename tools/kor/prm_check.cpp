@@ -262,6 +262,9 @@ int check(const CheckRequest& request)
             verdict.refuse(cannotOpenText(path));
             continue;
         }
+        if (report.outOfMemory()) {
+            throw noMemoryFor(shown(path));
+        }
         verdict.errors = verdict.errors || report.errors() > 0 || status != kSuccess;
         verdict.warnings = verdict.warnings || report.warnings() > 0;
         if (request.json) {

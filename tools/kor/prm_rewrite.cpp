@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <iterator>
 #include <limits>
@@ -11,6 +12,7 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include <fmt/format.h>
@@ -53,17 +55,22 @@ std::string resolved(const std::string& path)
     return error ? path : platform::textOf(led);
 }
 
-// The file as it was, under a name that was free.
+// The file as it was, under a name that was free. Takes the file's place again unless it is kept.
 class Backup {
 public:
-    Backup(const std::string& path, const std::string& original, const std::string& bytes) : m_path(path)
+    Backup(const std::string& path, const std::string& original, const std::string& bytes)
+        : m_path(path), m_original(original), m_readOnly(platform::fileStatus(original).readOnly)
     {
         const platform::File source = platform::openFile(original, platform::OpenMode::read);
+        platform::RemovedWhenKilled guard;
+        platform::File file;
         {
-            const platform::EndingSignalsWait untilItIsNoted;
-            m_file = platform::openFile(path, platform::OpenMode::create);
-            if (!m_file) {
+            const platform::EndingSignalsWait untilItIsMade;
+            guard = platform::RemovedWhenKilled(path);
+            file = platform::openFile(path, platform::OpenMode::create);
+            if (!file) {
                 const std::string why = platform::lastError();
+                guard = platform::RemovedWhenKilled();
                 throw Failure(kExitCannotCreate,
                               platform::fileStatus(path).exists
                                   ? fmt::format("the backup {} exists already and is not replaced; move it away or "
@@ -71,39 +78,92 @@ public:
                                                 shown(path))
                                   : fmt::format("cannot create the backup {}: {}", shown(path), why));
             }
-            m_guard = platform::RemovedWhenKilled(path);
         }
-        if (source) {
-            m_file.copyPermissions(source);
+        try {
+            write(file, source, bytes);
+        } catch (const std::exception&) {
+            platform::removeFile(path);
+            throw;
         }
-        const bool written = m_file.write(bytes) && m_file.sync();
-        const std::string why = platform::lastError();
-        if (!m_file.close() || !written) {
-            remove();
-            throw Failure(kExitIoError, fmt::format("cannot write the backup {}: {}", shown(path), why));
+        m_stands = true;
+    }
+    Backup(const Backup&) = delete;
+    Backup& operator=(const Backup&) = delete;
+    ~Backup()
+    {
+        try {
+            putBack();
+        } catch (const std::exception&) { // NOLINT(bugprone-empty-catch)
+            // Without memory for that, the backup holds what the file was.
         }
-        m_guard = platform::RemovedWhenKilled();
     }
 
     const std::string& path() const { return m_path; }
-    void remove() { platform::removeFile(m_path); }
 
-    // Over whatever stands at the path.
-    void restore(const std::string& path)
+    void keep() { m_stands = false; }
+
+    // The file is still as it was.
+    void remove()
     {
-        if (!platform::moveFile(m_path, path)) {
+        m_stands = false;
+        platform::removeFile(m_path);
+        makeReadOnlyAgain();
+    }
+
+    void restore()
+    {
+        if (!putBack()) {
             throw Failure(kExitIoError, fmt::format("{} cannot be restored: {}; {} holds the file as it was",
-                                                    shown(path), platform::lastError(), shown(m_path)));
+                                                    shown(m_original), platform::lastError(), shown(m_path)));
+        }
+    }
+
+    void makeReadOnlyAgain() const
+    {
+        if (m_readOnly) {
+            platform::setReadOnly(m_original, true);
         }
     }
 
 private:
+    void write(platform::File& file, const platform::File& source, const std::string& bytes) const
+    {
+        if (source) {
+            file.copyPermissions(source);
+        }
+        const bool written = file.write(bytes) && file.sync();
+        const std::string why = platform::lastError();
+        if (!file.close() || !written) {
+            throw Failure(kExitIoError, fmt::format("cannot write the backup {}: {}", shown(m_path), why));
+        }
+    }
+
+    // Over whatever stands in the file's place.
+    bool putBack()
+    {
+        if (!std::exchange(m_stands, false)) {
+            return true;
+        }
+        const bool moved = platform::moveFile(m_path, m_original);
+        if (moved) {
+            makeReadOnlyAgain();
+        }
+        return moved;
+    }
+
     std::string m_path;
-    platform::File m_file;
-    platform::RemovedWhenKilled m_guard;
+    std::string m_original;
+    bool m_readOnly;       // the original
+    bool m_stands = false; // and is still to be put back
 };
 
 constexpr const char* kModeTitle = "Mounting Mode";
+
+// A file that can be read and ends before this block is refused for want of memory only.
+bool lacksMemory(int code, const PrmContent& content)
+{
+    return code == kFormatError && !content.at(kModeTitle).present;
+}
 
 // Why the library has refused, in words.
 std::string refusal(int code, const PrmContent& content, const std::string& file)
@@ -112,16 +172,15 @@ std::string refusal(int code, const PrmContent& content, const std::string& file
         return fmt::format("the library cannot make its copy {} in the current directory, or cannot open the file: {}",
                            kCopyName, StatusText(code));
     }
-    // With this block its rewriting always ends: it looks for the title of the block two before.
-    if (const PrmBlock& mode = content.at(kModeTitle); mode.present) {
-        constexpr unsigned kMessage = 619;
-        return fmt::format(
-            "the library rewrites only files that end before the block \"{}\", and this one has it in line "
-            "{} (code {}, message {}: {}). To write all of its values anew: kor prm json {} -o NEW.json, "
-            "then kor prm from-json NEW.json -o NEW.prm",
-            kModeTitle, mode.line, code, kMessage, MessageText(kMessage), shown(file));
+    if (lacksMemory(code, content)) {
+        return fmt::format("the library had not enough memory for its copy (code {})", code);
     }
-    return fmt::format("{} (code {})", StatusText(code), code);
+    // With this block its rewriting always ends: it looks for the title of the block two before.
+    constexpr unsigned kMessage = 619;
+    return fmt::format("the library rewrites only files that end before the block \"{}\", and this one has it in line "
+                       "{} (code {}, message {}: {}). To write all of its values anew: kor prm json {} -o NEW.json, "
+                       "then kor prm from-json NEW.json -o NEW.prm",
+                       kModeTitle, content.at(kModeTitle).line, code, kMessage, MessageText(kMessage), shown(file));
 }
 
 // What a reader of both files would find.
@@ -171,7 +230,6 @@ int runRewrite(const RewriteRequest& request)
                                   "away or start kor in another directory",
                                   kCopyName));
     }
-    const bool readOnly = platform::fileStatus(path).readOnly;
     Backup backup(request.backup.value_or(request.file + ".bak"), path, bytes);
 
     int code = kSuccess;
@@ -194,19 +252,18 @@ int runRewrite(const RewriteRequest& request)
         }
     }
     if (!why.empty()) {
-        now == bytes ? backup.remove() : backup.restore(path);
-    }
-    if (readOnly) {
-        platform::setReadOnly(path, true);
-    }
-    if (!why.empty()) {
+        now == bytes ? backup.remove() : backup.restore();
         throw Failure(code == kCannotOpen            ? kExitCannotCreate
                       : copyLeft && code == kSuccess ? kExitIoError
+                      : lacksMemory(code, before)    ? kExitNoMemory
                                                      : kExitDataError,
                       fmt::format("{} is as it was: {}", shown(request.file), why));
     }
-    print(
-        fmt::format("{} is rewritten; {} holds it as it was.\n{}", shown(request.file), shown(backup.path()), effect));
+    const std::string text =
+        fmt::format("{} is rewritten; {} holds it as it was.\n{}", shown(request.file), shown(backup.path()), effect);
+    backup.keep();
+    backup.makeReadOnlyAgain();
+    print(text);
     return kExitOk;
 }
 
