@@ -4,9 +4,10 @@
 option(KORINTERFACE_TESTS_SHARED "Tests take the folders from the shared library, which shows all its names" OFF)
 
 # A folder of the library, as a static library. The shared library and the tests take their objects from here.
-#   USES  the folders that this one may use
+#   USES     the folders that this one may use
+#   NUMERIC  it computes and handles nothing else from outside (cmake/Hardening.cmake)
 function(kor_folder name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+  cmake_parse_arguments(ARG "NUMERIC" "" "SOURCES;USES" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR})
@@ -26,7 +27,8 @@ function(kor_folder name)
       target_compile_options(${name} PRIVATE -fno-plt -fno-semantic-interposition)
     endif()
   endif()
-  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_EXTENSIONS OFF)
+  set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_EXTENSIONS OFF KOR_LIBRARY_OPTIONS ON
+                                           KOR_NUMERIC "${ARG_NUMERIC}")
   if(NOT KORINTERFACE_TESTS_SHARED)
     set_target_properties(${name} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   endif()
@@ -46,6 +48,7 @@ function(kor_side_folder name)
   target_link_libraries(${name} PUBLIC ${ARG_USES} PRIVATE kor_build_flags)
   if(NOT ARG_PLAIN)
     target_compile_options(${name} PRIVATE ${KORINTERFACE_LIBRARY_OPTIONS})
+    set_target_properties(${name} PROPERTIES KOR_LIBRARY_OPTIONS ON)
   endif()
   set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_EXTENSIONS OFF)
 endfunction()

@@ -42,6 +42,10 @@ else()
   endif()
 endif()
 
+include(cmake/Hardening.cmake)
+target_compile_options(kor_build_flags INTERFACE ${kor_hardening_options})
+target_link_options(kor_build_flags INTERFACE ${kor_hardening_links})
+
 if(KORINTERFACE_SANITIZE)
   add_compile_options(-fsanitize=${KORINTERFACE_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${KORINTERFACE_SANITIZE})

@@ -4,9 +4,8 @@
 #   exports.sh LIBRARY --update   writes the list anew
 #
 # MinGW mangles names as g++ does, so the names of a DLL and of a shared object compare as they are. Left out is what
-# the compilers decide: instances of the standard library's templates, the names in the type information, which
-# MinGW keeps to itself, and the type information of the engine's own models, which MinGW exports as that of their exported
-# bases.
+# the compilers decide: the names in the type information, which MinGW keeps to itself, and the type information of the
+# engine's own models, which MinGW exports as that of their exported bases.
 set -euo pipefail
 export LC_ALL=C
 here=$(cd "$(dirname "$0")" && pwd)
@@ -22,7 +21,7 @@ case $library in
 *)
     nm -D --defined-only "$library" | awk '{ print $NF }'
     ;;
-esac | c++filt | grep -vE '^typeinfo name |^typeinfo for kor::Engine|^(typeinfo|vtable) for (std::|void )|^([^(]* )?(std|__gnu_cxx)::' | sort -u >"$names"
+esac | c++filt | grep -vE '^typeinfo name |^typeinfo for kor::Engine' | sort -u >"$names"
 
 [ "$(grep -c '^CKor' "$names")" -ge 100 ] || { echo "$library exports too little to be the library"; exit 1; }
 if [ "${2:-}" = --update ]; then
