@@ -12,7 +12,7 @@ nothing of the standard library's. The marks are those of x86-64.
 A file for Windows must have ASLR with 64 bits and relocations to move it by, DEP, and with --guard-cf control-flow guard;
 calls of the stack protector, if it has its symbols still.
 
-Needs readelf, objdump and nm, for Windows those of MinGW.
+Needs readelf, objdump and c++filt, for Windows the objdump of MinGW.
 """
 import argparse
 import re
@@ -78,8 +78,8 @@ def lacks_of_pe(path, guarded):
         yield "control-flow guard"
     if not re.search(r"^Entry 5 [0-9a-f]*[1-9a-f][0-9a-f]* [0-9a-f]*[1-9a-f]", told, re.M):
         yield "relocations"
-    symbols = output("x86_64-w64-mingw32-nm", path)
-    if symbols and "__stack_chk_fail" not in symbols:
+    symbols = output("x86_64-w64-mingw32-objdump", "-t", path)
+    if "SYMBOL TABLE:\nno symbols" not in symbols and "__stack_chk_fail" not in symbols:
         yield "stack protector"
     table = told.split("[Ordinal/Name Pointer] Table", 1)
     if path.endswith(".dll"):

@@ -65,6 +65,12 @@ commands_run() { # FOLDER DOCUMENT SECTION [EMULATOR...]
     silently "$python" "$root/tests/docs/commands.py" --in "$@"
 }
 
+is_hardened() { # FILE...: as shipped; the program of a build for debugging is not optimised
+    local optimised=()
+    ! grep -q '^CMAKE_BUILD_TYPE:[A-Z]*=Debug$' "$build/CMakeCache.txt" || optimised=(--not-optimised)
+    silently "$python" "$root/tests/hardening/hardening.py" "${optimised[@]}" "$@"
+}
+
 case $check in
 deb)
     packed DEB
@@ -97,6 +103,7 @@ deb)
     [ -n "$library" ] || fail "no library"
     file -L "$library" "$work/root/usr/bin/kor" >"$work/files"
     [ "$(grep -c ', stripped$' "$work/files")" -eq 2 ] || fail "not stripped: $(<"$work/files")"
+    is_hardened "$(readlink -f "$library")" "$work/root/usr/bin/kor"
     ! readelf -d "$work/root/usr/bin/kor" | grep -qE 'R(UN)?PATH' || fail "kor looks for its library in a place of its own"
     zcat "$work/root/usr/share/man/man1/kor.1.gz" | cmp - "$root/docs/man/kor.1"
     # What the manual page names is there.
@@ -139,6 +146,7 @@ tgz)
     consumer_built "$work/elsewhere"
     "$work/consumer/consumer"
     replays "$work/elsewhere/bin/kor"
+    is_hardened "$(find "$work/elsewhere" -name 'libKORInterface.so.*.*')" "$work/elsewhere/bin/kor"
     ;;
 zip)
     wine=("$root/tests/windows/run.sh" "$3")
@@ -149,6 +157,7 @@ zip)
     reads_well "$tree"
     consumer_built "$tree" -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" \
         -DKORInterface_DIR="$tree/lib/cmake/KORInterface" # the toolchain looks for packages in its own root only
+    is_hardened "$tree/bin/KORInterface.dll" "$tree/bin/kor.exe"
     ! "${wine[@]}" "$work/consumer/consumer.exe" >"$work/log" 2>&1 || fail "the consumer runs without the DLL"
     cp "$tree/bin/KORInterface.dll" "$work/consumer/"
     "${wine[@]}" "$work/consumer/consumer.exe"

@@ -115,7 +115,8 @@ std::string repeated(std::string_view text, std::size_t bytes)
     return all;
 }
 
-// Less than 64 MB and 12 times the file, and 2 s for 100 MB. A tenth of a second is for starting the process.
+// Less than 64 MB and 12 times the file, and 2 s for 100 MB. Besides, 0.3 s for the process and for splines of a million
+// rows on a busy machine.
 TEST_F(Posix, aHostileFileCostsLittleMemoryAndTime)
 {
     constexpr std::size_t kBytes = 10'000'000;
@@ -157,7 +158,7 @@ TEST_F(Posix, aHostileFileCostsLittleMemoryAndTime)
         EXPECT_EQ(cost.status, c.status) << c.what;
         if (!KOR_TESTS_SANITIZED) {
             EXPECT_LT(cost.bytes, 64e6 + 12.0 * size) << c.what;
-            EXPECT_LT(cost.seconds, 0.1 + 2.0 * size / 100e6) << c.what;
+            EXPECT_LT(cost.seconds, 0.3 + 2.0 * size / 100e6) << c.what;
         }
     }
 }
