@@ -6,12 +6,12 @@
 Builds the preset coverage (without optimisation), runs its tests and prints a table by folder. --no-run takes what the last
 run has counted; --lines PATH prints the lines and branches of a file that are not reached.
 
-Branches that only an exception takes are left out: nearly every call of the standard library has one. So is what g++ writes
-for the ends of scopes. A process that ends by _exit flushes its counts first (tests/support/ChildExit.h); one that is killed
+Branches that only an exception takes are left out: nearly every call of the standard library has one. So are those of lines
+without a condition, which g++ writes for the ends of scopes. A process that ends by _exit flushes its counts first (tests/support/ChildExit.h); one that is killed
 does not.
 
 A line of the library that no test reaches stands in scripts/not_reached.txt with the reason, or, where nothing could reach it,
-carries a comment GCOV_EXCL_LINE with the reason. The exit status is 1 below the floor, or when a line lacks its reason.
+carries a comment GCOV_EXCL_LINE with the reason. Counts are those of gcov, which comes with g++. The exit status is 1 below the floor, or when a line lacks its reason.
 """
 import argparse
 import collections
@@ -19,7 +19,6 @@ import json
 import os
 import pathlib
 import re
-import shutil
 import subprocess
 import sys
 
@@ -32,6 +31,7 @@ REASONS = ROOT / "scripts" / "not_reached.txt"
 LIBRARY = ("mek", "models", "engine", "params", "module", "session", "platform")
 BESIDE = ("recordings", "simulation", "tools")
 FLOORS = ((LIBRARY, 98.0, 95.0), (BESIDE, 90.0, None))
+CONDITION = re.compile(r"\b(if|for|while|switch|case)\b|&&|\|\||[?]")
 # What would take long and reaches nothing that others do not: the comparisons with other implementations, the installed
 # library and packages, the benchmarks, the documents.
 LEFT_OUT = r"^(reference|consumers|packages|bench|docs|lint|exports)\.|independent_implementation"
@@ -60,12 +60,34 @@ def run_tests():
         print("some tests failed; what they would have reached is missing below")
 
 
+def counts_of(notes):
+    """What gcov says of one object."""
+    done = subprocess.run(["gcov", "--json-format", "--stdout", "--branch-probabilities", notes], cwd=TREE,
+                          capture_output=True, text=True)
+    if done.returncode != 0:
+        fail(f"gcov cannot read {notes}: {done.stderr}")
+    return json.loads(done.stdout)["files"]
+
+
 def count():
-    if shutil.which("gcovr") is None:
-        fail("gcovr is missing; on Debian: apt-get install gcovr")
-    filters = [word for folder in (*LIBRARY, *BESIDE) for word in ("--filter", f"{re.escape(str(ROOT))}/{folder}/")]
-    quietly(["gcovr", "--root", ROOT, "--object-directory", TREE, *filters, "--exclude-throw-branches",
-             "--exclude-unreachable-branches", "--json", COUNTED, TREE])
+    """Adds up all objects. A line may stand in several functions, instances of a template or objects: reached in one of
+    them, it is reached, and so is a branch."""
+    merged = collections.defaultdict(lambda: collections.defaultdict(lambda: [0, []]))
+    objects = [notes for folder in (*LIBRARY, *BESIDE, "tests") for notes in (TREE / folder).glob("**/*.gcno")]
+    for notes in sorted(objects):
+        for file in counts_of(notes):
+            path = os.path.relpath(os.path.join(TREE, file["file"]), ROOT)
+            if folder_of(path, (*LIBRARY, *BESIDE)) is None:
+                continue
+            for line in file["lines"]:
+                entry = merged[path][line["line_number"]]
+                entry[0] += line["count"]
+                branches = [branch["count"] for branch in line["branches"] if not branch["throw"]]
+                for i, taken in enumerate(branches):
+                    if i == len(entry[1]):
+                        entry[1].append(0)
+                    entry[1][i] += taken
+    COUNTED.write_text(json.dumps(merged))
 
 
 class Totals:
@@ -73,13 +95,11 @@ class Totals:
         self.lines = self.lines_reached = self.branches = self.branches_reached = 0
 
     def add(self, file):
-        for line in file["lines"]:
-            if line.get("gcovr/noncode") or line.get("gcovr/excluded"):
-                continue
+        for _, hits, branches, _ in file:
             self.lines += 1
-            self.lines_reached += line["count"] > 0
-            self.branches += len(line["branches"])
-            self.branches_reached += sum(branch["count"] > 0 for branch in line["branches"])
+            self.lines_reached += hits > 0
+            self.branches += len(branches)
+            self.branches_reached += sum(taken > 0 for taken in branches)
 
     def share(self):
         return (100.0 * self.lines_reached / max(self.lines, 1), 100.0 * self.branches_reached / max(self.branches, 1))
@@ -91,11 +111,17 @@ class Totals:
 
 
 def files():
-    """Every counted file by its path, each once."""
+    """The lines of every counted file: number, hits, hits of the branches, text."""
     counted = {}
-    for file in json.loads(COUNTED.read_text())["files"]:
-        path = os.path.relpath(os.path.join(ROOT, file["file"]), ROOT)
-        counted[path] = file
+    for path, lines in json.loads(COUNTED.read_text()).items():
+        text = (ROOT / path).read_text(encoding="utf-8").splitlines()
+        entries = []
+        for number, (hits, branches) in sorted((int(number), entry) for number, entry in lines.items()):
+            line = text[number - 1].strip() if number <= len(text) else ""
+            if "GCOV_EXCL_LINE" in line:
+                continue
+            entries.append((number, hits, branches if CONDITION.search(line) else [], line))
+        counted[path] = entries
     return counted
 
 
@@ -116,15 +142,12 @@ def reasons():
     return known
 
 
-def unreached(path, file):
-    """Lines and branches that are not reached, with the text."""
-    text = (ROOT / path).read_text(encoding="utf-8").splitlines()
-    for line in file["lines"]:
-        if line.get("gcovr/noncode") or line.get("gcovr/excluded"):
-            continue
-        missed = sum(branch["count"] == 0 for branch in line["branches"])
-        if line["count"] == 0 or missed:
-            yield line["line_number"], line["count"], missed, len(line["branches"]), text[line["line_number"] - 1].strip()
+def unreached(file):
+    """Lines that are not reached, or have branches that are not."""
+    for number, hits, branches, text in file:
+        missed = sum(taken == 0 for taken in branches)
+        if hits == 0 or missed:
+            yield number, hits, missed, len(branches), text
 
 
 def main():
@@ -163,16 +186,16 @@ def main():
     for path, file in sorted(counted.items()):
         if folder_of(path, LIBRARY) is None:
             continue
-        for number, hits, _, _, text in unreached(path, file):
+        for number, hits, _, _, text in unreached(file):
             if hits == 0 and (path, text) not in known:
                 wrong.append(f"{path}:{number}: not reached, without a reason: {text}")
             used.add((path, text))
-    wrong += [f"{REASONS.name}: {path} has no such line that is not reached; remove it: {text}"
-              for path, text in known if (path, text) not in used]
+    for path, text in sorted(set(known) - used):
+        print(f"{REASONS.name}: no such line of {path} is left unreached; remove it: {text}")
     for path in given.lines:
         for name, file in sorted(counted.items()):
             if name.startswith(path):
-                for number, hits, missed, of, text in unreached(name, file):
+                for number, hits, missed, of, text in unreached(file):
                     print(f"{name}:{number}: " + ("not reached" if hits == 0 else f"{missed} of {of} branches") + f": {text}")
     if wrong:
         print("\n".join(["", *wrong]))

@@ -45,8 +45,6 @@ test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy cppcheck li
                libgsl-dev libboost-math-dev pkg-config locales python3-numpy python3-mpmath git dpkg-dev lintian file man-db valgrind)
 # What is measured against, and with what.
 bench_packages=(valgrind libeigen3-dev libgsl-dev libboost-math-dev miller python3-pandas time)
-# scripts/coverage.py
-coverage_packages=(gcovr)
 fuzz_packages=(clang libclang-rt-14-dev llvm)
 windows_packages=(g++-mingw-w64-x86-64-posix wine wine64 googletest libcli11-dev libdragonbox-dev libfmt-dev
                   nlohmann-json3-dev libeigen3-dev libz-mingw-w64-dev unzip)

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <span>
 #include <string_view>
 #include <utility>
 

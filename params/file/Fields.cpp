@@ -161,11 +161,6 @@ std::size_t valuesOf(const Block& block)
 
 } // namespace
 
-std::span<const Field> fields()
-{
-    return kFields;
-}
-
 const Field* fieldOf(const Block& block, std::size_t value)
 {
     if (!hasValues(block) || value >= valuesOf(block)) {

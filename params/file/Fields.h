@@ -5,7 +5,6 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <span>
 
 #include "KORInterface/OrientationModel.h"
 
@@ -35,9 +34,6 @@ struct Field {
     bool eitherSign; ///< least and most bound the magnitude
     Models models;   ///< whose orientation depends on it
 };
-
-/// The whole table.
-std::span<const Field> fields();
 
 /// The entry for a value of a block, null for a value beyond those that the block has.
 const Field* fieldOf(const Block& block, std::size_t value);

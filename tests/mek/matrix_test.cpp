@@ -532,6 +532,16 @@ TEST(MatrixTransform, nonSquareMatrixChangesItsShapeInTheSameStorage)
     expectSameBits(line, {1, -0.0, 3});
 }
 
+TEST(MatrixTransform, shapesWithoutElementsMoveNothing)
+{
+    for (const auto& [r, c] :
+         {std::pair(0, 2), std::pair(2, 0), std::pair(-1, 2), std::pair(2, -1), std::pair(-2, -2)}) {
+        Matrix m{1, 2, 3, 4};
+        mek::MatrixTransform(m.data(), r, c);
+        EXPECT_EQ(m, (Matrix{1, 2, 3, 4})) << r << " x " << c;
+    }
+}
+
 TEST(MatrixTransform, everyShapeMovesEveryElementAndNothingBeside)
 {
     for (int r = 1; r <= 7; ++r) {

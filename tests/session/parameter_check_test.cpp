@@ -621,6 +621,36 @@ TEST(ParameterCheck, isDoneWithHostileFilesInSeconds)
     }
 }
 
+TEST(CheckReport, isCopiedWhole)
+{
+    Lines lines(5);
+    lines.at("ADM Offset", 1) = "1.25x";
+    const auto sameThroughout = [](const CheckReport& a, const CheckReport& b) {
+        EXPECT_EQ(a.status(), b.status());
+        EXPECT_EQ(a.message(), b.message());
+        EXPECT_STREQ(a.path(), b.path());
+        ASSERT_EQ(a.findings(), b.findings());
+        for (std::uint32_t i = 0; i < a.findings(); ++i) {
+            EXPECT_STREQ(a.finding(i).text, b.finding(i).text);
+            EXPECT_EQ(a.finding(i).line, b.finding(i).line);
+        }
+    };
+    CheckReport assigned = checked(Lines(9).text());
+    {
+        const CheckReport original = checked(lines.text());
+        ASSERT_GT(original.findings(), 0U);
+        const CheckReport copy(original);
+        sameThroughout(copy, original);
+        assigned = original;
+        sameThroughout(assigned, original);
+    }
+    // Its texts are its own.
+    const CheckReport& itself = assigned;
+    assigned = itself;
+    sameThroughout(assigned, checked(lines.text()));
+    EXPECT_STREQ(assigned.finding(assigned.findings()).text, "");
+}
+
 // Cut anywhere and with items replaced, a file that the library refuses has an error, and a sentence for each finding.
 TEST(ParameterCheck, hasAnErrorForWhateverTheLibraryRefuses)
 {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <limits>
 #include <random>
 #include <string>
@@ -274,6 +275,18 @@ TEST(ParameterFile, isNotTakenApartBeyondItsLimit)
     EXPECT_EQ(kor::LoadParameterBytes(told, large.data(), large.size()), kor::kFormatError);
     EXPECT_STREQ(told.expected(), "a parameter file of at most 16 MiB");
     EXPECT_STREQ(told.found(), "16777217 bytes");
+
+    // A file of that kind has little on the disk, and is read as far as the limit.
+    const TempDir dir;
+    const std::filesystem::path path = dir.path() / "Tg17.prm";
+    writeFile(path, "Serial Number\n17\n");
+    std::filesystem::resize_file(path, 20U << 20U);
+    EXPECT_EQ(kor::LoadParameterFile(told, path.string().c_str()), kor::kFormatError);
+    EXPECT_EQ(told.status(), kor::kFormatError);
+    EXPECT_STREQ(told.expected(), "a parameter file of at most 16 MiB");
+    EXPECT_STREQ(told.found(), "20971520 bytes");
+    EXPECT_EQ(told.path(), path.string());
+    EXPECT_EQ(told.blocks(), 0U);
 }
 
 // So many decimals that nothing of the process lies as many doubles behind a table of powers.
