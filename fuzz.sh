@@ -51,7 +51,10 @@ findings=$root/build/fuzz/findings
 work=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo "${TMPDIR:-/tmp}")" kor-fuzz.XXXXXX)
 running=()
 trap '[ ${#running[@]} -eq 0 ] || kill "${running[@]}" 2>/dev/null || true; wait; rm -rf "$work"' EXIT
-{ cmake --preset fuzz && cmake --build --preset fuzz --target fuzzers; } >"$work/build" 2>&1 </dev/null ||
+# check.sh has built the preset asan, whose fuzzers will do for some seconds.
+preset=fuzz
+[ "$mode" != smoke ] || preset=asan
+{ cmake --preset "$preset" && cmake --build --preset "$preset" --target fuzzers; } >"$work/build" 2>&1 </dev/null ||
     { tail -n 100 "$work/build" >&2; exit 1; }
 
 # In a subshell, which becomes the fuzzer. Each has its own folder, as some change the current one. What they learn goes
@@ -62,7 +65,7 @@ fuzz() { # NAME [OPTION...] FOLDER...
     mkdir -p "$work/$name" "$findings"
     cd "$work/$name"
     export TMPDIR=$work/$name ASAN_OPTIONS=allocator_may_return_null=1 UBSAN_OPTIONS=print_stacktrace=1
-    exec "$root/build/fuzz/fuzz/$name" -dict="$root/fuzz/dictionaries/$(dictionary "$name")" \
+    exec "$root/build/$preset/fuzz/$name" -dict="$root/fuzz/dictionaries/$(dictionary "$name")" \
         -max_len="$(longest "$name")" -timeout=20 -rss_limit_mb=2048 -artifact_prefix="$findings/$name-" "$@"
 }
 dictionary() {

@@ -98,7 +98,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CKorPrm prm;
     read(prm, files.first, true);
     readBack(prm, together);
-    read(prm, files.second, false);
+    if (files.second.data() != files.first.data()) {
+        read(prm, files.second, false);
+    } else {
+        kor::ReadReport report;
+        kor::ReadParameterFile(prm, folder().path().c_str(), 7, report);
+    }
     readBack(prm, together);
     CKorPrm copy(prm);
     prm.Destroy();
