@@ -356,6 +356,49 @@ class WindowsInterrupt(Case):
         child.wait(timeout=20)
         self.assert_no_leftovers("a.csv")
 
+    def programs(self):
+        """The processes that run the program here, those that another one has started last."""
+        found = []
+        for entry in filter(str.isdigit, os.listdir("/proc")):
+            try:
+                with open(f"/proc/{entry}/cmdline", "rb") as file:
+                    command = file.read().split(b"\0")
+                if b"kor.exe" in command[0] and os.readlink(f"/proc/{entry}/cwd").startswith(self.dir):
+                    found.append((b"--checked" in command, int(entry)))
+            except OSError:
+                pass
+        return [pid for _, pid in sorted(found)]
+
+    def long_replay(self, *arguments, directory=".", count=1):
+        for name in ("long.korraw", "longer.korraw"):
+            self.put(name, binary(samples(100)))
+            os.truncate(self.path(name), 68 << 30)
+        child = subprocess.Popen([*self.command, *arguments], cwd=self.dir, stdout=subprocess.DEVNULL,
+                                 stderr=subprocess.DEVNULL)
+        self.addCleanup(child.wait)
+        self.addCleanup(child.kill)
+        out = self.path(directory)
+        self.until(lambda: os.path.isdir(out) and count == sum(n.startswith(".kor.") for n in os.listdir(out)),
+                   "there are no temporary files")
+
+    def test_when_the_parent_is_killed_its_children_end_and_leave_nothing(self):
+        self.long_replay("long.korraw", "longer.korraw", "-o", "out", "--jobs=2", directory="out", count=2)
+        parent, *children = self.programs()
+        self.assertEqual(len(children), 2)
+        os.kill(parent, signal.SIGKILL)
+        self.until(lambda: not self.programs(), "they have not ended")
+        self.assertEqual(os.listdir(self.path("out")), [])
+
+    def test_what_a_killed_process_leaves_is_removed_by_the_next_run(self):
+        self.long_replay("long.korraw", "-o", "r.csv")
+        self.replay("a.csv", "-o", "next.csv")
+        self.assertEqual(sum(name.startswith(".kor.") for name in os.listdir(self.dir)), 1, "it is in use")
+        (process,) = self.programs()
+        os.kill(process, signal.SIGKILL)
+        self.until(lambda: not self.programs(), "it has not ended")
+        self.replay("a.csv", "-o", "next.csv")
+        self.assert_no_leftovers("a.csv", "long.korraw", "longer.korraw", "next.csv")
+
 
 @posix_only
 class SeveralThreads(Case):
