@@ -204,46 +204,63 @@ bool File::close() noexcept
     return ::close(std::exchange(m_descriptor, -1)) == 0 && !m_failed;
 }
 
+namespace {
+
+bool refused(const struct stat& status)
+{
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return false;
+}
+
+// Opening a device or a pipe can act on it already, so the status is asked before.
+bool mayBeOpened(const std::string& path, OpenMode mode)
+{
+    struct stat status = {};
+    const bool reads = mode == OpenMode::read;
+    if ((reads ? ::stat(path.c_str(), &status) : ::lstat(path.c_str(), &status)) != 0) {
+        return !reads && errno == ENOENT;
+    }
+    return S_ISREG(status.st_mode) || refused(status);
+}
+
+// The path may have led elsewhere by then.
+bool isWhatWasAskedFor(int descriptor, OpenMode mode)
+{
+    struct stat status = {};
+    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return refused(status);
+    }
+    if (mode == OpenMode::write && status.st_nlink > 1) {
+        errno = EMLINK;
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
 File openFile(const std::string& path, OpenMode mode)
 {
-    // Opening a device or a pipe can act on it already, so the status is asked first; it is asked again of the open
-    // file, because the path may lead elsewhere by then, and O_NONBLOCK keeps the opening from waiting meanwhile.
-    const auto refused = [](const struct stat& status) {
-        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-        return File();
-    };
-    struct stat status = {};
     const bool makes = mode == OpenMode::create || mode == OpenMode::createPrivately;
-    if (isName(path) && !makes) {
-        if ((mode == OpenMode::read ? ::stat(path.c_str(), &status) : ::lstat(path.c_str(), &status)) == 0) {
-            if (!S_ISREG(status.st_mode)) {
-                return refused(status);
-            }
-        } else if (mode == OpenMode::read || errno != ENOENT) {
-            return {};
-        }
+    if (isName(path) && !makes && !mayBeOpened(path, mode)) {
+        return {};
     }
     const int flags = mode == OpenMode::read    ? O_RDONLY
                       : mode == OpenMode::write ? O_WRONLY | O_CREAT | O_NOFOLLOW
                                                 : O_WRONLY | O_CREAT | O_EXCL;
+    // O_NONBLOCK keeps the opening from waiting where the path has come to lead elsewhere.
     File file = opened(path, flags | O_NONBLOCK, mode == OpenMode::createPrivately ? 0600 : 0666);
-    if (!file) {
-        return {};
-    }
     // What was made just now is regular, and empty.
-    if (mode == OpenMode::create) {
+    if (!file || mode == OpenMode::create) {
         return file;
     }
-    // Emptied only now that it is known to be a regular file.
-    if (::fstat(file.descriptor(), &status) != 0 || !S_ISREG(status.st_mode)) {
+    if (!isWhatWasAskedFor(file.descriptor(), mode)) {
+        const int error = errno;
         file = File();
-        return refused(status);
-    }
-    if (mode == OpenMode::write && status.st_nlink > 1) {
-        file = File();
-        errno = EMLINK;
+        errno = error;
         return {};
     }
+    // Emptied only now that it is known to be a regular file of this name alone.
     if (mode == OpenMode::write && ::ftruncate(file.descriptor(), 0) != 0) {
         return {};
     }

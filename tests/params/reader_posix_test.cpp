@@ -115,8 +115,8 @@ std::string repeated(std::string_view text, std::size_t bytes)
     return all;
 }
 
-// Less than 64 MB and 12 times the file, and 2 s for 100 MB. Besides, 0.3 s for the process and for splines of a million
-// rows on a busy machine.
+// Less than 64 MB and 12 times the file, and 2 s for 100 MB. Besides, 0.3 s for the process and for splines of a
+// million rows on a busy machine.
 TEST_F(Posix, aHostileFileCostsLittleMemoryAndTime)
 {
     constexpr std::size_t kBytes = 10'000'000;
