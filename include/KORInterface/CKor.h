@@ -119,8 +119,7 @@ public:
     ///        2  The first valid sample with referenceGate at most 0.4 and referenceHold zero becomes the
     ///           reference; its own angles are zero.
     ///        3  A sample that is not finite may become the reference too. Nothing clears it again, and below mode 7
-    ///        with
-    ///           the MCS flag off no later sample is finite.
+    ///           with the MCS flag off no later sample is finite.
     ///        4  Mount modes 9 and 10: one nan or infinity may spoil every later sample of the process, those of other
     ///           engines and after Destroy too, until kor::FreshProcessValues (Session.h) is called.
     void updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info);

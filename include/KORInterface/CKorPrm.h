@@ -39,10 +39,9 @@ public:
     ///           counts as loaded.
     ///        2  The azimuth table of the first read is used again by later ones, and so shows in the copies that
     ///           share it; a file with more rows than it holds is refused with 553.
-    ///        3  A table whose row count is negative or larger than the bytes left in the file is refused with 553, and
-    ///        so
-    ///           is one of more than a million rows with less than four bytes for each. A read takes less than 64 MB of
-    ///           memory and twelve times the size of the file.
+    ///        3  A table whose row count is negative or larger than the bytes left in the file is refused with 553,
+    ///           and so is one of more than a million rows with less than four bytes for each. A read takes less than
+    ///           64 MB of memory and twelve times the size of the file.
     ///        4  Without memory the read fails with 553.
     int ReadCalibrationFile(const wchar_t* directory, unsigned long id);
 
@@ -64,13 +63,11 @@ public:
     ///        4  A file is replaced in one step and only by a complete copy. When that is refused the result is 0, the
     ///           file is as it was and the copy stays in "$tmp.prm".
     ///        5  A symbolic link at the path is replaced, not followed. "$tmp.prm" itself cannot be rewritten (550),
-    ///        and
-    ///           nothing is when that name is a link to another file, symbolic or hard (550).
+    ///           and nothing is when that name is a link to another file, symbolic or hard (550).
     ///        6  The file keeps owner, group and permissions where the process may give them, and its owner may read
-    ///        and
-    ///           write it. Where it may not be given to its owner, it belongs to the user of the process, and the
-    ///           former owner may read it: as one of its group, or as anybody if that cannot be kept either. On Windows
-    ///           it has the rights that its directory hands down.
+    ///           and write it. Where it may not be given to its owner, it belongs to the user of the process, and the
+    ///           former owner may read it: as one of its group, or as anybody if that cannot be kept either. On
+    ///           Windows it has the rights that its directory hands down.
     ///        7  Without memory the call fails with 553, and the file is as it was.
     ///        8  Two calls at a time in one current directory would share "$tmp.prm".
     int PrmFileCopy();

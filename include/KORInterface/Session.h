@@ -255,12 +255,12 @@ KORINTERFACE_API std::uint32_t SampleText(const SampleReport& report, char* text
 /// after this call gives the results that it gives in a process of its own.
 ///
 /// It also repairs these values after a sample with a nan or an infinity, which otherwise stays in them and spoils
-/// every later sample of the process (SampleOutcome::spoiled). Notes  1  Call it while no engine with such a model is
-/// being fed. The set-up itself stays safe when several threads
+/// every later sample of the process (SampleOutcome::spoiled).
+///
+/// Notes  1  Call it while no engine with such a model is being fed. The set-up itself stays safe when several threads
 ///           get to it at once.
-///        2  The model of an engine that goes on forgets its earlier samples too, so that its results are those of a
-///        new
-///           engine in a new process, but for the reference: the engine keeps the one it has.
+///        2  The model of an engine that goes on forgets its earlier samples too: its results are those of a new
+///           engine in a new process, but for the reference, which the engine keeps.
 ///        3  A model object that the host has made itself keeps its earlier samples; make a new one.
 KORINTERFACE_API void FreshProcessValues();
 

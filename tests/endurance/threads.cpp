@@ -4,9 +4,8 @@
 // Usage: threads SECONDS SEED DATA        DATA: the folder of the shipped recordings
 //
 // What runs side by side:
-//   an engine     one thread feeds, two set parameter groups of every kind, one reads the matrix and the account of the
-//   last
-//                 sample, one makes copies and reads from them; in modes 1, 3, 5, 7 and 9
+//   an engine     one thread feeds, two set parameter groups of every kind, one reads the matrix and the account of
+//                 the last sample, one makes copies and reads from them; in modes 1, 3, 5, 7 and 9
 //   files         two threads read and check the same parameter files and configure engines of their own by them
 //   a pipeline    blocks through stages on four threads, as a replay does it
 #include <algorithm>
