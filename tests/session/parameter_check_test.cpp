@@ -621,6 +621,26 @@ TEST(ParameterCheck, isDoneWithHostileFilesInSeconds)
     }
 }
 
+// Two steps of four fall and two stand still: the table descends.
+TEST(ParameterCheck, takesRowsThatStandStillForNeitherDirection)
+{
+    const char* const title = "Tilt X Calibration Table";
+    Lines lines(9);
+    lines.setRows(title, {-20.0, -10.0, 0.0, 10.0, 20.0}, -1.0);
+    lines.at(title, 3) = "-10.0\t20.0";
+    lines.at(title, 4) = "0.0\t20.0";
+    const CheckReport report = checked(lines.text());
+    std::vector<std::uint32_t> found;
+    for (std::uint32_t i = 0; i < report.findings(); ++i) {
+        const CheckFinding finding = report.finding(i);
+        if (std::string_view(finding.rule) == "not-monotone") {
+            found.push_back(finding.line);
+            EXPECT_STREQ(finding.expected, "angles that descend with their rows");
+        }
+    }
+    EXPECT_EQ(found, (std::vector<std::uint32_t>{lines.line(title) + 3, lines.line(title) + 4}));
+}
+
 TEST(CheckReport, isCopiedWhole)
 {
     Lines lines(5);
