@@ -90,6 +90,12 @@ TEST(OutOfRange, countsFourBinaryPlacesForEachHexadecimalDigit)
     EXPECT_TRUE(isTooLarge("e" + zeros + "p-5", true)) << "e is a digit";
     EXPECT_TRUE(isTooLarge("0." + zeros + "1P+400", true));
     EXPECT_TRUE(isTooLarge("1" + std::string(100, '0') + "p-150", true));
+    // Four places and no other number of them.
+    const std::string thousand(1000, '0');
+    EXPECT_TRUE(isTooLarge("1" + thousand + "p-3500", true));
+    EXPECT_FALSE(isTooLarge("1" + thousand + "p-4500", true));
+    EXPECT_TRUE(isTooLarge("0." + thousand + "1p4500", true));
+    EXPECT_FALSE(isTooLarge("0." + thousand + "1p3500", true));
     EXPECT_FALSE(isTooLarge("0." + std::string(100, '0') + "1p150", true));
     EXPECT_FALSE(isTooLarge("0." + zeros + "1p10", true));
     EXPECT_FALSE(isTooLarge("1" + zeros + "p-400", true));
