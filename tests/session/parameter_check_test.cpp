@@ -641,6 +641,25 @@ TEST(ParameterCheck, takesRowsThatStandStillForNeitherDirection)
     EXPECT_EQ(found, (std::vector<std::uint32_t>{lines.line(title) + 3, lines.line(title) + 4}));
 }
 
+TEST(ParameterCheck, tellsWhatStandsBeforeTheFirstTitle)
+{
+    const CheckReport report = checked("Calibrated on Monday\n" + Lines(5).text());
+    EXPECT_EQ(report.status(), kor::kFormatError);
+    ASSERT_GT(report.findings(), 0U);
+    EXPECT_EQ(report.finding(0).line, 1U);
+    EXPECT_STREQ(report.finding(0).advice, "take out what stands before the first title");
+}
+
+// Three rows have two steps, of which none can be told to be the usual one.
+TEST(ParameterCheck, looksForGapsInTablesOfFourRowsAndMore)
+{
+    Lines lines(5);
+    lines.setRows("EL Calibration Table", {-60.0, -59.0, 60.0});
+    EXPECT_EQ(rulesOf(checked(lines.text())), "");
+    lines.setRows("EL Calibration Table", {-60.0, -59.0, -58.0, 60.0});
+    EXPECT_EQ(rulesOf(checked(lines.text())), "table-gap");
+}
+
 TEST(CheckReport, isCopiedWhole)
 {
     Lines lines(5);
