@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -658,6 +659,18 @@ TEST(ParameterCheck, looksForGapsInTablesOfFourRowsAndMore)
     EXPECT_EQ(rulesOf(checked(lines.text())), "");
     lines.setRows("EL Calibration Table", {-60.0, -59.0, -58.0, 60.0});
     EXPECT_EQ(rulesOf(checked(lines.text())), "table-gap");
+}
+
+// Angles that are neighbours in single precision: what rounding makes of the spline between them is no overshoot.
+TEST(ParameterCheck, takesRoundingForNoOvershoot)
+{
+    Lines lines(9);
+    lines.setRows("Tilt X Calibration Table", {-20.0, -10.0, 0.0, 10.0, 20.0});
+    const char* const rows[] = {"-20\t5.0", "-10\t5.00000048", "0\t5.00000095", "10\t5.00000143", "20\t5.00000191"};
+    for (std::size_t i = 0; i < std::size(rows); ++i) {
+        lines.at("Tilt X Calibration Table", 2 + i) = rows[i];
+    }
+    EXPECT_EQ(rulesOf(checked(lines.text())), "rewrite-truncates tilt-rows");
 }
 
 TEST(CheckReport, isCopiedWhole)
