@@ -51,9 +51,9 @@ findings=$root/build/fuzz/findings
 work=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo "${TMPDIR:-/tmp}")" kor-fuzz.XXXXXX)
 running=()
 trap '[ ${#running[@]} -eq 0 ] || kill "${running[@]}" 2>/dev/null || true; wait; rm -rf "$work"' EXIT
-# check.sh has built the preset asan, whose fuzzers will do for some seconds.
+# check.sh has built the preset asan, whose fuzzers will do for seconds and find the same edges.
 preset=fuzz
-[ "$mode" != smoke ] || preset=asan
+[ "$mode" = run ] || preset=asan
 { cmake --preset "$preset" && cmake --build --preset "$preset" --target fuzzers; } >"$work/build" 2>&1 </dev/null ||
     { tail -n 100 "$work/build" >&2; exit 1; }
 
