@@ -10,7 +10,7 @@ Runs, on a build of the preset dev: every 32-bit pattern of a level reading thro
 in order and in jumps; parameter files of every mount mode cut at every byte, against the C library's formatted input; and
 the comparisons with the independent implementation and the plain transcription, with seeds that the date gives.
 
-With PART/PARTS, for example 1/100, only that part of the level readings. All of them take about twenty minutes of a processor.
+With PART/PARTS, for example 1/100, only that part of the level readings. All of them take about half an hour of a processor.
 Needs the packages that check.sh installs. The exit status is 1 when something differs.
 END_OF_USAGE
 }
