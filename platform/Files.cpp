@@ -206,27 +206,36 @@ void removeAbandonedFiles(const fs::path& directory)
     }
 }
 
-// A second name for what stands at a path, or the only one where the file system has no second names. Nothing can be
-// lost under it: whoever looks for abandoned files passes it over.
-// Returned  name    empty when nothing stands there
-//           result  false when it cannot be kept
-bool keepUnderAnotherName(const std::string& path, std::string& name)
+// A file that is to be replaced, so that it can come back.
+struct Kept {
+    std::string name; // empty when there was none
+    File claim;       // open for as long as the name is not to be taken for abandoned
+};
+
+// Gives what stands at a path a second name, which is that of a temporary file. Where the file system has no second
+// names it becomes the only one, which those who look for abandoned files pass over: nothing may be lost under it.
+// Returned  result  false when it cannot be kept
+bool keepUnderAnotherName(const std::string& path, Kept& kept)
 {
-    name.clear();
     if (!fileStatus(path).isRegular) {
         return true;
+    }
+    if (File file = openAnyForWriting(path)) {
+        file.claim();
+        kept.claim = file.shared(); // none where an open file could not be replaced
     }
     constexpr unsigned kMostNames = 100;
     const fs::path target = pathFrom(path);
     for (unsigned number = 0; number < kMostNames; ++number) {
-        const fs::path other = target.parent_path() / temporaryName(number, ".old");
+        fs::path other = target.parent_path() / temporaryName(number, kTemporaryEnd);
         std::error_code error;
         fs::create_hard_link(target, other, error);
         if (error && error != std::errc::file_exists) {
+            other = target.parent_path() / temporaryName(number, ".old");
             fs::rename(target, other, error);
         }
         if (!error) {
-            name = textOf(other);
+            kept.name = textOf(other);
             return true;
         }
         errno = error.value();
@@ -307,7 +316,7 @@ bool TemporaryFile::takePlaceOf(const std::string& target)
 std::size_t TemporaryFile::takeTheirPlaces(const std::vector<Placing>& placings)
 {
     const EndingSignalsWait untilAllOrNoneIsThere;
-    std::vector<std::string> kept(placings.size());
+    std::vector<Kept> kept(placings.size());
     const auto place = [&](std::size_t i) {
         // What stood at the last one is never asked back.
         const bool undoable = i + 1 == placings.size() || keepUnderAnotherName(placings[i].target, kept[i]);
@@ -320,9 +329,10 @@ std::size_t TemporaryFile::takeTheirPlaces(const std::vector<Placing>& placings)
     if (done < placings.size()) {
         const int why = errno;
         for (std::size_t i = 0; i <= done; ++i) {
-            if (!kept[i].empty()) {
-                renameFile(kept[i], placings[i].target, false);
-                removeFile(kept[i]); // which is still there when both are names of one file
+            kept[i].claim = File();
+            if (!kept[i].name.empty()) {
+                renameFile(kept[i].name, placings[i].target, false);
+                removeFile(kept[i].name); // which is still there when both are names of one file
             } else if (i < done) {
                 removeFile(placings[i].target);
             }
@@ -331,8 +341,8 @@ std::size_t TemporaryFile::takeTheirPlaces(const std::vector<Placing>& placings)
         return done;
     }
     for (std::size_t i = 0; i < placings.size(); ++i) {
-        if (!kept[i].empty()) {
-            removeFile(kept[i]);
+        if (!kept[i].name.empty()) {
+            removeFile(kept[i].name);
         }
         TemporaryFile& file = *placings[i].file;
         file.m_path.clear();
