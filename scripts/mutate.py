@@ -135,7 +135,8 @@ class Tree:
             lines = [line for line in out.splitlines() if " -o " in line]
             if not lines:
                 fail(f"ninja does not tell how {name} is linked")
-            words = shlex.split(re.sub(r"^: && | && :.*$", "", lines[-1]))
+            words = shlex.split(re.sub(r"^: && ", "", lines[-1]))
+            words = words[:words.index("&&")] if "&&" in words else words  # behind it the build lists the tests
             self.linked[name] = words
         return self.linked[name]
 
