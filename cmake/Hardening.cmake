@@ -40,7 +40,8 @@ endif()
 list(APPEND kor_hardening_options "$<${kor_optimised}:-U_FORTIFY_SOURCE>" "$<${kor_optimised}:-D_FORTIFY_SOURCE=2>")
 
 if(WIN32)
-  list(APPEND kor_hardening_links -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
+  # MinGW has the stack protector's routines in a library of their own, which this option adds.
+  list(APPEND kor_hardening_links -fstack-protector-strong -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
   set(CMAKE_REQUIRED_LINK_OPTIONS -mguard=cf)
   check_cxx_compiler_flag(-mguard=cf KOR_HAS_GUARD_CF) # g++ has no control-flow guard, clang has
   unset(CMAKE_REQUIRED_LINK_OPTIONS)

@@ -19,7 +19,7 @@ using Guard = std::lock_guard<kor::platform::RecursiveLock>;
 CKor::CKor() : m_state(nullptr)
 {
     auto state = std::make_unique<State>();
-    state->parameterStore = std::make_shared<kor::ParameterStore>();
+    state->parameterStore = kor::makeParameterStore();
     m_state = state.release();
 }
 

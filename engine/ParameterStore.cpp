@@ -25,4 +25,9 @@ void ParameterStore::fill(const float* dynamicParameters, const float* a, const 
     m_loaded = true;
 }
 
+std::shared_ptr<ParameterStore> makeParameterStore()
+{
+    return std::make_shared<ParameterStore>();
+}
+
 } // namespace kor

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 
 #include "KORInterface/Status.h"
 
@@ -39,5 +40,10 @@ private:
     float m_a[3] = {};
     float m_b[3] = {};
 };
+
+/// A new, empty one.
+/// Notes  1  Made apart from the engine's constructor: MinGW exports the type information of all that is made in the
+///           source of an exported class, the standard library's included.
+std::shared_ptr<ParameterStore> makeParameterStore();
 
 } // namespace kor

@@ -196,14 +196,12 @@ std::optional<unsigned> processInName(std::string_view name)
 
 void removeAbandonedFiles(const fs::path& directory)
 {
-    std::error_code error;
-    const fs::directory_iterator end;
-    for (fs::directory_iterator entry(directory.empty() ? fs::path(".") : directory, error); !error && entry != end;
-         entry.increment(error)) {
-        if (const auto process = processInName(textOf(entry->path().filename()))) {
-            removeIfAbandoned(textOf(entry->path()), *process);
+    const std::string path = directory.empty() ? "." : textOf(directory);
+    visitDirectory(path, [&path](const std::string& name) {
+        if (const auto process = processInName(name)) {
+            removeIfAbandoned(joinPath(path, name), *process);
         }
-    }
+    });
 }
 
 // A file that is to be replaced, so that it can come back.
@@ -262,7 +260,7 @@ TemporaryFile TemporaryFile::beside(const std::string& target)
     removeAbandonedFiles(directory);
     TemporaryFile made;
     for (unsigned attempt = 0; attempt < kMostNames; ++attempt) {
-        const std::string path = textOf(directory / temporaryName(attempt, kTemporaryEnd));
+        std::string path = textOf(directory / temporaryName(attempt, kTemporaryEnd));
         const EndingSignalsWait untilItIsNoted;
         // Nobody may open it while its permissions are not those of the target yet.
         made.file = openFile(path, replaces ? OpenMode::createPrivately : OpenMode::create);
@@ -270,8 +268,8 @@ TemporaryFile TemporaryFile::beside(const std::string& target)
             continue;
         }
         if (made.file) {
-            made.m_path = path;
-            made.m_guard = RemovedWhenKilled(path);
+            made.m_path = std::move(path); // needs no memory, so that the file cannot stay
+            made.m_guard = RemovedWhenKilled(made.m_path);
             if (!made.m_guard) {
                 made = TemporaryFile();
                 errno = EMFILE;

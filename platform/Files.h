@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -157,6 +158,12 @@ bool removeFile(const std::string& path) noexcept;
 /// Removes a file that the process made and no longer claims, because it has ended.
 /// Given     process  that made it
 bool removeIfAbandoned(const std::string& path, unsigned process);
+
+/// Hands out the names of what a directory holds, as far as they can be told.
+/// Notes  1  Throws what `visit` throws, and std::bad_alloc; the standard library's own iterator ends the process
+/// without
+///           memory.
+void visitDirectory(const std::string& path, const std::function<void(const std::string& name)>& visit);
 
 /// What the system says of a path.
 struct FileStatus {

@@ -30,6 +30,7 @@ using params::Layout;
 
 void ParameterFileData::addTexts()
 {
+    texts.reserve(document.bytes.size());
     for (const DocumentBlock& block : document.blocks) {
         BlockTexts& into = blocks.emplace_back();
         into.title = add(block.title);
@@ -95,6 +96,7 @@ int load(ParameterFileData& data, const std::string& path, std::optional<std::ui
         return kCannotOpen;
     }
     std::string bytes;
+    bytes.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(there.size, Document::kMostBytes)));
     std::array<char, 16384> buffer;
     std::ptrdiff_t got = 0;
     while (bytes.size() <= Document::kMostBytes && (got = file.read(buffer.data(), buffer.size())) > 0) {

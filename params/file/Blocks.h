@@ -153,7 +153,9 @@ static_assert(std::is_sorted(kBlocks.begin(), kBlocks.end(),
 /// a NUL byte is not looked at.
 constexpr bool holdsTitle(std::string_view words, std::string_view title)
 {
-    return words.substr(0, words.find('\0')).find(title) != std::string_view::npos;
+    // Not by find(), which takes ten times as long for a file that repeats the title's first letter.
+    const std::string_view text = words.substr(0, words.find('\0'));
+    return std::search(text.begin(), text.end(), title.begin(), title.end()) != text.end();
 }
 
 /// An integer of the file as the 32-bit one that is stored or written.

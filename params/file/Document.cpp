@@ -232,6 +232,9 @@ private:
                         std::to_string(count));
         }
         const auto rows = static_cast<std::uint64_t>(count);
+        // A number and what separates it from the next one take two bytes: room for more than are there is not needed.
+        const std::uint64_t most = (m_out.bytes.size() - m_in.consumed()) / 2;
+        m_block->values.reserve(static_cast<std::size_t>(std::min(rows * block.columns, most + block.columns)));
         m_room.note(rows, readRows(rows, block.columns));
         return true;
     }

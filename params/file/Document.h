@@ -47,7 +47,7 @@ struct DocumentBlock {
 
 /// A whole file.
 struct Document {
-    /// A parameter file has a few thousand bytes. This bounds what a hostile one can claim of the memory: up to twenty
+    /// A parameter file has a few thousand bytes. This bounds what a hostile one can claim of the memory: some twelve
     /// bytes for each of its own.
     static constexpr std::size_t kMostBytes = std::size_t{1} << 24;
 

@@ -6,8 +6,10 @@
 #include <climits>
 #include <cstdio>
 #include <limits>
+#include <memory>
 #include <utility>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/file.h>
@@ -251,7 +253,7 @@ File openFile(const std::string& path, OpenMode mode)
     // O_NONBLOCK keeps the opening from waiting where the path has come to lead elsewhere.
     File file = opened(path, flags | O_NONBLOCK, mode == OpenMode::createPrivately ? 0600 : 0666);
     // What was made just now is regular, and empty.
-    if (!file || mode == OpenMode::create) {
+    if (!file || makes) {
         return file;
     }
     if (!isWhatWasAskedFor(file.descriptor(), mode)) {
@@ -358,6 +360,20 @@ Renamed renameFile(const std::string& from, const std::string& to, bool durable)
         directory.sync();
     }
     return Renamed::yes;
+}
+
+void visitDirectory(const std::string& path, const std::function<void(const std::string& name)>& visit)
+{
+    struct Close {
+        void operator()(DIR* directory) const { ::closedir(directory); }
+    };
+    const std::unique_ptr<DIR, Close> directory(isName(path) ? ::opendir(path.c_str()) : nullptr);
+    if (!directory) {
+        return;
+    }
+    while (const dirent* const entry = ::readdir(directory.get())) {
+        visit(entry->d_name);
+    }
 }
 
 bool removeFile(const std::string& path) noexcept

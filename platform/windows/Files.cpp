@@ -298,6 +298,26 @@ Renamed renameFile(const std::string& from, const std::string& to, bool durable)
     return error == ERROR_NOT_SAME_DEVICE ? Renamed::otherFileSystem : Renamed::no;
 }
 
+void visitDirectory(const std::string& path, const std::function<void(const std::string& name)>& visit)
+{
+    const std::optional<std::wstring> all = nativeName(joinPath(path, "*"));
+    WIN32_FIND_DATAW found;
+    const HANDLE search = all ? FindFirstFileW(all->c_str(), &found) : INVALID_HANDLE_VALUE;
+    if (search == INVALID_HANDLE_VALUE) {
+        return;
+    }
+    struct Close {
+        HANDLE search;
+        ~Close() { FindClose(search); }
+    };
+    const Close close = {search};
+    do {
+        if (const std::optional<std::string> name = toUtf8(found.cFileName)) {
+            visit(*name);
+        }
+    } while (FindNextFileW(search, &found) != 0);
+}
+
 bool removeFile(const std::string& path) noexcept
 {
     try {
