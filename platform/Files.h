@@ -160,9 +160,8 @@ bool removeFile(const std::string& path) noexcept;
 bool removeIfAbandoned(const std::string& path, unsigned process);
 
 /// Hands out the names of what a directory holds, as far as they can be told.
-/// Notes  1  Throws what `visit` throws, and std::bad_alloc; the standard library's own iterator ends the process
-/// without
-///           memory.
+/// Notes  1  Throws what `visit` throws, and std::bad_alloc; the standard library's own iterator ends the process when
+///           there is no memory.
 void visitDirectory(const std::string& path, const std::function<void(const std::string& name)>& visit);
 
 /// What the system says of a path.
