@@ -22,7 +22,7 @@ if(MSVC)
 endif()
 
 # The folders of the numeric core have arrays of numbers with indices of their own making, which no input reaches. There
-# only buffers of text are guarded, of which there are none: guarding the others takes a tenth of a sample's instructions.
+# only buffers of text are guarded, of which there are none: guarding the others takes one per cent of a sample's instructions.
 list(APPEND kor_hardening_options
      $<IF:$<BOOL:$<TARGET_PROPERTY:KOR_NUMERIC>>,-fstack-protector,-fstack-protector-strong>)
 
@@ -54,7 +54,10 @@ endif()
 
 check_cxx_compiler_flag(-fcf-protection=full KOR_HAS_CF_PROTECTION)
 if(KOR_HAS_CF_PROTECTION)
-  list(APPEND kor_hardening_options -fcf-protection=full)
+  # Landing marks at the beginning of functions are for systems that look for them, which Linux does not in programs. The
+  # numeric core, whose every sample they would cost 0.3 per cent more instructions, has shadow stacks alone.
+  list(APPEND kor_hardening_options
+       $<IF:$<BOOL:$<TARGET_PROPERTY:KOR_NUMERIC>>,-fcf-protection=return,-fcf-protection=full>)
 endif()
 if(NOT APPLE)
   list(APPEND kor_hardening_links -Wl,-z,relro,-z,now,-z,noexecstack)

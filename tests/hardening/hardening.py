@@ -6,7 +6,7 @@
 A file for Linux must have: full RELRO (all of the tables that the loader fills are read-only afterwards), no executable
 stack, no segment that can be written and executed, no relocations in code; a program a place that the loader chooses;
 calls of the stack protector and, unless --not-optimised, of the C library's checked functions; a landing mark at the
-beginning of every exported function, and the mark that it may run with a shadow stack. A shared library must export
+beginning of every exported function outside the numeric core, and the mark that it may run with a shadow stack. A shared library must export
 nothing of the standard library's. The marks are those of x86-64.
 
 A file for Windows must have ASLR with 64 bits and relocations to move it by, DEP, and with --guard-cf control-flow guard;
@@ -18,6 +18,10 @@ import argparse
 import re
 import subprocess
 import sys
+
+
+# Exported functions that have a landing mark: those that handle files and texts.
+MARKED = re.compile(r"_ZNK?(3kor|7CKorPrm)")
 
 
 def output(*command):
@@ -55,7 +59,8 @@ def lacks_of_elf(path, optimised):
         code = dict(re.findall(r"^([0-9a-f]+) <[^>]+>:\n[^\n]*\t([^\n]*)$",
                                output("objdump", "-d", "--no-show-raw-insn", path), re.M))
         marks = {int(address, 16): "endbr64" in first for address, first in code.items()}
-        bare = [name for address, kind, name in exports if kind == "FUNC" and not marks.get(address, False)]
+        bare = [name for address, kind, name in exports
+                if kind == "FUNC" and MARKED.match(name) and not marks.get(address, False)]
         if bare:
             yield f"landing marks in {len(bare)} exported functions, {bare[0]} for one"
     if ".so" in path:
@@ -63,7 +68,7 @@ def lacks_of_elf(path, optimised):
                    if re.search(r"^((typeinfo|typeinfo name|vtable|VTT|guard variable) for )?([^(<]* )?(std|__gnu_cxx)::", name)]
         if foreign:
             yield f"exports without the standard library, {foreign[0]} for one"
-        if len(exports) < 100:
+        if len(exports) < 100 or sum(MARKED.match(name) is not None for _, _, name in exports) < 50:
             yield "the exports of the library"
 
 
