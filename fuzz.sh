@@ -51,7 +51,7 @@ findings=$root/build/fuzz/findings
 work=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo "${TMPDIR:-/tmp}")" kor-fuzz.XXXXXX)
 running=()
 trap '[ ${#running[@]} -eq 0 ] || kill "${running[@]}" 2>/dev/null || true; wait; rm -rf "$work"' EXIT
-# check.sh has built the preset asan, whose fuzzers will do for seconds and find the same edges.
+# The fuzzers of the preset asan will do for seconds, and find the same edges; it may be built already.
 preset=fuzz
 [ "$mode" = run ] || preset=asan
 { cmake --preset "$preset" && cmake --build --preset "$preset" --target fuzzers; } >"$work/build" 2>&1 </dev/null ||
