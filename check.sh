@@ -34,7 +34,7 @@ sanitizers() {
     step "AddressSanitizer, UndefinedBehaviorSanitizer: build and unit tests of the library"
     # The tool under the sanitizers (the preset as it stands), the fuzzers (./fuzz.sh --smoke) and threads under
     # ThreadSanitizer (scripts/threads.sh --smoke) would take as long again.
-    built asan -DKORINTERFACE_BUILD_TOOLS=OFF -DKORINTERFACE_BUILD_FUZZERS=OFF
+    built asan -DKORINTERFACE_SANITIZE=address,undefined -DKORINTERFACE_BUILD_TOOLS=OFF -DKORINTERFACE_BUILD_FUZZERS=OFF
     quietly ctest --preset asan -j "$jobs" -L unit
 }
 builds() {
