@@ -237,21 +237,23 @@ TEST(Layout, ofTheAccountOfASampleIsTheSameOnEverySystem)
 {
     using Report = kor::SampleReport;
     EXPECT_TRUE(isPlain<Report>);
-    EXPECT_EQ(sizeof(Report), 16U);
+    EXPECT_EQ(sizeof(Report), 32U);
     EXPECT_EQ(offsetof(Report, outcome), 0U);
     EXPECT_EQ(offsetof(Report, reason), 4U);
     EXPECT_EQ(offsetof(Report, model), 8U);
     EXPECT_EQ(offsetof(Report, capturedReference), 12U);
     EXPECT_EQ(offsetof(Report, levelXOutside), 13U);
     EXPECT_EQ(offsetof(Report, levelYOutside), 14U);
+    EXPECT_EQ(offsetof(Report, spoiledBy), 16U);
+    EXPECT_EQ(offsetof(Report, spoiledSince), 24U);
 
     using Result = kor::SampleResult;
     EXPECT_TRUE(isPlain<Result>);
-    EXPECT_EQ(sizeof(Result), 160U);
+    EXPECT_EQ(sizeof(Result), 176U);
     EXPECT_EQ(offsetof(Result, info), 0U);
     EXPECT_EQ(offsetof(Result, matrix), 64U);
     EXPECT_EQ(offsetof(Result, matrixCode), 136U);
-    EXPECT_EQ(offsetof(Result, report), 140U);
+    EXPECT_EQ(offsetof(Result, report), 144U);
 }
 
 TEST(Layout, ofTheAccountOfAReadIsOnePointerAndItsFindingsArePlain)

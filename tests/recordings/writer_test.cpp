@@ -201,8 +201,8 @@ TEST(Results, binaryDamageIsNamed)
     EXPECT_EQ(damaged(12, 0), header + "the size of the header is 1280, expected 1328 to 66864");
     EXPECT_EQ(damaged(32 + 36 + 2, 1), header + "column \"timeStampMs\" begins at byte 65536 of a record of 135");
     EXPECT_EQ(damaged(32, 'x'), header + "the columns timeStampMs are missing");
-    EXPECT_EQ(damaged(1328 + 132, 8),
-              ": record 1 (byte 1328), column outcome: found 8, expected the number of an outcome, 0 to 7");
+    EXPECT_EQ(damaged(1328 + 132, 9),
+              ": record 1 (byte 1328), column outcome: found 9, expected the number of an outcome, 0 to 8");
     EXPECT_EQ(damaged(1328 + 133, 2), ": record 1 (byte 1328), column levelX_out: found 2, expected 0 or 1");
     Problem problem;
     EXPECT_TRUE(readResults(whole.substr(0, 100), problem).empty());
