@@ -27,6 +27,9 @@ file(RELATIVE_PATH kor_pc_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /pref
 if(kor_type STREQUAL "STATIC_LIBRARY")
   set(kor_pc_cflags "-DKORINTERFACE_STATIC")
   set(kor_pc_libs "-lstdc++ -lpthread")
+  if(MINGW)
+    string(APPEND kor_pc_libs " -lssp") # routines of the stack protector
+  endif()
 endif()
 configure_file(cmake/KORInterface.pc.in ${PROJECT_BINARY_DIR}/KORInterface.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/KORInterface.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig

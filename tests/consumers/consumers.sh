@@ -66,7 +66,7 @@ static)
     folder=$root/data/polarizer
     if [ $# -gt 2 ]; then
         "$compiler" -std=c++11 -municode -DKORINTERFACE_STATIC "$root/examples/host.cpp" -I "$work/prefix/include" \
-            "$work/prefix/lib/libKORInterface.a" -static -o "$work/host.exe"
+            "$work/prefix/lib/libKORInterface.a" -static -fstack-protector -o "$work/host.exe"
         host=("${@:3}" "$work/host.exe")
         kor=("${@:3}" "$2/bin/kor.exe")
     else
