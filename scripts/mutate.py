@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Changes the library's sources, one change at a time, and looks whether a test notices.
 
-    scripts/mutate.py [--count N] [--seed S] [--until HH:MM] [--in PATH]...
+    scripts/mutate.py [--count N] [--seed S] [--until HH:MM] [--in PATH]... [--part K/N]
     scripts/mutate.py --again | --only KEY... | --table | --list | --itself
 
 Draws changes at random by the seed, the same number of each kind: signs, comparisons, indices, swapped names, literals,
@@ -15,6 +15,9 @@ one with all its names visible, so that the library alone is linked anew.
 A run goes on where the last one has ended: what came of each change stands in build/mutate/results.jsonl. --again runs the
 survivors once more, for example after a new test. Survivors that no test can tell from the original stand with the reason in
 scripts/equivalent_mutants.txt, one a line: path: line -> changed line: reason.
+
+--part K/N takes every N-th mutant from the K-th, for N runs side by side, each in a checkout of its own; their results can
+be put into one file.
 
 Needs what check.sh installs. The tree takes some minutes to build, once, and a mutant some ten seconds.
 """
@@ -62,6 +65,7 @@ STEPS = {
     "golden": NUMERIC | {"session"},
     "params_test": {"mek"} | FILES,
     "writer_test": FILES,
+    "operations_test": FILES | {"engine", "module"},
     "session_test": NUMERIC | FILES,
     "module_test": NUMERIC | FILES | {"module"},
     "boundary_test": NUMERIC | FILES | {"module"},
@@ -455,6 +459,13 @@ def check_the_tools(tree, tests):
             fail(f"{name} would not take the changed library")
 
 
+def part(text):
+    found = re.fullmatch(r"([1-9]\d?)/([1-9]\d?)", text)
+    if not found or int(found[1]) > int(found[2]):
+        raise argparse.ArgumentTypeError(f"found {text!r}, expected K/N, for example 1/2")
+    return int(found[1]), int(found[2])
+
+
 def arguments():
     parser = argparse.ArgumentParser(prog="mutate.py", usage="scripts/mutate.py [OPTION]...",
                                      description="Changes the library's sources, one change at a time, and looks whether a "
@@ -463,6 +474,7 @@ def arguments():
     parser.add_argument("--seed", type=int, default=1, help="another one draws other mutants (1)")
     parser.add_argument("--until", metavar="HH:MM", help="begins no mutant after this time")
     parser.add_argument("--in", dest="paths", action="append", metavar="PATH", help="only sources whose path begins so")
+    parser.add_argument("--part", type=part, default=(1, 1), metavar="K/N", help="every N-th mutant from the K-th")
     parser.add_argument("--again", action="store_true", help="run the survivors once more")
     parser.add_argument("--only", nargs="+", metavar="KEY", help="run these mutants, whatever came of them before")
     parser.add_argument("--table", action="store_true", help="print the results and end")
@@ -483,6 +495,7 @@ def main():
     mutants = mutations.in_random_order(all_mutants(), given.seed)
     if given.paths:
         mutants = [mutant for mutant in mutants if mutant.path.startswith(tuple(given.paths))]
+    mutants = mutants[given.part[0] - 1::given.part[1]]
     if given.list:
         for mutant in mutants:
             print(f"{mutant.key} {mutant.kind} {mutant.path}:{mutant.line}: {mutant.before} -> {mutant.after}")
