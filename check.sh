@@ -31,20 +31,21 @@ git ls-files -z -- '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
 # Two lanes side by side: each has stretches that keep one processor waiting.
 export CMAKE_BUILD_PARALLEL_LEVEL=$jobs
 sanitizers() {
-    step "AddressSanitizer, UndefinedBehaviorSanitizer: build and unit tests of the library"
-    # The tool under the sanitizers (the preset as it stands), the fuzzers (./fuzz.sh --smoke) and threads under
-    # ThreadSanitizer (scripts/threads.sh --smoke) would take as long again.
-    built asan -DKORINTERFACE_SANITIZE=address,undefined -DKORINTERFACE_BUILD_TOOLS=OFF -DKORINTERFACE_BUILD_FUZZERS=OFF
+    step "AddressSanitizer, UndefinedBehaviorSanitizer: build, unit tests, the tool, ten seconds of each fuzzer"
+    built asan
     quietly ctest --preset asan -j "$jobs" -L unit
+    quietly ./fuzz.sh --smoke
+    step "ThreadSanitizer: threads side by side"
+    quietly scripts/threads.sh --smoke
 }
 builds() {
     step "clang-tidy, cppcheck"
     quietly scripts/tidy.sh
     quietly scripts/cppcheck.sh
     step "g++: build"
-    built dev -DKORINTERFACE_JOIN_TOOL=ON
+    built dev -DKORINTERFACE_JOIN=ON
     step "MinGW: build; tests of DLL, program and archive under Wine"
-    built mingw -DKORINTERFACE_TESTS_SMOKE=ON -DKORINTERFACE_JOIN_TOOL=ON
+    built mingw -DKORINTERFACE_TESTS_SMOKE=ON -DKORINTERFACE_JOIN=ON
     quietly ctest --preset mingw -j "$jobs"
 }
 # A lane of its own process group, so that whatever it has started ends with it.

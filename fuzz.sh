@@ -51,7 +51,8 @@ findings=$root/build/fuzz/findings
 work=$(mktemp -d -p "$([ -w /dev/shm ] && echo /dev/shm || echo "${TMPDIR:-/tmp}")" kor-fuzz.XXXXXX)
 running=()
 trap '[ ${#running[@]} -eq 0 ] || kill "${running[@]}" 2>/dev/null || true; wait; rm -rf "$work"' EXIT
-# The fuzzers of the preset asan will do for seconds, and find the same edges; it may be built already.
+# The fuzzers of the preset asan count edges without looking into comparisons, which will do for seconds; it may be built
+# already.
 preset=fuzz
 [ "$mode" = run ] || preset=asan
 { cmake --preset "$preset" && cmake --build --preset "$preset" --target fuzzers; } >"$work/build" 2>&1 </dev/null ||
