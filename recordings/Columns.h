@@ -172,6 +172,9 @@ inline constexpr std::array<Column, 7> kWayPointColumns = {{
 /// The names as the header line of a CSV file, without the line's end.
 std::string headerLine(std::span<const Column> columns);
 
+/// The value of a column in a record as a number that holds it exactly; a text has none, and is 0.
+double valueAt(const void* record, const Column& column);
+
 /// How many columns of a recording are measured.
 constexpr std::size_t measuredCount()
 {

@@ -240,6 +240,9 @@ std::string CsvRecords::textOf(std::size_t column) const
 
 bool PlainRecords::begin()
 {
+    for (std::size_t column = 0; column < m_kind.columns.size(); ++column) {
+        note(column);
+    }
     return true;
 }
 

@@ -21,7 +21,7 @@ else
         grep -qsF "/$source\"" "${files[@]}" <(printf '%s"\n' "${files[@]}") ||
             { echo "$source is in no compile command of build/tidy"; exit 1; }
     done < <(git ls-files 'mek/*.cpp' 'platform/*.cpp' 'models/*.cpp' 'params/*.cpp' 'engine/*.cpp' 'session/*.cpp' \
-                          'module/*.cpp' 'recordings/*.cpp' 'simulation/*.cpp' 'accuracy/*.cpp' 'tools/*.cpp')
+                          'module/*.cpp' 'recordings/*.cpp' 'series/*.cpp' 'simulation/*.cpp' 'accuracy/*.cpp' 'tools/*.cpp')
 fi
 # A finding in a header comes once for each source that includes it.
 if ! printf '%s\0' "${files[@]}" | xargs -0 -n 1 -P "$(nproc)" clang-tidy --quiet -p build/tidy >"$log" 2>/dev/null; then

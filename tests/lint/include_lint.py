@@ -51,9 +51,10 @@ FOLDERS = {
     "session": Folder({"engine", "params", "params/file", "models", "mek", "platform"}),
     # Beside the library: they stand on the public headers, as a host does.
     "recordings": Folder({"platform"}, only={"Records.h", "Export.h"}, foreign=r"(zlib|zstd)\.h|dragonbox/.*"),
+    "series": Folder({"recordings", "platform"}, only={"Records.h"}),
     "simulation": Folder({"recordings"}),
     "accuracy": Folder({"simulation"}),
-    "tools/kor": Folder({"platform", "recordings", "simulation", "accuracy"}, foreign=r"(fmt|CLI|nlohmann)/.*"),
+    "tools/kor": Folder({"platform", "recordings", "series", "simulation", "accuracy"}, foreign=r"(fmt|CLI|nlohmann)/.*"),
     "examples": Folder(),
     "cmake/mingw-w64": Folder(foreign=r"fmt/.*"),
     # These reach inside.
@@ -161,6 +162,8 @@ def itself():
         ("engine/A.cpp", '#include "params/file/Reader.h"', "arrow"),
         ("session/A.cpp", '#include "recordings/Reader.h"', "arrow"),
         ("recordings/A.cpp", '#include "tools/kor/Exit_.h"', "arrow"),
+        ("recordings/A.cpp", '#include "series/Series.h"', "arrow"),
+        ("series/A.cpp", '#include "accuracy/Comparison.h"', "arrow"),
         ("simulation/A.cpp", '#include "mek/Matrix.h"', "arrow"),
         ("accuracy/A.cpp", '#include "engine/State.h"', "arrow"),
         ("tools/kor/a.cpp", '#include "engine/State.h"', "arrow"),

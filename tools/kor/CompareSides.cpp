@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <memory>
 #include <span>
 #include <string_view>
@@ -15,6 +14,7 @@
 #include "recordings/Input.h"
 #include "recordings/Reader.h"
 #include "recordings/Recognition.h"
+#include "series/File.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
 
@@ -34,21 +34,7 @@ using recordings::Truth;
 using recordings::TruthReader;
 using recordings::Type;
 
-// One of the two files, open. One of the readers is there.
-struct Source {
-    std::string path;
-    std::unique_ptr<ResultReader> results;
-    std::unique_ptr<TruthReader> truth;
-
-    SideKind kind() const { return results ? SideKind::results : SideKind::truth; }
-    std::span<const Column> columns() const
-    {
-        return results ? std::span<const Column>(kResultColumns) : std::span<const Column>(kTruthColumns);
-    }
-    bool has(std::size_t column) const { return results ? results->has(column) : truth->has(column); }
-};
-
-Source opened(const std::string& path)
+series::File opened(const std::string& path)
 {
     Problem problem;
     std::unique_ptr<recordings::Input> input = recordings::Input::open(path, problem);
@@ -56,92 +42,55 @@ Source opened(const std::string& path)
         throw Failure(problem);
     }
     const recordings::Recognised found = recordings::recognise(recordings::beginning(*input));
-    Source source;
-    source.path = path;
-    switch (found.content) {
-    case Content::truthCsv:
-        source.truth = TruthReader::open(std::move(input), std::nullopt, problem);
-        break;
-    case Content::resultsCsv:
-    case Content::resultsBinary:
-    case Content::text: // its header line is at fault, which the reader tells
-        source.results = ResultReader::open(std::move(input), std::nullopt, problem);
-        break;
-    default:
+    std::optional<series::Kind> kind = series::kindOf(found.content);
+    if (found.content == Content::text) { // its header line is at fault, which the reader tells
+        kind = series::Kind::results;
+    }
+    if (!kind || *kind == series::Kind::recording) {
         throw Failure(input->problem() ? input->problem()
                                        : Problem{.kind = Problem::Kind::badData,
                                                  .file = input->title(),
                                                  .found = found.what,
                                                  .expected = "results of kor replay or the truth of kor simulate"});
     }
-    if (!source.results && !source.truth) {
+    std::optional<series::File> file = series::File::open(std::move(input), *kind, problem);
+    if (!file) {
         throw Failure(problem);
     }
-    const std::vector<Problem>& warnings = source.results ? source.results->warnings() : source.truth->warnings();
-    for (const Problem& warning : warnings) {
+    for (const Problem& warning : file->warnings()) {
         warn(messageOf(warning));
     }
-    return source;
+    return std::move(*file);
 }
 
-// Where a value of a record lies.
-struct Place {
-    Type type;
-    std::size_t offset;
-};
-
-template <typename Value>
-double valueAs(const char* at)
+SideKind kindOf(const series::File& file)
 {
-    Value value;
-    std::memcpy(&value, at, sizeof value);
-    return static_cast<double>(value);
-}
-
-double valueAt(const void* record, const Place& place)
-{
-    const char* const at = static_cast<const char*>(record) + place.offset;
-    switch (place.type) {
-    case Type::float32:
-        return valueAs<float>(at);
-    case Type::float64:
-        return valueAs<double>(at);
-    case Type::int32:
-        return valueAs<std::int32_t>(at);
-    case Type::uint32:
-        return valueAs<std::uint32_t>(at);
-    case Type::uint8:
-    case Type::flag:
-    case Type::outcome:
-    case Type::text:
-        break;
-    }
-    return valueAs<std::uint8_t>(at);
+    return file.results ? SideKind::results : SideKind::truth;
 }
 
 // The columns that both files have, and where each of them has its values. Time stamps, outcomes and notes say which
 // rows are compared; they are no quantities.
 struct Columns {
     std::vector<ComparedColumn> named;
-    std::vector<Place> first;
-    std::vector<Place> second;
+    std::vector<const Column*> first;
+    std::vector<const Column*> second;
 };
 
 void add(Columns& columns, std::string_view name, const Column& first, const Column& second)
 {
     columns.named.push_back({std::string(name), std::string(first.unit), first.unit == "deg"});
-    columns.first.push_back({first.type, first.offset});
-    columns.second.push_back({second.type, second.offset});
+    columns.first.push_back(&first);
+    columns.second.push_back(&second);
 }
 
-Columns commonColumns(const Source& first, const Source& second)
+Columns commonColumns(const series::File& first, const series::File& second)
 {
     Columns columns;
-    if (first.kind() != second.kind()) {
+    if (kindOf(first) != kindOf(second)) {
         // They have one matrix in common, m00 to m22 of the results and result_00 to result_22 of the truth.
         for (std::size_t i = 0; i < 9; ++i) {
             const std::string place = {static_cast<char>('0' + i / 3), static_cast<char>('0' + i % 3)};
-            const auto named = [&place](std::span<const Column> all, const char* prefix) {
+            const auto named = [&place](std::span<const Column> all, const char* prefix) -> const Column& {
                 return *std::find_if(all.begin(), all.end(),
                                      [&](const Column& column) { return column.name == prefix + place; });
             };
@@ -186,7 +135,8 @@ void admit(Side& side, std::uint32_t stamp, const double* matrix, bool formed, s
 }
 
 template <typename Reader, typename Record, typename Admit>
-void readRows(Reader& reader, Side& side, const std::vector<Place>& places, Record record, const Admit& admitRow)
+void readRows(Reader& reader, Side& side, const std::vector<const Column*>& places, Record record,
+              const Admit& admitRow)
 {
     side.title = reader.title();
     side.series.columns.resize(places.size());
@@ -196,26 +146,19 @@ void readRows(Reader& reader, Side& side, const std::vector<Place>& places, Reco
         }
         admitRow(record);
         for (std::size_t i = 0; i < places.size(); ++i) {
-            side.series.columns[i].push_back(valueAt(&record, places[i]));
+            side.series.columns[i].push_back(recordings::valueAt(&record, *places[i]));
         }
     }
 }
 
-std::size_t outcomeColumn()
-{
-    const auto* const at = std::find_if(kResultColumns.begin(), kResultColumns.end(),
-                                        [](const Column& column) { return column.type == Type::outcome; });
-    return static_cast<std::size_t>(at - kResultColumns.begin());
-}
-
-Side read(Source& source, const std::vector<Place>& places, const std::optional<std::string>& note)
+Side read(series::File& source, const std::vector<const Column*>& places, const std::optional<std::string>& note)
 {
     Side side;
-    side.path = source.path;
-    side.kind = source.kind();
-    accuracy::Series& series = side.series;
+    side.path = source.path();
+    side.kind = kindOf(source);
+    accuracy::Series& rows = side.series;
     if (source.results) {
-        const bool told = source.results->has(outcomeColumn());
+        const bool told = source.saysOutcomes();
         if (!told) {
             warn(source.results->title() +
                  ": there is no column outcome, so every row with a matrix is compared; replay "
@@ -226,7 +169,7 @@ Side read(Source& source, const std::vector<Place>& places, const std::optional<
             const std::string reason =
                 told ? std::string(recordings::kOutcomeNames[static_cast<std::size_t>(row.outcome)])
                      : "matrix code " + std::to_string(row.matrixCode);
-            admit(side, row.timeStampMs, row.matrix, formed, formed ? std::uint8_t{0} : series.stateOf(reason));
+            admit(side, row.timeStampMs, row.matrix, formed, formed ? std::uint8_t{0} : rows.stateOf(reason));
         });
     } else {
         readRows(*source.truth, side, places, Truth{}, [&](const Truth& row) {
@@ -235,7 +178,7 @@ Side read(Source& source, const std::vector<Place>& places, const std::optional<
             // The matrix of these is the identity, which is nobody's orientation.
             const bool formed = reason != "status" && reason != "reference";
             admit(side, row.timeStampMs, row.result, formed,
-                  wanted ? std::uint8_t{0} : series.stateOf(reason.empty() ? "not valid" : std::string(reason)));
+                  wanted ? std::uint8_t{0} : rows.stateOf(reason.empty() ? "not valid" : std::string(reason)));
         });
     }
     return side;
@@ -273,12 +216,12 @@ Sides readSides(const std::string& a, const std::string& b, const std::optional<
     if (a == "-" && b == "-") {
         throw Misuse("standard input can only be one of the two files");
     }
-    Source first = opened(a);
-    Source second = opened(b);
-    if (first.kind() == SideKind::truth && second.kind() == SideKind::results) {
+    series::File first = opened(a);
+    series::File second = opened(b);
+    if (kindOf(first) == SideKind::truth && kindOf(second) == SideKind::results) {
         std::swap(first, second);
     }
-    if (note && second.kind() != SideKind::truth) {
+    if (note && kindOf(second) != SideKind::truth) {
         throw Misuse("--note goes with a truth: neither file is one");
     }
     const Columns columns = commonColumns(first, second);
