@@ -1,8 +1,9 @@
-// The process: its streams, arguments and end, and processes that run the same program.
+// The process: its streams, arguments and end, and processes that run the same program or another one.
 #pragma once
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kor::platform {
@@ -83,5 +84,27 @@ struct ChildResult {
 
 /// Runs this very program with other arguments and waits for its end. Safe to call from as many threads at a time.
 ChildResult runSelf(const std::vector<std::string>& arguments);
+
+struct ProgramResult {
+    bool started = false;
+    bool isMissing = false; ///< there is no program of that name
+    int status = 0;         ///< as of a ChildResult
+    std::string output{};   ///< all of its standard output, if that is collected
+    std::string errors{};   ///< the same of its standard error; or why it could not be started
+};
+
+enum class ProgramOutput {
+    collected,
+    passedOn ///< standard output and standard error are this process's own
+};
+
+/// Runs another program, found by its name in the directories of PATH, without a shell; gives it a text as its standard
+/// input and waits for its end. A signal that ends this process takes it along.
+/// Given  command  its name and its arguments
+/// Notes  1  On Windows no program is started.
+ProgramResult runProgram(const std::vector<std::string>& command, std::string_view input, ProgramOutput output);
+
+/// Whether the system says that there is a desktop to open windows on.
+bool hasDisplay();
 
 } // namespace kor::platform

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <cstring>
 #include <system_error>
 #include <utility>
@@ -16,6 +17,8 @@
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include "platform/Files.h"
 
 extern char** environ; // NOLINT(readability-redundant-declaration): not every system declares it
 
@@ -187,6 +190,84 @@ std::string reason(int error)
     return std::generic_category().message(error);
 }
 
+// Both ends close when it goes, and neither is handed down.
+struct Pipe {
+    File reading;
+    File writing;
+
+    bool open()
+    {
+        int ends[2] = {-1, -1};
+        if (pipe2(ends, O_CLOEXEC) != 0) {
+            return false;
+        }
+        reading = File(ends[0]);
+        writing = File(ends[1]);
+        return true;
+    }
+};
+
+// What a child has as one of its standard streams.
+struct Stream {
+    int descriptor;
+    int stream;
+};
+
+// A process that was started here. Whoever starts one waits for its end.
+class Child {
+public:
+    // Given     command  its name, sought in PATH if there is no slash in it, and its arguments
+    // Returned  result   0, or the number of the error
+    int start(const std::vector<std::string>& command, const std::vector<Stream>& streams)
+    {
+        std::vector<char*> argv;
+        for (const std::string& argument : command) {
+            argv.push_back(const_cast<char*>(argument.c_str()));
+        }
+        argv.push_back(nullptr);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        for (const Stream& each : streams) {
+            posix_spawn_file_actions_adddup2(&actions, each.descriptor, each.stream);
+        }
+        // A pipe that is closed ends other programs, which do not look for the error.
+        sigset_t defaults;
+        sigemptyset(&defaults);
+        sigaddset(&defaults, SIGPIPE);
+        posix_spawnattr_t attributes;
+        posix_spawnattr_init(&attributes);
+        posix_spawnattr_setsigdefault(&attributes, &defaults);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+        int error = ECANCELED;
+        {
+            const Starting section;
+            posix_spawnattr_setsigmask(&attributes, &maskBefore);
+            if (!section.forbidden()) {
+                error = posix_spawnp(&m_id, argv[0], &actions, &attributes, argv.data(), environ);
+            }
+            if (error == 0) {
+                m_listed.add(m_id);
+            }
+        }
+        posix_spawnattr_destroy(&attributes);
+        posix_spawn_file_actions_destroy(&actions);
+        return error;
+    }
+
+    // Its exit status; 128 + the number when a signal ended it.
+    int waitForEnd() const
+    {
+        int status = 0;
+        while (waitpid(m_id, &status, 0) < 0 && errno == EINTR) {
+        }
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+private:
+    pid_t m_id = 0;
+    Listed m_listed;
+};
+
 } // namespace
 
 void prepareProcess()
@@ -306,58 +387,109 @@ ChildResult runSelf(const std::vector<std::string>& arguments)
 {
     ChildResult result;
     const std::string self = ownPath();
-    int ends[2] = {-1, -1};
-    if (self.empty() || pipe2(ends, O_CLOEXEC) != 0) {
+    Pipe errors;
+    if (self.empty() || !errors.open()) {
         result.errors = "cannot prepare a process: " + reason(errno);
         return result;
     }
+    std::vector<std::string> command = arguments;
+    command.insert(command.begin(), self);
 
-    std::vector<char*> argv{const_cast<char*>(self.c_str())};
-    for (const std::string& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
-    pid_t id = 0;
-    int error = ECANCELED;
-    Listed listed;
-    {
-        const Starting section;
-        posix_spawnattr_setsigmask(&attributes, &maskBefore);
-        if (!section.forbidden()) {
-            error = posix_spawn(&id, self.c_str(), &actions, &attributes, argv.data(), environ);
-        }
-        if (error == 0) {
-            listed.add(id);
-        }
-    }
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&actions);
-    close(ends[1]);
-    if (error != 0) {
-        close(ends[0]);
+    Child child;
+    if (const int error = child.start(command, {{errors.writing.descriptor(), STDERR_FILENO}}); error != 0) {
         result.errors = "cannot start a process: " + reason(error);
         return result;
     }
     result.started = true;
+    errors.writing.close();
 
     char buffer[4096];
-    for (ssize_t got = 0; (got = read(ends[0], buffer, sizeof buffer)) > 0 || (got < 0 && errno == EINTR);) {
+    for (ssize_t got = 0;
+         (got = read(errors.reading.descriptor(), buffer, sizeof buffer)) > 0 || (got < 0 && errno == EINTR);) {
         result.errors.append(buffer, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
     }
-    close(ends[0]);
-
-    int status = 0;
-    while (waitpid(id, &status, 0) < 0 && errno == EINTR) {
-    }
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    errors.reading.close();
+    result.status = child.waitForEnd();
     return result;
+}
+
+ProgramResult runProgram(const std::vector<std::string>& command, std::string_view input, ProgramOutput output)
+{
+    ProgramResult result;
+    Pipe in;
+    Pipe out;
+    Pipe errors;
+    const bool collects = output == ProgramOutput::collected;
+    if (!in.open() || (collects && (!out.open() || !errors.open()))) {
+        result.errors = "cannot prepare a process: " + reason(errno);
+        return result;
+    }
+    std::vector<Stream> streams = {{in.reading.descriptor(), STDIN_FILENO}};
+    if (collects) {
+        streams.push_back({out.writing.descriptor(), STDOUT_FILENO});
+        streams.push_back({errors.writing.descriptor(), STDERR_FILENO});
+    }
+    Child child;
+    if (const int error = child.start(command, streams); error != 0) {
+        result.isMissing = error == ENOENT;
+        result.errors = reason(error);
+        return result;
+    }
+    result.started = true;
+    in.reading.close();
+    out.writing.close();
+    errors.writing.close();
+
+    // It may write before it has read everything, so neither side may wait for the other one.
+    fcntl(in.writing.descriptor(), F_SETFL, O_NONBLOCK);
+    File* const ends[] = {&in.writing, &out.reading, &errors.reading};
+    std::string* const into[] = {nullptr, &result.output, &result.errors};
+    while (in.writing || out.reading || errors.reading) {
+        if (in.writing && input.empty()) {
+            in.writing.close();
+            continue;
+        }
+        pollfd waits[3] = {};
+        for (std::size_t i = 0; i < 3; ++i) {
+            waits[i] = {ends[i]->descriptor(), static_cast<short>(i == 0 ? POLLOUT : POLLIN), 0};
+        }
+        if (poll(waits, 3, -1) < 0) {
+            continue; // a signal
+        }
+        if (waits[0].revents != 0) {
+            const ssize_t put = write(in.writing.descriptor(), input.data(), input.size());
+            if (put >= 0) {
+                input.remove_prefix(static_cast<std::size_t>(put));
+            } else if (errno != EINTR && errno != EAGAIN) {
+                input = {}; // it has ended, or wants no more
+            }
+        }
+        for (std::size_t i = 1; i < 3; ++i) {
+            if (waits[i].revents == 0) {
+                continue;
+            }
+            char buffer[65536];
+            const ssize_t got = read(ends[i]->descriptor(), buffer, sizeof buffer);
+            if (got > 0) {
+                into[i]->append(buffer, static_cast<std::size_t>(got));
+            } else if (got == 0 || errno != EINTR) {
+                ends[i]->close();
+            }
+        }
+    }
+    result.status = child.waitForEnd();
+    return result;
+}
+
+bool hasDisplay()
+{
+    for (const char* const name : {"DISPLAY", "WAYLAND_DISPLAY"}) {
+        const char* const value = std::getenv(name);
+        if (value != nullptr && *value != '\0') {
+            return true;
+        }
+    }
+    return false;
 }
 
 } // namespace kor::platform

@@ -242,4 +242,17 @@ ChildResult runSelf(const std::vector<std::string>& arguments)
     return result;
 }
 
+ProgramResult runProgram(const std::vector<std::string>& /*command*/, std::string_view /*input*/,
+                         ProgramOutput /*output*/)
+{
+    ProgramResult result;
+    result.errors = "this build starts no other programs";
+    return result;
+}
+
+bool hasDisplay()
+{
+    return true;
+}
+
 } // namespace kor::platform

@@ -337,3 +337,35 @@ TEST_F(Processes, haveTheArgumentsBehindTheirName)
 }
 
 } // namespace
+
+// More both ways than pipes hold, at the same time.
+TEST(RunProgram, passesAllItsStreamsOn)
+{
+    const std::string input(3000000, 'x');
+    const ProgramResult result = runProgram({"sh", "-c", "tee /dev/stderr; exit 7"}, input, ProgramOutput::collected);
+    EXPECT_TRUE(result.started);
+    EXPECT_EQ(result.status, 7);
+    EXPECT_EQ(result.output, input);
+    EXPECT_EQ(result.errors, input);
+}
+
+TEST(RunProgram, doesNotWaitForAProgramThatReadsNothing)
+{
+    prepareProcess(); // a closed pipe is an error of writing
+    const ProgramResult result =
+        runProgram({"sh", "-c", "exec <&-; echo done"}, std::string(3000000, 'x'), ProgramOutput::collected);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.output, "done\n");
+}
+
+TEST(RunProgram, tellsAMissingProgramFromOneThatCannotBeStarted)
+{
+    const ProgramResult missing = runProgram({"kor-there-is-no-such-program"}, "", ProgramOutput::collected);
+    EXPECT_FALSE(missing.started);
+    EXPECT_TRUE(missing.isMissing);
+    const ProgramResult directory = runProgram({"/"}, "", ProgramOutput::collected);
+    EXPECT_FALSE(directory.started);
+    EXPECT_FALSE(directory.isMissing);
+    EXPECT_FALSE(directory.errors.empty());
+    EXPECT_EQ(runProgram({"sh", "-c", "kill -KILL $$"}, "", ProgramOutput::passedOn).status, 128 + SIGKILL);
+}
