@@ -121,18 +121,16 @@ Pairing paired(const std::vector<std::uint32_t>& first, const std::vector<std::u
     return found;
 }
 
-Comparison compared(const Series& first, const Series& second, const std::vector<ComparedColumn>& columns,
-                    std::int64_t lag)
+std::vector<Pair> comparedRows(const Series& first, const Series& second, std::int64_t lag, Comparison& counts)
 {
-    Comparison comparison;
-    comparison.rows = paired(first.stamps, second.stamps);
+    counts.rows = paired(first.stamps, second.stamps);
     std::vector<Pair> pairs;
-    pairs.reserve(comparison.rows.pairs.size());
-    for (const Pair& pair : comparison.rows.pairs) {
+    pairs.reserve(counts.rows.pairs.size());
+    for (const Pair& pair : counts.rows.pairs) {
         const auto rows = static_cast<std::int64_t>(second.stamps.size());
         const std::int64_t earlier = static_cast<std::int64_t>(pair.second) - lag;
         if (earlier < 0 || earlier >= rows) {
-            ++comparison.withoutEarlier;
+            ++counts.withoutEarlier;
             continue;
         }
         const auto with = static_cast<std::size_t>(earlier);
@@ -141,12 +139,18 @@ Comparison compared(const Series& first, const Series& second, const std::vector
         if (firstUsable && secondUsable) {
             pairs.push_back({pair.first, with});
         } else {
-            ++(firstUsable    ? comparison.onlyFirstUsable
-               : secondUsable ? comparison.onlySecondUsable
-                              : comparison.neitherUsable);
+            ++(firstUsable ? counts.onlyFirstUsable : secondUsable ? counts.onlySecondUsable : counts.neitherUsable);
         }
     }
-    comparison.compared = pairs.size();
+    counts.compared = pairs.size();
+    return pairs;
+}
+
+Comparison compared(const Series& first, const Series& second, const std::vector<ComparedColumn>& columns,
+                    std::int64_t lag)
+{
+    Comparison comparison;
+    const std::vector<Pair> pairs = comparedRows(first, second, lag, comparison);
     comparison.orientation = differenceOver(pairs, [&first, &second](const Pair& pair) {
         return std::optional<double>(angleBetween(first.orientations[pair.first], second.orientations[pair.second]));
     });
@@ -158,6 +162,16 @@ Comparison compared(const Series& first, const Series& second, const std::vector
             }));
     }
     return comparison;
+}
+
+Turn turnOf(const Mat3& first, const Mat3& second)
+{
+    Turn turn;
+    turn.angle = angleBetween(first, second);
+    const Vec3 axis = turnBetween(first, second);
+    const double size = length(axis);
+    turn.about = size > 0.0 ? scaled(axis, turn.angle / size) : Vec3{};
+    return turn;
 }
 
 double offRotation(const Mat3& matrix)

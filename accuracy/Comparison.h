@@ -79,6 +79,17 @@ struct Comparison {
 Comparison compared(const Series& first, const Series& second, const std::vector<ComparedColumn>& columns,
                     std::int64_t lag = 0);
 
+/// The rows of both series that `compared` compares.
+/// Returned  counts  what became of the others: everything but the differences
+std::vector<Pair> comparedRows(const Series& first, const Series& second, std::int64_t lag, Comparison& counts);
+
+/// How far an orientation is off: the rotation that takes the second of a pair to the first.
+struct Turn {
+    double angle = 0.0;       ///< degrees, as the difference of the orientations in a comparison
+    simulation::Vec3 about{}; ///< degrees about the axes of the frame that both lead to; their length is the angle
+};
+Turn turnOf(const Mat3& first, const Mat3& second);
+
 /// By how much a matrix misses being a rotation: the largest of |M M' - I| in its elements and |det M - 1|; nan if an
 /// element is not finite.
 double offRotation(const Mat3& matrix);

@@ -91,6 +91,23 @@ TEST(AngleBetweenRotations, takesNanForHalfATurn)
     EXPECT_EQ(angleBetween(kIdentity, broken), 180.0);
 }
 
+// A rotation about a known axis by a known angle, beside any other rotation.
+TEST(TurnOfAnOrientation, isItsAngleAboutItsAxis)
+{
+    const Mat3 other = turned(unit({1.0, -2.0, 0.5}), 77.0L);
+    for (const long double degrees : {1e-7L, 1e-3L, 1.0L, 90.0L, 170.0L}) {
+        const Vec3 axis = unit({0.3, -0.5, 0.8});
+        const Turn turn = turnOf(turned(axis, degrees) * other, other);
+        const auto size = static_cast<double>(degrees);
+        EXPECT_EQ(turn.angle, angleBetween(turned(axis, degrees) * other, other));
+        for (std::size_t i = 0; i < 3; ++i) {
+            // The elements are rounded to 2^-53, which is worth so much of an angle; near half a turn thirty times.
+            EXPECT_NEAR(turn.about[i], size * axis[i], (degrees > 100.0L ? 3e-12 : 1e-13)) << size;
+        }
+    }
+    EXPECT_EQ(turnOf(other, other).about, Vec3{});
+}
+
 TEST(OffRotation, isSmallForRotationsAndTellsAllOthers)
 {
     EXPECT_LT(offRotation(turned(unit({0.3, -0.5, 0.8}), 123.0L)), 1e-15); // roundings of nine products

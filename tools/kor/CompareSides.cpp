@@ -88,13 +88,14 @@ Columns commonColumns(const series::File& first, const series::File& second)
     Columns columns;
     if (kindOf(first) != kindOf(second)) {
         // They have one matrix in common, m00 to m22 of the results and result_00 to result_22 of the truth.
-        for (std::size_t i = 0; i < 9; ++i) {
-            const std::string place = {static_cast<char>('0' + i / 3), static_cast<char>('0' + i % 3)};
-            const auto named = [&place](std::span<const Column> all, const char* prefix) -> const Column& {
-                return *std::find_if(all.begin(), all.end(),
-                                     [&](const Column& column) { return column.name == prefix + place; });
+        for (std::size_t i = 0; i < orientationColumns(SideKind::results).size(); ++i) {
+            const auto named = [i](SideKind kind, std::span<const Column> all) -> const Column& {
+                return *std::find_if(all.begin(), all.end(), [kind, i](const Column& column) {
+                    return column.name == orientationColumns(kind)[i];
+                });
             };
-            add(columns, "m" + place, named(kResultColumns, "m"), named(kTruthColumns, "result_"));
+            const Column& element = named(SideKind::results, kResultColumns);
+            add(columns, element.name, element, named(SideKind::truth, kTruthColumns));
         }
         return columns;
     }
@@ -226,6 +227,85 @@ Sides readSides(const std::string& a, const std::string& b, const std::optional<
     }
     const Columns columns = commonColumns(first, second);
     return {read(first, columns.first, note), read(second, columns.second, note), columns.named};
+}
+
+const std::vector<std::string>& orientationColumns(SideKind kind)
+{
+    static const auto named = [](const std::string& prefix) {
+        std::vector<std::string> names;
+        for (std::size_t i = 0; i < 9; ++i) {
+            names.push_back(prefix + std::to_string(i / 3) + std::to_string(i % 3));
+        }
+        return names;
+    };
+    static const std::vector<std::string> ofResults = named("m");
+    static const std::vector<std::string> ofTruth = named("result_");
+    return kind == SideKind::results ? ofResults : ofTruth;
+}
+
+Side sideOf(const series::Series& rows)
+{
+    Side side;
+    side.path = rows.path;
+    side.title = rows.title;
+    side.kind = rows.kind == series::Kind::results ? SideKind::results : SideKind::truth;
+    std::vector<const series::Column*> elements;
+    for (const std::string& name : orientationColumns(side.kind)) {
+        elements.push_back(rows.column(name));
+    }
+    for (std::size_t row = 0; row < rows.rows(); ++row) {
+        accuracy::Mat3 matrix{};
+        for (std::size_t i = 0; i < elements.size(); ++i) {
+            matrix[i] = elements[i]->at(row);
+        }
+        const series::Label& label = rows.label(row);
+        const bool usable = label.verdict == series::Verdict::usable;
+        admit(side, rows.stamps[row], matrix.data(), rows.isMeant(*elements.front(), label.verdict),
+              usable ? std::uint8_t{0} : side.series.stateOf(label.name));
+    }
+    return side;
+}
+
+void warnOfNoRotation(const Side& side)
+{
+    if (side.noRotation > 0) {
+        warn(fmt::format("{}: in {} rows the matrix is no rotation, first at {} ms: M M' or the determinant is up to "
+                         "{:.1e} off; they are left out",
+                         side.title, side.noRotation, side.firstNoRotation, side.mostOffRotation));
+    }
+}
+
+namespace {
+
+std::string rangeOf(const Side& side)
+{
+    const std::vector<std::uint32_t>& stamps = side.series.stamps;
+    return stamps.empty() ? side.title + " has no rows"
+                          : fmt::format("{} goes from {} to {} ms", side.title, stamps.front(), stamps.back());
+}
+
+} // namespace
+
+void refuseIfNothing(const Side& first, const Side& second, const accuracy::Comparison& found)
+{
+    if (found.compared > 0) {
+        return;
+    }
+    if (found.rows.pairs.empty()) {
+        throw Failure(kExitDataError,
+                      fmt::format("there is nothing to compare: {}, {}, and no time stamp is in both{}", rangeOf(first),
+                                  rangeOf(second), found.rows.openFirst > 0 ? " the same number of times" : ""));
+    }
+    std::string reasons;
+    for (const Side* side : {&first, &second}) {
+        if (const std::string text = side->reasons(); !text.empty()) {
+            reasons += fmt::format("; {}: {}", side->title, text);
+        }
+    }
+    throw Failure(
+        kExitDataError,
+        fmt::format("there is nothing to compare: of {} rows with the same time stamp none is usable in both{}",
+                    found.rows.pairs.size(), reasons));
 }
 
 } // namespace kor::tool

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "accuracy/Comparison.h"
+#include "series/Series.h"
 
 namespace kor::tool {
 
@@ -47,5 +48,18 @@ struct Sides {
 /// Notes  1  A row of results is usable if its outcome is ok, one of a truth if it is valid.
 ///        2  All rows are kept, some 350 bytes each.
 Sides readSides(const std::string& a, const std::string& b, const std::optional<std::string>& note);
+
+/// The columns that a side has its orientations from, row by row: those of the engine's answer.
+const std::vector<std::string>& orientationColumns(SideKind kind);
+
+/// The same for rows of results or of a truth that are in memory already; no columns but the orientations.
+/// Given  rows  has the orientationColumns
+Side sideOf(const series::Series& rows);
+
+/// Warns of matrices that are no rotations.
+void warnOfNoRotation(const Side& side);
+
+/// Throws Failure if no row is compared: two files with nothing to compare must not pass for two that agree.
+void refuseIfNothing(const Side& first, const Side& second, const accuracy::Comparison& found);
 
 } // namespace kor::tool

@@ -153,36 +153,6 @@ std::vector<std::string> passedOver(const Sides& sides, const Comparison& found)
     return beyond;
 }
 
-std::string rangeOf(const Side& side)
-{
-    const std::vector<std::uint32_t>& stamps = side.series.stamps;
-    return stamps.empty() ? side.title + " has no rows"
-                          : fmt::format("{} goes from {} to {} ms", side.title, stamps.front(), stamps.back());
-}
-
-// Two files with nothing to compare must not pass for two that agree.
-void refuseIfNothing(const Sides& sides, const Comparison& found)
-{
-    if (found.compared > 0) {
-        return;
-    }
-    if (found.rows.pairs.empty()) {
-        throw Failure(kExitDataError, fmt::format("there is nothing to compare: {}, {}, and no time stamp is in both{}",
-                                                  rangeOf(sides.first), rangeOf(sides.second),
-                                                  found.rows.openFirst > 0 ? " the same number of times" : ""));
-    }
-    std::string reasons;
-    for (const Side* side : {&sides.first, &sides.second}) {
-        if (const std::string text = side->reasons(); !text.empty()) {
-            reasons += fmt::format("; {}: {}", side->title, text);
-        }
-    }
-    throw Failure(
-        kExitDataError,
-        fmt::format("there is nothing to compare: of {} rows with the same time stamp none is usable in both{}",
-                    found.rows.pairs.size(), reasons));
-}
-
 int compare(const CompareRequest& request)
 {
     constexpr std::int64_t kMostLag = std::numeric_limits<std::int32_t>::max();
@@ -193,15 +163,10 @@ int compare(const CompareRequest& request)
     const Sides sides = readSides(request.first, request.second, request.note);
     const Limits limits = limitsOf(request.tolerances, sides.columns);
     for (const Side* side : {&sides.first, &sides.second}) {
-        if (side->noRotation > 0) {
-            warn(fmt::format(
-                "{}: in {} rows the matrix is no rotation, first at {} ms: M M' or the determinant is up to "
-                "{:.1e} off; they are left out",
-                side->title, side->noRotation, side->firstNoRotation, side->mostOffRotation));
-        }
+        warnOfNoRotation(*side);
     }
     const Comparison found = accuracy::compared(sides.first.series, sides.second.series, sides.columns, lag);
-    refuseIfNothing(sides, found);
+    refuseIfNothing(sides.first, sides.second, found);
 
     std::vector<std::string> beyond = beyondTolerance(sides, found, limits);
     if (request.strict) {
