@@ -64,10 +64,12 @@ ${about}This package holds headers, CMake package, pkg-config file and an exampl
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME kor-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${kor_library_package} (>= ${PROJECT_VERSION})")
+# It draws the pictures of kor plot.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "gnuplot-nox | gnuplot")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "orientation from the readings of a KOR sensor - command-line tool
-${about}This package holds kor, which replays, compares, converts and simulates
-recordings of a sensor; the description of its file formats, its accuracy,
+${about}This package holds kor, which replays, compares, plots, converts and
+simulates recordings of a sensor; the description of its file formats, its accuracy,
 and a sample recording.")
 
 foreach(component LIBRARY DEVELOPMENT TOOLS)

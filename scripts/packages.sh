@@ -42,7 +42,7 @@ build_packages=(g++ cmake ninja-build libcli11-dev libdragonbox-dev libfmt-dev n
                 libzstd-dev python3)
 # llvm brings the symbolizer, without which the leak checker does not recognise the buffers that are kept on purpose.
 test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy cppcheck libgtest-dev librapidcheck-dev libeigen3-dev
-               libgsl-dev libboost-math-dev pkg-config locales python3-numpy python3-mpmath git dpkg-dev lintian file man-db valgrind)
+               gnuplot-nox libgsl-dev libboost-math-dev pkg-config locales python3-numpy python3-mpmath git dpkg-dev lintian file man-db valgrind)
 # What is measured against, and with what.
 bench_packages=(valgrind libeigen3-dev libgsl-dev libboost-math-dev miller python3-pandas time)
 fuzz_packages=(clang libclang-rt-14-dev llvm)

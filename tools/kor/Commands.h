@@ -21,6 +21,7 @@ struct Command {
 Command declareAccuracy(CLI::App& root);
 Command declareCompare(CLI::App& root);
 Command declareConvert(CLI::App& root);
+Command declarePlot(CLI::App& root);
 std::vector<Command> declarePrm(CLI::App& root); ///< a group: its subcommands
 Command declareReplay(CLI::App& root);
 Command declareSimulate(CLI::App& root);

@@ -150,8 +150,8 @@ int run(int argc, char** argv)
     }
     root.footer(statuses);
 
-    std::vector<Command> commands = {declareReplay(root), declareSimulate(root), declareAccuracy(root),
-                                     declareCompare(root), declareConvert(root)};
+    std::vector<Command> commands = {declareReplay(root),  declareSimulate(root), declareAccuracy(root),
+                                     declareCompare(root), declareConvert(root),  declarePlot(root)};
     for (const Command& command : declarePrm(root)) {
         commands.push_back(command);
     }
