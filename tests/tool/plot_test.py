@@ -37,9 +37,11 @@ exit $STATUS
 
 
 class Case(unittest.TestCase):
+    on_windows = False # the Windows build draws nothing
+
     def setUp(self):
-        if WINDOWS:
-            self.skipTest("the Windows build draws nothing")
+        if WINDOWS != self.on_windows:
+            self.skipTest("of the Windows build" if self.on_windows else "the Windows build draws nothing")
         place = tempfile.TemporaryDirectory()
         self.addCleanup(place.cleanup)
         self.place = pathlib.Path(place.name)
@@ -47,7 +49,7 @@ class Case(unittest.TestCase):
     def kor(self, *arguments, expect=0, env=None, **options):
         options.setdefault("cwd", self.place)
         environment = {key: value for key, value in os.environ.items() if key not in ("DISPLAY", "WAYLAND_DISPLAY")}
-        done = subprocess.run([*KOR, *map(os.fsencode, arguments)], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+        done = subprocess.run([*KOR, *map(os.fspath if WINDOWS else os.fsencode, arguments)], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                               env={**environment, **(env or {})}, **options)
         self.assertEqual(done.returncode, expect, done.stderr)
         return done.stderr.decode("utf-8", "surrogateescape")
@@ -272,7 +274,7 @@ class Refusals(Case):
         self.assertIn("one of the files to plot", self.kor("plot", recording, "-o", "same.svg", expect=USAGE))
 
 
-class Windows(Case):
+class Desktop(Case):
     def test_a_window_is_opened_where_there_is_a_desktop(self):
         script = self.script(POLARIZER / "polarizer.csv", env={"DISPLAY": ":77"})
         self.assertEqual((self.place / "arguments").read_text().split(), ["--default-settings", "-persist", "-"])
@@ -282,12 +284,12 @@ class Windows(Case):
         self.assertIn("this gnuplot opens no windows; give -o FILE", self.errors)
 
 
-class OtherSystems(unittest.TestCase):
-    @unittest.skipUnless(WINDOWS, "of the Windows build")
+class OtherSystem(Case):
+    on_windows = True
+
     def test_the_windows_build_says_that_it_draws_nothing(self):
-        done = subprocess.run([*KOR, "plot", str(POLARIZER / "polarizer.csv"), "-o", "out.svg"], stderr=subprocess.PIPE)
-        self.assertEqual(done.returncode, UNAVAILABLE)
-        self.assertIn(b"this build starts no other programs", done.stderr)
+        told = self.kor("plot", POLARIZER / "polarizer.csv", "-o", "out.svg", expect=UNAVAILABLE)
+        self.assertIn("this build starts no other programs", told)
 
 
 if __name__ == "__main__":
