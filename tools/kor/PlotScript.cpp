@@ -39,6 +39,7 @@ constexpr int kLine = 17; // of text
 constexpr int kLetter = 7;
 constexpr int kPanel = 165;
 constexpr int kUsualWidth = 1200;
+constexpr int kHighest = 20000;
 constexpr int kMarkSpacing = 12;
 
 constexpr std::size_t kMostStrands = 64;
@@ -196,15 +197,23 @@ private:
             }
             MarkRow gaps{markName(run, "gap"),           rows.gaps.size(), 1, kMildColour, false,
                          std::vector<bool>(m_axis.count)};
-            for (std::size_t row = 0; row < rows.rows(); ++row) {
-                if (rows.verdict(row) != Verdict::usable) {
-                    labels[rows.labelOf[row]].buckets[bucketOf(extent, rows.times[row])] = true;
+            // From one row to another, which are alike.
+            const auto mark = [&](MarkRow& marks, std::size_t from, std::size_t to) {
+                const std::size_t last = bucketOf(extent, rows.times[to]);
+                for (std::size_t bucket = bucketOf(extent, rows.times[from]); bucket <= last; ++bucket) {
+                    marks.buckets[bucket] = true;
                 }
-            }
-            for (const std::size_t row : rows.gaps) {
-                const std::size_t last = bucketOf(extent, rows.times[row]);
-                for (std::size_t bucket = bucketOf(extent, rows.times[row - 1]); bucket <= last; ++bucket) {
-                    gaps.buckets[bucket] = true;
+            };
+            std::size_t at = 0; // in the gaps
+            for (std::size_t row = 0; row < rows.rows(); ++row) {
+                const bool behindGap = at < rows.gaps.size() && rows.gaps[at] == row;
+                at += behindGap ? 1 : 0;
+                if (behindGap) {
+                    mark(gaps, row - 1, row);
+                }
+                if (rows.verdict(row) != Verdict::usable) {
+                    const bool goesOn = row > 0 && !behindGap && rows.labelOf[row - 1] == rows.labelOf[row];
+                    mark(labels[rows.labelOf[row]], goesOn ? row - 1 : row, row);
                 }
             }
             if (gaps.count > 0) {
@@ -393,22 +402,40 @@ private:
                                      fmt::format("title {}", legendText(fmt::format("not finite: {}", row.count))));
             }
         }
-        setRange(range, marked);
-        m_script += fmt::format("set label 2 {} at screen {}, screen {} center rotate noenhanced\n",
-                                gnuplotText(panel.title + (panel.unit.empty() ? "" : " (" + panel.unit + ")")),
-                                14.0 / m_size.width, 1.0 - (top + height / 2) / m_size.height);
+        setRange(range, marked, height);
+        drawPanelName(panel, top, height);
         m_script += fmt::format("set key at screen {}, screen {} left top Left reverse samplen 2 noenhanced\n",
                                 1.0 - static_cast<double>(m_right - 6) / m_size.width, 1.0 - top / m_size.height);
         m_script += "plot " + fmt::format("{}", fmt::join(plots, ", \\\n     ")) + "\n";
-        m_script += "unset label 1\nunset label 2\n";
+        m_script += "unset label 1\nunset label 2\nunset label 3\n";
+    }
+
+    // Title and unit along the panel; one beside the other where the panel is low.
+    void drawPanelName(const Panel& panel, double top, double height)
+    {
+        const std::string unit = panel.unit.empty() ? std::string() : "(" + panel.unit + ")";
+        const auto most = static_cast<std::size_t>(std::max(height / (kLetter - 1), 6.0));
+        const auto drawLabel = [&](int number, const std::string& text, double left) {
+            m_script += fmt::format("set label {} {} at screen {}, screen {} center rotate noenhanced\n", number,
+                                    gnuplotText(shortened(text, most)), left / m_size.width,
+                                    1.0 - (top + height / 2) / m_size.height);
+        };
+        if (panel.title.size() + unit.size() + 1 <= most) {
+            drawLabel(2, unit.empty() ? panel.title : panel.title + " " + unit, 14.0);
+        } else {
+            drawLabel(2, panel.title, 9.0);
+            drawLabel(3, unit, 24.0);
+        }
     }
 
     // The range of values with a margin, below for the marks as well.
-    void setRange(Range range, bool marked)
+    void setRange(Range range, bool marked, double height)
     {
         if (range.least > range.most) {
             range = {-1.0, 1.0};
         }
+        constexpr double kLargest = 1e300; // of what there is a difference of
+        range = {std::clamp(range.least, -kLargest, kLargest), std::clamp(range.most, -kLargest, kLargest)};
         const double middle = range.least / 2 + range.most / 2;
         // A constant has no width, and beside a large number the digits of a small width have no room.
         const double size = std::fabs(middle);
@@ -416,14 +443,29 @@ private:
         const double width = std::max(range.most - range.least, least);
         const double below = std::min(range.least, middle - width / 2) - width * (marked ? 0.14 : 0.05);
         const double above = std::max(range.most, middle + width / 2) + width * 0.05;
+
+        constexpr double kBetweenTics = 22.0; // pixels, at least
+        const double step = roundStep((above - below) / std::max(height / kBetweenTics, 1.0));
         const double largest = std::max(std::fabs(below), std::fabs(above));
         std::string format = "%.4g";
         if (largest < 1e7 && largest >= 1e-3) {
             const int before = static_cast<int>(std::log10(std::max(largest, 1.0))) + (below < 0.0 ? 2 : 1);
-            const int decimals = std::clamp(static_cast<int>(std::ceil(-std::log10(width / 10.0))), 0, 9 - before);
+            const int decimals = std::clamp(static_cast<int>(std::ceil(-std::log10(step) - 1e-9)), 0, 9 - before);
             format = fmt::format("%.{}f", decimals);
         }
-        m_script += fmt::format("set yrange [{}:{}]\nset ytics auto format '{}'\n", below, above, format);
+        m_script += fmt::format("set yrange [{}:{}]\nset ytics {} format '{}'\n", below, above, step, format);
+    }
+
+    // The next larger one of 1, 2, 5, 10, 20 ...
+    static double roundStep(double step)
+    {
+        const double power = std::pow(10.0, std::floor(std::log10(step)));
+        for (const double factor : {1.0, 2.0, 5.0}) {
+            if (factor * power >= step) {
+                return factor * power;
+            }
+        }
+        return 10.0 * power;
     }
 
     // Marks at one height of the second axis: a bar for each stretch, and symbols along it.
@@ -505,7 +547,8 @@ PictureSize usualSize(const std::deque<PlottedRun>& runs, const std::vector<Pane
     for (const PlottedRun& run : runs) {
         marks += run.rows.labels.size() + 1;
     }
-    return {kUsualWidth, height + static_cast<int>(std::min(marks, kMostMarkRows)) * kLine};
+    height += static_cast<int>(std::min(marks, kMostMarkRows)) * kLine;
+    return {kUsualWidth, std::min(height, kHighest)};
 }
 
 std::string plotScript(const std::string& title, const std::deque<PlottedRun>& runs, const std::vector<Panel>& panels,

@@ -17,6 +17,7 @@
 #include "recordings/Reader.h"
 #include "recordings/Recognition.h"
 #include "recordings/Writer.h"
+#include "series/File.h"
 #include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
@@ -28,7 +29,6 @@ namespace kor::tool {
 
 namespace {
 
-using recordings::Content;
 using recordings::Format;
 using recordings::Input;
 using recordings::Output;
@@ -36,6 +36,8 @@ using recordings::Problem;
 using recordings::Result;
 using recordings::Step;
 using recordings::Truth;
+using series::nameOf;
+using Rows = series::Kind; // of a file
 
 struct ConvertRequest {
     using Option = std::optional<std::string>;
@@ -43,22 +45,6 @@ struct ConvertRequest {
     Option inputFormat, format, from, to, every, progress;
     bool skipBad = false;
 };
-
-// What the rows of a file are.
-enum class Rows { recording, results, truth };
-
-const char* nameOf(Rows rows)
-{
-    switch (rows) {
-    case Rows::recording:
-        return "a recording";
-    case Rows::results:
-        return "results";
-    case Rows::truth:
-        break;
-    }
-    return "a truth";
-}
 
 // The command line, understood.
 struct ConvertPlan {
@@ -114,17 +100,9 @@ Part openedPart(const std::string& path)
     if (!source.input) {
         throw Failure(problem);
     }
-    switch (recordings::recognise(recordings::beginning(*source.input)).content) {
-    case Content::resultsCsv:
-    case Content::resultsBinary:
-        source.rows = Rows::results;
-        break;
-    case Content::truthCsv:
-        source.rows = Rows::truth;
-        break;
-    default: // what is no recording either is told by its reader
-        break;
-    }
+    // What holds no rows is told by the reader of recordings.
+    source.rows =
+        series::kindOf(recordings::recognise(recordings::beginning(*source.input)).content).value_or(Rows::recording);
     return source;
 }
 

@@ -153,6 +153,10 @@ series::Series readRows(series::File& file, const PlotPlan& plan, std::vector<st
     if (rows->bad > 0) {
         warn(fmt::format("{}: {} rows that could not be read are left out", rows->title, rows->bad));
     }
+    if (!rows->told) {
+        warn(rows->title + ": there is no column outcome, so samples without an orientation are drawn as others are; "
+                           "replay the recording again to have them marked");
+    }
     if (rows->rows() == 0) {
         throw Failure(kExitDataError,
                       rows->title + (rows->outsideWindow == 0 ? ": there are no rows to plot"
