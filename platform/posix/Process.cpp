@@ -221,6 +221,7 @@ public:
     int start(const std::vector<std::string>& command, const std::vector<Stream>& streams)
     {
         std::vector<char*> argv;
+        argv.reserve(command.size() + 1);
         for (const std::string& argument : command) {
             argv.push_back(const_cast<char*>(argument.c_str()));
         }
@@ -413,6 +414,57 @@ ChildResult runSelf(const std::vector<std::string>& arguments)
     return result;
 }
 
+namespace {
+
+// Writes what can be written without waiting; closes the file when that was all, or when nobody reads it.
+void putSome(File& file, std::string_view& input)
+{
+    const ssize_t put = write(file.descriptor(), input.data(), input.size());
+    if (put >= 0) {
+        input.remove_prefix(static_cast<std::size_t>(put));
+    } else if (errno != EINTR && errno != EAGAIN) {
+        input = {};
+    }
+    if (input.empty()) {
+        file.close();
+    }
+}
+
+// Reads what has come; closes the file at its end.
+void takeSome(File& file, std::string& into)
+{
+    char buffer[65536];
+    const ssize_t got = read(file.descriptor(), buffer, sizeof buffer);
+    if (got > 0) {
+        into.append(buffer, static_cast<std::size_t>(got));
+    } else if (got == 0 || errno != EINTR) {
+        file.close();
+    }
+}
+
+// Until all is closed. A program may write before it has read everything, so neither side may wait for the other one.
+void exchange(File& in, std::string_view input, File& out, std::string& output, File& err, std::string& errors)
+{
+    fcntl(in.descriptor(), F_SETFL, O_NONBLOCK);
+    while (in || out || err) {
+        pollfd waits[] = {{in.descriptor(), POLLOUT, 0}, {out.descriptor(), POLLIN, 0}, {err.descriptor(), POLLIN, 0}};
+        if (poll(waits, 3, -1) < 0) {
+            continue; // a signal
+        }
+        if (waits[0].revents != 0) {
+            putSome(in, input);
+        }
+        if (waits[1].revents != 0) {
+            takeSome(out, output);
+        }
+        if (waits[2].revents != 0) {
+            takeSome(err, errors);
+        }
+    }
+}
+
+} // namespace
+
 ProgramResult runProgram(const std::vector<std::string>& command, std::string_view input, ProgramOutput output)
 {
     ProgramResult result;
@@ -440,43 +492,7 @@ ProgramResult runProgram(const std::vector<std::string>& command, std::string_vi
     out.writing.close();
     errors.writing.close();
 
-    // It may write before it has read everything, so neither side may wait for the other one.
-    fcntl(in.writing.descriptor(), F_SETFL, O_NONBLOCK);
-    File* const ends[] = {&in.writing, &out.reading, &errors.reading};
-    std::string* const into[] = {nullptr, &result.output, &result.errors};
-    while (in.writing || out.reading || errors.reading) {
-        if (in.writing && input.empty()) {
-            in.writing.close();
-            continue;
-        }
-        pollfd waits[3] = {};
-        for (std::size_t i = 0; i < 3; ++i) {
-            waits[i] = {ends[i]->descriptor(), static_cast<short>(i == 0 ? POLLOUT : POLLIN), 0};
-        }
-        if (poll(waits, 3, -1) < 0) {
-            continue; // a signal
-        }
-        if (waits[0].revents != 0) {
-            const ssize_t put = write(in.writing.descriptor(), input.data(), input.size());
-            if (put >= 0) {
-                input.remove_prefix(static_cast<std::size_t>(put));
-            } else if (errno != EINTR && errno != EAGAIN) {
-                input = {}; // it has ended, or wants no more
-            }
-        }
-        for (std::size_t i = 1; i < 3; ++i) {
-            if (waits[i].revents == 0) {
-                continue;
-            }
-            char buffer[65536];
-            const ssize_t got = read(ends[i]->descriptor(), buffer, sizeof buffer);
-            if (got > 0) {
-                into[i]->append(buffer, static_cast<std::size_t>(got));
-            } else if (got == 0 || errno != EINTR) {
-                ends[i]->close();
-            }
-        }
-    }
+    exchange(in.writing, input, out.reading, result.output, errors.reading, result.errors);
     result.status = child.waitForEnd();
     return result;
 }

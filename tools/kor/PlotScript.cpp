@@ -172,58 +172,78 @@ private:
         return series::decimated(line.run->rows, *line.column, extentOf(*line.run), strand.begin, strand.end);
     }
 
-    // Gaps, labels of rows that are not usable, and values that are not finite, of each run.
+    // The gaps of each run, and its rows that are not usable.
     void findMarks()
     {
         for (const PlottedRun& run : m_runs) {
-            const Extent extent = extentOf(run);
-            const series::Series& rows = run.rows;
-            std::vector<MarkRow> labels(rows.labels.size());
-            const std::vector<std::size_t> counts = rows.counts();
-            int triangles = 0;
-            for (std::size_t i = 0; i < labels.size(); ++i) {
-                MarkRow& row = labels[i];
-                row.name = markName(run, rows.labels[i].name);
-                row.count = counts[i];
-                row.buckets.resize(m_axis.count);
-                const Verdict verdict = rows.labels[i].verdict;
-                row.inPanels = verdict == Verdict::rejected || verdict == Verdict::unusable;
-                constexpr std::array<int, 4> kShapes = {8, 10, 12, 4}; // triangles, diamond, square: hollow
-                row.marker = verdict == Verdict::rejected          ? 2 // a cross
-                             : verdict == Verdict::beforeReference ? 6 // a circle
-                                                                   : kShapes[static_cast<std::size_t>(triangles) % 4];
-                triangles += verdict == Verdict::unusable ? 1 : 0;
-                row.colour = verdict == Verdict::beforeReference ? kMildColour : kMarkColour;
-            }
-            MarkRow gaps{markName(run, "gap"),           rows.gaps.size(), 1, kMildColour, false,
+            const std::vector<series::Label>& labels = run.rows.labels;
+            std::vector<MarkRow> marks = emptyMarks(run);
+            MarkRow gaps{markName(run, "gap"),           run.rows.gaps.size(), 1, kMildColour, false,
                          std::vector<bool>(m_axis.count)};
-            // From one row to another, which are alike.
-            const auto mark = [&](MarkRow& marks, std::size_t from, std::size_t to) {
-                const std::size_t last = bucketOf(extent, rows.times[to]);
-                for (std::size_t bucket = bucketOf(extent, rows.times[from]); bucket <= last; ++bucket) {
-                    marks.buckets[bucket] = true;
-                }
-            };
-            std::size_t at = 0; // in the gaps
-            for (std::size_t row = 0; row < rows.rows(); ++row) {
-                const bool behindGap = at < rows.gaps.size() && rows.gaps[at] == row;
-                at += behindGap ? 1 : 0;
-                if (behindGap) {
-                    mark(gaps, row - 1, row);
-                }
-                if (rows.verdict(row) != Verdict::usable) {
-                    const bool goesOn = row > 0 && !behindGap && rows.labelOf[row - 1] == rows.labelOf[row];
-                    mark(labels[rows.labelOf[row]], goesOn ? row - 1 : row, row);
-                }
-            }
+            markRows(run, gaps, marks);
             if (gaps.count > 0) {
                 addMarks(std::move(gaps));
             }
-            for (std::size_t i = 0; i < labels.size(); ++i) {
-                if (rows.labels[i].verdict != Verdict::usable) {
-                    addMarks(std::move(labels[i]));
+            for (std::size_t i = 0; i < marks.size(); ++i) {
+                if (labels[i].verdict != Verdict::usable) {
+                    addMarks(std::move(marks[i]));
                 }
             }
+        }
+    }
+
+    // One for each label.
+    std::vector<MarkRow> emptyMarks(const PlottedRun& run) const
+    {
+        constexpr int kCross = 2;
+        constexpr int kCircle = 6;
+        constexpr std::array<int, 4> kOthers = {8, 10, 12, 4}; // triangles, diamond, square
+        std::vector<MarkRow> marks;
+        const std::vector<std::size_t> counts = run.rows.counts();
+        std::size_t others = 0;
+        for (std::size_t i = 0; i < counts.size(); ++i) {
+            const series::Label& label = run.rows.labels[i];
+            MarkRow row{markName(run, label.name),      counts[i], kCross, kMarkColour, true,
+                        std::vector<bool>(m_axis.count)};
+            if (label.verdict == Verdict::beforeReference) {
+                row.marker = kCircle;
+                row.colour = kMildColour;
+                row.inPanels = false;
+            } else if (label.verdict == Verdict::unusable) {
+                row.marker = kOthers[others++ % kOthers.size()];
+            } else if (label.verdict == Verdict::usable) {
+                row.inPanels = false;
+            }
+            marks.push_back(std::move(row));
+        }
+        return marks;
+    }
+
+    void markRows(const PlottedRun& run, MarkRow& gaps, std::vector<MarkRow>& labels) const
+    {
+        const series::Series& rows = run.rows;
+        std::size_t at = 0; // in the gaps
+        for (std::size_t row = 0; row < rows.rows(); ++row) {
+            const bool behindGap = at < rows.gaps.size() && rows.gaps[at] == row;
+            if (behindGap) {
+                mark(run, gaps, row - 1, row);
+                ++at;
+            }
+            if (rows.verdict(row) != Verdict::usable) {
+                const bool goesOn = row > 0 && !behindGap && rows.labelOf[row - 1] == rows.labelOf[row] &&
+                                    rows.times[row - 1] <= rows.times[row];
+                mark(run, labels[rows.labelOf[row]], goesOn ? row - 1 : row, row);
+            }
+        }
+    }
+
+    // From the time of one row to that of another.
+    void mark(const PlottedRun& run, MarkRow& marks, std::size_t from, std::size_t to) const
+    {
+        const Extent extent = extentOf(run);
+        const std::size_t last = bucketOf(extent, run.rows.times[to]);
+        for (std::size_t bucket = bucketOf(extent, run.rows.times[from]); bucket <= last; ++bucket) {
+            marks.buckets[bucket] = true;
         }
     }
 
@@ -290,7 +310,7 @@ private:
     // A block of data; its name.
     std::string block(const std::string& lines)
     {
-        const std::string name = fmt::format("$d{}", m_blocks++);
+        std::string name = fmt::format("$d{}", m_blocks++);
         m_data += name + " << EOD\n" + lines + "EOD\n";
         return name;
     }
@@ -301,46 +321,40 @@ private:
     };
 
     // The line through the rows of a column, and dots for rows that no line leads to.
-    void takeLine(const PlottedLine& line, std::string& path, std::string& dots, Range& range, MarkRow& notFinite)
+    void takeLine(const PlottedLine& line, std::string& path, std::string& dots, Range& range, MarkRow& notFinite) const
     {
-        const series::Series& rows = line.run->rows;
-        const auto pointOf = [&](std::size_t row) {
-            const double value = line.column->at(row);
-            range.least = std::min(range.least, value);
-            range.most = std::max(range.most, value);
-            const double time = m_axis.of(rows.times[row] - line.run->origin);
-            return line.column->floats.empty() ? fmt::format("{} {}\n", time, value)
-                                               : fmt::format("{} {}\n", time, line.column->floats[row]);
-        };
-        for (const series::Strand& strand : series::strands(rows, kMostStrands)) {
+        for (const series::Strand& strand : series::strands(line.run->rows, kMostStrands)) {
             const std::vector<Bucket> buckets = bucketsOf(line, strand);
-            std::string piece; // of the line without a break
-            std::size_t points = 0;
-            const auto finish = [&] {
-                (points == 1 ? dots : path) += piece + (points == 1 ? "" : "\n");
-                piece.clear();
-                points = 0;
-            };
+            std::vector<std::size_t> piece; // rows of the line without a break
             for (std::size_t i = 0; i < buckets.size(); ++i) {
                 if (buckets[i].notFinite > 0) {
                     notFinite.count += buckets[i].notFinite;
                     notFinite.buckets[i] = true;
                 }
-                if (buckets[i].drawn == 0) {
-                    continue;
+                if (buckets[i].drawn > 0 && !buckets[i].joined) {
+                    takePiece(line, piece, path, dots, range);
+                    piece.clear();
                 }
-                if (!buckets[i].joined && points > 0) {
-                    finish();
-                }
-                for (const std::size_t row : buckets[i].rows()) {
-                    piece += pointOf(row);
-                    ++points;
-                }
+                const std::vector<std::size_t> rows = buckets[i].rows();
+                piece.insert(piece.end(), rows.begin(), rows.end());
             }
-            if (points > 0) {
-                finish();
-            }
+            takePiece(line, piece, path, dots, range);
         }
+    }
+
+    void takePiece(const PlottedLine& line, const std::vector<std::size_t>& piece, std::string& path, std::string& dots,
+                   Range& range) const
+    {
+        std::string& text = piece.size() == 1 ? dots : path;
+        for (const std::size_t row : piece) {
+            const double value = line.column->at(row);
+            range.least = std::min(range.least, value);
+            range.most = std::max(range.most, value);
+            const double time = m_axis.of(line.run->rows.times[row] - line.run->origin);
+            text += line.column->floats.empty() ? fmt::format("{} {}\n", time, value)
+                                                : fmt::format("{} {}\n", time, line.column->floats[row]);
+        }
+        text += piece.size() > 1 ? "\n" : "";
     }
 
     void drawPanel(const Panel& panel, bool first, double top, double height)
