@@ -42,6 +42,8 @@ tells 0 convert two_results.korinfo two_again.csv.gz
 tells 0 convert one.csv one.korraw.zst
 tells 0 convert one.korraw.zst one_again.csv --every 3
 tells 65 convert cut.korraw whole.csv
+tells 0 plot two_results.csv two_results.korinfo one.korraw.zst --truth two_truth.csv -o pictures.svg.gz
+tells 64 plot one.csv --columns none -o none.png
 tells 0 simulate "${one[@]}" --motion "$data/polarizer/way_points.csv" --samples 60 -o made.csv --truth made_truth.csv
 tells 0 accuracy --mode 9 --poses 20
 tells 0 accuracy --budget "${two[@]}"
