@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Builds the library and the tool, replays the shipped recordings and holds the results against the truth.
+# Builds the library and the tool, replays the shipped recordings, holds the results against the truth and writes a page
+# about one of them.
 # Installs what it needs (Debian 12; root or sudo).
 set -euo pipefail
 cd "$(dirname "$0")"
@@ -85,5 +86,10 @@ for folder in data/*/; do
     printf '%-18s' "$name"
     "$kor" compare --brief "$results/$name.csv" "$folder${name}_truth.csv"
 done
+echo
+echo "== A page to look at: findings, orientation in space, charts, errors, parameters"
+"$kor" report "$results/polarizer.csv" --truth data/polarizer/polarizer_truth.csv --prm data/polarizer --id 1005 \
+    -o "$results/report.html"
+echo "open $results/report.html in a browser; it needs no network"
 echo
 echo "The tool: $kor. All results: $results"

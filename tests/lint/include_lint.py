@@ -62,7 +62,7 @@ FOLDERS = {
     "bench": Folder(None, foreign=r".*"),
     "fuzz": Folder(None, foreign=r".*"),
 }
-GENERATED = {"MessageTable.inc"}
+GENERATED = {"MessageTable.inc", "ReportPage.inc"}
 INCLUDE = re.compile(r'^\s*#\s*include\s*([<"])([^>"]+)[>"]')
 STANDARD = re.compile(r"[a-z_0-9]+")
 SYSTEM = re.compile(r"(sys|linux|netinet|arpa)/.*|[a-z_0-9]+\.h")

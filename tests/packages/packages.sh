@@ -179,7 +179,7 @@ zip)
     ;;
 manual)
     options() { grep -oE '(^|[^a-z-])--[a-z][a-z-]*' | grep -oE '[a-z][a-z-]*$' | sort -u; }
-    for part in replay simulate accuracy compare convert plot "prm check" "prm show" "prm json" "prm from-json" "prm diff" "prm rewrite" "prm new"; do
+    for part in replay simulate accuracy compare convert plot report "prm check" "prm show" "prm json" "prm from-json" "prm diff" "prm rewrite" "prm new"; do
         read -ra words <<<"$part"
         "$build/tools/kor" "${words[@]}" --help | options | grep -vx help >"$work/help"
         awk -v heading=".SH KOR ${part^^}" '/^\.SH/ { inside = $0 == heading; next } inside' "$root/docs/man/kor.1" |
@@ -193,7 +193,7 @@ manual)
         awk -v heading=".SH $heading" '/^\.SH/ { inside = $0 == heading; next } inside' "$root/docs/man/kor.1" >"$work/part"
         [ "$(wc -l <"$work/part")" -ge 5 ] || fail "docs/man/kor.1 says nothing under $heading"
     done
-    printf '%s\n' accuracy compare convert plot prm replay simulate | diff "$work/help" - || fail "a subcommand lacks its part of docs/man/kor.1 and of this test"
+    printf '%s\n' accuracy compare convert plot prm replay report simulate | diff "$work/help" - || fail "a subcommand lacks its part of docs/man/kor.1 and of this test"
     ;;
 *)
     fail "unknown check $check"

@@ -24,11 +24,15 @@ Command declareConvert(CLI::App& root);
 Command declarePlot(CLI::App& root);
 std::vector<Command> declarePrm(CLI::App& root); ///< a group: its subcommands
 Command declareReplay(CLI::App& root);
+Command declareReport(CLI::App& root);
 Command declareSimulate(CLI::App& root);
 
 /// Writes a file that appears complete or not at all; "-" is standard output. Throws Failure.
 void writeOutput(const std::string& path, const std::string& text);
 void print(const std::string& text); ///< to standard output
+
+/// The command line that the program was started with, words in quotation marks where they need them.
+std::string commandLine();
 
 /// One line or several on standard error, the tool's name in front. Never fails.
 void complain(const std::string& text);

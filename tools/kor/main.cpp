@@ -30,6 +30,7 @@ void tell(const std::string& text)
 namespace {
 
 MessageCollector* collector = nullptr;
+std::vector<std::string> started; // the arguments of the program
 
 } // namespace
 
@@ -84,6 +85,17 @@ void writeOutput(const std::string& path, const std::string& text)
     if (!output->close()) {
         throw Failure(output->problem());
     }
+}
+
+std::string commandLine()
+{
+    std::string line = "kor";
+    for (const std::string& argument : started) {
+        const bool plain =
+            !argument.empty() && argument.find_first_of(" \t\n\"'\\$&|;<>()*?[]#~`!{}") == std::string::npos;
+        line += plain ? " " + argument : " \"" + argument + "\"";
+    }
+    return line;
 }
 
 void print(const std::string& text)
@@ -151,11 +163,13 @@ int run(int argc, char** argv)
     root.footer(statuses);
 
     std::vector<Command> commands = {declareReplay(root),  declareSimulate(root), declareAccuracy(root),
-                                     declareCompare(root), declareConvert(root),  declarePlot(root)};
+                                     declareCompare(root), declareConvert(root),  declarePlot(root),
+                                     declareReport(root)};
     for (const Command& command : declarePrm(root)) {
         commands.push_back(command);
     }
     const std::vector<std::string> arguments = platform::arguments(argc, argv);
+    started = arguments;
     if (const std::string option = optionWithoutValue(arguments); !option.empty()) {
         tell(fmt::format("kor: {}: found \"\", expected a value\nSee kor --help.\n", shown(option)));
         return kExitUsage;

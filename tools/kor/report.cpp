@@ -1,0 +1,147 @@
+// kor report: one page about results, a truth or a recording, to be looked at in a browser.
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "KORInterface/ParameterCheck.h"
+#include "KORInterface/Status.h"
+
+#include "accuracy/Comparison.h"
+#include "series/File.h"
+#include "tools/kor/CommandLine.h"
+#include "tools/kor/Exit.h"
+#include "tools/kor/MountMode.h"
+#include "tools/kor/Options.h"
+#include "tools/kor/Overwrite.h"
+#include "tools/kor/ParameterFile.h"
+#include "tools/kor/ReportContent.h"
+
+namespace kor::tool {
+
+namespace {
+
+struct ReportRequest {
+    std::string file;
+    std::optional<std::string> truth;
+    std::optional<std::string> prm;
+    std::optional<std::string> id;
+    std::optional<std::string> mode;
+    std::string output;
+};
+
+series::Series readRows(const std::string& path)
+{
+    recordings::Problem problem;
+    std::optional<series::File> file = series::File::open(path, problem);
+    if (!file) {
+        throw Failure(problem);
+    }
+    for (const recordings::Problem& warning : file->warnings()) {
+        warn(messageOf(warning));
+    }
+    std::optional<series::Series> rows = file->read({}, problem);
+    if (!rows) {
+        throw Failure(problem);
+    }
+    if (rows->rows() == 0) {
+        throw Failure(kExitDataError, rows->title + ": found no rows, expected one at least");
+    }
+    return std::move(*rows);
+}
+
+ReportParameters readParameters(const ReportRequest& request)
+{
+    const ParameterSource source{*request.prm, wholeOption<std::int32_t>("--id", *request.id)};
+    const std::int32_t mode = request.mode ? mountModeOption(*request.mode) : kModeOfFile;
+    ReportParameters parameters;
+    parameters.path = source.path();
+    const int status =
+        CheckParameterFile(source.directory.c_str(), static_cast<std::uint32_t>(source.id), mode, parameters.check);
+    if (status == kCannotOpen) {
+        throw Failure(kExitNoInput, cannotOpenText(parameters.path));
+    }
+    if (parameters.check.outOfMemory()) {
+        throw noMemoryFor("the parameter file " + shown(parameters.path));
+    }
+    if (status == kSuccess) {
+        parameters.content = readPrm(parameters.path);
+        parameters.mode = request.mode ? mode : parameters.content->mode();
+    } else {
+        warn(fmt::format("{}: the library refuses this file with {}; the report tells why", shown(parameters.path),
+                         resultText(status, parameters.check.message())));
+    }
+    return parameters;
+}
+
+ReportTruth compareWithTruth(const ReportRequest& request)
+{
+    ReportTruth truth;
+    truth.sides = readSides(request.file, *request.truth, std::nullopt);
+    if (truth.sides.second.kind != SideKind::truth || truth.sides.first.path != request.file) {
+        throw Misuse(fmt::format("--truth: {} holds results, expected a truth of kor simulate", shown(*request.truth)));
+    }
+    for (const Side* side : {&truth.sides.first, &truth.sides.second}) {
+        warnOfNoRotation(*side);
+    }
+    truth.found = accuracy::compared(truth.sides.first.series, truth.sides.second.series, truth.sides.columns);
+    return truth;
+}
+
+int report(const ReportRequest& request)
+{
+    if (request.prm.has_value() != request.id.has_value()) {
+        throw Misuse("--prm and --id go together");
+    }
+    if (request.mode && !request.prm) {
+        throw Misuse("--mode goes with --prm and --id");
+    }
+    if (request.truth && (request.file == "-" || *request.truth == "-")) {
+        throw Misuse("with --truth both files have to be named: the results are read twice");
+    }
+    std::vector<UsedFile> used = {{request.file, "the file that is reported"}};
+    if (request.truth) {
+        used.push_back({*request.truth, "the truth"});
+    }
+    ReportSources sources;
+    if (request.prm) {
+        sources.parameters = readParameters(request);
+        used.push_back({sources.parameters->path, "the parameter file"});
+    }
+    refuseToOverwrite("-o", request.output, used);
+    sources.rows = readRows(request.file);
+    if (request.truth) {
+        sources.truth = compareWithTruth(request);
+    }
+    sources.commandLine = commandLine();
+    sources.version = KOR_VERSION;
+    writeOutput(request.output, reportOf(sources));
+    return kExitOk;
+}
+
+} // namespace
+
+Command declareReport(CLI::App& root)
+{
+    const auto request = std::make_shared<ReportRequest>();
+    Subcommand command(root, "report", "Write a page for the browser: findings, charts, orientation in space");
+    command.required("FILE", request->file, "", "Results of kor replay, a truth, or a recording; - is standard\ninput");
+    command.required("-o,--output", request->output, "PAGE", "The page, report.html for example; - is standard output");
+    command.option("--truth", request->truth, "TRUTH", "Truth of kor simulate: adds the error against it");
+    command.option("--prm", request->prm, "DIR", "Directory of the parameter file that the rows were made with");
+    command.option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm");
+    command.option("--mode", request->mode, "N",
+                   "Mount mode that the rows were made with, in place of the\nfile's own");
+    command.footer("Example:\n"
+                   "  kor report run_results.csv --truth run_truth.csv --prm calibration --id 1005 -o report.html\n\n"
+                   "The page is one file that opens without a network. It has at most 8 MB, with fewer details of\n"
+                   "long files than of short ones; it says which.");
+    return command.runs([request] { return report(*request); });
+}
+
+} // namespace kor::tool
