@@ -44,6 +44,7 @@ NOT_RUN = [
     ("CONTRIBUTING.md", r"scripts/threads\.sh", "minutes under ThreadSanitizer"),
     ("CONTRIBUTING.md", r"(\./)?soak\.sh", "ten minutes; the test endurance.a_short_soak runs fewer samples"),
     ("CONTRIBUTING.md", r"scripts/cppcheck\.sh", "the second step of check.sh"),
+    ("CONTRIBUTING.md", r"scripts/report_size\.py .*", "makes and opens a page of half a million rows"),
     ("docs/reliability.md", r"ctest --preset asan .*", "a test of that preset alone"),
     ("docs/reliability.md", r"\./(fuzz|soak)\.sh.*|scripts/.*|tests/equality/campaign\.sh .*", "minutes and hours"),
     ("CONTRIBUTING.md", r"bench/live\.py .*", "the same; the test bench.live_and_throughput runs it shortly"),
