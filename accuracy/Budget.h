@@ -5,20 +5,17 @@
 #include <string>
 #include <vector>
 
-#include "simulation/Sensor.h"
+#include "accuracy/Inputs.h"
 
 namespace kor::accuracy {
-
-using simulation::Pose;
-using simulation::SensorParameters;
-using simulation::Vec3;
 
 struct Sensitivity {
     std::string group; ///< reading, position, temperature, parameter
     std::string input;
     std::string unit;
     double value = 0.0;
-    Vec3 turn{}; ///< arc-seconds about the tracker's x, y and z per unit
+    std::optional<double> arcSeconds{}; ///< what a unit of an angle, or of a level's table at the reading, is worth
+    Vec3 turn{};                        ///< arc-seconds about the tracker's x, y and z per unit
     /// Of the turn, arc-seconds per unit: the difference between two step widths plus the limit of the model's search.
     double uncertainty = 0.0;
 };
@@ -30,9 +27,6 @@ struct Budget {
     std::vector<Sensitivity> inputs;
 };
 
-/// A pose that suits the mount mode: some metres from the tracker, a little tilted, and such that the model is exact.
-Pose typicalPose(int mode);
-
 /// Sensitivities of the base's orientation to every input of the engine and every number of the parameter file that the
 /// orientation depends on, at a pose.
 ///
@@ -40,8 +34,10 @@ Pose typicalPose(int mode);
 ///           models. The step width is halved again and again from a coarse one; that pair of neighbours is taken that
 ///           agrees best.
 ///        2  Nothing if the sensor cannot look at the tracker in this pose.
-///        3  An encoder or level table counts as shifted as a whole, by a degree of the corrected angle.
-///        4  The machine and local matrices turn the result and are left out.
+///        3  A sensitivity is that to a value which is off in the same way in all samples.
 std::optional<Budget> budgetOf(const SensorParameters& sensor, const Pose& pose);
+
+/// The sensitivity to one input, at a state where the matrix is the reference.
+Sensitivity sensitivityTo(const Input& input, const State& at, const Mat3& reference);
 
 } // namespace kor::accuracy

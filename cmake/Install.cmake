@@ -40,6 +40,7 @@ install(FILES docs/kept-behaviour.md docs/windows.md DESTINATION ${CMAKE_INSTALL
 install(FILES examples/host.cpp DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
 if(KORINTERFACE_BUILD_TOOLS)
   install(FILES docs/formats.md docs/accuracy.md docs/parameter-check.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+  install(FILES examples/uncertainty.json DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
   install(DIRECTORY docs/img DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
   install(DIRECTORY data/polarizer DESTINATION ${CMAKE_INSTALL_DOCDIR}/data)
 endif()

@@ -51,7 +51,7 @@ contains() { # FOLDER PATTERN...: each matches a file that is not empty
 
 # What every user finds: the documents, a host, a recording with its parameter file and its truth.
 documents=(docs/formats.md docs/accuracy.md docs/parameter-check.md docs/img/frames.svg docs/kept-behaviour.md docs/windows.md examples/host.cpp
-           data/polarizer/Tg1005.prm data/polarizer/polarizer.csv data/polarizer/polarizer.korraw
+           examples/uncertainty.json data/polarizer/Tg1005.prm data/polarizer/polarizer.csv data/polarizer/polarizer.korraw
            data/polarizer/polarizer_truth.csv)
 
 reads_well() { # FOLDER: the links of its documents lead somewhere in it, and nothing needs Python

@@ -48,6 +48,7 @@ Json jsonOf(const Budget& budget)
         inputs.push_back({{"group", s.group},
                           {"input", s.input},
                           {"unit", s.unit},
+                          {"unit_arcsec", s.arcSeconds ? Json(*s.arcSeconds) : Json()},
                           {"value", s.value},
                           {"x", s.turn[0]},
                           {"y", s.turn[1]},
@@ -96,12 +97,14 @@ std::string budgetTable(const Budget& budget)
     std::string text =
         fmt::format("mount mode {}, {}: target point at {:g}, {:g}, {:g} mm\n"
                     "turn of the base about the tracker's x, y and z, arc-seconds per unit of the input\n"
-                    "  {:<12} {:<29} {:<10} {:>12} {:>11} {:>11} {:>11} {:>9}\n",
-                    budget.mode, ModelText(ModelOf(budget.mode)), P[0], P[1], P[2], "", "input", "unit", "value",
-                    "about x", "about y", "about z", "+-");
+                    "an angle's unit is also given in arc-seconds, that of a level's table at the level's reading\n"
+                    "  {:<12} {:<29} {:<10} {:>9} {:>12} {:>11} {:>11} {:>11} {:>9}\n",
+                    budget.mode, ModelText(ModelOf(budget.mode)), P[0], P[1], P[2], "", "input", "unit", "arcsec",
+                    "value", "about x", "about y", "about z", "+-");
     for (const Sensitivity& s : budget.inputs) {
-        text += fmt::format("  {:<12} {:<29} {:<10} {:>12.6g} {:>11.4g} {:>11.4g} {:>11.4g} {:>9.1e}\n", s.group,
-                            s.input, s.unit, s.value, s.turn[0], s.turn[1], s.turn[2], s.uncertainty);
+        text += fmt::format("  {:<12} {:<29} {:<10} {:>9} {:>12.6g} {:>11.4g} {:>11.4g} {:>11.4g} {:>9.1e}\n", s.group,
+                            s.input, s.unit, s.arcSeconds ? fmt::format("{:.6g}", *s.arcSeconds) : "-", s.value,
+                            s.turn[0], s.turn[1], s.turn[2], s.uncertainty);
     }
     return text;
 }

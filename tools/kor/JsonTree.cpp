@@ -49,7 +49,7 @@ public:
             refuse(pathBelow(path(), name), "a second value of that name", "each name once");
         }
         if (names.size() == m_limits.members) {
-            refuse(path(), fmt::format("more than {} members", m_limits.members), "the blocks of a parameter file");
+            refuse(path(), fmt::format("more than {} members", m_limits.members), std::string(m_limits.parts));
         }
         names.push_back(name);
         return true;
@@ -58,7 +58,7 @@ public:
     bool parse_error(std::size_t position, const std::string& token, const nlohmann::json::exception& error)
     {
         if (error.id == kNumberOutOfRange) {
-            refuse(placeOfNext(), platform::inQuotes(token), "a number that single precision can hold");
+            refuse(placeOfNext(), platform::inQuotes(token), std::string(m_limits.number));
         }
         const std::string_view before = m_text.substr(0, std::min(position, m_text.size()));
         const auto line = std::count(before.begin(), before.end(), '\n') + 1;
@@ -91,7 +91,7 @@ private:
     bool add(JsonValue::Kind kind, std::string text)
     {
         if (++m_count > m_limits.values) {
-            refuse(path(), fmt::format("more than {} values", m_limits.values), "a parameter file");
+            refuse(path(), fmt::format("more than {} values", m_limits.values), std::string(m_limits.what));
         }
         JsonValue value{.kind = kind, .text = std::move(text)};
         if (m_open.empty()) {
@@ -106,7 +106,7 @@ private:
     {
         if (m_open.size() == m_limits.depth) {
             refuse(path(), fmt::format("values more than {} deep in each other", m_limits.depth),
-                   "the blocks of a parameter file");
+                   std::string(m_limits.parts));
         }
         add(kind, {});
         // What is open does not move: only the innermost grows, and its elements are not open.
@@ -189,8 +189,8 @@ std::string JsonValue::excerpt(const JsonValue* value)
 JsonValue parseJson(std::string_view text, const std::string& title, const JsonLimits& limits)
 {
     if (text.size() > limits.bytes) {
-        throw Failure(kExitDataError, fmt::format("{}: found more than {} bytes, expected the JSON of a parameter file",
-                                                  title, limits.bytes));
+        throw Failure(kExitDataError, fmt::format("{}: found more than {} bytes, expected the JSON of {}", title,
+                                                  limits.bytes, limits.what));
     }
     Tree tree(text, title, limits);
     nlohmann::json::sax_parse(text.begin(), text.end(), &tree);

@@ -29,6 +29,10 @@ struct JsonLimits {
     std::size_t values = 2'000'000;
     std::size_t depth = 8;
     std::size_t members = 100; ///< of one object
+    /// What the text is, what it consists of and which numbers it holds, for messages.
+    std::string_view what = "a parameter file";
+    std::string_view parts = "the blocks of a parameter file";
+    std::string_view number = "a number that single precision can hold";
 };
 
 /// Takes a JSON text apart. Throws Failure, status 65, with the title, the place (line and column, or the path of the

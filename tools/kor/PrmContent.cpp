@@ -165,7 +165,7 @@ bool isTable(const ParameterBlockKind& kind)
     return kind.layout == ParameterLayout::encoderTable || kind.layout == ParameterLayout::tiltTable;
 }
 
-std::string readWhole(const std::string& path, std::size_t most)
+std::string readWhole(const std::string& path, std::size_t most, const std::string& kind)
 {
     const bool standard = path == "-";
     const std::string title = standard ? "standard input" : shown(path);
@@ -187,7 +187,7 @@ std::string readWhole(const std::string& path, std::size_t most)
         bytes.append(buffer.data(), static_cast<std::size_t>(length));
         if (bytes.size() > most) {
             throw Failure(kExitDataError,
-                          fmt::format("{}: found more than {} bytes, which no parameter file has", title, most));
+                          fmt::format("{}: found more than {} bytes, which no {} has", title, most, kind));
         }
     }
 }

@@ -59,8 +59,8 @@ std::uint32_t kindOf(std::string_view title);
 bool isTable(const ParameterBlockKind& kind);
 
 /// The bytes of a file, "-" standard input. Throws Failure: 66 if it cannot be opened, 74 if it cannot be read, 65 if
-/// it has more than so many bytes.
-std::string readWhole(const std::string& path, std::size_t most);
+/// it has more than so many bytes, which no file of its kind has.
+std::string readWhole(const std::string& path, std::size_t most, const std::string& kind = "parameter file");
 
 /// The content of a file. Throws Failure: as readWhole, and 65 with the place if the library does not read it.
 /// Notes  1  Values that could not be read are nothing in the content. Any sensor ID will do.

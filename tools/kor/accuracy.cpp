@@ -17,6 +17,7 @@
 
 #include "accuracy/Budget.h"
 #include "accuracy/ClosedLoop.h"
+#include "accuracy/Uncertainty.h"
 #include "platform/Text.h"
 #include "simulation/WayPoints.h"
 #include "tools/kor/AccuracyReport.h"
@@ -27,6 +28,8 @@
 #include "tools/kor/ParameterFile.h"
 #include "tools/kor/Progress.h"
 #include "tools/kor/SimulatedSensor.h"
+#include "tools/kor/UncertaintyFile.h"
+#include "tools/kor/UncertaintyReport.h"
 
 namespace kor::tool {
 
@@ -37,7 +40,7 @@ namespace {
 
 struct AccuracyRequest {
     using Option = std::optional<std::string>;
-    Option mode, poses, seed, progress, pose, prm, id;
+    Option mode, poses, seed, progress, pose, prm, id, uncertainty, trials;
     bool json = false;
     bool budget = false;
     bool force = false;
@@ -59,7 +62,8 @@ Pose poseOption(const std::string& text)
     return wayPointMotion({{0.0, {values[0], values[1], values[2]}, values[3], values[4], values[5]}})->pose(0.0);
 }
 
-// The sensors that a budget is made for: that of a parameter file, or a typical one for each mode that is asked for.
+// The sensors that a budget or an uncertainty is made for: that of a parameter file, or a typical one for each mode
+// that is asked for.
 std::vector<SensorParameters> sensorsOf(const AccuracyRequest& request, int only)
 {
     if (request.prm.has_value() != request.id.has_value()) {
@@ -88,6 +92,27 @@ std::vector<SensorParameters> sensorsOf(const AccuracyRequest& request, int only
     return sensors;
 }
 
+Pose poseOf(const AccuracyRequest& request, int mode)
+{
+    return request.pose ? poseOption(*request.pose) : typicalPose(mode);
+}
+
+Failure unseenTracker(int mode)
+{
+    return {kExitUsage, fmt::format("in mount mode {} the sensor cannot look at the tracker in this pose", mode)};
+}
+
+// Off in degrees: the figures are those of what the model finds.
+void warnIfOff(double off, int mode, const char* what)
+{
+    constexpr double kOff = 0.01; // the pendulum's search stops a tenth of it away
+    if (!(off <= kOff)) {
+        warn(fmt::format("in mount mode {} the model finds the sensor {:.2g} degrees from this pose; the {} is that of "
+                         "what it finds",
+                         mode, off, what));
+    }
+}
+
 int runBudget(const AccuracyRequest& request, int only)
 {
     if (request.poses || request.seed || request.progress) {
@@ -95,19 +120,11 @@ int runBudget(const AccuracyRequest& request, int only)
     }
     std::vector<Budget> budgets;
     for (const SensorParameters& sensor : sensorsOf(request, only)) {
-        const std::optional<Budget> found =
-            budgetOf(sensor, request.pose ? poseOption(*request.pose) : typicalPose(sensor.mode));
+        const std::optional<Budget> found = budgetOf(sensor, poseOf(request, sensor.mode));
         if (!found) {
-            throw Failure(kExitUsage, fmt::format("in mount mode {} the sensor cannot look at the tracker in this pose",
-                                                  sensor.mode));
+            throw unseenTracker(sensor.mode);
         }
-        constexpr double kOff = 0.01; // the pendulum's search stops a tenth of it away
-        if (!(found->off <= kOff)) {
-            warn(fmt::format(
-                "in mount mode {} the model finds the sensor {:.2g} degrees from this pose; the budget is that "
-                "of what it finds",
-                sensor.mode, found->off));
-        }
+        warnIfOff(found->off, sensor.mode, "budget");
         budgets.push_back(*found);
     }
     std::string text = request.json ? budgetJson(budgets) : std::string();
@@ -118,14 +135,66 @@ int runBudget(const AccuracyRequest& request, int only)
     return kExitOk;
 }
 
+int runUncertainty(const AccuracyRequest& request, int only)
+{
+    if (request.poses) {
+        throw Misuse("--uncertainty takes no --poses");
+    }
+    MonteCarloPlan plan;
+    plan.trials = request.trials ? wholeOption<std::uint64_t>("--trials", *request.trials, 100, 1'000'000) : 10'000;
+    plan.seed = request.seed ? wholeOption<std::uint64_t>("--seed", *request.seed) : 1;
+    const ShowProgress show = progressOption(request.progress);
+    const std::vector<InputUncertainty> inputs = readUncertainties(*request.uncertainty);
+    const std::vector<SensorParameters> sensors = sensorsOf(request, only);
+
+    // Of an input that both ways differ on, trials are added.
+    std::uint64_t parts = 0;
+    for (const InputUncertainty& input : inputs) {
+        parts += (input.noise > 0.0 ? 1 : 0) + (input.constant > 0.0 ? 1 : 0);
+    }
+    Progress progress(show, "uncertainty", sensors.size() * (plan.trials + parts * plan.alone()), "trials");
+    std::uint64_t done = 0;
+    std::vector<Uncertainty> found;
+    for (const SensorParameters& sensor : sensors) {
+        const std::optional<Uncertainty> one =
+            uncertaintyOf(sensor, poseOf(request, sensor.mode), inputs, plan, [&progress, &done] {
+                if (++done % 256 == 0) {
+                    progress.update(done, done);
+                }
+            });
+        if (!one) {
+            throw unseenTracker(sensor.mode);
+        }
+        warnIfOff(one->off, sensor.mode, "uncertainty");
+        found.push_back(*one);
+    }
+    progress.clear();
+    std::string text = request.json ? uncertaintyJson(found, plan) : std::string();
+    for (std::size_t i = 0; i < found.size() && !request.json; ++i) {
+        text += (i > 0 ? "\n" : "") + uncertaintyTable(found[i], plan);
+    }
+    print(text);
+    tell(fmt::format("seed: {}\n", plan.seed));
+    return kExitOk;
+}
+
 int runAccuracy(const AccuracyRequest& request)
 {
     const int only = request.mode ? mountModeOption(*request.mode) : 0;
+    if (request.budget && request.uncertainty) {
+        throw Misuse("--budget and --uncertainty exclude each other");
+    }
+    if (request.trials && !request.uncertainty) {
+        throw Misuse("--trials goes with --uncertainty");
+    }
+    if (request.uncertainty) {
+        return runUncertainty(request, only);
+    }
     if (request.budget) {
         return runBudget(request, only);
     }
     if (request.pose || request.prm || request.id || request.force) {
-        throw Misuse("--pose, --prm, --id and --force go with --budget");
+        throw Misuse("--pose, --prm, --id and --force go with --budget and --uncertainty");
     }
     const std::uint64_t poses =
         request.poses ? wholeOption<std::uint64_t>("--poses", *request.poses, 1, 10'000'000) : 2000;
@@ -176,23 +245,30 @@ Command declareAccuracy(CLI::App& root)
     Subcommand command(root, "accuracy", "Measure how exactly known poses are found again");
     command.option("--mode", request->mode, "M", "One mount mode (default: all):\n" + mountModeNames("\n"));
     command.option("--poses", request->poses, "N", "Poses of each stratum (default: 2000)");
-    command.option("--seed", request->seed, "S", "Seed of the poses (default: 1)");
+    command.option("--seed", request->seed, "S", "Seed of the poses or trials (default: 1)");
     command.flag("--json", request->json, "Print JSON in place of the table");
     command.flag(
         "--budget", request->budget,
         "Print how much the orientation turns per unit of each\ninput and parameter, in place of the measurement");
     command.option(
-        "--pose", request->pose, "X,Y,Z,R,P,Y",
-        "Pose of the budget: target point, mm; roll, pitch and\nyaw of the base, degrees (default: one that suits)");
+        "--uncertainty", request->uncertainty, "FILE",
+        "Print the uncertainty of the orientation that follows\nfrom those of the inputs, which FILE states as JSON");
+    command.option("--trials", request->trials, "N", "Monte Carlo trials of --uncertainty (default: 10000)");
+    command.option("--pose", request->pose, "X,Y,Z,R,P,Y",
+                   "Pose of a budget or uncertainty: target point, mm; roll,\npitch and yaw of the base, degrees "
+                   "(default: one that\nsuits)");
     command.option("--prm", request->prm, "DIR",
-                   "Directory of a parameter file for the budget (default:\na typical sensor)");
+                   "Directory of a parameter file for a budget or an\nuncertainty (default: a typical sensor)");
     command.option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm");
     command.flag("--force", request->force, kForceHelp);
     command.option("--progress", request->progress, "WHEN",
                    "auto (the default: when standard error is a\nterminal), always or never");
     command.footer(
         "True poses go through the inverse of the library and back through it; an error is the angle of the\n"
-        "rotation between the found and the true orientation. Exit status 1 when a stratum is beyond its bound.");
+        "rotation between the found and the true orientation. Exit status 1 when a stratum is beyond its bound.\n"
+        "Uncertainties: by the law of propagation (JCGM 100:2008, 5.1.2) and by Monte Carlo through the model with "
+        "its\n"
+        "filters (JCGM 101:2008), standard and expanded (k = 2), in arc-seconds, with the share of each input.");
     return command.runs([request] { return runAccuracy(*request); });
 }
 
