@@ -10,12 +10,14 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import xml.etree.ElementTree
 
 from program import KOR, posix_only
 
 USAGE = 64
 BAD_DATA = 65
 NO_INPUT = 66
+UNAVAILABLE = 69
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
 MODES = range(1, 11)
 
@@ -242,6 +244,90 @@ class Budget(Case):
             self.run_kor(*options, status=USAGE)
         done = self.run_kor("--budget", "--mode=5", "--pose=0,0,5000,0,0,0", status=USAGE)
         self.assertIn("cannot look at the tracker", done.stderr)
+
+
+@posix_only
+class Plot(Case):
+    """Bars by gnuplot, beside what is printed."""
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = folder.name
+
+    def svg(self, *arguments):
+        """The picture; what is printed is the same as without it."""
+        path = os.path.join(self.folder, "bars.svg")
+        done = self.run_kor(*arguments, "--plot", path)
+        self.assertEqual(done.stdout, self.run_kor(*arguments).stdout)
+        root = xml.etree.ElementTree.parse(path).getroot()
+        return [element.text for element in root.iter("{http://www.w3.org/2000/svg}text")], root
+
+    def test_every_stratum_has_its_bars(self):
+        words, root = self.svg("--mode=5", "--poses=20")
+        wanted = [s["stratum"] + ("" if s["inherent"] is None else " *") for s in self.strata("--mode=5", "--poses=20")]
+        self.assertEqual([w for w in words if w in wanted], wanted)
+        for text in ("Orientation errors of known poses", "mount mode 5, polarizer", "error, arc-seconds", "median",
+                     "99.9 %", "worst", "bound of the worst"):
+            self.assertIn(text, words)
+        self.assertEqual(self.bars(root), [len(wanted)] * 3)
+
+    COLOURS = ("0, 114, 178", "230, 159,   0", " 86, 180, 233")
+
+    def bars(self, root):
+        """How many bars each series has, without the sample of its key."""
+        fills = [e.get("fill", "") for e in root.iter("{http://www.w3.org/2000/svg}polygon")]
+        return [sum(colour in fill for fill in fills) - 1 for colour in self.COLOURS]
+
+    def test_every_input_that_turns_the_base_has_its_bars(self):
+        words, _ = self.svg("--budget", "--mode=10")
+        entries = json.loads(self.run_kor("--budget", "--json", "--mode=10").stdout)["budgets"][0]["inputs"]
+        for i in entries:
+            name = ("position " if i["group"] == "position" else "") + i["input"] + (
+                "" if i["unit"] == "1" else ", per " + i["unit"])
+            self.assertEqual(name in words, math.hypot(i["x"], i["y"], i["z"]) >= 1e-3, name)
+
+    def test_every_mode_has_its_panel(self):
+        words, _ = self.svg("--budget")
+        self.assertEqual(sum(w.startswith("mount mode ") for w in words if w), 10)
+
+    def test_every_form_is_drawn(self):
+        for name, magic in (("a.png", b"\x89PNG\r\n"), ("a.pdf", b"%PDF-"), ("a.svg", b"<?xml"), ("a.svg.gz", b"\x1f\x8b")):
+            path = os.path.join(self.folder, name)
+            self.run_kor("--budget", "--mode=5", "--plot", path)
+            with open(path, "rb") as file:
+                self.assertTrue(file.read().startswith(magic), name)
+
+    def test_an_uncertainty_is_drawn_also_if_it_is_zero(self):
+        example = os.path.join(ROOT, "examples", "uncertainty.json")
+        words, _ = self.svg("--uncertainty", example, "--mode=10", "--trials=100")
+        for text in ("law of propagation", "Monte Carlo", "all together *", "position x, noise *", "Angle Offset 1, constant"):
+            self.assertIn(text, words)
+        none = os.path.join(self.folder, "none.json")
+        with open(none, "w", encoding="utf-8") as file:
+            file.write('{"format": "kor uncertainty 1", "inputs": {}}')
+        words, _ = self.svg("--uncertainty", none, "--mode=5", "--trials=100")
+        self.assertIn("all together", words)
+
+    def test_a_picture_of_another_name_is_refused_before_anything_is_measured(self):
+        for name in ("bars.gif", "bars", "-", ""):
+            done = self.run_kor("--mode=5", "--plot", name, status=USAGE)
+            self.assertIn("expected a name that ends in .svg, .png or .pdf", done.stderr)
+            self.assertEqual(done.stdout, "")
+
+    def test_the_file_of_uncertainties_is_not_overwritten(self):
+        path = os.path.join(self.folder, "u.svg")
+        with open(path, "w", encoding="utf-8") as file:
+            file.write('{"format": "kor uncertainty 1", "inputs": {}}')
+        done = self.run_kor("--uncertainty", path, "--plot", path, "--mode=5", status=USAGE)
+        self.assertIn("the file of uncertainties itself", done.stderr)
+
+    def test_without_gnuplot_the_figures_are_there_and_the_status_says_so(self):
+        path = os.path.join(self.folder, "a.svg")
+        done = self.run_kor("--budget", "--mode=5", "--plot", path, status=UNAVAILABLE, env={**os.environ, "PATH": self.folder})
+        self.assertIn("azimuth encoder", done.stdout)
+        self.assertIn("gnuplot is not installed", done.stderr)
+        self.assertEqual(os.listdir(self.folder), [])
 
 
 class Uncertainty(Case):

@@ -20,11 +20,14 @@
 #include "accuracy/Uncertainty.h"
 #include "platform/Text.h"
 #include "simulation/WayPoints.h"
+#include "tools/kor/AccuracyChart.h"
 #include "tools/kor/AccuracyReport.h"
 #include "tools/kor/CommandLine.h"
 #include "tools/kor/Exit.h"
+#include "tools/kor/Gnuplot.h"
 #include "tools/kor/MountMode.h"
 #include "tools/kor/Options.h"
+#include "tools/kor/Overwrite.h"
 #include "tools/kor/ParameterFile.h"
 #include "tools/kor/Progress.h"
 #include "tools/kor/SimulatedSensor.h"
@@ -40,7 +43,7 @@ namespace {
 
 struct AccuracyRequest {
     using Option = std::optional<std::string>;
-    Option mode, poses, seed, progress, pose, prm, id, uncertainty, trials;
+    Option mode, poses, seed, progress, pose, prm, id, uncertainty, trials, plot;
     bool json = false;
     bool budget = false;
     bool force = false;
@@ -61,6 +64,39 @@ Pose poseOption(const std::string& text)
     }
     return wayPointMotion({{0.0, {values[0], values[1], values[2]}, values[3], values[4], values[5]}})->pose(0.0);
 }
+
+// A picture beside what is printed.
+class Picture {
+public:
+    // Refused before anything is measured.
+    explicit Picture(const AccuracyRequest& request) : m_path(request.plot.value_or(""))
+    {
+        if (!request.plot) {
+            return;
+        }
+        m_kind = pictureNamed(m_path);
+        if (!m_kind) {
+            throw Misuse(
+                fmt::format("--plot: found {}, expected a name that ends in .svg, .png or .pdf", inQuotes(m_path)));
+        }
+        if (request.uncertainty) {
+            refuseToOverwrite("--plot", m_path, {{*request.uncertainty, "the file of uncertainties itself"}});
+        }
+    }
+
+    template <typename Found>
+    void draw(const std::vector<Found>& found) const
+    {
+        if (m_kind) {
+            const BarChart chart = chartOf(found);
+            drawPicture(m_path, *m_kind, usualSize(chart), barScript(chart));
+        }
+    }
+
+private:
+    std::string m_path;
+    std::optional<PictureKind> m_kind;
+};
 
 // The sensors that a budget or an uncertainty is made for: that of a parameter file, or a typical one for each mode
 // that is asked for.
@@ -118,6 +154,7 @@ int runBudget(const AccuracyRequest& request, int only)
     if (request.poses || request.seed || request.progress) {
         throw Misuse("--budget takes neither --poses nor --seed nor --progress");
     }
+    const Picture picture(request);
     std::vector<Budget> budgets;
     for (const SensorParameters& sensor : sensorsOf(request, only)) {
         const std::optional<Budget> found = budgetOf(sensor, poseOf(request, sensor.mode));
@@ -132,6 +169,7 @@ int runBudget(const AccuracyRequest& request, int only)
         text += (i > 0 ? "\n" : "") + budgetTable(budgets[i]);
     }
     print(text);
+    picture.draw(budgets);
     return kExitOk;
 }
 
@@ -144,6 +182,7 @@ int runUncertainty(const AccuracyRequest& request, int only)
     plan.trials = request.trials ? wholeOption<std::uint64_t>("--trials", *request.trials, 100, 1'000'000) : 10'000;
     plan.seed = request.seed ? wholeOption<std::uint64_t>("--seed", *request.seed) : 1;
     const ShowProgress show = progressOption(request.progress);
+    const Picture picture(request);
     const std::vector<InputUncertainty> inputs = readUncertainties(*request.uncertainty);
     const std::vector<SensorParameters> sensors = sensorsOf(request, only);
 
@@ -174,6 +213,7 @@ int runUncertainty(const AccuracyRequest& request, int only)
         text += (i > 0 ? "\n" : "") + uncertaintyTable(found[i], plan);
     }
     print(text);
+    picture.draw(found);
     tell(fmt::format("seed: {}\n", plan.seed));
     return kExitOk;
 }
@@ -200,6 +240,7 @@ int runAccuracy(const AccuracyRequest& request)
         request.poses ? wholeOption<std::uint64_t>("--poses", *request.poses, 1, 10'000'000) : 2000;
     const std::uint64_t seed = request.seed ? wholeOption<std::uint64_t>("--seed", *request.seed) : 1;
     const ShowProgress show = progressOption(request.progress);
+    const Picture picture(request);
 
     struct Task {
         int mode;
@@ -229,6 +270,7 @@ int runAccuracy(const AccuracyRequest& request)
     }
     progress.clear();
     print(request.json ? accuracyJson(findings, seed) : accuracyTable(findings));
+    picture.draw(findings);
     tell(fmt::format("seed: {}\n", seed));
     if (!sound) {
         complain("the library is less exact than recorded: see the strata beyond their bounds");
@@ -254,6 +296,8 @@ Command declareAccuracy(CLI::App& root)
         "--uncertainty", request->uncertainty, "FILE",
         "Print the uncertainty of the orientation that follows\nfrom those of the inputs, which FILE states as JSON");
     command.option("--trials", request->trials, "N", "Monte Carlo trials of --uncertainty (default: 10000)");
+    command.option("--plot", request->plot, "FILE",
+                   "Draw bars by stratum or by input as well; the name of\nFILE ends in .svg, .png or .pdf");
     command.option("--pose", request->pose, "X,Y,Z,R,P,Y",
                    "Pose of a budget or uncertainty: target point, mm; roll,\npitch and yaw of the base, degrees "
                    "(default: one that\nsuits)");
