@@ -22,7 +22,7 @@ constexpr int kAround = 95; // title above a panel, numbers and axis below
 constexpr int kLineText = 18;
 
 // Colours that the colour-blind tell apart, also in grey.
-constexpr const char* kColours[] = {"#0072b2", "#e69f00", "#56b4e9", "#d55e00"};
+constexpr const char* kBarColours[] = {"#0072b2", "#e69f00", "#56b4e9", "#d55e00"};
 
 int columnsOf(const BarChart& chart)
 {
@@ -111,7 +111,7 @@ std::string plotOf(const BarChart& chart, double first)
     for (std::size_t k = 0; k < chart.series.size(); ++k) {
         text += fmt::format("{}$bars{} using 1:2:(1e{:.0f}):1:2:3 with boxxyerror fillstyle solid noborder "
                             "linecolor rgb '{}' title {}",
-                            k == 0 ? "plot " : ", ", k, first, kColours[k % std::size(kColours)],
+                            k == 0 ? "plot " : ", ", k, first, kBarColours[k % std::size(kBarColours)],
                             gnuplotText(chart.series[k]));
     }
     if (!chart.limits.empty()) {

@@ -20,7 +20,6 @@ namespace {
 
 using series::Bucket;
 using series::Extent;
-using series::Verdict;
 
 // Colours that are told apart with every kind of colour vision, on white. Those of the lines; marks are black and grey.
 constexpr std::array<const char*, 7> kColours = {"#0072B2", "#D55E00", "#009E73", "#CC79A7",
@@ -106,7 +105,7 @@ public:
         }
         for (const PlottedRun& run : runs) {
             for (const series::Label& label : run.rows.labels) {
-                if (label.verdict != Verdict::usable) {
+                if (label.verdict != series::Verdict::usable) {
                     longest =
                         std::max(longest, markName(run, label.name).size() + std::string_view(" (100000)").size());
                 }
@@ -185,7 +184,7 @@ private:
                 addMarks(std::move(gaps));
             }
             for (std::size_t i = 0; i < marks.size(); ++i) {
-                if (labels[i].verdict != Verdict::usable) {
+                if (labels[i].verdict != series::Verdict::usable) {
                     addMarks(std::move(marks[i]));
                 }
             }
@@ -205,13 +204,13 @@ private:
             const series::Label& label = run.rows.labels[i];
             MarkRow row{markName(run, label.name),      counts[i], kCross, kMarkColour, true,
                         std::vector<bool>(m_axis.count)};
-            if (label.verdict == Verdict::beforeReference) {
+            if (label.verdict == series::Verdict::beforeReference) {
                 row.marker = kCircle;
                 row.colour = kMildColour;
                 row.inPanels = false;
-            } else if (label.verdict == Verdict::unusable) {
+            } else if (label.verdict == series::Verdict::unusable) {
                 row.marker = kOthers[others++ % kOthers.size()];
-            } else if (label.verdict == Verdict::usable) {
+            } else if (label.verdict == series::Verdict::usable) {
                 row.inPanels = false;
             }
             marks.push_back(std::move(row));
@@ -229,7 +228,7 @@ private:
                 mark(run, gaps, row - 1, row);
                 ++at;
             }
-            if (rows.verdict(row) != Verdict::usable) {
+            if (rows.verdict(row) != series::Verdict::usable) {
                 const bool goesOn = row > 0 && !behindGap && rows.labelOf[row - 1] == rows.labelOf[row] &&
                                     rows.times[row - 1] <= rows.times[row];
                 mark(run, labels[rows.labelOf[row]], goesOn ? row - 1 : row, row);

@@ -31,10 +31,8 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 using platform::printable;
-using series::Column;
 using series::Kind;
 using series::Series;
-using series::Verdict;
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 constexpr std::string_view kErrorColumn = "error against the truth";
@@ -207,19 +205,19 @@ private:
 
     void findStretches()
     {
-        bool started = false; // whether a usable row has come
+        bool hasBegun = false; // whether a usable row has come
         for (std::size_t row = 0; row < m_count;) {
             std::size_t end = row + 1;
             while (end < m_count && m_rows.labelOf[end] == m_rows.labelOf[row]) {
                 ++end;
             }
             const series::Label& label = m_rows.label(row);
-            if (label.verdict == Verdict::usable) {
-                started = true;
+            if (label.verdict == series::Verdict::usable) {
+                hasBegun = true;
                 m_usable += end - row;
             } else {
-                const bool known = label.verdict == Verdict::beforeReference ||
-                                   (!started && label.name == "no_matrix_filters_filling");
+                const bool known = label.verdict == series::Verdict::beforeReference ||
+                                   (!hasBegun && label.name == "no_matrix_filters_filling");
                 m_unusable += known ? 0 : end - row;
                 m_stretches.push_back({row, end - 1, known});
             }
@@ -249,7 +247,7 @@ private:
         for (const Chart& chart : chartsOf(m_rows.kind)) {
             Json columns = Json::array();
             for (const std::string_view name : chart.columns) {
-                const Column* const column = m_rows.column(name);
+                const series::Column* const column = m_rows.column(name);
                 if (column != nullptr || (name == kErrorColumn && m_sources.truth)) {
                     columns.push_back(m_charted.size());
                     m_charted.push_back(column);
@@ -259,7 +257,7 @@ private:
                 m_panels.push_back({{"title", chart.title}, {"unit", chart.unit}, {"columns", columns}});
             }
         }
-        for (const Column& column : m_rows.columns) {
+        for (const series::Column& column : m_rows.columns) {
             if (column.name != "timeStampMs" && column.name != "outcome" && !isMatrixElement(column.name)) {
                 m_values.push_back(&column);
             }
@@ -275,7 +273,7 @@ private:
     // A value as charts have it: nothing where it has no meaning.
     float chartedValue(std::size_t charted, std::size_t row) const
     {
-        const Column* const column = m_charted[charted];
+        const series::Column* const column = m_charted[charted];
         if (column == nullptr) {
             return m_errors[row];
         }
@@ -287,7 +285,7 @@ private:
     std::size_t startRow() const
     {
         for (std::size_t row = 0; row < m_count; ++row) {
-            if (m_rows.verdict(row) == Verdict::usable) {
+            if (m_rows.verdict(row) == series::Verdict::usable) {
                 return row;
             }
         }
@@ -394,7 +392,7 @@ private:
     void tellLevels(const Add& add) const
     {
         for (const char axis : {'X', 'Y'}) {
-            const Column* const out = m_rows.column(fmt::format("level{}_out", axis));
+            const series::Column* const out = m_rows.column(fmt::format("level{}_out", axis));
             std::size_t count = 0;
             std::size_t first = 0;
             for (std::size_t row = m_count; out != nullptr && row-- > 0;) {
@@ -524,7 +522,7 @@ private:
         for (std::size_t i = 0; i < m_rows.labels.size(); ++i) {
             const series::Label& label = m_rows.labels[i];
             // A truth knows the orientation of samples that are not held against it, too.
-            const bool oriented = label.verdict == Verdict::usable || m_rows.kind == Kind::truth;
+            const bool oriented = label.verdict == series::Verdict::usable || m_rows.kind == Kind::truth;
             manifest["labels"].push_back(
                 {{"name", labelText(i)}, {"text", meaningOf(m_rows.kind, label.name)}, {"oriented", oriented}});
         }
@@ -725,7 +723,7 @@ private:
     Json valueColumns() const
     {
         Json list = Json::array();
-        for (const Column* column : m_values) {
+        for (const series::Column* column : m_values) {
             list.push_back({{"name", column->name}, {"unit", column->unit}, {"single", column->doubles.empty()}});
         }
         if (m_sources.truth) {
@@ -742,7 +740,7 @@ private:
         }
         const auto columnOf = [this](std::string_view name) -> Json {
             const auto found = std::find_if(m_values.begin(), m_values.end(),
-                                            [name](const Column* column) { return column->name == name; });
+                                            [name](const series::Column* column) { return column->name == name; });
             return found == m_values.end() ? Json() : Json(found - m_values.begin());
         };
         constexpr std::string_view kNotToScale = " Distances are not to scale.";
@@ -848,7 +846,7 @@ private:
             }
         }
         std::vector<double> values;
-        for (const Column* column : m_values) {
+        for (const series::Column* column : m_values) {
             for (const std::size_t row : rows) {
                 values.push_back(column->at(row));
             }
@@ -980,9 +978,9 @@ private:
     std::size_t m_unusable = 0;  // beside those that every recording begins with
     std::vector<float> m_errors; // arc-seconds, of each row; nan if it is not compared
     Json m_panels = Json::array();
-    std::vector<const Column*> m_charted; // null: the errors
-    std::vector<const Column*> m_values;  // told at the cursor
-    std::array<const Column*, 9> m_matrix{};
+    std::vector<const series::Column*> m_charted; // null: the errors
+    std::vector<const series::Column*> m_values;  // told at the cursor
+    std::array<const series::Column*, 9> m_matrix{};
 };
 
 } // namespace
