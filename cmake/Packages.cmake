@@ -68,9 +68,9 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${kor_library_package} (>= ${PROJECT_VER
 set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS "gnuplot-nox | gnuplot")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION "orientation from the readings of a KOR sensor - command-line tool
-${about}This package holds kor, which replays, compares, plots, converts and
-simulates recordings of a sensor; the description of its file formats, its accuracy,
-and a sample recording.")
+${about}This package holds kor, which replays, compares, plots, reports on,
+converts and simulates recordings of a sensor; the description of its file
+formats, its accuracy, and a sample recording.")
 
 foreach(component LIBRARY DEVELOPMENT TOOLS)
   set(CPACK_DEBIAN_${component}_PACKAGE_PRIORITY optional)

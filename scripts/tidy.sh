@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # Runs clang-tidy with the checks of .clang-tidy. Usage: tidy.sh [FILE...]   (by default every source of the product)
-# Needs the packages that check.sh installs. Nothing is compiled: the preset "tidy" only says how each source would be.
+# Needs the packages that check.sh installs. Nothing is compiled: the preset "tidy" only says how each source would be,
+# and makes the page of kor report, which a source includes.
 # It puts the sources of a folder into one, so that the headers that they share are looked at once.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 
-cmake --preset tidy >"$log" 2>&1 || { cat "$log"; exit 1; }
+{ cmake --preset tidy && cmake --build build/tidy --target kor_page; } >"$log" 2>&1 || { cat "$log"; exit 1; }
 if [ $# -gt 0 ]; then
     files=("$@")
 else

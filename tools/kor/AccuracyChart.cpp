@@ -47,7 +47,7 @@ BarChart chartOf(const std::vector<Finding>& findings)
         }
         std::string name = std::string(f.stratum.name) + (f.stratum.inherent.empty() ? "" : " *");
         if (!f.exceeded().empty()) {
-            name = "BEYOND ITS BOUND: " + name;
+            name.insert(0, "BEYOND ITS BOUND: ");
         }
         chart.panels.back().rows.push_back(
             {name,

@@ -542,6 +542,7 @@ private:
             order.resize(kMostListed);
             std::sort(order.begin(), order.end());
             std::vector<Item> kept;
+            kept.reserve(order.size());
             for (const std::size_t i : order) {
                 kept.push_back(items[i]);
             }

@@ -218,24 +218,8 @@ int runUncertainty(const AccuracyRequest& request, int only)
     return kExitOk;
 }
 
-int runAccuracy(const AccuracyRequest& request)
+int runMeasurement(const AccuracyRequest& request, int only)
 {
-    const int only = request.mode ? mountModeOption(*request.mode) : 0;
-    if (request.budget && request.uncertainty) {
-        throw Misuse("--budget and --uncertainty exclude each other");
-    }
-    if (request.trials && !request.uncertainty) {
-        throw Misuse("--trials goes with --uncertainty");
-    }
-    if (request.uncertainty) {
-        return runUncertainty(request, only);
-    }
-    if (request.budget) {
-        return runBudget(request, only);
-    }
-    if (request.pose || request.prm || request.id || request.force) {
-        throw Misuse("--pose, --prm, --id and --force go with --budget and --uncertainty");
-    }
     const std::uint64_t poses =
         request.poses ? wholeOption<std::uint64_t>("--poses", *request.poses, 1, 10'000'000) : 2000;
     const std::uint64_t seed = request.seed ? wholeOption<std::uint64_t>("--seed", *request.seed) : 1;
@@ -277,6 +261,27 @@ int runAccuracy(const AccuracyRequest& request)
         return kExitBeyondBound;
     }
     return kExitOk;
+}
+
+int runAccuracy(const AccuracyRequest& request)
+{
+    const int only = request.mode ? mountModeOption(*request.mode) : 0;
+    if (request.budget && request.uncertainty) {
+        throw Misuse("--budget and --uncertainty exclude each other");
+    }
+    if (request.trials && !request.uncertainty) {
+        throw Misuse("--trials goes with --uncertainty");
+    }
+    if (request.uncertainty) {
+        return runUncertainty(request, only);
+    }
+    if (request.budget) {
+        return runBudget(request, only);
+    }
+    if (request.pose || request.prm || request.id || request.force) {
+        throw Misuse("--pose, --prm, --id and --force go with --budget and --uncertainty");
+    }
+    return runMeasurement(request, only);
 }
 
 } // namespace
