@@ -47,7 +47,7 @@ static)
     cached() { sed -n "s/^$1:[A-Z]*=//p" "$2/CMakeCache.txt"; }
     same=()
     for variable in CMAKE_BUILD_TYPE CMAKE_CXX_COMPILER CMAKE_CXX_FLAGS CMAKE_CXX_FLAGS_DEBUG CMAKE_CXX_FLAGS_RELEASE \
-        CMAKE_TOOLCHAIN_FILE KORINTERFACE_LIBRARY_OPTIONS KORINTERFACE_SANITIZE; do
+        CMAKE_TOOLCHAIN_FILE KORINTERFACE_JOIN KORINTERFACE_LIBRARY_OPTIONS KORINTERFACE_SANITIZE; do
         value=$(cached "$variable" "$2")
         [ -z "$value" ] || same+=("-D$variable=$value")
     done
