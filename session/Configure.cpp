@@ -95,9 +95,9 @@ int ConfigureAccess::configure(CKor& engine, const CKorPrm& prm, const Configure
             return code;
         }
     }
-    const int code = engine.setMountMode(options.m_hasMountMode ? options.m_mountMode : set.mountMode);
-    // An engine without a model refuses every sample.
-    return code == kSuccess && CKorAccess::state(engine).model == nullptr ? kBadArgument : code;
+    // This succeeds also without memory for a model, and an engine without one refuses every sample.
+    engine.setMountMode(options.m_hasMountMode ? options.m_mountMode : set.mountMode);
+    return CKorAccess::state(engine).model == nullptr ? kBadArgument : kSuccess;
 }
 
 int Configure(CKor& engine, const CKorPrm& prm, const ConfigureOptions& options)

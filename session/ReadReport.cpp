@@ -75,9 +75,7 @@ std::string formatText(const std::string& file, const params::ReadReport& read)
     const std::string message = sentence(params::messageText(read.messageId));
     if (std::string_view(read.expected) != read.block) {
         // Most messages speak of a title, which was there: what was wrong behind it goes first.
-        const char* const what = read.messageId == 0                     ? ""
-                                 : read.messageId == params::kIdMismatch ? "sensor ID: "
-                                                                         : "row count: ";
+        const char* const what = read.messageId == params::kIdMismatch ? "sensor ID: " : "row count: ";
         return placeText(file, read.line, read.block) + what + "found " + foundText(read.found) + ", expected " +
                read.expected + ". " + message;
     }

@@ -291,25 +291,22 @@ void Checks::checkNumbers(const DocumentBlock& block)
 void Checks::checkNumber(const Number& number)
 {
     const Item& item = number.item;
-    const Field* const field = fieldOf(number.block.kind(), number.value());
-    if (field == nullptr || !item.readable) {
-        return;
-    }
+    const Field& field = *fieldOf(number.block.kind(), number.value());
     const char* const title = number.block.kind().title;
     if (!std::isfinite(item.single)) {
         add(Rule::notFinite, item.line, title, number.place(), inQuotes(m_document.textOf(item)),
-            "a number within single precision, " + rangeText(*field),
+            "a number within single precision, " + rangeText(field),
             isUsed(number.block.kind())
                 ? "write the right number; all that is computed with this one becomes nan or infinite"
                 : "write a number; nothing is computed with this one in " + modeText());
         return;
     }
     const double wide = static_cast<double>(item.single);
-    const double size = field->eitherSign ? std::fabs(wide) : wide;
+    const double size = field.eitherSign ? std::fabs(wide) : wide;
     // Zeros fill the fields that only other models use.
-    const bool counts = wide != 0.0 || (field->models & bitOf(m_model)) != 0;
-    if (counts && !(size >= field->least && size <= field->most)) {
-        add(Rule::implausible, item.line, title, number.place(), inQuotes(m_document.textOf(item)), rangeText(*field),
+    const bool counts = wide != 0.0 || (field.models & bitOf(m_model)) != 0;
+    if (counts && !(size >= field.least && size <= field.most)) {
+        add(Rule::implausible, item.line, title, number.place(), inQuotes(m_document.textOf(item)), rangeText(field),
             "look for a lost decimal point, another unit or another block's number");
     }
     checkPrecision(number);
@@ -326,7 +323,7 @@ void Checks::checkPrecision(const Number& number)
     if (first == std::string_view::npos) {
         return;
     }
-    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+    const auto isDigit = [](char c) { return c != '.'; }; // nothing else is left of a number there
     const auto digits = static_cast<std::size_t>(
         std::count_if(mantissa.begin() + static_cast<std::ptrdiff_t>(first), mantissa.end(), isDigit));
     const std::size_t point = mantissa.find('.');
@@ -643,7 +640,7 @@ void Checks::checkTiltCurve(const DocumentBlock& block)
 
 void Checks::checkLimits(const DocumentBlock& block)
 {
-    if (block.extras.size() == kTiltExtras && !(block.extras[0].single < block.extras[1].single)) {
+    if (!(block.extras[0].single < block.extras[1].single)) {
         add(Rule::limitsReversed, block.extras[0].line, block.kind().title, "row of limits",
             shortest(block.extras[0].single) + " to " + shortest(block.extras[1].single),
             "a lower limit below the upper one", "write the lower limit first");
@@ -802,7 +799,7 @@ std::vector<CheckFinding> check(const Document& document, std::optional<std::int
     }
     // A file of another sensor may be sound for all that.
     const bool isMismatch = document.status != kSuccess && document.messageId == kIdMismatch &&
-                            !document.blocks.empty() && document.blocks.front().whole.readable && document.id;
+                            document.blocks.front().whole.readable && document.id;
     if (isMismatch) {
         const DocumentBlock& serial = document.blocks.front();
         findings.add({Rule::idMismatch, serial.whole.line, serial.kind().title, "", std::to_string(serial.number),

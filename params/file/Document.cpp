@@ -250,7 +250,7 @@ private:
 constexpr bool isStrayControl(char c)
 {
     const auto byte = static_cast<unsigned char>(c);
-    return (byte < 0x20 && !(byte >= '\t' && byte <= '\r') && c != kTextEnd) || byte == 0x7F;
+    return (byte < 0x20 && !(byte >= '\t' && byte <= '\r')) || byte == 0x7F;
 }
 
 // Zeros in at least nine of ten places of one parity: the other halves of Latin characters.

@@ -148,36 +148,40 @@ constexpr bool followEachOther()
 }
 static_assert(followEachOther());
 
-bool hasValues(const Block& block)
-{
-    return block.columns > 0;
-}
-
-std::size_t valuesOf(const Block& block)
+constexpr std::size_t valuesOf(const Block& block)
 {
     return block.layout == Layout::tiltTable ? block.columns + kTiltExtras
                                              : std::size_t{block.columns} * std::max<std::size_t>(block.rows, 1);
 }
 
+constexpr bool nameEveryValue(const Block& block)
+{
+    std::size_t named = 0;
+    for (const Field& field : kFields) {
+        named += field.target == block.target ? field.count : 0;
+    }
+    return named >= valuesOf(block);
+}
+static_assert(std::all_of(kBlocks.begin(), kBlocks.end(), nameEveryValue), "fieldOf looks for no end");
+
 } // namespace
 
 const Field* fieldOf(const Block& block, std::size_t value)
 {
-    if (!hasValues(block) || value >= valuesOf(block)) {
+    if (value >= valuesOf(block)) {
         return nullptr;
     }
-    const auto* const end = std::end(kFields);
     const auto* found = std::begin(kFields) + kFirstOf[static_cast<std::size_t>(block.target)];
-    while (found != end && found->target == block.target && value >= std::size_t{found->first} + found->count) {
+    while (value >= std::size_t{found->first} + found->count) {
         ++found;
     }
-    return found != end && found->target == block.target ? found : nullptr;
+    return found;
 }
 
 const char* fieldName(const Block& block, std::size_t value)
 {
     const Field* const field = fieldOf(block, value);
-    return field == nullptr ? "" : field->names[value - field->first];
+    return field->names[value - field->first];
 }
 
 Models modelsOf(const Block& block)

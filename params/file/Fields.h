@@ -38,7 +38,7 @@ struct Field {
 /// The entry for a value of a block, null for a value beyond those that the block has.
 const Field* fieldOf(const Block& block, std::size_t value);
 
-/// The name of that value, "" without.
+/// The name of a value that the block has.
 const char* fieldName(const Block& block, std::size_t value);
 
 /// Which models' orientation depends on a block.

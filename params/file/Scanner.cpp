@@ -117,10 +117,9 @@ std::string_view Scanner::item() noexcept
     return {m_bytes + m_itemAt, std::min(whole, kItemKept)};
 }
 
-// Only after a peek that was not kNone.
+// Only after a peek that was not kNone, and of nothing that ends a line.
 void Scanner::take() noexcept
 {
-    m_line += m_bytes[m_next] == '\n' ? 1U : 0U;
     ++m_next;
 }
 

@@ -217,9 +217,10 @@ std::size_t Structure::endOfLine(std::size_t at, std::size_t limit) const
     return end;
 }
 
+// Of what stands before a token: its title at least.
 std::uint32_t Structure::lineBefore(std::size_t at) const
 {
-    return at == 0 ? 1 : m_tokens[at - 1].line;
+    return m_tokens[at - 1].line;
 }
 
 std::vector<Line> Structure::linesOf(std::size_t begin, std::size_t end) const
@@ -453,10 +454,11 @@ std::size_t Structure::bodyOf(std::size_t block, std::size_t begin, std::size_t 
 // The text has ended where a block is due.
 void Structure::tellEnd(std::size_t due)
 {
-    while (due < kBlocks.size() && kBlocks[due].atEnd != AtEnd::fail) {
+    static_assert(kBlocks.back().atEnd == AtEnd::fail);
+    while (kBlocks[due].atEnd != AtEnd::fail) {
         ++due;
     }
-    if (due < kBlocks.size() && (!kBlocks[due].modeSevenUp || m_mode >= kFirstLongMode)) {
+    if (!kBlocks[due].modeSevenUp || m_mode >= kFirstLongMode) {
         add(Rule::fileEnds, m_lastLine, due, "", "end of file", title(due),
             kBlocks[due].modeSevenUp
                 ? "mount mode " + std::to_string(m_mode) + " needs this block and those behind it; put them back"
