@@ -123,7 +123,8 @@ private:
     std::size_t rowsBody(std::size_t block, std::size_t begin, std::size_t limit);
     std::size_t tableBody(std::size_t block, std::size_t begin, std::size_t limit);
     void compareRows(std::size_t block, const std::vector<Line>& rows, std::int64_t count, std::size_t countAt);
-    std::vector<Line> withoutExtras(std::size_t block, std::vector<Line> lines, std::int64_t count);
+    std::vector<Line> withoutExtras(std::size_t block, std::vector<Line> lines, std::int64_t count,
+                                    std::size_t countAt);
     void missingTitle(std::size_t block, std::uint32_t line, std::string found);
     void tellEnd(std::size_t due);
     void tellSurplus(std::size_t due, std::size_t at);
@@ -331,11 +332,12 @@ std::size_t Structure::rowsBody(std::size_t block, std::size_t begin, std::size_
 }
 
 // The rows of a tilt table without the row of its limits, which is held against its form.
-std::vector<Line> Structure::withoutExtras(std::size_t block, std::vector<Line> lines, std::int64_t count)
+std::vector<Line> Structure::withoutExtras(std::size_t block, std::vector<Line> lines, std::int64_t count,
+                                           std::size_t countAt)
 {
     const char* const expected = "3 numbers: lower limit, upper limit, and a third";
     if (lines.empty() || (lines.back().size() == 2 && static_cast<std::int64_t>(lines.size()) == count)) {
-        add(Rule::missingValue, lines.empty() ? m_lastLine : m_tokens[lines.back().begin].line, block, "row of limits",
+        add(Rule::missingValue, m_tokens[lines.empty() ? countAt : lines.back().begin].line, block, "row of limits",
             "nothing behind the rows", expected, "write the row of the limits behind the rows of the table");
         return lines;
     }
@@ -418,7 +420,7 @@ std::size_t Structure::tableBody(std::size_t block, std::size_t begin, std::size
         const bool fits = count >= 0 && static_cast<std::uint64_t>(count) <= numbers &&
                           2 * static_cast<std::uint64_t>(count) + extras == numbers;
         if (!fits) {
-            compareRows(block, tilt ? withoutExtras(block, lines, count) : lines, count, begin);
+            compareRows(block, tilt ? withoutExtras(block, lines, count, begin) : lines, count, begin);
         }
     }
     if (tilt) {
