@@ -728,6 +728,19 @@ TEST_F(Accessors, afterDestroyTheTablesAreGoneAndTheRestStays)
     EXPECT_TRUE(loadedFlag(m_prm));
 }
 
+TEST_F(Accessors, afterDestroyATableWithoutRowsIsStillEmpty)
+{
+    PrmFile file(firstSensor(9));
+    file[15].body = "0\n";
+    ASSERT_EQ(read(m_prm, file.text()), kSuccess);
+    m_prm.Destroy();
+    unsigned int count = 77;
+    float cell = -1.0F;
+    EXPECT_EQ(m_prm.getAzimuthComp(count, &cell), kSuccess);
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(cell, -1.0F);
+}
+
 TEST_F(Accessors, afterDestroyAFileCanBeReadAgain)
 {
     CKorPrm prm;

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <new>
 #include <span>
 #include <string>
 #include <string_view>
@@ -15,7 +16,9 @@
 #include "params/file/ParameterSet.h"
 #include "params/file/Reader.h"
 #include "params/file/Scanner.h"
+#include "params/file/SharedArray.h"
 #include "params/prm_file.h"
+#include "platform/Files.h"
 #include "support/Rounds.h"
 
 namespace {
@@ -269,6 +272,38 @@ TEST(ReportOfBytes, tellsAnIdThatIsAnothers)
         EXPECT_EQ(report.findingCount, 0U);
         EXPECT_TRUE(report.findings.empty());
     }
+}
+
+// A read that fails is no end of the text.
+TEST(ScannerBytes, thatCannotBeReadAreNone)
+{
+    kor::platform::File none;
+    Scanner scanner(none);
+    std::int64_t number = 7;
+    std::string joined;
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        EXPECT_FALSE(scanner.integer(number));
+        EXPECT_EQ(scanner.words(1, joined), 0U);
+        EXPECT_FALSE(scanner.atEnd());
+    }
+    EXPECT_EQ(number, 7);
+}
+
+TEST(ScannerNumbers, areNoWordsThatOnlyBeginLikeThem)
+{
+    for (const char* const text : {"infi", "infix", "infinit", "infinitx", "in", "na", "nax", "nan(", "nan(1"}) {
+        Scanner scanner{std::string_view(text)};
+        float value = 7.0F;
+        EXPECT_EQ(scanner.floats({&value, 1}), 0U) << text;
+        EXPECT_EQ(value, 7.0F) << text;
+    }
+}
+
+TEST(SharedArrays, areNotLargerThanTheAddressSpace)
+{
+    EXPECT_THROW(kor::params::allocateShared<double>(std::numeric_limits<std::size_t>::max()), std::bad_alloc);
+    EXPECT_THROW(kor::params::allocateShared<float>(std::numeric_limits<std::size_t>::max()), std::bad_alloc);
+    EXPECT_EQ(kor::params::sharedCapacity<float>(nullptr), 0U);
 }
 
 } // namespace

@@ -251,6 +251,21 @@ TEST_F(Posix, aCurrentDirectoryThatIsTooLongIsRefused)
     EXPECT_EQ(std::wstring(prm.prmDirectory), m_dir.path().wstring());
 }
 
+TEST_F(Posix, aCurrentDirectoryThatIsGoneIsRefused)
+{
+    const std::filesystem::path before = std::filesystem::current_path();
+    CKorPrm prm;
+    ASSERT_EQ(read(prm, PrmFile(firstSensor(5)).text()), kSuccess);
+    const std::filesystem::path gone = m_dir.path() / "gone";
+    std::filesystem::create_directory(gone);
+    std::filesystem::current_path(gone);
+    std::filesystem::remove(gone);
+    const int result = prm.ReadCalibrationFile(L"", kId);
+    std::filesystem::current_path(before);
+    EXPECT_EQ(result, kCannotOpen);
+    EXPECT_EQ(std::wstring(prm.prmDirectory), m_dir.path().wstring());
+}
+
 TEST_F(Posix, charactersThatNoFileNameCanHoldGive550)
 {
     for (const wchar_t unit : {static_cast<wchar_t>(0xd800), static_cast<wchar_t>(0xdfff),

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <grp.h>
 #include <linux/capability.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -579,12 +580,21 @@ TEST_F(ForcedToDisk, aCopyBesideTheFileThatDoesNotGetThereKeepsFileAndCopy)
 
 TEST_F(ForcedToDisk, aFileSystemThatForcesNothingIsTakenAsItIs)
 {
-    for (const std::size_t n : {1U, 2U}) {
-        m_forced.clear();
-        writeFile(file(), m_text);
-        EXPECT_EQ(rewriteFailing(n, EINVAL), kSuccess);
-        expectReplaced();
+    for (const int error : {EINVAL, ENOTSUP}) {
+        for (const std::size_t n : {1U, 2U}) {
+            m_forced.clear();
+            writeFile(file(), m_text);
+            EXPECT_EQ(rewriteFailing(n, error), kSuccess);
+            expectReplaced();
+        }
     }
+}
+
+TEST_F(ForcedToDisk, againAfterAnInterruption)
+{
+    EXPECT_EQ(rewriteFailing(1, EINTR), kSuccess);
+    EXPECT_EQ(m_forced, (std::vector<std::string>{"$tmp.prm", "$tmp.prm", "replaced"}));
+    expectReplaced();
 }
 
 TEST_F(WriterFaults, aDirectoryThatMayNotBeListedTakesTheReplacement)
@@ -833,6 +843,27 @@ TEST_F(Ownership, whoMayNotKeepTheOwnerKeepsTheGroup)
     // The former owner could not read it either.
     belongTo(kSomebody, kOwnGroup, 0044);
     EXPECT_EQ(afterRewritingBy(dropPrivileges), "0:0 644");
+}
+
+TEST_F(Ownership, ofTheGroupAloneIsKept)
+{
+    belongTo(0, kSomeGroup, 0640);
+    EXPECT_EQ(rewrite(file()), kSuccess);
+    EXPECT_EQ(ownershipOf(file()), "0:4712 640");
+    expectReplaced();
+}
+
+TEST_F(Ownership, whoBelongsToTheGroupKeepsIt)
+{
+    belongTo(kSomebody, kSomeGroup, 0660);
+    EXPECT_EQ(afterRewritingBy([] {
+                  const gid_t group = kSomeGroup;
+                  if (::setgroups(1, &group) != 0) {
+                      kor_test::endChild(1);
+                  }
+                  dropPrivileges();
+              }),
+              "0:4712 660");
 }
 
 // Another group gets no more than everybody has, and the former owner is one of them.

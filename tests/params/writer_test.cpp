@@ -494,6 +494,13 @@ TEST_F(Writer, aTableCountThatTheFileHasNoRoomForFailsWithTheCodeOfItsBlock)
     }
 }
 
+// A file of zeros for millions of rows that are not there would fill the disk.
+TEST_F(Writer, aLargeTableEndsAtItsFirstRowThatIsNotWhole)
+{
+    const std::string before = PrmFile(secondSensor(0)).text(1, 14) + "AZ Calibration Table\n1000001\n";
+    expectFailure(before + "1.5\t2.5\n" + std::string(4100000, 'x'), 616, before + "1.500000\t2.500000\n");
+}
+
 TEST_F(Writer, aTableThatClaimsAllOfTheFileWritesNoMoreThanThatManyRows)
 {
     const std::string before = PrmFile(secondSensor(0)).text(1, 14);

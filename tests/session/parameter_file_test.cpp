@@ -173,6 +173,7 @@ TEST(ParameterFile, tellsEveryValueWithItsTextItsLineAndItsNumbers)
     EXPECT_EQ(told.value(16, 8).line, 0U);
     EXPECT_EQ(told.value(99, 0).line, 0U);
     EXPECT_EQ(told.extra(7, 0).line, 0U);
+    EXPECT_EQ(told.extra(99, 0).line, 0U);
     EXPECT_EQ(told.block(99).kind, kor::ParameterBlockKinds());
 }
 
@@ -241,10 +242,47 @@ TEST(ParameterFile, knowsWhatIsNoText)
     EXPECT_EQ(encoding(""), Encoding::text);
     EXPECT_EQ(encoding(little), Encoding::utf16);
     EXPECT_EQ(encoding(big), Encoding::utf16);
+    EXPECT_EQ(encoding("\xFE\xFF" + big), Encoding::utf16);
     EXPECT_EQ(encoding("\x1F\x8B\x08 and more"), Encoding::compressed);
     EXPECT_EQ(encoding(text + std::string(1, '\0')), Encoding::binary);
     EXPECT_EQ(encoding(text + "\x1A" + std::string(1, '\0')), Encoding::text);
     EXPECT_EQ(encoding("\x01"), Encoding::binary);
+    EXPECT_EQ(encoding("a\x0E"), Encoding::binary);
+    EXPECT_EQ(encoding("a\x7F"), Encoding::binary);
+    EXPECT_EQ(encoding("a\t\n\v\f\r "), Encoding::text);
+}
+
+TEST(ParameterFile, tellsNumbersInEveryFormAndBeyondEveryRange)
+{
+    using kor::params::wideNumberOf;
+    EXPECT_EQ(wideNumberOf("0x1.8p1"), 3.0);
+    EXPECT_EQ(wideNumberOf("-0X1.8P1"), -3.0);
+    EXPECT_EQ(wideNumberOf("+012e1"), 120.0);
+    EXPECT_EQ(wideNumberOf("1e400"), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(wideNumberOf("-1e400"), -std::numeric_limits<double>::infinity());
+    EXPECT_EQ(wideNumberOf("0x1p-2000"), 0.0);
+    EXPECT_TRUE(std::signbit(wideNumberOf("-1e-400")));
+    EXPECT_TRUE(std::isnan(wideNumberOf("nan")));
+}
+
+TEST(ParameterFile, isRefusedWithAnIdBeyondThirtyTwoBits)
+{
+    PrmFile file = sensorFile(5);
+    ParameterFile told;
+    for (const char* const id : {"-2147483649", "4294967296"}) {
+        file[1].body = std::string(id) + "\n";
+        const std::string text = file.text(1, 20);
+        EXPECT_EQ(kor::LoadParameterBytes(told, text.data(), text.size()), kor::kFormatError);
+        EXPECT_EQ(told.message(), 602U);
+        EXPECT_STREQ(told.found(), id);
+        EXPECT_STREQ(told.expected(), "the ID of the sensor");
+        EXPECT_EQ(told.blocks(), 1U);
+    }
+    for (const char* const id : {"-2147483648", "4294967295"}) {
+        file[1].body = std::string(id) + "\n";
+        const std::string text = file.text(1, 20);
+        EXPECT_EQ(kor::LoadParameterBytes(told, text.data(), text.size()), kor::kSuccess) << id;
+    }
 }
 
 TEST(ParameterFile, isFoundByDirectoryAndIdOrByItsPath)
@@ -266,6 +304,30 @@ TEST(ParameterFile, isFoundByDirectoryAndIdOrByItsPath)
     EXPECT_EQ(kor::LoadParameterFile(told, nullptr, 17), kor::kBadArgument);
     EXPECT_EQ(kor::LoadParameterBytes(told, nullptr, 0), kor::kBadArgument);
     EXPECT_EQ(kor::LoadParameterFile(told, std::string(255, 'd').c_str(), 17), kor::kCannotOpen);
+    EXPECT_EQ(kor::LoadParameterFile(told, "\xC0\xAF", 17), kor::kCannotOpen);
+    // A name that lacks the ID asks for none.
+    writeFile(dir.path() / "Tg.prm", text);
+    EXPECT_EQ(kor::LoadParameterFile(told, (dir.path() / "Tg.prm").string().c_str()), kor::kSuccess);
+}
+
+TEST(ParameterFile, isLookedForInTheCurrentDirectoryWithoutAnother)
+{
+    const TempDir dir;
+    writeFile(dir.path() / "Tg17.prm", sensorFile(5).text(1, 20));
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(dir.path());
+    ParameterFile told;
+    EXPECT_EQ(kor::LoadParameterFile(told, "", 17), kor::kSuccess);
+    EXPECT_EQ(kor::LoadParameterFile(told, "", 18), kor::kCannotOpen);
+#ifndef _WIN32 // where the current directory can go
+    const std::filesystem::path gone = dir.path() / "gone";
+    std::filesystem::create_directory(gone);
+    std::filesystem::current_path(gone);
+    std::filesystem::remove(gone);
+    EXPECT_EQ(kor::LoadParameterFile(told, "", 17), kor::kCannotOpen);
+    EXPECT_EQ(told.blocks(), 0U);
+#endif
+    std::filesystem::current_path(before);
 }
 
 TEST(ParameterFile, isNotTakenApartBeyondItsLimit)
@@ -317,6 +379,8 @@ TEST(ParameterFile, isCopiedWhole)
         const ParameterFile other(told);
         EXPECT_EQ(other.blocks(), 27U);
     }
+    const ParameterFile& itself = copy;
+    copy = itself;
     EXPECT_STREQ(copy.block(26).title, "DynamicParameters");
     EXPECT_EQ(copy.value(26, 6).number, 67.0);
 }
@@ -345,6 +409,7 @@ TEST(ParameterFields, nameEveryValueOnce)
         EXPECT_STREQ(kor::ParameterFieldOf(kind, block.fields).name, "");
     }
     EXPECT_STREQ(kor::ParameterBlockKindOf(27).title, "");
+    EXPECT_STREQ(kor::ParameterFieldOf(27, 0).name, "");
     EXPECT_STREQ(kor::ParameterFieldOf(9, 5).name, "m12");
     EXPECT_STREQ(kor::ParameterFieldOf(7, 1).unit, "degrees");
 }
@@ -363,6 +428,9 @@ TEST(ParameterFields, tellWhichModelUsesThem)
     EXPECT_TRUE(ModelUsesField(OrientationModel::twoLevels, 22, 6));
     EXPECT_FALSE(ModelUsesField(OrientationModel::threeVectors, 22, 6));
     EXPECT_FALSE(ModelUsesField(OrientationModel::twoLevels, 22, 7));
+    EXPECT_TRUE(ModelUsesBlock(OrientationModel::polarizer, 19)); // the mount mode, which chooses it
+    EXPECT_FALSE(ModelUsesBlock(OrientationModel::twoLevels, 27));
+    EXPECT_FALSE(ModelUsesField(OrientationModel::twoLevels, 27, 0));
 }
 
 } // namespace

@@ -260,6 +260,22 @@ TEST_F(Report, theNumberOfFindingsKeptIsBounded)
     EXPECT_STREQ(report.finding(4294967295U).text, "");
 }
 
+// Once there are as many, those that fail at one place are still one.
+TEST_F(Report, whatIsBeyondThemIsCountedOnceForEachPlace)
+{
+    PrmFile file = sensorFile(1);
+    file[15].body = "12000\n";
+    for (int row = 0; row < 11000; ++row) {
+        file[15].body += "1e+ ";
+    }
+    file[15].body += "\n";
+    CKorPrm prm;
+    ReadReport report;
+    EXPECT_EQ(reported(prm, file.text(), report), kor::kSuccess) << report.text();
+    EXPECT_EQ(report.findings(), 10000U);
+    EXPECT_EQ(report.allFindings(), 11001U) << "and the title behind the table, where a thousand rows fail";
+}
+
 TEST_F(Report, argumentsAndFilesThatAreNotThere)
 {
     CKorPrm prm;
@@ -316,6 +332,8 @@ TEST_F(Report, aCopyKeepsItsTexts)
         assigned = copy;
         EXPECT_STREQ(copy.finding(0).found, "upright");
     }
+    const ReadReport& itself = assigned;
+    assigned = itself;
     EXPECT_STREQ(assigned.finding(0).found, "upright");
     EXPECT_EQ(assigned.allFindings(), 1U);
 }
