@@ -348,6 +348,134 @@ TEST(WithoutMemory, aCheckThatCannotBeMadeSaysSo)
     expectToThrowOnly<kor::CheckReport>(done);
 }
 
+/// A directory with one parameter file: that of a sensor, changed.
+class ChangedSensor {
+public:
+    ChangedSensor(const std::string& from, const std::string& to)
+    {
+        EXPECT_NE(::mkdtemp(m_directory.data()), nullptr);
+        std::string text = bytesOf(std::string(kSensor) + "/Tg1009.prm");
+        const std::size_t at = text.find(from);
+        EXPECT_NE(at, std::string::npos) << from;
+        std::ofstream(fs::path(m_directory) / "Tg1009.prm", std::ios::binary) << text.replace(at, from.size(), to);
+    }
+    ~ChangedSensor()
+    {
+        std::error_code ignored;
+        fs::remove_all(m_directory, ignored);
+    }
+    ChangedSensor(const ChangedSensor&) = delete;
+    ChangedSensor& operator=(const ChangedSensor&) = delete;
+    const char* directory() const { return m_directory.c_str(); }
+
+private:
+    std::string m_directory = (fs::temp_directory_path() / "kor_changed_XXXXXX").string();
+};
+
+// A word before the last block's numbers leaves these as they were.
+TEST(WithoutMemory, aFindingThatCannotBeKeptIsCounted)
+{
+    const ChangedSensor sensor("DynamicParameters\n", "DynamicParameters\nnone ");
+    int kept = 0;
+    int counted = 0;
+    withEachAllocationFailing(
+        [] { return Reading(); },
+        [&sensor](Reading& to) { return kor::ReadParameterFile(to.prm, sensor.directory(), kId, to.report); },
+        [&](const Reading& to, const Ended& ended, bool) {
+            EXPECT_FALSE(ended.threw);
+            if (ended.result == kor::kSuccess) {
+                EXPECT_EQ(to.report.allFindings(), 1U);
+                EXPECT_TRUE(to.report.findings() == 0 || std::string(to.report.finding(0).found) == "none");
+                EXPECT_NE(to.report.finding(0).text, nullptr);
+                kept += to.report.findings() == 1 ? 1 : 0;
+                counted += to.report.findings() == 0 ? 1 : 0;
+            }
+        });
+    EXPECT_GT(kept, 0);
+    EXPECT_GT(counted, 0);
+}
+
+TEST(WithoutMemory, aFailureKeepsItsMessage)
+{
+    const std::string word(100, 'w');
+    const ChangedSensor sensor("ADM Offset\n", "ADM " + word + "\n");
+    int without = 0;
+    withEachAllocationFailing(
+        [] { return Reading(); },
+        [&sensor](Reading& to) { return kor::ReadParameterFile(to.prm, sensor.directory(), kId, to.report); },
+        [&](const Reading& to, const Ended& ended, bool) {
+            EXPECT_FALSE(ended.threw);
+            EXPECT_EQ(ended.result, kor::kFormatError);
+            EXPECT_EQ(to.report.message(), to.report.outOfMemory() ? 0U : 615U);
+            without += to.report.message() == 615 && *to.report.found() == '\0' ? 1 : 0;
+        });
+    EXPECT_GT(without, 0) << "the title is known to be wrong before what stands there is kept";
+    int refused = 0;
+    withEachAllocationFailing([] { return kor::CheckReport(); },
+                              [&sensor](kor::CheckReport& report) {
+                                  return kor::CheckParameterFile(sensor.directory(), kId, kor::kModeOfFile, report);
+                              },
+                              [&refused](const kor::CheckReport& report, const Ended& ended, bool failed) {
+                                  EXPECT_FALSE(ended.threw);
+                                  EXPECT_EQ(ended.result, kor::kFormatError);
+                                  EXPECT_EQ(report.errors() > 0, !report.outOfMemory());
+                                  EXPECT_TRUE(failed || !report.outOfMemory());
+                                  refused += report.outOfMemory() ? 1 : 0;
+                              });
+    EXPECT_GT(refused, 20);
+}
+
+TEST(WithoutMemory, whatIsRefusedAtOnceIsRefusedAllTheSame)
+{
+    withEachAllocationFailing([] { return Reading(); },
+                              [](Reading& to) { return kor::ReadParameterFile(to.prm, "\xC0\xAF", kId, to.report); },
+                              [](const Reading& to, const Ended& ended, bool failed) {
+                                  EXPECT_FALSE(ended.threw);
+                                  EXPECT_EQ(ended.result, kor::kCannotOpen);
+                                  EXPECT_EQ(*to.report.text() == '\0', failed);
+                              });
+    int untold = 0;
+    withEachAllocationFailing(
+        [] { return kor::ParameterFile(); },
+        [](kor::ParameterFile& file) { return kor::LoadParameterBytes(file, "x", 17179869184ULL); },
+        [&untold](const kor::ParameterFile& file, const Ended& ended, bool failed) {
+            EXPECT_FALSE(ended.threw);
+            EXPECT_EQ(ended.result, kor::kFormatError);
+            EXPECT_EQ(file.outOfMemory(), std::string(file.expected()) == "less than the memory has room for");
+            EXPECT_EQ(std::string(file.found()), failed ? "" : "17179869184 bytes");
+            untold += failed && !file.outOfMemory() ? 1 : 0;
+        });
+    EXPECT_GT(untold, 0) << "the size is known, and could not be kept";
+}
+
+// A table that has been read in part must not be handed out.
+TEST(WithoutMemory, aTableWithoutRowsIsHandedOutOrMissing)
+{
+    const std::string text = bytesOf(std::string(kSensor) + "/Tg1009.prm");
+    const std::size_t begin = text.find("Tilt X Calibration Table");
+    const std::size_t end = text.find("Tilt Y Calibration Table");
+    const ChangedSensor sensor(text.substr(begin, end - begin), "Tilt X Calibration Table\n0\n-20\t20\t0\nDegrees\n");
+    const CKorPrm loaded = readSensor();
+    unsigned int rows = 0;
+    ASSERT_EQ(loaded.getLevelXComp(rows, nullptr, nullptr), kor::kBadArgument);
+    ASSERT_GT(rows, 0U);
+    const std::wstring directory = wide(sensor.directory());
+    int empty = 0;
+    withEachAllocationFailing([&loaded] { return CKorPrm(loaded); },
+                              [&directory](CKorPrm& prm) { return prm.ReadCalibrationFile(directory.c_str(), kId); },
+                              [&](const CKorPrm& prm, const Ended& ended, bool failed) {
+                                  EXPECT_FALSE(ended.threw);
+                                  EXPECT_EQ(ended.result, failed ? kor::kFormatError : kor::kSuccess);
+                                  std::vector<float> table(rows + 3, -1.0F);
+                                  std::vector<double> coefficients(4 * std::size_t{rows}, -1.0);
+                                  unsigned int count = 4711;
+                                  EXPECT_EQ(prm.getLevelXComp(count, table.data(), coefficients.data()), kor::kSuccess);
+                                  EXPECT_TRUE(count == rows || (count == 0 && coefficients[0] == -1.0)) << count;
+                                  empty += failed && count == 0 ? 1 : 0;
+                              });
+    EXPECT_GT(empty, 0);
+}
+
 TEST(WithoutMemory, aRewritingAnswers553AndKeepsTheFile)
 {
     std::string name = (fs::temp_directory_path() / "kor_faults_XXXXXX").string();
