@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 
 namespace kor_test {
@@ -277,6 +278,28 @@ TEST_F(ConfigureEngine, configureTellsWhatCannotBeDone)
     EXPECT_EQ(kor::Configure(small, prm), 20) << "its table holds one row only";
     prm.Destroy();
     EXPECT_EQ(kor::Configure(engine, prm), 551) << "the tables are gone";
+}
+
+// An empty table would fix the size of the engine's at none.
+TEST_F(ConfigureEngine, aFileWithoutEncoderRowsLeavesTheEncodersUncorrected)
+{
+    CKorPrm prm;
+    load(prm, 8, true);
+    std::ifstream in(m_directory / "Tg7.prm", std::ios::binary);
+    std::string text{std::istreambuf_iterator<char>(in), {}};
+    const std::size_t azimuth = text.find("AZ Calibration Table");
+    text.replace(azimuth, text.find("Tilt X Calibration Table") - azimuth,
+                 "AZ Calibration Table\n0\nEL Calibration Table\n0\n");
+    std::ofstream(m_directory / "Tg7.prm", std::ios::binary) << text;
+    ASSERT_EQ(prm.ReadCalibrationFile(m_directory.wstring().c_str(), 7), 0);
+    CKor engine;
+    EXPECT_EQ(kor::Configure(engine, prm), 0);
+    const std::array<float, 6> table = {0, 0.5F, 100, -0.25F, 200, 0.125F};
+    EXPECT_EQ(engine.setAzimuthComp(3, table.data()), 0) << "the engine has no table yet";
+    EXPECT_EQ(engine.setElevationComp(3, table.data()), 0);
+    prm.Destroy();
+    CKor other;
+    EXPECT_EQ(kor::Configure(other, prm), 551) << "the tables of the levels are gone";
 }
 
 } // namespace

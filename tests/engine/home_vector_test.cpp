@@ -291,5 +291,31 @@ TEST(HomeVector, theReferenceAnglesAreAddedToTheResult)
     EXPECT_TRUE(within(solve(shifted).second - solve(at).second, -40.0, 1e-10));
 }
 
+TEST(HomeVector, givesOnlyTheAnglesThatAreAskedFor)
+{
+    const Problem problem = {{1, 0.25, 0}, {0.5, 0.75, 0.125}, {10, 20}, {3, 4, 0}};
+    const Solution both = solve(problem);
+    CKor engine;
+    const auto asked = [&](double* first, double* second) {
+        return engine.Calc_HV0(problem.a, problem.b, problem.reference, problem.measured, first, second);
+    };
+    double angle = 0;
+    EXPECT_EQ(asked(&angle, nullptr), both.ok);
+    EXPECT_TRUE(sameBits(angle, both.first));
+    EXPECT_EQ(asked(nullptr, &angle), both.ok);
+    EXPECT_TRUE(sameBits(angle, both.second));
+    EXPECT_EQ(asked(nullptr, nullptr), both.ok);
+}
+
+TEST(HomeVector, aDirectionThatIsNotANumberGivesAnglesThatAreNone)
+{
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    for (const double x : {-0.5, 0.5}) {
+        const Solution solution = solve({{1, 0.25, 0}, {x, nan, 0.125}, {10, 20}, {3, 4, 0}});
+        EXPECT_TRUE(std::isnan(solution.first)) << x;
+        EXPECT_TRUE(std::isnan(solution.second)) << x;
+    }
+}
+
 } // namespace
 } // namespace kor_test

@@ -153,6 +153,11 @@ TEST(MatrixMultiply, writesOnlyTheProductAndReadsOnlyTheOperands)
     expectSameBits(b, {7, 8, 9});
 }
 
+TEST(MatrixMultiply, ofNothingIsZero)
+{
+    expectSameBits(product({7, 7}, {8, 8}, 2, 0, 2), {0, 0, 0, 0});
+}
+
 TEST(MatrixMultiply, sumsFromTheFirstTermToTheLast)
 {
     const Matrix ones{1, 1, 1};

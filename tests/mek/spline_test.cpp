@@ -520,4 +520,22 @@ TEST(SplinePiece, holdsTheRestOfItsIntervalAndNothingOfAnotherRevision)
     EXPECT_FALSE(piece.holds(4, 4.0F));
 }
 
+TEST(SplinePiece, ofATableThatIsNotThereIsNotKept)
+{
+    const Floats knots{0, 10, 20};
+    const Doubles coeffs{0, 1, 0, 0, 10, 2, 0, 0};
+    const mek::SplineTable tables[] = {
+        {nullptr, coeffs.data(), 2, 3}, {knots.data(), nullptr, 2, 3}, {knots.data(), coeffs.data(), 0, 3}};
+    for (const mek::SplineTable& table : tables) {
+        mek::SplinePiece piece;
+        bool outside = false;
+        bool wantedOutside = false;
+        const float got = mek::findSplinePiece(piece, table, 4.0F, &outside);
+        const auto [at, by, segments, revision] = table;
+        EXPECT_TRUE(sameBits(got, mek::CalcSpline(true, at, by, segments, 4.0F, &wantedOutside)));
+        EXPECT_EQ(outside, wantedOutside);
+        EXPECT_FALSE(piece.holds(3, 4.0F));
+    }
+}
+
 } // namespace

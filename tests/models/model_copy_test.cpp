@@ -113,5 +113,16 @@ TEST(ModelBaseCopy, carriesEveryField)
     EXPECT_EQ(moved.fields(), numbered(1));
 }
 
+TEST(ThreeVectors, handOutTheirOffsetsOnlyWhereThereIsRoom)
+{
+    Open<CKorThreeVec> model;
+    model.set(numbered(1));
+    model.GetQVCMatrix(nullptr, 6);
+    std::array<float, 6> got{};
+    model.GetQVCMatrix(got.data(), 6);
+    EXPECT_EQ(got, numbered(1).qvcMatrix);
+    EXPECT_EQ(model.fields(), numbered(1));
+}
+
 } // namespace
 } // namespace kor_test

@@ -183,6 +183,9 @@ TEST_F(TwoLevelV2Copy, carriesEveryFieldButHasAClosedStreamOfItsOwn)
     OpenV2 assigned;
     assigned = source;
     expectSame(assigned);
+    const OpenV2& itself = assigned;
+    assigned = itself;
+    expectSame(assigned);
     EXPECT_TRUE(source.m_logStream.is_open());
     source.m_logStream.close();
     std::filesystem::remove(file);
