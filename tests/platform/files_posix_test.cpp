@@ -4,24 +4,52 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <random>
 #include <string>
 #include <thread>
 
 #include <fcntl.h>
+#include <linux/capability.h>
 #include <pthread.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/Process.h"
 #include "support/ChildExit.h"
+
+namespace {
+
+// Called before each flock of this program; what it returns is the error that the flock then fails with.
+std::function<int()> g_beforeFlock;
+
+} // namespace
+
+// In place of the system's.
+extern "C" int flock(int descriptor, int operation) noexcept
+{
+    const int error = g_beforeFlock ? g_beforeFlock() : 0;
+    if (error != 0) {
+        errno = error;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_flock, descriptor, operation));
+}
 
 namespace {
 
@@ -40,10 +68,61 @@ protected:
         std::error_code ignored;
         fs::remove_all(m_folder, ignored);
     }
+    void TearDown() override { g_beforeFlock = nullptr; }
     std::string path(const std::string& name) const { return (m_folder / name).string(); }
+    void write(const std::string& name, const std::string& text) const
+    {
+        File file = openFile(path(name), OpenMode::create);
+        EXPECT_TRUE(file.write(text)) << name;
+    }
+    std::string content(const std::string& name) const
+    {
+        File file = openFile(path(name), OpenMode::read);
+        char bytes[64];
+        return {bytes, static_cast<std::size_t>(std::max<std::ptrdiff_t>(file.read(bytes, sizeof bytes), 0))};
+    }
+    std::ptrdiff_t files() const { return std::distance(fs::directory_iterator(m_folder), {}); }
+
+    // Directories, which nobody takes for abandoned files, under every name that a temporary file could have there.
+    void takeTheirNames() const
+    {
+        for (int number = 0; number < 100; ++number) {
+            fs::create_directory(temporary(number));
+        }
+    }
+    fs::path temporary(int number) const
+    {
+        return m_folder / (".kor." + std::to_string(processId()) + "-" + std::to_string(number) + ".tmp");
+    }
 
     fs::path m_folder;
 };
+
+// Permissions do not bind the superuser, unless the capabilities rest for a while.
+class WithoutPrivileges {
+public:
+    WithoutPrivileges()
+    {
+        EXPECT_EQ(::syscall(SYS_capget, &m_header, m_before.data()), 0);
+        std::array<__user_cap_data_struct, 2> none = m_before;
+        none[0].effective = none[1].effective = 0;
+        EXPECT_EQ(::syscall(SYS_capset, &m_header, none.data()), 0);
+    }
+    ~WithoutPrivileges() { EXPECT_EQ(::syscall(SYS_capset, &m_header, m_before.data()), 0); }
+    WithoutPrivileges(const WithoutPrivileges&) = delete;
+    WithoutPrivileges& operator=(const WithoutPrivileges&) = delete;
+
+private:
+    __user_cap_header_struct m_header = {_LINUX_CAPABILITY_VERSION_3, 0};
+    std::array<__user_cap_data_struct, 2> m_before{};
+};
+
+mode_t modeOf(const std::string& path)
+{
+    struct stat status = {};
+    EXPECT_EQ(::stat(path.c_str(), &status), 0) << path;
+    return status.st_mode & 0777U;
+}
 
 struct Pipe {
     explicit Pipe(int flags = 0)
@@ -89,41 +168,92 @@ TEST(PosixPipe, thatDoesNotWaitIsWaitedForByItsWriter)
     EXPECT_EQ(got, much);
 }
 
-TEST(PosixPipe, isReadOnAfterASignal)
-{
-    static std::atomic<int> signals;
-    signals = 0;
-    struct sigaction action = {};
-    action.sa_handler = [](int) { ++signals; };
-    sigemptyset(&action.sa_mask);
-    struct sigaction before = {};
-    ASSERT_EQ(::sigaction(SIGUSR1, &action, &before), 0); // without SA_RESTART: calls are interrupted
+// Counts the signals SIGUSR1, which interrupt calls: they are without SA_RESTART.
+class Interruptions {
+public:
+    Interruptions()
+    {
+        signals = 0;
+        struct sigaction action = {};
+        action.sa_handler = [](int) { ++signals; };
+        sigemptyset(&action.sa_mask);
+        EXPECT_EQ(::sigaction(SIGUSR1, &action, &m_before), 0);
+    }
+    ~Interruptions() { ::sigaction(SIGUSR1, &m_before, nullptr); }
+    Interruptions(const Interruptions&) = delete;
+    Interruptions& operator=(const Interruptions&) = delete;
 
-    Pipe pipe;
-    std::atomic<bool> ended{false};
-    const pthread_t reader = ::pthread_self();
+    static inline std::atomic<int> signals{0};
+
+private:
+    struct sigaction m_before = {};
+};
+
+TEST_F(PosixFiles, areOpenedAfterASignal)
+{
+    ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
+    const Interruptions interruptions;
+    const pthread_t opener = ::pthread_self();
+    File out;
     std::thread other([&] {
         for (int i = 0; i < 20; ++i) {
             std::this_thread::sleep_for(2ms);
-            ::pthread_kill(reader, SIGUSR1);
+            ::pthread_kill(opener, SIGUSR1);
         }
-        EXPECT_FALSE(ended);
-        EXPECT_TRUE(pipe.in.write("x"));
+        out = openAnyForReading(path("pipe"));
     });
-    char byte = 0;
-    EXPECT_EQ(pipe.out.read(&byte, 1), 1);
-    ended = true;
+    File in = openAnyForWriting(path("pipe")); // waits for its reader
     other.join();
-    EXPECT_GT(signals, 0);
+    EXPECT_TRUE(in && out);
+    EXPECT_GT(Interruptions::signals, 0);
+}
+
+TEST(PosixPipe, isReadOnAfterASignal)
+{
+    const Interruptions interruptions;
+    const pthread_t reader = ::pthread_self();
+    for (const int flags : {0, O_NONBLOCK}) {
+        Pipe pipe(flags);
+        std::atomic<bool> ended{false};
+        std::thread other([&] {
+            for (int i = 0; i < 20; ++i) {
+                std::this_thread::sleep_for(2ms);
+                ::pthread_kill(reader, SIGUSR1);
+            }
+            EXPECT_FALSE(ended);
+            EXPECT_TRUE(pipe.in.write("x"));
+        });
+        char byte = 0;
+        EXPECT_EQ(pipe.out.read(&byte, 1), 1);
+        ended = true;
+        other.join();
+        EXPECT_GT(Interruptions::signals.exchange(0), 0);
+    }
 
     // A wait with patience ends by a signal.
+    const Pipe pipe;
     std::thread once([&] {
         std::this_thread::sleep_for(20ms);
         ::pthread_kill(reader, SIGUSR1);
     });
     EXPECT_FALSE(pipe.out.isReadable(60s));
     once.join();
-    ::sigaction(SIGUSR1, &before, nullptr);
+}
+
+// The system refuses to wait for more descriptors than there may be.
+TEST(PosixPipe, thatCannotBeWaitedForGivesAnError)
+{
+    Pipe pipe(O_NONBLOCK);
+    rlimit usual{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &usual), 0);
+    const rlimit none = {0, usual.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+    char byte = 0;
+    const std::ptrdiff_t got = pipe.out.read(&byte, 1);
+    const std::string error = lastError();
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &usual), 0);
+    EXPECT_LT(got, 0);
+    EXPECT_EQ(error, "Invalid argument");
 }
 
 TEST(PosixPipe, needsNoSyncAndHasNoIdentityOrLength)
@@ -244,6 +374,209 @@ TEST_F(PosixFiles, areOneUnderEveryNameButNotBeforeTheyAreMade)
     EXPECT_FALSE(leadToSameFile(path("newer"), path("new")));
     fs::create_symlink("loop", path("loop"));
     EXPECT_TRUE(leadToSameFile(path("loop"), path("loop"))) << "a name that cannot be resolved is itself";
+}
+
+// ---- names and permissions ---------------------------------------------------------------------------------
+
+TEST_F(PosixFiles, withAZeroInTheirNameAreNeitherFoundNorTouched)
+{
+    write("a", "x");
+    ASSERT_EQ(::chmod(path("a").c_str(), 0640), 0);
+    const std::string name = path("a") + std::string(1, '\0') + "b";
+    EXPECT_FALSE(fileStatus(name).exists);
+    EXPECT_FALSE(removeIfAbandoned(name, processId()));
+    File own = openFile(path("own"), OpenMode::createPrivately);
+    own.takePermissionsOf(name);
+    EXPECT_EQ(modeOf(path("own")), 0600U);
+    own.takePermissionsOf(path("a"));
+    EXPECT_EQ(modeOf(path("own")), 0640U);
+    int visited = 0;
+    visitDirectory(m_folder.string() + std::string(1, '\0'), [&visited](const std::string&) { ++visited; });
+    EXPECT_EQ(visited, 0);
+    EXPECT_EQ(content("a"), "x");
+}
+
+TEST_F(PosixFiles, takeWhatTheyMayOfThePermissionsOfAnothersFile)
+{
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "needs the superuser";
+    }
+    write("theirs", "x");
+    ASSERT_EQ(::chown(path("theirs").c_str(), 4711, 4712), 0);
+    ASSERT_EQ(::chmod(path("theirs").c_str(), 0640), 0);
+    File own = openFile(path("own"), OpenMode::createPrivately);
+    {
+        const WithoutPrivileges none;
+        own.takePermissionsOf(path("theirs"));
+    }
+    struct stat status = {};
+    ASSERT_EQ(::stat(path("own").c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, ::geteuid());
+    EXPECT_EQ(status.st_gid, ::getegid());
+    EXPECT_EQ(modeOf(path("own")), 0640U);
+    own.takePermissionsOf(path("theirs"));
+    ASSERT_EQ(::stat(path("own").c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, 4711U);
+    EXPECT_EQ(status.st_gid, 4712U);
+}
+
+TEST_F(PosixFiles, behindALinkThatMayNotBeReadAreNotFound)
+{
+    const WithoutPrivileges none;
+    const char* const link = "/proc/1/exe";
+    char bytes[8];
+    if (::readlink(link, bytes, sizeof bytes) >= 0 || (errno != EACCES && errno != EPERM)) {
+        GTEST_SKIP() << "needs another's process that shows its number";
+    }
+    EXPECT_EQ(behindLinks(link), std::nullopt);
+    EXPECT_EQ(lastError(), "Permission denied");
+}
+
+TEST_F(PosixFiles, onlyAreMovedToAnotherFileSystem)
+{
+    std::string other = "/dev/shm/kor_posix_XXXXXX";
+    struct stat here = {};
+    struct stat there = {};
+    if (::mkdtemp(other.data()) == nullptr) {
+        GTEST_SKIP() << "needs a second file system";
+    }
+    ASSERT_EQ(::stat(m_folder.c_str(), &here) + ::stat(other.c_str(), &there), 0);
+    if (here.st_dev != there.st_dev) {
+        fs::create_directory(path("folder"));
+        EXPECT_FALSE(moveFile(path("folder"), other + "/moved"));
+        EXPECT_TRUE(fs::is_directory(path("folder")));
+        EXPECT_TRUE(fs::is_empty(other));
+    }
+    fs::remove_all(other);
+    if (here.st_dev == there.st_dev) {
+        GTEST_SKIP() << "needs a second file system";
+    }
+}
+
+// ---- temporary files that others come across ---------------------------------------------------------------
+
+// Another run may look for abandoned files between the making of one and its claim.
+TEST_F(PosixFiles, thatAreTemporaryTakeAnotherNameIfTheirsIsClaimedAtOnce)
+{
+    int claims = 0;
+    g_beforeFlock = [&claims] { return ++claims == 1 ? EWOULDBLOCK : 0; };
+    {
+        const TemporaryFile file = TemporaryFile::beside(path("target"));
+        g_beforeFlock = nullptr;
+        ASSERT_TRUE(file);
+        EXPECT_EQ(claims, 2);
+        EXPECT_TRUE(fs::exists(temporary(0))) << "somebody else has it";
+        EXPECT_TRUE(fs::exists(temporary(1)));
+    }
+    EXPECT_FALSE(fs::exists(temporary(1)));
+    EXPECT_TRUE(TemporaryFile::beside(path("target")));
+    EXPECT_EQ(files(), 0) << "it was abandoned";
+}
+
+TEST_F(PosixFiles, onAFileSystemWithoutLocksAreClaimedAndStay)
+{
+    g_beforeFlock = [] { return ENOLCK; };
+    File file = openFile(path("t"), OpenMode::create);
+    EXPECT_TRUE(file.claim());
+    EXPECT_FALSE(removeIfAbandoned(path("t"), processId()));
+    EXPECT_TRUE(fs::exists(path("t")));
+}
+
+TEST_F(PosixFiles, thatTakeThePlaceOfAbandonedOnesMeanwhileStay)
+{
+    write("t", "abandoned");
+    write("new", "in use");
+    g_beforeFlock = [this] {
+        fs::rename(path("new"), path("t"));
+        return 0;
+    };
+    EXPECT_FALSE(removeIfAbandoned(path("t"), processId()));
+    EXPECT_EQ(content("t"), "in use");
+}
+
+TEST_F(PosixFiles, thatAreAbandonedStayInADirectoryThatMayNotBeWritten)
+{
+    write("t", "abandoned");
+    ASSERT_EQ(::chmod(m_folder.c_str(), 0555), 0);
+    {
+        const WithoutPrivileges none;
+        EXPECT_FALSE(removeIfAbandoned(path("t"), processId()));
+    }
+    ASSERT_EQ(::chmod(m_folder.c_str(), 0755), 0);
+    EXPECT_EQ(content("t"), "abandoned");
+    EXPECT_TRUE(removeIfAbandoned(path("t"), processId()));
+}
+
+TEST_F(PosixFiles, thatAreTemporaryNeedANameThatIsFree)
+{
+    takeTheirNames();
+    EXPECT_FALSE(TemporaryFile::beside(path("target")));
+    EXPECT_EQ(lastError(), "File exists");
+    fs::remove(temporary(99));
+    EXPECT_TRUE(TemporaryFile::beside(path("target")));
+}
+
+// ---- files that are replaced together ----------------------------------------------------------------------
+
+TEST_F(PosixFiles, areNotReplacedIfThereIsNoNameToKeepTheOldOneUnder)
+{
+    fs::create_directory(path("beside"));
+    write("one", "old");
+    TemporaryFile first = TemporaryFile::beside(path("beside/one"));
+    TemporaryFile second = TemporaryFile::beside(path("beside/two"));
+    ASSERT_TRUE(first && second);
+    takeTheirNames();
+    EXPECT_EQ(TemporaryFile::takeTheirPlaces({{&first, path("one")}, {&second, path("two")}}), 0U);
+    EXPECT_EQ(lastError(), "File exists");
+    EXPECT_EQ(content("one"), "old");
+    EXPECT_FALSE(fs::exists(path("two")));
+    fs::remove(temporary(99));
+    EXPECT_EQ(TemporaryFile::takeTheirPlaces({{&first, path("one")}, {&second, path("two")}}), 2U);
+    EXPECT_EQ(content("one"), "");
+    EXPECT_EQ(files(), 99 + 3) << "the directories and both files";
+}
+
+TEST_F(PosixFiles, areNotReplacedIfTheOldOneCannotBeKeptForTheLengthOfItsPath)
+{
+    TemporaryFile first = TemporaryFile::beside(path("one"));
+    TemporaryFile second = TemporaryFile::beside(path("two"));
+    ASSERT_TRUE(first && second);
+    // A directory in which only short names fit in the longest path.
+    constexpr std::size_t kDeep = PATH_MAX - 6;
+    std::string name = m_folder.string();
+    while (name.size() < kDeep) {
+        const std::size_t left = kDeep - name.size() - 1;
+        name += "/" + std::string(left > 250 ? 200 : left, 'd');
+        ASSERT_TRUE(fs::create_directory(name)) << name.size();
+    }
+    const std::string target = name + "/t";
+    {
+        File old = openFile(target, OpenMode::create);
+        ASSERT_TRUE(old.write("old"));
+    }
+    EXPECT_EQ(TemporaryFile::takeTheirPlaces({{&first, target}, {&second, path("two")}}), 0U);
+    EXPECT_EQ(lastError(), "File name too long");
+    EXPECT_EQ(fileStatus(target).size, 3U);
+    EXPECT_FALSE(fs::exists(path("two")));
+    EXPECT_TRUE(first.takePlaceOf(target)) << "alone it needs no second name";
+    EXPECT_EQ(fileStatus(target).size, 0U);
+}
+
+TEST_F(PosixFiles, thatMayNotBeWrittenAreReplacedAsOthersAre)
+{
+    write("one", "old");
+    ASSERT_EQ(::chmod(path("one").c_str(), 0444), 0);
+    TemporaryFile first = TemporaryFile::beside(path("one"));
+    TemporaryFile second = TemporaryFile::beside(path("two"));
+    ASSERT_TRUE(first && second);
+    ASSERT_TRUE(first.file.write("new"));
+    {
+        const WithoutPrivileges none;
+        EXPECT_EQ(TemporaryFile::takeTheirPlaces({{&first, path("one")}, {&second, path("two")}}), 2U);
+    }
+    EXPECT_EQ(content("one"), "new");
+    EXPECT_EQ(content("two"), "");
+    EXPECT_EQ(files(), 2);
 }
 
 // ---- terminals ---------------------------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -14,6 +15,7 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -368,4 +370,63 @@ TEST(RunProgram, tellsAMissingProgramFromOneThatCannotBeStarted)
     EXPECT_FALSE(directory.isMissing);
     EXPECT_FALSE(directory.errors.empty());
     EXPECT_EQ(runProgram({"sh", "-c", "kill -KILL $$"}, "", ProgramOutput::passedOn).status, 128 + SIGKILL);
+}
+
+TEST(RunProgram, tellsWhyNothingCanBeStarted)
+{
+    EXPECT_EQ(inChild([] {
+                  const int next = ::dup(STDIN_FILENO);
+                  ::close(next);
+                  rlimit usual{};
+                  ::getrlimit(RLIMIT_NOFILE, &usual);
+                  const rlimit limit = {static_cast<rlim_t>(next), usual.rlim_max};
+                  ::setrlimit(RLIMIT_NOFILE, &limit);
+                  const ProgramResult result = runProgram({"sh", "-c", "exit 0"}, "", ProgramOutput::collected);
+                  ::setrlimit(RLIMIT_NOFILE, &usual);
+                  return !result.started && result.errors == "cannot prepare a process: Too many open files" ? 0 : 1;
+              }),
+              0);
+}
+
+TEST(RunProgram, goesOnAfterASignal)
+{
+    static std::atomic<int> signals;
+    signals = 0;
+    struct sigaction action = {};
+    action.sa_handler = [](int) { ++signals; };
+    sigemptyset(&action.sa_mask);
+    struct sigaction before = {};
+    ASSERT_EQ(::sigaction(SIGUSR1, &action, &before), 0); // without SA_RESTART: calls are interrupted
+    const pthread_t runner = ::pthread_self();
+    std::thread other([&] {
+        for (int i = 0; i < 30; ++i) {
+            std::this_thread::sleep_for(5ms);
+            ::pthread_kill(runner, SIGUSR1);
+        }
+    });
+    // Its streams are closed before it ends, so that both waits are interrupted.
+    const ProgramResult result = runProgram({"sh", "-c", "sleep 0.1; echo done; exec >&- 2>&-; sleep 0.1; exit 3"}, "",
+                                            ProgramOutput::collected);
+    other.join();
+    ::sigaction(SIGUSR1, &before, nullptr);
+    EXPECT_EQ(result.output, "done\n");
+    EXPECT_EQ(result.status, 3);
+    EXPECT_GT(signals, 0);
+}
+
+TEST(Display, isNamedByEitherOfTwoVariables)
+{
+    EXPECT_EQ(inChild([] {
+                  ::unsetenv("DISPLAY");
+                  ::unsetenv("WAYLAND_DISPLAY");
+                  const bool none = !hasDisplay();
+                  ::setenv("DISPLAY", "", 1);
+                  const bool empty = !hasDisplay();
+                  ::setenv("WAYLAND_DISPLAY", "wayland-0", 1);
+                  const bool second = hasDisplay();
+                  ::setenv("DISPLAY", ":0", 1);
+                  ::unsetenv("WAYLAND_DISPLAY");
+                  return none && empty && second && hasDisplay() ? 0 : 1;
+              }),
+              0);
 }

@@ -60,6 +60,18 @@ TEST(Shown, keepsUtf8AndEscapesControlCharacters)
               "2J\\xc2\\x80\xc2\xa0\xc3\x9b\xc2");
 }
 
+TEST(Shown, escapesTheLastOfTheControlCharacters)
+{
+    EXPECT_EQ(shown("a\x7f~"), "a\\x7f~");
+}
+
+TEST(Printable, isTextAsItIsShownAndAsciiOfWhatIsNone)
+{
+    EXPECT_EQ(printable("M\xc3\xbcller\n"), "M\xc3\xbcller\\x0a");
+    EXPECT_EQ(printable("M\xfcller\n ~\x7f\xc3\xbc"), "M\\xfcller\\x0a ~\\x7f\\xc3\\xbc");
+    EXPECT_EQ(printable(""), "");
+}
+
 TEST(Trimmed, takesBlanksOffBothEndsOnly)
 {
     EXPECT_EQ(trimmed(" \ta b\t "), "a b");
@@ -218,8 +230,9 @@ TEST(WideText, thatIsNoTextIsRefused)
     EXPECT_FALSE(toUtf8(std::wstring(1, static_cast<wchar_t>(0xD800))).has_value());
     EXPECT_FALSE(toUtf8(std::wstring(1, static_cast<wchar_t>(0xDFFF))).has_value());
     // Overlong, surrogate, beyond the last code point, cut short, stray continuation.
-    for (const char* bytes : {"\xc0\x80", "\xe0\x80\x80", "\xf0\x80\x80\x80", "\xed\xa0\x80", "\xf4\x90\x80\x80",
-                              "\xe4\xb8", "a\xe4\xb8", "\xc3(", "\x80", "\xff", "\xf8\x88\x80\x80\x80"}) {
+    for (const char* bytes :
+         {"\xc0\x80", "\xe0\x80\x80", "\xf0\x80\x80\x80", "\xed\xa0\x80", "\xed\xb0\x80", "\xf4\x90\x80\x80",
+          "\xe4\xb8", "a\xe4\xb8", "\xc3(", "\x80", "\xff", "\xf8\x88\x80\x80\x80"}) {
         EXPECT_FALSE(fromUtf8(bytes).has_value()) << bytes;
     }
 }
