@@ -5,8 +5,11 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
+#include <fstream>
 #include <functional>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -427,6 +430,72 @@ const Broken kBroken[] = {
 INSTANTIATE_TEST_SUITE_P(ParameterCheck, Breakage, ::testing::ValuesIn(kBroken),
                          [](const auto& one) { return std::string(one.param.name); });
 
+// What the check says of a file, under a heading. Notes are the same for all files of a mode.
+std::string account(const std::string& heading, const std::string& text, std::int32_t mode, bool withNotes)
+{
+    const CheckReport report = checked(text, mode);
+    std::string all = "# " + heading + ": status " + std::to_string(report.status()) + ", message " +
+                      std::to_string(report.message()) + "\n";
+    for (std::uint32_t i = 0; i < report.findings(); ++i) {
+        const CheckFinding finding = report.finding(i);
+        if (finding.severity == CheckSeverity::note && !withNotes) {
+            continue;
+        }
+        all += std::string(finding.text) + " [" + finding.rule + "]";
+        all += finding.more > 0 ? " and " + std::to_string(finding.more) + " more\n" : "\n";
+    }
+    return all;
+}
+
+// The whole wording, which people read and which other tests look at in places only. After an intended change
+// KOR_RECORD=tests/session/findings.txt session_test --gtest_filter=ParameterCheck.findingsReadAsRecorded writes it
+// anew.
+TEST(ParameterCheck, findingsReadAsRecorded)
+{
+    std::string all;
+    for (const Broken& broken : kBroken) {
+        Lines lines(broken.mode);
+        broken.edit(lines);
+        all += account(broken.name, lines.text(), kor::kModeOfFile, false);
+    }
+    for (int mode = 1; mode <= 10; ++mode) {
+        all += account("sound in mode " + std::to_string(mode), Lines(mode).text(), mode, true);
+        all += account("of mode 9 in mode " + std::to_string(mode), Lines(9).text(), mode, true);
+    }
+    Lines pendulum(5);
+    pendulum.at("Mounting Mode", 1) = "0";
+    all += account("of mode 0 in mode 0", pendulum.text(), 0, true);
+    // The first value of every line that begins with a number; of a table, those of its count and its first rows.
+    const std::string sound = Lines(9).text();
+    for (std::size_t at = 0, line = 1, rows = 0; at < sound.size(); ++line) {
+        const std::size_t end = sound.find('\n', at);
+        const bool isNumber = sound[at] == '-' || (sound[at] >= '0' && sound[at] <= '9');
+        rows = isNumber ? rows + 1 : 0;
+        if (rows > 0 && rows < 5) {
+            const std::size_t value = sound.find_first_of("\t\n", at);
+            for (const char* const other : {"oops", "1e9", "-1e9", "nan", "0", "1.23456789", "0x1", "1e-50"}) {
+                all += account("line " + std::to_string(line) + ": " + other,
+                               sound.substr(0, at) + other + sound.substr(value), kor::kModeOfFile, false);
+            }
+        }
+        at = end + 1;
+    }
+    if (const char* const path = std::getenv("KOR_RECORD")) {
+        std::ofstream(path, std::ios::binary) << all;
+    }
+    std::ifstream file(KOR_RECORDED "/findings.txt", std::ios::binary);
+    const std::string recorded((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    std::istringstream found(all);
+    std::istringstream expected(recorded);
+    std::string heading;
+    for (std::string a, b; std::getline(found, a);) {
+        ASSERT_TRUE(std::getline(expected, b)) << "after " << heading;
+        heading = a.starts_with('#') ? a : heading;
+        ASSERT_EQ(a, b) << "under " << heading;
+    }
+    EXPECT_EQ(all.size(), recorded.size());
+}
+
 // Unusual files that nothing is wrong with.
 TEST(ParameterCheck, hasNothingToSayOfWhatIsNearTheLimitsOfItsRules)
 {
@@ -520,6 +589,18 @@ TEST(ParameterCheck, saysWhatIsNoTextFile)
         EXPECT_NE(std::string(report.finding(0).found).find(says), std::string::npos) << report.finding(0).found;
     }
     EXPECT_EQ(rulesOf(checked(std::string((std::size_t{1} << 24) + 1, ' '))), "too-large");
+    // Zeros in nine of ten places of one parity are the other halves of Latin characters; in fewer they are not.
+    for (const auto& [others, says] : {std::pair(10, "UTF-16"), std::pair(11, "binary")}) {
+        std::string little;
+        std::string big;
+        for (int i = 0; i < 100; ++i) {
+            little += {'x', i < others ? 'y' : '\0'};
+            big += {i < others ? 'y' : '\0', 'x'};
+        }
+        for (const std::string& bytes : {little, big}) {
+            EXPECT_NE(std::string(checked(bytes).finding(0).found).find(says), std::string::npos) << others;
+        }
+    }
 }
 
 TEST(ParameterCheck, holdsTheIdAgainstTheNameAndGoesOn)

@@ -118,6 +118,11 @@ class Lists(Case):
         names = [(one["block"], one["field"]) for one in ranges]
         self.assertEqual(len(names), len(set(names)))
 
+    def test_ranges_are_those_recorded(self):
+        # Every name, limit and unit; after an intended change: kor prm check --ranges >tests/tool/ranges.txt
+        with open(os.path.join(ROOT, "tests", "tool", "ranges.txt"), encoding="utf-8") as file:
+            self.assertEqual(self.check("--ranges")[0].splitlines(), file.read().splitlines())
+
     def test_the_page_lists_exactly_the_rules_that_exist(self):
         rules = json.loads(self.check("--rules", "--json")[0])
         with open(os.path.join(ROOT, "docs", "parameter-check.md"), encoding="utf-8") as page:
