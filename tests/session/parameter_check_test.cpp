@@ -423,6 +423,33 @@ const Broken kBroken[] = {
     {"moreDecimalsThanARewriteKeeps", 5, [](Lines& l) { l.at("Thermal Compensation Factor", 1) = "1.25e-7\t1\t0\t1"; },
      "rewrite-truncates", 1, "Thermal Compensation Factor", "Thermal Compensation Factor", "\"1.25e-7\"",
      "six decimals"},
+    {"idBeyondThirtyTwoBits", 5, [](Lines& l) { l.at("Serial Number", 1) = "4294967296"; }, "refused", 1,
+     "Serial Number", "Serial Number", "\"4294967296\"", "the ID of the sensor"},
+    {"nanInAMatrix", 5, [](Lines& l) { l.at("Machine Coordinate Tranform Matrix", 1) = "1\tnan\t0"; }, "not-finite", 1,
+     "Machine Coordinate Tranform Matrix", "Machine Coordinate Tranform Matrix", "\"nan\"", "single precision"},
+    {"nanForTheFirstReading", 5, [](Lines& l) { l.at("EL Calibration Table", 2) = "nan\t0.0"; }, "not-finite", 2,
+     "EL Calibration Table", "EL Calibration Table", "\"nan\"", "-360 to 360 degrees"},
+    {"infiniteCorrectionInTheLastRow", 5, [](Lines& l) { l.at("AZ Calibration Table", 38) = "356.9\tinf"; },
+     "not-finite", 38, "AZ Calibration Table", "AZ Calibration Table", "\"inf\"", "-1 to 1 degrees"},
+    {"tableThatDoesNotGoRoundWithoutStops", 9,
+     [](Lines& l) {
+         l.setRows("AZ Calibration Table", {-80, -60, -40, -20, 0, 20, 40, 60, 80});
+         l.at("Half Angle", 1) = "0\t60";
+     },
+     "rollover", 10, "AZ Calibration Table", "AZ Calibration Table", "leave 200 degrees", "rows all around"},
+    {"tableThatDoesNotGoRoundAndNobodyKnowsOfStops", 9,
+     [](Lines& l) {
+         l.setRows("AZ Calibration Table", {-80, -60, -40, -20, 0, 20, 40, 60, 80});
+         l.at("Half Angle", 1) = "wide\t60";
+     },
+     "rollover unreadable-value", 10, "AZ Calibration Table", "AZ Calibration Table", "leave 200 degrees",
+     "rows all around"},
+    {"nothingBehindTheCountOfATiltTable", 9, [](Lines& l) { l.remove("Tilt X Calibration Table", 2, 22); },
+     "missing-value row-count", 1, "Tilt X Calibration Table", "Tilt X Calibration Table", "nothing behind the rows",
+     "3 numbers"},
+    {"tiltTableWithoutRowsThatTheModeDoesNotUse", 5,
+     [](Lines& l) { l.setRows("Tilt X Calibration Table", {}); }, "tilt-rows", 1, "Tilt Y Calibration Table",
+     "Tilt Y Calibration Table", "21 rows, and 0", "no more rows"},
     {"titleInThePlural", 5, [](Lines& l) { l.at("Scale Factor", 0) = "Scale Factors"; }, "rewrite-drops", 0,
      "Scale Factors", "Scale Factor", "\"Scale Factors\"", "\"Scale Factor\""},
 };
@@ -523,6 +550,10 @@ TEST(ParameterCheck, hasNothingToSayOfWhatIsNearTheLimitsOfItsRules)
          [](Lines& l) {
              l.setRows("Tilt Y Calibration Table", {-20, -15, -10, -5, 0, 5, 10, 15, 20}, -0.98);
          }},
+        {"three rows all around", 5,
+         [](Lines& l) {
+             l.setRows("AZ Calibration Table", {0, 120, 240}, 0.002);
+         }},
         {"zeros for a level that the mode does not use", 5,
          [](Lines& l) { l.at("Thermal Compensation Factor", 1) = "0\t0\t0.0001\t0.998"; }},
         {"an axis that counts the other way", 5, [](Lines& l) { l.at("Scale Factor", 5) = "-1.0"; }},
@@ -538,6 +569,12 @@ TEST(ParameterCheck, hasNothingToSayOfWhatIsNearTheLimitsOfItsRules)
         file.edit(lines);
         EXPECT_EQ(rulesOf(checked(lines.text())), "") << file.name;
     }
+}
+
+TEST(ParameterCheck, hasNothingToSayOfAByteThatEndsTheTextAndTheFile)
+{
+    EXPECT_EQ(rulesOf(checked(Lines(5).text() + "\x1A")), "");
+    EXPECT_EQ(rulesOf(checked(Lines(5).text() + "\x1A\n")), "ignored-text");
 }
 
 TEST(ParameterCheck, hasNothingToSayOfASoundFile)
