@@ -562,6 +562,23 @@ TEST_F(PosixFiles, areNotReplacedIfTheOldOneCannotBeKeptForTheLengthOfItsPath)
     EXPECT_EQ(fileStatus(target).size, 0U);
 }
 
+TEST_F(PosixFiles, areAllReplacedOrNone)
+{
+    write("one", "old");
+    fs::create_directory(path("three"));
+    TemporaryFile first = TemporaryFile::beside(path("one"));
+    TemporaryFile second = TemporaryFile::beside(path("two"));
+    TemporaryFile third = TemporaryFile::beside(path("three"));
+    ASSERT_TRUE(first && second && third);
+    EXPECT_EQ(TemporaryFile::takeTheirPlaces({{&first, path("one")}, {&second, path("two")}, {&third, path("three")}}),
+              2U);
+    EXPECT_EQ(lastError(), "Is a directory");
+    EXPECT_EQ(content("one"), "old");
+    EXPECT_FALSE(fs::exists(path("two")));
+    EXPECT_TRUE(fs::is_directory(path("three")));
+    EXPECT_EQ(files(), 3) << "and the last of the new ones, which has not been anywhere";
+}
+
 TEST_F(PosixFiles, thatMayNotBeWrittenAreReplacedAsOthersAre)
 {
     write("one", "old");
