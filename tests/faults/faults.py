@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Runs kor and a rewriting host while memory and system calls fail, and looks at what is left.
 
-    faults.py KOR LIBRARY HOST [--smoke] [--only NAME] [--jobs N]
+    faults.py KOR INTERPOSED HOST [--smoke] [--only NAME] [--jobs N]
 
-LIBRARY is the one of tests/faults/faults.cpp, HOST that of host.cpp. For every task below:
+INTERPOSED is the library of tests/faults/faults.cpp, HOST that of host.cpp. For every task below:
 
 - memory: the n-th allocation fails, for every n, alone and with all behind it;
 - calls: every system call fails with the errors that it may have, alone and with all behind it; is interrupted; does half
@@ -100,10 +100,10 @@ class Task:
             run.left = contents(folder)
             return run
 
-    def undisturbed(self, library):
+    def undisturbed(self, interposed):
         """The usual end; how many allocations it takes and which calls."""
         with tempfile.NamedTemporaryFile(prefix="kor-faults-") as report:
-            self.usual = self.run({"LD_PRELOAD": library, "KOR_FAULTS_REPORT": report.name})
+            self.usual = self.run({"LD_PRELOAD": interposed, "KOR_FAULTS_REPORT": report.name})
             count, *calls = pathlib.Path(report.name).read_text(encoding="ascii").split()
         if self.usual.status not in (0, 1):
             raise Fault(f"{self.name}: ends with {self.usual.status} undisturbed: {self.usual.said}")
@@ -195,7 +195,7 @@ def tasks_of(kor, host):
 
 class Campaign:
     def __init__(self, given):
-        self.library, self.smoke = str(pathlib.Path(given.library).resolve()), given.smoke
+        self.interposed, self.smoke = str(pathlib.Path(given.interposed).resolve()), given.smoke
         self.kor, self.host = (str(pathlib.Path(path).resolve()) for path in (given.kor, given.host))
         self.only = given.only
         self.pool = concurrent.futures.ThreadPoolExecutor(given.jobs)
@@ -227,7 +227,7 @@ class Campaign:
 
     def memory(self, task, count):
         def work(plan):
-            run = task.run({"LD_PRELOAD": self.library, "KOR_FAULTS": plan})
+            run = task.run({"LD_PRELOAD": self.interposed, "KOR_FAULTS": plan})
             task.judge(run, statuses={NO_MEMORY})
             if task.is_host and run.status not in (0, 2):
                 raise Fault(f"a rewriting without memory gives neither 0 nor 553: status {run.status}")
@@ -238,7 +238,7 @@ class Campaign:
     def calls(self, task, calls):
         def work(plan):
             number, how, *error = plan.split(":")[1:]
-            run = task.run({"LD_PRELOAD": self.library, "KOR_FAULTS": plan})
+            run = task.run({"LD_PRELOAD": self.interposed, "KOR_FAULTS": plan})
             name = calls[int(number) - 1]
             if how == "half" or (error == [str(errno.EINTR)] and name in INTERRUPTIBLE):
                 if not task.is_usual(run):
@@ -265,12 +265,12 @@ class Campaign:
                     tempfile.TemporaryDirectory(prefix="kor-faults-", dir=work_in) as here:
                 path = pathlib.Path(there) / f"Tg{ID}.prm"
                 path.write_bytes(old)
-                environment = {"LD_PRELOAD": self.library, "KOR_FAULTS": plan, "KOR_FAULTS_REPORT": report or ""}
+                environment = {"LD_PRELOAD": self.interposed, "KOR_FAULTS": plan, "KOR_FAULTS_REPORT": report or ""}
                 first = Run([self.host, str(path)], here, environment)
                 between = path.read_bytes() if path.exists() else None
                 again = first
                 if plan and between == old:
-                    again = Run([self.host, str(path)], here, {"LD_PRELOAD": self.library})
+                    again = Run([self.host, str(path)], here, {"LD_PRELOAD": self.interposed})
                 return first, between, again, path.read_bytes() if path.exists() else None
 
         with tempfile.NamedTemporaryFile(prefix="kor-faults-") as report:
@@ -344,7 +344,7 @@ class Campaign:
         if self.smoke:
             tasks = [task for task in tasks if task.name not in LONG]
         for task in tasks:
-            allocations, calls = task.undisturbed(self.library)
+            allocations, calls = task.undisturbed(self.interposed)
             print(f"{task.name}: {allocations} allocations, {len(calls)} calls", flush=True)
             self.memory(task, allocations)
             if task.name != "replay-threads":  # their order is another one in every run
@@ -367,7 +367,7 @@ class Campaign:
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("kor", metavar="KOR")
-    parser.add_argument("library", metavar="LIBRARY")
+    parser.add_argument("interposed", metavar="INTERPOSED")
     parser.add_argument("host", metavar="HOST")
     parser.add_argument("--smoke", action="store_true", help="a few of each")
     parser.add_argument("--only", metavar="NAME", default="", help="tasks whose name holds this")
