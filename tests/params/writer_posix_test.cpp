@@ -763,37 +763,26 @@ TEST_F(WriterFaults, theCopyHasThePermissionsOfTheFile)
 
 // ---- owner and group ---------------------------------------------------------------------------------------
 
-// Owner, group and permissions in one text, as chown and chmod take them.
-std::string ownershipOf(const fs::path& path)
-{
-    struct stat status {};
-    if (::stat(path.c_str(), &status) != 0) {
-        return "none";
-    }
-    std::array<char, 64> text{};
-    std::snprintf(text.data(), text.size(), "%u:%u %03o", status.st_uid, status.st_gid, status.st_mode & 0777U);
-    return text.data();
-}
-
-// Only the superuser has files of other users to rewrite.
+// The superuser has files of other users to rewrite. Those of anybody else are their own, and stay so.
 class Ownership : public WriterAcross {
 protected:
-    static constexpr uid_t kSomebody = 4711;
-    static constexpr gid_t kSomeGroup = 4712;
-    static constexpr gid_t kOwnGroup = 0; // of the superuser, also without privileges
+    const bool m_isSuperuser = ::geteuid() == 0;
+    const uid_t m_somebody = m_isSuperuser ? 4711 : ::geteuid();
+    const gid_t m_someGroup = m_isSuperuser ? 4712 : ::getegid();
+    const gid_t m_ownGroup = ::getegid(); // of the superuser, also without privileges
 
-    void SetUp() override
+    static std::string owned(uid_t user, gid_t group, mode_t mode)
     {
-        if (::geteuid() != 0) {
-            GTEST_SKIP() << "needs the superuser";
-        }
-        WriterAcross::SetUp();
+        std::array<char, 64> text{};
+        std::snprintf(text.data(), text.size(), "%u:%u %03o", user, group, mode);
+        return text.data();
     }
-    void TearDown() override
+
+    static std::string ownershipOf(const fs::path& path)
     {
-        if (::geteuid() == 0) {
-            WriterAcross::TearDown();
-        }
+        struct stat status {};
+        return ::stat(path.c_str(), &status) == 0 ? owned(status.st_uid, status.st_gid, status.st_mode & 0777U)
+                                                  : "none";
     }
 
     void belongTo(uid_t user, gid_t group, mode_t mode) const
@@ -804,7 +793,7 @@ protected:
     }
 
     // What the file is after a rewriting by a process that `become` makes of the child.
-    std::string afterRewritingBy(void (*become)())
+    std::string afterRewritingBy(const std::function<void()>& become)
     {
         EXPECT_EQ(inChild([&] {
                       become();
@@ -819,69 +808,69 @@ protected:
 TEST_F(Ownership, ofTheFileAreKept)
 {
     for (const mode_t mode : {0600U, 0640U, 0400U}) {
-        belongTo(kSomebody, kSomeGroup, mode);
+        belongTo(m_somebody, m_someGroup, mode);
         EXPECT_EQ(rewrite(file()), kSuccess);
-        EXPECT_EQ(ownershipOf(file()), mode == 0640 ? "4711:4712 640" : "4711:4712 600");
+        EXPECT_EQ(ownershipOf(file()), owned(m_somebody, m_someGroup, mode == 0640 ? 0640 : 0600));
         expectReplaced();
     }
 }
 
 TEST_F(Ownership, ofTheFileAreKeptFromAnotherFileSystem)
 {
-    belongTo(kSomebody, kSomeGroup, 0640);
+    belongTo(m_somebody, m_someGroup, 0640);
     EXPECT_EQ(across([this] { return rewrite(file()); }), kSuccess);
-    EXPECT_EQ(ownershipOf(file()), "4711:4712 640");
+    EXPECT_EQ(ownershipOf(file()), owned(m_somebody, m_someGroup, 0640));
     expectReplaced();
 }
 
 TEST_F(Ownership, whoMayNotKeepTheOwnerKeepsTheGroup)
 {
-    belongTo(kSomebody, kOwnGroup, 0640);
-    EXPECT_EQ(afterRewritingBy(dropPrivileges), "0:0 640");
-    belongTo(kSomebody, kOwnGroup, 0660);
-    EXPECT_EQ(afterRewritingBy(dropPrivileges), "0:0 660");
-    // The former owner could not read it either.
-    belongTo(kSomebody, kOwnGroup, 0044);
-    EXPECT_EQ(afterRewritingBy(dropPrivileges), "0:0 644");
+    for (const mode_t mode : {0640U, 0660U}) {
+        belongTo(m_somebody, m_ownGroup, mode);
+        EXPECT_EQ(afterRewritingBy(dropPrivileges), owned(::geteuid(), m_ownGroup, mode));
+    }
+    if (m_isSuperuser) { // the former owner could not read it either
+        belongTo(m_somebody, m_ownGroup, 0044);
+        EXPECT_EQ(afterRewritingBy(dropPrivileges), owned(0, m_ownGroup, 0644));
+    }
 }
 
 TEST_F(Ownership, ofTheGroupAloneIsKept)
 {
-    belongTo(0, kSomeGroup, 0640);
+    belongTo(::geteuid(), m_someGroup, 0640);
     EXPECT_EQ(rewrite(file()), kSuccess);
-    EXPECT_EQ(ownershipOf(file()), "0:4712 640");
+    EXPECT_EQ(ownershipOf(file()), owned(::geteuid(), m_someGroup, 0640));
     expectReplaced();
 }
 
 TEST_F(Ownership, whoBelongsToTheGroupKeepsIt)
 {
-    belongTo(kSomebody, kSomeGroup, 0660);
-    EXPECT_EQ(afterRewritingBy([] {
-                  const gid_t group = kSomeGroup;
-                  if (::setgroups(1, &group) != 0) {
+    belongTo(m_somebody, m_someGroup, 0660);
+    EXPECT_EQ(afterRewritingBy([this] {
+                  if (m_isSuperuser && ::setgroups(1, &m_someGroup) != 0) {
                       kor_test::endChild(1);
                   }
                   dropPrivileges();
               }),
-              "0:4712 660");
+              owned(::geteuid(), m_someGroup, 0660));
 }
 
 // Another group gets no more than everybody has, and the former owner is one of them.
 TEST_F(Ownership, whoMayKeepNeitherLeavesTheFileReadableToItsOwner)
 {
-    belongTo(kSomebody, kSomeGroup, 0674);
-    EXPECT_EQ(afterRewritingBy(dropPrivileges), "0:0 644");
-    belongTo(kSomebody, kSomeGroup, 0600);
-    EXPECT_EQ(afterRewritingBy([] {
+    belongTo(m_somebody, m_someGroup, 0674);
+    EXPECT_EQ(afterRewritingBy(dropPrivileges), owned(::geteuid(), m_ownGroup, m_isSuperuser ? 0644 : 0674));
+    belongTo(m_somebody, m_someGroup, 0600);
+    EXPECT_EQ(afterRewritingBy([this] {
                   // May read every file and give none away.
                   __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
                   std::array<__user_cap_data_struct, 2> kept{};
-                  kept[0].effective = kept[0].permitted = 1U << CAP_DAC_OVERRIDE;
+                  kept[0].effective = kept[0].permitted = m_isSuperuser ? 1U << CAP_DAC_OVERRIDE : 0;
                   if (::syscall(SYS_capset, &header, kept.data()) != 0) {
                       kor_test::endChild(1);
                   }
               }),
-              "0:0 644");
+              owned(::geteuid(), m_ownGroup, m_isSuperuser ? 0644 : 0600));
 }
 
 // Whoever reads a file by its group's rights owns the copy, and would be shut out of it.
