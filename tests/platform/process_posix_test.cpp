@@ -288,24 +288,31 @@ TEST_F(Processes, runThemselvesAndTellStatusAndErrors)
     EXPECT_EQ(talkative.errors, std::string(200000, 'x'));
 }
 
-TEST_F(Processes, tellWhyTheyCannotRunThemselves)
+// What starts a process says so when it gets no descriptor for the pipes to it.
+template <class Start>
+void expectNoDescriptorIsToldFor(const Start& start)
 {
-    const ChildResult tooLong = runSelf({std::string(1U << 22, 'x')});
-    EXPECT_FALSE(tooLong.started);
-    EXPECT_EQ(tooLong.errors, "cannot start a process: Argument list too long");
-
-    EXPECT_EQ(inChild([] {
+    EXPECT_EQ(inChild([&start] {
                   const int next = ::dup(STDIN_FILENO);
                   ::close(next);
                   rlimit usual{};
                   ::getrlimit(RLIMIT_NOFILE, &usual);
                   const rlimit limit = {static_cast<rlim_t>(next), usual.rlim_max};
                   ::setrlimit(RLIMIT_NOFILE, &limit);
-                  const ChildResult result = runSelf({});
+                  const auto result = start();
                   ::setrlimit(RLIMIT_NOFILE, &usual);
                   return !result.started && result.errors == "cannot prepare a process: Too many open files" ? 0 : 1;
               }),
               0);
+}
+
+TEST_F(Processes, tellWhyTheyCannotRunThemselves)
+{
+    const ChildResult tooLong = runSelf({std::string(1U << 22, 'x')});
+    EXPECT_FALSE(tooLong.started);
+    EXPECT_EQ(tooLong.errors, "cannot start a process: Argument list too long");
+
+    expectNoDescriptorIsToldFor([] { return runSelf({}); });
 }
 
 TEST_F(Processes, takeTheirChildrenAlongAndStartNoMore)
@@ -374,18 +381,7 @@ TEST(RunProgram, tellsAMissingProgramFromOneThatCannotBeStarted)
 
 TEST(RunProgram, tellsWhyNothingCanBeStarted)
 {
-    EXPECT_EQ(inChild([] {
-                  const int next = ::dup(STDIN_FILENO);
-                  ::close(next);
-                  rlimit usual{};
-                  ::getrlimit(RLIMIT_NOFILE, &usual);
-                  const rlimit limit = {static_cast<rlim_t>(next), usual.rlim_max};
-                  ::setrlimit(RLIMIT_NOFILE, &limit);
-                  const ProgramResult result = runProgram({"sh", "-c", "exit 0"}, "", ProgramOutput::collected);
-                  ::setrlimit(RLIMIT_NOFILE, &usual);
-                  return !result.started && result.errors == "cannot prepare a process: Too many open files" ? 0 : 1;
-              }),
-              0);
+    expectNoDescriptorIsToldFor([] { return runProgram({"sh", "-c", "exit 0"}, "", ProgramOutput::collected); });
 }
 
 TEST(RunProgram, goesOnAfterASignal)
