@@ -37,4 +37,18 @@ Window windowOption(const std::optional<std::string>& from, const std::optional<
     return window;
 }
 
+void declareWindow(Subcommand& command, std::optional<std::string>& from, std::optional<std::string>& to,
+                   const std::string& rows)
+{
+    command.option("--from", from, "MS", "Leave out " + rows + " before this time stamp");
+    command.option("--to", to, "MS",
+                   "Leave out " + rows +
+                       " after this time stamp; with --from\nthe larger one, the window lies across the wrap");
+}
+
+void declareSkipBad(Subcommand& command, bool& skipBad)
+{
+    command.flag("--skip-bad", skipBad, "Leave out bad rows and records and count them");
+}
+
 } // namespace kor::tool

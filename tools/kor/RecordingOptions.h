@@ -5,6 +5,7 @@
 #include <string>
 
 #include "recordings/Columns.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/Tally.h"
 
 namespace kor::tool {
@@ -14,5 +15,10 @@ namespace kor::tool {
 std::optional<recordings::Format> inputFormatOption(const std::optional<std::string>& text);
 std::optional<recordings::Format> formatOption(const std::optional<std::string>& text);
 Window windowOption(const std::optional<std::string>& from, const std::optional<std::string>& to);
+
+/// Declares --from and --to, and --skip-bad, for commands that read rows or, of recordings alone, samples.
+void declareWindow(Subcommand& command, std::optional<std::string>& from, std::optional<std::string>& to,
+                   const std::string& rows);
+void declareSkipBad(Subcommand& command, bool& skipBad);
 
 } // namespace kor::tool

@@ -368,12 +368,9 @@ Command declareConvert(CLI::App& root)
                    "Format of OUT: csv, bin, or bare, the engine's records of\nresults alone (default: by the name)");
     command.option("--input-format", request->inputFormat, "FORMAT",
                    "Format of the inputs: csv or bin (default: by name and\ncontent)");
-    command.option("--from", request->from, "MS", "Leave out rows before this time stamp");
-    command.option(
-        "--to", request->to, "MS",
-        "Leave out rows after this time stamp; with --from the larger\none, the window lies across the wrap");
+    declareWindow(command, request->from, request->to, "rows");
     command.option("--every", request->every, "N", "Keep the first of every N rows");
-    command.flag("--skip-bad", request->skipBad, "Leave out bad rows and records and count them");
+    declareSkipBad(command, request->skipBad);
     command.option("--progress", request->progress, "WHEN",
                    "auto (the default: when standard error is a terminal),\nalways or never");
     command.footer(

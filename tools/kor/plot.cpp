@@ -285,14 +285,11 @@ Command declarePlot(CLI::App& root)
         "--columns", request->columns, "NAMES",
         "Columns to draw, with commas between them (default: angles,\nlevels, temperatures; of a truth position "
         "and axes)");
-    command.option("--from", request->from, "MS", "Leave out rows before this time stamp");
-    command.option(
-        "--to", request->to, "MS",
-        "Leave out rows after this time stamp; with --from the larger\none, the window lies across the wrap");
+    declareWindow(command, request->from, request->to, "rows");
     command.option(
         "--size", request->size, "WxH",
         "Width and height in pixels, of a PDF a hundred to the inch\n(default: 1200 wide, as high as needed)");
-    command.flag("--skip-bad", request->skipBad, "Leave out bad rows and records and count them");
+    declareSkipBad(command, request->skipBad);
     command.footer(
         "Example:\n"
         "  kor plot run_results.csv --truth run_truth.csv -o run.png\n\n"

@@ -160,10 +160,7 @@ Command declareReplay(CLI::App& root)
     command.option("--input-format", request->input, "FORMAT",
                    "Format of the recordings: csv or bin (default: by\n"
                    ".csv or .korraw, otherwise by content)");
-    command.option("--from", request->from, "MS", "Leave out samples before this time stamp");
-    command.option("--to", request->to, "MS",
-                   "Leave out samples after this time stamp; with --from\n"
-                   "the larger one, the window lies across the wrap");
+    declareWindow(command, request->from, request->to, "samples");
     command.option("--mode", request->mode, "N",
                    "Mount mode in place of the parameter file's:\n" + mountModeNames("\n"));
     command.option("--mcs", request->mcs, "on|off",
@@ -177,7 +174,7 @@ Command declareReplay(CLI::App& root)
                  "Load the parameter store: the detector's coefficients\n"
                  "and, in mount modes 9 and 10, the dynamic parameters;\n"
                  "in mount modes 7 to 10");
-    command.flag("--skip-bad", request->skipBad, "Leave out bad rows and records and count them");
+    declareSkipBad(command, request->skipBad);
     command.flag("--repair", request->repair,
                  "Go on with fresh values and a new engine behind a\n"
                  "sample that is not finite and would spoil all that\n"
