@@ -95,6 +95,17 @@ TEST(ScannerBytes, sixOfThemAreWhiteSpace)
     });
 }
 
+TEST(ScannerBytes, endAnExponentUnlessTheyAreDecimalDigits)
+{
+    forEveryByte([](char byte) {
+        const std::string text = std::string("1e1") + byte + " ";
+        Scanner in{std::string_view(text)};
+        std::array<float, 1> value = {};
+        ASSERT_EQ(in.floats(value), 1U);
+        EXPECT_EQ(in.taken(), isIn(asciiOnly(true, false), byte) ? 4U : 3U);
+    });
+}
+
 TEST(ScannerBytes, endAWholeNumberUnlessTheyAreDigits)
 {
     forEveryByte([](char byte) {

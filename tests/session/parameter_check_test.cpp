@@ -2,6 +2,7 @@
 #include "KORInterface/ParameterCheck.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -344,6 +345,13 @@ const Broken kBroken[] = {
          l.at("AZ Calibration Table", 11) = "0.001\t89.6\t0.001";
      },
      "table-layout", 10, "AZ Calibration Table", "AZ Calibration Table", "lines", "one line"},
+    {"numberMovedToTheNextRowOfATiltTable", 9,
+     [](Lines& l) {
+         std::string& row = l.at("Tilt X Calibration Table", 7);
+         l.at("Tilt X Calibration Table", 8).insert(0, row.substr(row.find('\t') + 1) + "\t");
+         row.resize(row.find('\t'));
+     },
+     "table-layout", 7, "Tilt X Calibration Table", "Tilt X Calibration Table", "lines", "one line"},
     {"tableThatDoesNotGoRound", 5,
      [](Lines& l) {
          l.remove("AZ Calibration Table", 32, 7);
@@ -777,6 +785,23 @@ TEST(ParameterCheck, looksForGapsInTablesOfFourRowsAndMore)
     EXPECT_EQ(rulesOf(checked(lines.text())), "");
     lines.setRows("EL Calibration Table", {-60.0, -59.0, -58.0, 60.0});
     EXPECT_EQ(rulesOf(checked(lines.text())), "table-gap");
+}
+
+// Beside rows with the same angle the points turn round, whichever side of a steep row they are on.
+TEST(ParameterCheck, takesNoSwingBesideALevelPieceForAnOvershoot)
+{
+    const auto rulesWith = [](const std::array<double, 6>& angles) {
+        Lines lines(9);
+        lines.setRows("Tilt X Calibration Table", {-20.0, -12.0, -4.0, 4.0, 12.0, 20.0});
+        for (std::size_t i = 0; i < angles.size(); ++i) {
+            lines.at("Tilt X Calibration Table", 2 + i) =
+                number(static_cast<float>(-20.0 + 8.0 * static_cast<double>(i))) + "\t" +
+                number(static_cast<float>(angles[i]));
+        }
+        return rulesOf(checked(lines.text()));
+    };
+    EXPECT_EQ(rulesWith({-10.0, -9.0, -8.0, 8.0, 8.0, 9.0}), "overshoot overshoot not-monotone tilt-rows");
+    EXPECT_EQ(rulesWith({-9.0, -8.0, -8.0, 8.0, 9.0, 10.0}), "not-monotone overshoot overshoot tilt-rows");
 }
 
 // Angles that are neighbours in single precision: what rounding makes of the spline between them is no overshoot.

@@ -247,6 +247,16 @@ TEST(ParameterFile, knowsWhatIsNoText)
     EXPECT_EQ(encoding(text + std::string(1, '\0')), Encoding::binary);
     EXPECT_EQ(encoding(text + "\x1A" + std::string(1, '\0')), Encoding::text);
     EXPECT_EQ(encoding("\x01"), Encoding::binary);
+    // Nine of ten places are enough for either order of the bytes, and one less is not.
+    for (const bool bigEndian : {false, true}) {
+        for (const std::size_t zeros : {17U, 18U}) {
+            std::string bytes(40, 'A');
+            for (std::size_t i = 0; i < zeros; ++i) {
+                bytes[2 * i + (bigEndian ? 0 : 1)] = '\0';
+            }
+            EXPECT_EQ(encoding(bytes), zeros == 18 ? Encoding::utf16 : Encoding::binary) << zeros << bigEndian;
+        }
+    }
     EXPECT_EQ(encoding("a\x0E"), Encoding::binary);
     EXPECT_EQ(encoding("a\x7F"), Encoding::binary);
     EXPECT_EQ(encoding("a\t\n\v\f\r "), Encoding::text);

@@ -1,6 +1,7 @@
 // What becomes of samples: every outcome with its reason, and one call for all that an engine tells.
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <memory>
@@ -9,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "KORInterface/Session.h"
+#include "engine/RecordingModel.h"
 #include "engine/State.h"
 #include "engine/engine_pair.h"
 
@@ -138,6 +140,30 @@ TEST(SampleOutcome, aMatrixThatIsNotFiniteIsSaid)
         EXPECT_EQ(fed(engine, raw).outcome, SampleOutcome::notFinite) << wrong;
     }
     EXPECT_EQ(fed(engine, plainSample()).outcome, SampleOutcome::valid);
+}
+
+TEST(SampleOutcome, eachElementOfAMatrixIsLookedAt)
+{
+    CKor engine;
+    configurePlainly(engine, 7); // a matrix of this mode's model is handed on as it is
+    const auto model = kor_test::recordModelCalls(engine);
+    const auto outcomeOf = [&](const kor_test::Matrix& matrix) {
+        model->matrix = matrix;
+        return fed(engine, plainSample()).outcome;
+    };
+    kor_test::Matrix large{};
+    large.fill(1e308); // each is finite, and their sum is not
+    outcomeOf(large);  // the first one becomes the reference
+    for (std::size_t i = 0; i < 9; ++i) {
+        for (const double wrong :
+             {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::infinity(), 1e308}) {
+            kor_test::Matrix matrix = kor_test::kIdentity;
+            matrix[i] = wrong;
+            const SampleOutcome wanted = std::isfinite(wrong) ? SampleOutcome::valid : SampleOutcome::notFinite;
+            EXPECT_EQ(outcomeOf(matrix), wanted) << wrong << " at " << i;
+        }
+    }
+    EXPECT_EQ(outcomeOf(large), SampleOutcome::valid);
 }
 
 TEST(SampleOutcome, aMatrixThatIsNotFiniteIsSaidBeforeTheReferenceToo)
