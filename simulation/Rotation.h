@@ -98,7 +98,8 @@ inline Vec3 turnBetween(const Mat3& a, const Mat3& b)
 }
 
 /// Degrees of the rotation that takes b to a; 180 if one holds a nan. From the sine and the cosine of the angle, both
-/// by differences: it keeps its digits from the smallest angle to half a turn.
+/// by differences: it keeps its digits from the smallest angle to half a turn. What keeps a or b from being a rotation,
+/// as rounding does, hardly counts: the sine is taken from the part of their difference that turns.
 inline double angleBetween(const Mat3& a, const Mat3& b)
 {
     double squares = 0.0;
