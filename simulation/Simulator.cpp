@@ -160,4 +160,18 @@ bool Simulator::next(SimulatedSample& sample)
     return true;
 }
 
+recordings::Truth truthOf(const SimulatedSample& sample)
+{
+    recordings::Truth truth{};
+    truth.timeStampMs = sample.raw.timeStampMs;
+    truth.valid = sample.valid;
+    truth.note = sample.note;
+    std::copy(sample.pose.base.begin(), sample.pose.base.end(), truth.base);
+    for (std::size_t i = 0; i < 3; ++i) {
+        truth.position[i] = static_cast<float>(sample.pose.position[i]);
+    }
+    std::copy(sample.result.begin(), sample.result.end(), truth.result);
+    return truth;
+}
+
 } // namespace kor::simulation

@@ -6,6 +6,7 @@
 
 #include "KORInterface/Records.h"
 
+#include "recordings/Columns.h"
 #include "simulation/Faults.h"
 #include "simulation/Labels.h"
 #include "simulation/Motion.h"
@@ -30,6 +31,9 @@ struct SimulatedSample {
     bool valid = false;
     bool dropped = false; ///< never left the sensor
 };
+
+/// The row of a truth that belongs to a sample.
+recordings::Truth truthOf(const SimulatedSample& sample);
 
 /// The samples of a motion, one after the other.
 ///

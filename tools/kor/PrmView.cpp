@@ -242,4 +242,32 @@ PrmView viewOf(const PrmContent& content, bool withRows)
     return Viewer(content, withRows).view();
 }
 
+namespace {
+
+constexpr int kTitleWidth = 36;
+
+std::string linesOf(const PrmView& view, std::int32_t mode)
+{
+    std::string text;
+    for (const PrmLine& line : view.lines) {
+        const std::string number = line.title.empty() ? "" : line.line == 0 ? "-" : std::to_string(line.line);
+        std::string shownLine = fmt::format("{:>4}  {:<{}}{}", number, line.title, kTitleWidth, line.content);
+        shownLine.erase(shownLine.find_last_not_of(' ') + 1);
+        text += shownLine + "\n";
+    }
+    if (!view.leftOut.empty()) {
+        text += fmt::format("\nNot read in mount mode {}: {}.\n", mode, view.leftOut);
+    }
+    return text;
+}
+
+} // namespace
+
+std::string textOf(const PrmContent& content, const std::string& title, bool withRows)
+{
+    const std::int32_t mode = content.mode();
+    return fmt::format("{}\nsensor {}, mount mode {}: {}\n\nline  {:<{}}content\n{}", title, content.id(), mode,
+                       ModelText(ModelOf(mode)), "block", kTitleWidth, linesOf(viewOf(content, withRows), mode));
+}
+
 } // namespace kor::tool

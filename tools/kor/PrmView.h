@@ -23,4 +23,7 @@ struct PrmView {
 /// Given  withRows  every row of the tables as well
 PrmView viewOf(const PrmContent& content, bool withRows);
 
+/// The same as one text, headed by the title, the sensor's ID and the mount mode.
+std::string textOf(const PrmContent& content, const std::string& title, bool withRows);
+
 } // namespace kor::tool

@@ -16,6 +16,7 @@
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Pipeline.h"
+#include "tools/kor/SampleFeed.h"
 
 namespace kor::tool {
 
@@ -28,8 +29,6 @@ constexpr std::size_t kRowsOfBlock = 1024;
 constexpr std::uint64_t kBadRowsShown = 5; // of those left out
 constexpr std::uint64_t kRepairsShown = 5;
 
-// Where it is the parameters that are not finite, every repair is in vain.
-constexpr unsigned kMostRepairsInVain = 100;
 constexpr std::chrono::milliseconds kBetweenLooks(500);
 
 // Beyond so many the one engine, and what is read and written in turn, leave nothing to do.
@@ -68,19 +67,6 @@ struct Block {
     }
 };
 
-recordings::Result resultOf(const KOR_RAWINFO& raw, const SampleResult& sample)
-{
-    recordings::Result result;
-    result.timeStampMs = raw.timeStampMs;
-    result.info = sample.info;
-    std::copy(std::begin(sample.matrix), std::end(sample.matrix), result.matrix);
-    result.matrixCode = sample.matrixCode;
-    result.outcome = outcomeOf(sample.report);
-    result.levelXOut = sample.report.levelXOutside;
-    result.levelYOut = sample.report.levelYOutside;
-    return result;
-}
-
 StreamState stateOf(const Tally& tally, const KOR_INFO& last)
 {
     StreamState state{.samples = tally.samples};
@@ -97,8 +83,8 @@ StreamState stateOf(const Tally& tally, const KOR_INFO& last)
 class Feed {
 public:
     Feed(const FeedParts& parts, Tally& tally)
-        : m_parts(parts), m_window(parts.window), m_rows(parts.format), m_tally(tally),
-          m_progress(parts.progress, parts.reader.title(), parts.reader.size(), "samples")
+        : m_parts(parts), m_window(parts.window), m_feed(parts.engine, parts.newEngine), m_rows(parts.format),
+          m_tally(tally), m_progress(parts.progress, parts.reader.title(), parts.reader.size(), "samples")
     {
     }
 
@@ -177,31 +163,11 @@ private:
     Result process(Block& block)
     {
         for (std::size_t i = 0; i < block.count; ++i) {
-            const KOR_RAWINFO& raw = block.raws[i];
-            SampleResult& sample = block.samples[i];
-            ProcessSample(*m_parts.engine, raw, sample);
-            if (m_parts.newEngine && mustBeRepaired(raw, sample.report)) {
-                FreshProcessValues();
-                m_parts.engine = m_parts.newEngine();
+            if (m_feed.feed(block.raws[i], block.samples[i])) {
                 block.repaired.push_back(i);
             }
         }
         return Result::goOn;
-    }
-
-    // A sample may leave behind what spoils others and be sound itself, with the spoiled level out of use; then there
-    // is time until one is not.
-    bool mustBeRepaired(const KOR_RAWINFO& raw, const SampleReport& report)
-    {
-        if (report.outcome == SampleOutcome::valid) {
-            m_repairsInVain = 0;
-        }
-        const bool notFinite = report.outcome == SampleOutcome::notFinite || report.outcome == SampleOutcome::spoiled;
-        if (report.spoiledBy == SpoiledBy::nothing || !notFinite) {
-            return false;
-        }
-        m_repairsInVain += readingsAreFinite(raw) ? 1 : 0;
-        return m_repairsInVain <= kMostRepairsInVain;
     }
 
     Result format(Block& block)
@@ -271,7 +237,7 @@ private:
     bool m_paused = false; // what has come is written out, or will be before anything else is
 
     // Processing.
-    unsigned m_repairsInVain = 0; // since the last sound sample
+    SampleFeed m_feed;
 
     // Formatting.
     const recordings::ResultRows m_rows;

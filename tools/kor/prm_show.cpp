@@ -1,12 +1,7 @@
 // kor prm show: a parameter file for a reader.
 
-#include <cstdint>
 #include <memory>
 #include <string>
-
-#include <fmt/format.h>
-
-#include "KORInterface/Session.h"
 
 #include "platform/Text.h"
 #include "tools/kor/CommandLine.h"
@@ -21,35 +16,15 @@ using platform::shown;
 
 namespace {
 
-constexpr int kTitleWidth = 36;
-
 struct ShowRequest {
     std::string file;
     bool rows = false;
 };
 
-std::string textOf(const PrmView& view, std::int32_t mode)
-{
-    std::string text;
-    for (const PrmLine& line : view.lines) {
-        const std::string number = line.title.empty() ? "" : line.line == 0 ? "-" : std::to_string(line.line);
-        std::string shownLine = fmt::format("{:>4}  {:<{}}{}", number, line.title, kTitleWidth, line.content);
-        shownLine.erase(shownLine.find_last_not_of(' ') + 1);
-        text += shownLine + "\n";
-    }
-    if (!view.leftOut.empty()) {
-        text += fmt::format("\nNot read in mount mode {}: {}.\n", mode, view.leftOut);
-    }
-    return text;
-}
-
 int runShow(const ShowRequest& request)
 {
     const PrmContent content = readPrm(request.file);
-    const std::int32_t mode = content.mode();
-    print(fmt::format("{}\nsensor {}, mount mode {}: {}\n\nline  {:<{}}content\n{}", shown(request.file), content.id(),
-                      mode, ModelText(ModelOf(mode)), "block", kTitleWidth,
-                      textOf(viewOf(content, request.rows), mode)));
+    print(textOf(content, shown(request.file), request.rows));
     warnOfLosses(content, request.file, "marked NOT READABLE", "not shown");
     return kExitOk;
 }

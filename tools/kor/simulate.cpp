@@ -122,20 +122,6 @@ SimulationPlan planOf(const SimulateRequest& request)
     return plan;
 }
 
-recordings::Truth truthOf(const SimulatedSample& sample)
-{
-    recordings::Truth truth{};
-    truth.timeStampMs = sample.raw.timeStampMs;
-    truth.valid = sample.valid;
-    truth.note = sample.note;
-    std::copy(sample.pose.base.begin(), sample.pose.base.end(), truth.base);
-    for (std::size_t i = 0; i < 3; ++i) {
-        truth.position[i] = static_cast<float>(sample.pose.position[i]);
-    }
-    std::copy(sample.result.begin(), sample.result.end(), truth.result);
-    return truth;
-}
-
 void refuseOutputs(const SimulateRequest& request, const ParameterSource& source, bool fileMotion)
 {
     std::vector<UsedFile> used = {{source.path(), "the parameter file"}};
