@@ -208,8 +208,8 @@ class Content(Case):
     def test_several_runs_lie_over_each_other_by_their_stamps(self):
         self.results()
         script = self.script("polarizer.csv", POLARIZER / "polarizer_truth.csv", "polarizer.csv", "-o", "out.svg")
-        looks = re.findall(r"with lines (lc [^\n]*) title 'polarizer.csv: azimuth_deg'", script)
-        self.assertEqual(len(looks), 2)
+        looks = [re.search(rf"with lines (lc [^\n]*) title 'polarizer.csv{again}: azimuth_deg'", script).group(1)
+                 for again in ("", r" \(2\)")]
         colours, dashes = ({re.search(pattern, look).group(1) for look in looks} for pattern in ("rgb '(.*?)'", "dt (.)"))
         self.assertEqual((len(colours), len(dashes)), (2, 2))
         self.assertIn("time since stamp 4294955299 ms", script)
@@ -219,6 +219,16 @@ class Content(Case):
         other = self.script("polarizer.csv", SHIPPED / "pendulum" / "pendulum_truth.csv", "--from", "4294960000",
                             "--to", "4294961400", "-o", "out.svg")
         self.assertIn("time since stamp 429496", other)
+
+    def test_runs_of_one_name_are_told_apart_by_their_folders(self):
+        for folder in ("first/out", "second/out"):
+            (self.place / folder).mkdir(parents=True)
+            (self.place / folder / "polarizer.csv").write_bytes(self.results().read_bytes())
+        script = self.script("polarizer.csv", "first/out/polarizer.csv", "second/out/polarizer.csv",
+                             "second/out/polarizer.csv", "--columns", "azimuth_deg", "-o", "out.svg", "--size", "2000x900")
+        names = ["polarizer.csv", "first/out/polarizer.csv", "second/out/polarizer.csv", "second/out/polarizer.csv (2)"]
+        self.assertEqual(re.findall(r"title '([^']*): azimuth_deg'", script), names)
+        self.assertIn("'" + ", ".join(names) + "' at screen", script)
 
     def test_from_to_and_bad_rows(self):
         lines = (POLARIZER / "polarizer.csv").read_text().splitlines()

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <deque>
+#include <filesystem>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -225,10 +227,49 @@ std::optional<Side> truthOf(const PlotPlan& plan, const std::vector<series::File
     return side;
 }
 
-// The last part of a path; what comes from standard input has a title alone.
-std::string shortName(const series::Series& rows)
+// The last parts of a path, so many of them; what comes from standard input has a title alone.
+std::string lastParts(const series::Series& rows, std::size_t count)
 {
-    return rows.path == "-" ? rows.title : platform::textOf(platform::pathFrom(rows.path).filename());
+    if (rows.path == "-") {
+        return rows.title;
+    }
+    const std::filesystem::path path = platform::pathFrom(rows.path);
+    std::filesystem::path last;
+    auto part = path.end();
+    for (std::size_t i = 0; i < count && part != path.begin(); ++i) {
+        --part;
+        last = last.empty() ? *part : *part / last;
+    }
+    return platform::textOf(last);
+}
+
+// Names for the legend: as much of each path as tells it from the others. The same file again has a number behind it.
+void nameRuns(std::deque<PlottedRun>& runs)
+{
+    for (PlottedRun& run : runs) {
+        run.name = lastParts(run.rows, 1);
+    }
+    constexpr std::size_t kMostParts = 20;
+    for (std::size_t parts = 2; parts <= kMostParts; ++parts) {
+        std::vector<PlottedRun*> again;
+        for (PlottedRun& run : runs) {
+            if (std::any_of(runs.begin(), runs.end(), [&run](const PlottedRun& other) {
+                    return other.name == run.name && other.rows.path != run.rows.path;
+                })) {
+                again.push_back(&run);
+            }
+        }
+        for (PlottedRun* const run : again) {
+            run->name = lastParts(run->rows, parts);
+        }
+    }
+    for (std::size_t i = runs.size(); i-- > 1;) {
+        const auto before = std::count_if(runs.begin(), runs.begin() + static_cast<std::ptrdiff_t>(i),
+                                          [&](const PlottedRun& other) { return other.name == runs[i].name; });
+        if (before > 0) {
+            runs[i].name += fmt::format(" ({})", before + 1);
+        }
+    }
 }
 
 int plot(const PlotRequest& request)
@@ -242,15 +283,17 @@ int plot(const PlotRequest& request)
     const std::optional<Side> truth = truthOf(plan, files);
 
     std::deque<PlottedRun> runs;
-    std::string title;
     for (series::File& file : files) {
         PlottedRun& run = runs.emplace_back();
         run.rows = readRows(file, plan, neededColumns(file, plan));
-        run.name = shortName(run.rows);
-        title += (title.empty() ? "" : ", ") + run.name;
         if (truth && file.kind() == Kind::results) {
             run.errors = errorsOf(run.rows, *truth);
         }
+    }
+    nameRuns(runs);
+    std::string title;
+    for (const PlottedRun& run : runs) {
+        title += (title.empty() ? "" : ", ") + run.name;
     }
     const bool shared = alignTimes(runs);
     const std::vector<Panel> panels = panelsOf(runs, plan.columns);
