@@ -191,6 +191,17 @@ class Content(Case):
             self.assertEqual((outcomes[name]["count"], outcomes[name]["first"], outcomes[name]["last"]),
                              (len(places), places[0], places[-1]))
 
+    def test_findings_claim_no_more_than_the_rows_tell(self):
+        page = self.report(self.put_results("one.csv", 1))
+        self.assertEqual(page.findings("good"), ["1 of 1 row holds a usable orientation, 100.00 %."])
+        page = self.report(self.put_results("same.csv", 20, lambda row: row.update(timeStampMs="7")))
+        self.assertIn("time stamp of the row before", page.findings("warning")[0])
+        self.assertFalse(any("missing" in text for text in page.findings("good")))
+        page = self.report(self.put_results("cut.csv", 20, lambda row: row.update(outcome="rejected_status")))
+        self.assertEqual(page.findings("error"), ["0 of 20 rows hold a usable orientation, 0.00 %."])
+        page = self.report(self.put_results("none.csv", 20, lambda row: row.update(outcome="before_reference")))
+        self.assertEqual(page.findings("error")[1], "No reference was captured: all angles are 0.")
+
     def test_error_figures_are_those_of_compare(self):
         page = self.report(self.results(), "--truth", self.truth())
         compared = json.loads(subprocess.run([*KOR, "compare", "--json", self.results(), self.truth()],

@@ -330,8 +330,10 @@ private:
     template <typename Add>
     void tellUse(const Add& add) const
     {
-        const char* const what = m_rows.kind == Kind::recording ? "have the status 2"
+        const bool one = m_usable == 1;
+        const char* const what = m_rows.kind == Kind::recording ? (one ? "has the status 2" : "have the status 2")
                                  : m_rows.kind == Kind::truth   ? "may be held against results"
+                                 : one                          ? "holds a usable orientation"
                                                                 : "hold a usable orientation";
         const std::string text =
             fmt::format("{} of {} {}, {}.", m_usable, plural(m_count, "row", "rows"), what, share(m_usable));
@@ -362,7 +364,9 @@ private:
                                     place(references.front()), place(references.back())));
         } else if (m_usable > 0) {
             add("note", "The reference was captured before the first row.");
-        } else {
+        } else if (std::any_of(m_rows.labels.begin(), m_rows.labels.end(), [](const series::Label& label) {
+                       return label.verdict == series::Verdict::beforeReference;
+                   })) {
             add("error", "No reference was captured: all angles are 0.");
         }
     }
@@ -370,9 +374,15 @@ private:
     template <typename Add>
     void tellTimes(const Add& add) const
     {
+        if (m_count > 1 && m_rows.usualStep == 0) {
+            add("warning", "Most rows have the time stamp of the row before: nothing tells which samples are missing, "
+                           "and the charts have no width.");
+        }
         if (m_rows.gaps.empty()) {
-            add("good", fmt::format("No samples are missing: the time stamps have no gap; the usual step is {} ms.",
-                                    m_rows.usualStep));
+            if (m_rows.usualStep > 0) {
+                add("good", fmt::format("No samples are missing: the time stamps have no gap; the usual step is {} ms.",
+                                        m_rows.usualStep));
+            }
         } else {
             const std::size_t longest =
                 *std::max_element(m_rows.gaps.begin(), m_rows.gaps.end(),
