@@ -188,7 +188,17 @@ korPage.Charts = class {
     for (const panel of this.panels) {
       this.drawPanel(panel);
     }
+    this.fitPaper(this.panels[0].chart);
     this.cursorAt(this.cursor);
+  }
+
+  // How large all charts are drawn, and how much smaller they are printed; page.css tells why.
+  fitPaper({ clientWidth, clientHeight }) {
+    const paper = 661; // 17.5 cm
+    const { style } = document.getElementById("charts");
+    style.setProperty("--drawn-width", `${clientWidth}px`);
+    style.setProperty("--drawn-height", `${clientHeight}px`);
+    style.setProperty("--on-paper", Math.min(1, paper / clientWidth));
   }
 
   drawPanel(panel) {

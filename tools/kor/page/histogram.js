@@ -53,15 +53,16 @@ korPage.histogram = function (container, { edges, counts, marks, unit }) {
     );
   }
   svg.append(part("text", { x: (left + width) / 2, y: height - 6, "text-anchor": "middle" }, unit));
+  const names = [];
   marks.forEach(({ name, value, text }, i) => {
     const at = x(Math.min(last, Math.max(first, value)));
     const line = part("line", { x1: at, x2: at, y1: 12 + 15 * i, y2: y(0), "stroke-width": 1.5 });
     line.setAttribute("stroke-dasharray", ["none", "7 3", "2 2"][i]);
     const beyond = at > width * 0.6;
-    svg.append(
-      paint(line, "stroke", "ink"),
-      part("text", { x: at + (beyond ? -6 : 6), y: 16 + 15 * i, "text-anchor": beyond ? "end" : "start" }, `${name} ${text}`),
-    );
+    svg.append(paint(line, "stroke", "ink"));
+    const place = { x: at + (beyond ? -6 : 6), y: 16 + 15 * i, "text-anchor": beyond ? "end" : "start" };
+    names.push(part("text", { ...place, class: "over-lines" }, `${name} ${text}`));
   });
+  svg.append(...names);
   container.replaceChildren(svg);
 };

@@ -297,7 +297,7 @@ korPage.Scene = class {
       context.fillText(text, canvas.width / 2, canvas.height / 2);
       sprite.material.map.needsUpdate = true;
     }
-    this.render();
+    this.paint(); // at once, because printing does not wait
   }
 
   // At most once for each picture of the screen.
@@ -308,15 +308,19 @@ korPage.Scene = class {
     this.asked = true;
     requestAnimationFrame(() => {
       this.asked = false;
-      const away = 7.2 * this.far * Math.max(1, 1.5 / this.camera.aspect);
-      const level = away * Math.cos(this.above);
-      this.camera.position.set(
-        this.centre.x + level * Math.cos(this.around),
-        this.centre.y + level * Math.sin(this.around),
-        this.centre.z + away * Math.sin(this.above),
-      );
-      this.camera.lookAt(this.centre);
-      this.renderer.render(this.scene, this.camera);
+      this.paint();
     });
+  }
+
+  paint() {
+    const away = 7.2 * this.far * Math.max(1, 1.5 / this.camera.aspect);
+    const level = away * Math.cos(this.above);
+    this.camera.position.set(
+      this.centre.x + level * Math.cos(this.around),
+      this.centre.y + level * Math.sin(this.around),
+      this.centre.z + away * Math.sin(this.above),
+    );
+    this.camera.lookAt(this.centre);
+    this.renderer.render(this.scene, this.camera);
   }
 };
