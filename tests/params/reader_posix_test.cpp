@@ -25,6 +25,7 @@
 
 #include "mek/Matrix.h"
 #include "params/prm_file.h"
+#include "support/CommaLocale.h"
 #include "support/Float.h"
 #include "support/Rounds.h"
 
@@ -296,16 +297,12 @@ TEST_F(Posix, onlyRegularFilesAreOpened)
 
 // ---- locales of the C library ------------------------------------------------------------------------------
 
-// A locale with a decimal comma, made here because no system has one for certain.
 class CommaLocale : public ParamsTest {
 protected:
     static void SetUpTestSuite()
     {
         s_locales = std::make_unique<TempDir>();
-        const std::string target = (s_locales->path() / "de_DE.UTF-8").string();
-        // localedef warns by its exit status; whether the locale is there is tested by using it.
-        const int status = std::system(("localedef -i de_DE -f UTF-8 '" + target + "' >/dev/null 2>&1").c_str());
-        ASSERT_NE(status, -1);
+        ASSERT_NE(kor_test::makeCommaLocale(s_locales->path()), -1);
         ASSERT_EQ(::setenv("LOCPATH", s_locales->path().c_str(), 1), 0);
     }
     static void TearDownTestSuite()
@@ -344,10 +341,10 @@ protected:
 
 TEST_F(CommaLocale, ofTheProcessOrTheThreadChangesNoRead)
 {
-    const char* name = std::setlocale(LC_ALL, "de_DE.UTF-8");
-    ASSERT_NE(name, nullptr) << "this test needs localedef and the German locale source";
+    const char* name = std::setlocale(LC_ALL, kor_test::kCommaLocale);
+    ASSERT_NE(name, nullptr) << "this test needs localedef and the locale sources";
     expectReadsAsAlways();
-    EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), "de_DE.UTF-8");
+    EXPECT_STREQ(std::setlocale(LC_ALL, nullptr), kor_test::kCommaLocale);
     const locale_t comma = ::duplocale(LC_GLOBAL_LOCALE);
     std::setlocale(LC_ALL, "C");
     ASSERT_NE(comma, nullptr);
