@@ -145,44 +145,61 @@ bool File::sync() noexcept
     return result == 0 || errno == EINVAL || errno == ENOTSUP;
 }
 
+namespace {
+
+struct Handed {
+    bool toOwner = false;
+    bool toGroup = false;
+};
+
+// Gives a file to the owner and the group wanted. Whoever may not give a file away may still give it to a group of
+// their own.
+Handed handOver(int descriptor, const struct stat& wanted)
+{
+    constexpr auto kStays = static_cast<uid_t>(-1);
+    struct stat own = {};
+    Handed handed;
+    if (::fstat(descriptor, &own) == 0) {
+        handed = {.toOwner = own.st_uid == wanted.st_uid, .toGroup = own.st_gid == wanted.st_gid};
+    }
+    if ((!handed.toOwner || !handed.toGroup) && ::fchown(descriptor, wanted.st_uid, wanted.st_gid) == 0) {
+        handed = {.toOwner = true, .toGroup = true};
+    }
+    handed.toGroup = handed.toGroup || ::fchown(descriptor, kStays, wanted.st_gid) == 0;
+    return handed;
+}
+
+// The rights wanted, where another group than the one meant is like everybody else.
+mode_t rightsOf(const struct stat& wanted, Handed handed)
+{
+    const mode_t mode = wanted.st_mode & kAllAccess;
+    return handed.toGroup ? mode : (mode & ~mode_t{S_IRWXG}) | ((mode & S_IRWXO) << 3U);
+}
+
+} // namespace
+
 void File::copyPermissions(const File& from) noexcept
 {
     struct stat wanted = {};
-    struct stat own = {};
-    if (::fstat(from.m_descriptor, &wanted) != 0 || ::fstat(m_descriptor, &own) != 0) {
+    if (::fstat(from.m_descriptor, &wanted) != 0) {
         return;
     }
-    // Whoever may not give a file away may still give it to a group of their own.
-    constexpr auto kStays = static_cast<uid_t>(-1);
-    bool isOwners = own.st_uid == wanted.st_uid;
-    bool isGroups = own.st_gid == wanted.st_gid;
-    if ((!isOwners || !isGroups) && ::fchown(m_descriptor, wanted.st_uid, wanted.st_gid) == 0) {
-        isOwners = isGroups = true;
-    }
-    isGroups = isGroups || ::fchown(m_descriptor, kStays, wanted.st_gid) == 0;
-
-    mode_t mode = (wanted.st_mode & kAllAccess) | S_IRUSR | S_IWUSR;
-    if (!isGroups) {
-        mode = (mode & ~mode_t{S_IRWXG}) | ((mode & S_IRWXO) << 3U); // another group is like everybody else
-    }
-    if (!isOwners && (wanted.st_mode & S_IRUSR) != 0) {
-        mode |= isGroups ? S_IRGRP : S_IRGRP | S_IROTH;
+    const Handed handed = handOver(m_descriptor, wanted);
+    mode_t mode = rightsOf(wanted, handed) | S_IRUSR | S_IWUSR;
+    if (!handed.toOwner && (wanted.st_mode & S_IRUSR) != 0) {
+        mode |= handed.toGroup ? S_IRGRP : S_IRGRP | S_IROTH;
     }
     [[maybe_unused]] const int result = ::fchmod(m_descriptor, mode);
 }
 
 void File::takePermissionsOf(const std::string& path) noexcept
 {
-    struct stat status = {};
-    if (!isName(path) || ::stat(path.c_str(), &status) != 0) {
+    struct stat wanted = {};
+    if (!isName(path) || ::stat(path.c_str(), &wanted) != 0) {
         return;
     }
-    constexpr auto kStays = static_cast<uid_t>(-1);
-    [[maybe_unused]] int result = ::fchown(m_descriptor, status.st_uid, status.st_gid);
-    if (result != 0) {
-        result = ::fchown(m_descriptor, kStays, status.st_gid);
-    }
-    result = ::fchmod(m_descriptor, status.st_mode & kAllAccess); // behind the owner, who may be given no other rights
+    const Handed handed = handOver(m_descriptor, wanted); // before its rights, which are not for the one who has it now
+    [[maybe_unused]] const int result = ::fchmod(m_descriptor, rightsOf(wanted, handed));
 }
 
 // A lock, which the system takes off with the last descriptor. A file system that has none does not lock for
