@@ -150,7 +150,7 @@ bool Output::closeTogether(Output& first, Output& second)
     }
     const std::size_t failing = platform::TemporaryFile::takeTheirPlaces(placings);
     if (failing < placed.size()) {
-        placed[failing]->failPlacing();
+        placed[failing]->failPlacing(placings[failing].target);
     }
     return failing == placed.size();
 }
@@ -158,7 +158,7 @@ bool Output::closeTogether(Output& first, Output& second)
 bool Output::closeAs(std::string path)
 {
     if (complete(path) && !path.empty() && !m_temporary.takePlaceOf(path)) {
-        failPlacing();
+        failPlacing(path);
     }
     return !m_problem;
 }
@@ -173,7 +173,7 @@ bool Output::complete(std::string& path)
     if (!path.empty() && !m_problem) {
         const std::optional<std::string> led = platform::behindLinks(path);
         if (!led || !mayBeReplaced(*led)) {
-            failPlacing();
+            failPlacing(path);
         } else {
             path = *led;
             m_temporary.file.takePermissionsOf(path);
@@ -185,9 +185,10 @@ bool Output::complete(std::string& path)
     return !m_problem;
 }
 
-void Output::failPlacing()
+void Output::failPlacing(const std::string& path)
 {
     fail(Problem::Kind::cannotCreate, "the complete file cannot take its place: ");
+    m_problem.file = path == m_target ? m_title : platform::shown(path);
 }
 
 void Output::fail(Problem::Kind kind, const std::string& what)

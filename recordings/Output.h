@@ -64,7 +64,7 @@ private:
     bool put(std::string_view bytes, bool last);
     bool closeAs(std::string path);
     bool complete(std::string& path);
-    void failPlacing();
+    void failPlacing(const std::string& path);
     void fail(Problem::Kind kind, const std::string& what);
 
     std::string m_title;

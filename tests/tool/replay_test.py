@@ -1194,7 +1194,7 @@ class Results(Case):
                           "choose another name", errors)
             self.assertEqual(self.get("r.csv"), b"old\n")
             _, errors = self.replay("bad.csv", "-o", "q.csv", status=CANNOT_CREATE, **nobody)
-            self.assertIn("the complete file cannot take its place: Permission denied", errors)
+            self.assertIn("cannot create q.partial.csv: the complete file cannot take its place: Permission denied", errors)
             self.assertEqual(self.get("q.partial.csv"), b"old\n")
             self.assert_no_leftovers("a.csv", "bad.csv", "r.csv", "q.partial.csv")
         finally:
