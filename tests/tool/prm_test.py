@@ -346,10 +346,40 @@ class Rewrite(Case):
         self.assertEqual(self.read(self.path("Tg1.prm.bak")), "precious")
         self.write("$tmp.prm", "another rewriting's")
         done = self.prm("rewrite", "Tg1.prm", "--backup", "b", status=CANNOT_CREATE)
-        self.assertIn("holds a file $tmp.prm, which the library would overwrite", done.stderr)
+        self.assertIn("the current directory holds $tmp.prm, which the library would overwrite", done.stderr)
         self.assertEqual(self.read(self.path("$tmp.prm")), "another rewriting's")
         self.assertEqual(self.read(self.path("Tg1.prm")), before)
         self.assertEqual(self.files(), ["$tmp.prm", "Tg1.prm", "Tg1.prm.bak"])
+
+    @posix_only
+    def test_links_under_the_name_of_the_copy_stay(self):
+        self.ending("dual_level", "Mounting Mode")
+        for goal in ("nowhere", "$tmp.prm"):
+            os.symlink(goal, self.path("$tmp.prm"))
+            done = self.prm("rewrite", "Tg1.prm", status=CANNOT_CREATE)
+            self.assertIn("the current directory holds $tmp.prm", done.stderr)
+            self.assertEqual(os.readlink(self.path("$tmp.prm")), goal)
+            self.assertEqual(self.files(), ["$tmp.prm", "Tg1.prm"])
+            os.remove(self.path("$tmp.prm"))
+
+    @posix_only
+    @unittest.skipUnless(os.name == "posix" and os.geteuid() == 0, "only the superuser has files of others")
+    def test_only_who_may_write_a_file_rewrites_it(self):
+        path = self.ending("dual_level", "Mounting Mode")
+        before = self.read(path)
+        os.chown(path, 4711, 4712)
+        # The superuser, who may do no more than anybody else.
+        limited = ["setpriv", "--bounding-set=-dac_override,-dac_read_search,-fowner,-chown", *KOR]
+        for mode in (0o644, 0o444):
+            os.chmod(path, mode)
+            done = subprocess.run([*limited, "prm", "rewrite", "Tg1.prm"], capture_output=True, text=True, cwd=self.dir)
+            self.assertEqual(done.returncode, CANNOT_CREATE, done.stderr)
+            self.assertIn("cannot rewrite Tg1.prm: Permission denied; make it writable or rewrite a copy", done.stderr)
+            self.assertEqual((self.read(path), self.files()), (before, ["Tg1.prm"]))
+            self.assertEqual(stat.S_IMODE(os.stat(path).st_mode), mode)
+        os.chmod(path, 0o666)
+        subprocess.run([*limited, "prm", "rewrite", "Tg1.prm"], check=True, capture_output=True, cwd=self.dir)
+        self.assertIn("Mounting Mode", self.read(path))
 
     @posix_only
     def test_links_are_followed_and_permissions_stay(self):

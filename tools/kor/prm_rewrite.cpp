@@ -55,6 +55,28 @@ std::string resolved(const std::string& path)
     return error ? path : platform::textOf(led);
 }
 
+// The library replaces a file by way of its directory, also one that the user may not write. The owner's own may be
+// read-only: the library clears that, and Backup sets it again.
+void requireWritable(const std::string& path)
+{
+    if (platform::openAnyForWriting(path)) {
+        return;
+    }
+    const std::string why = platform::lastError();
+    // Setting once more what is set already is for those alone who may clear it as well.
+    if (!platform::fileStatus(path).readOnly || !platform::setReadOnly(path, true)) {
+        throw Failure(kExitCannotCreate,
+                      fmt::format("cannot rewrite {}: {}; make it writable or rewrite a copy", shown(path), why));
+    }
+}
+
+// A link that leads nowhere is something, too.
+bool isTaken(const char* name)
+{
+    std::error_code error;
+    return std::filesystem::exists(std::filesystem::symlink_status(name, error));
+}
+
 // The file as it was, under a name that was free. Takes the file's place again unless it is kept.
 class Backup {
 public:
@@ -74,7 +96,8 @@ public:
                 throw Failure(kExitCannotCreate,
                               platform::fileStatus(path).exists
                                   ? fmt::format("the backup {} exists already and is not replaced; move it away or "
-                                                "choose another name with --backup",
+                                                "choose another name with --backup (a killed rewriting leaves its "
+                                                "backup, which holds the file as it was)",
                                                 shown(path))
                                   : fmt::format("cannot create the backup {}: {}", shown(path), why));
             }
@@ -224,10 +247,11 @@ int runRewrite(const RewriteRequest& request)
     const PrmContent before = prmOf(bytes, shown(request.file));
     CKorPrm prm;
     setPath(prm, path);
-    if (platform::fileStatus(kCopyName).exists) {
+    requireWritable(path);
+    if (isTaken(kCopyName)) {
         throw Failure(kExitCannotCreate,
-                      fmt::format("the current directory holds a file {}, which the library would overwrite; move it "
-                                  "away or start kor in another directory",
+                      fmt::format("the current directory holds {}, which the library would overwrite; remove it if it "
+                                  "is what a killed rewriting has left, or start kor in another directory",
                                   kCopyName));
     }
     Backup backup(request.backup.value_or(request.file + ".bak"), path, bytes);
