@@ -56,7 +56,7 @@ inline NormalisedColumns normaliseColumns(const double* m)
             m[7] / len1, m[2] / len2, -m[5] / len2, m[8] / len2};
 }
 
-// Kept: a plain arctangent without quadrants, so the result stays within a quarter turn.
+// Kept [third-machine-angle]: a plain arctangent without quadrants, so the result stays within a quarter turn.
 float plainArctangent(double y, double x)
 {
     if (std::fabs(x) <= kDeadZone) {
@@ -72,7 +72,7 @@ float safeAtan2(double y, double x)
     if (std::fabs(x) <= kDeadZone) {
         return quarterTurn(y);
     }
-    // Kept: without a look at the sign of x, so that an exact half turn reads 0.
+    // Kept [half-turn-reads-0]: without a look at the sign of x, so that an exact half turn reads 0.
     if (std::fabs(y) <= kDeadZone) {
         return 0.0F;
     }
@@ -103,7 +103,7 @@ void threeVectorAngles(const double* m, OrientationAngles& angles)
 void machineAngles(const double* m, OrientationAngles& angles)
 {
     const NormalisedColumns c = normaliseColumns(m);
-    // Kept: no dead zone about the x axis here and for the last angle of local coordinates.
+    // Kept [no-dead-zone-about-x]: no dead zone about the x axis here and for the last angle of local coordinates.
     angles.first = safeAtan2AnyY(c.f12, c.e22);
     const double cosFirst = cosine(angles.first);
     const double sinFirst = sine(angles.first);

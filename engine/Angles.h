@@ -4,7 +4,7 @@
 namespace kor {
 
 /// Angles of one orientation, radians, in single precision.
-/// Kept: about x, z and y in this order.
+/// Kept [order-of-angles]: about x, z and y in this order.
 struct OrientationAngles {
     float first;
     float second;

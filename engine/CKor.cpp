@@ -23,11 +23,11 @@ CKor::CKor() : m_state(nullptr)
     m_state = state.release();
 }
 
-// Kept: tables, model and parameter store are shared between a copy and its source, as hosts expect of a plain
-// copy. Counted references make it harmless to destroy both.
+// Kept [copies-share, counted-references]: tables, model and parameter store are shared between a copy and its source,
+// as hosts expect of a plain copy. Counted references make it harmless to destroy both.
 CKor::CKor(const CKor& other) : m_state(nullptr)
 {
-    const Guard guard(other.m_state->lock);
+    const Guard guard(other.m_state->lock); // Kept [destroy-and-copy-wait]: for as long as it is read
     m_state = new State(static_cast<const kor::EngineFields&>(*other.m_state));
 }
 
@@ -55,7 +55,7 @@ CKor::~CKor()
 void CKor::Destroy()
 {
     State& s = *m_state;
-    const Guard guard(s.lock);
+    const Guard guard(s.lock); // Kept [destroy-and-copy-wait]: before anything is looked at
     s.model.reset();
     s.modelKind = kor::OrientationModel::none;
     s.lastSample = {};
@@ -67,10 +67,10 @@ void CKor::Destroy()
     s.levelY.coefficients = {};
     s.elevationTable = {};
     s.azimuthTable = {};
-    // The encoders only refer to the tables.
+    // Kept [encoders-without-table]: they only refer to the tables.
     s.elevationEncoder.setCalTable(nullptr, 0);
     s.azimuthEncoder.setCalTable(nullptr, 0);
-    s.parameterStore.reset();
+    s.parameterStore.reset(); // Kept [state-after-destroy]: reference, mode, counts and runs stay
 }
 
 int CKor::Initialization()
@@ -80,7 +80,7 @@ int CKor::Initialization()
 
 int CKor::ReadMatrix(double* matrix)
 {
-    // Kept: a null pointer alone is answered without the lock.
+    // Kept [null-matrix-without-lock]: a null pointer alone is answered without the lock.
     if (matrix == nullptr) {
         return kor::kBadArgument;
     }
@@ -91,5 +91,5 @@ int CKor::ReadMatrix(double* matrix)
 int kor::readMatrixLocked(const EngineFields& s, double* matrix)
 {
     std::copy(std::begin(s.resultMatrix), std::end(s.resultMatrix), matrix);
-    return s.matrixValid ? kSuccess : kNoMatrix;
+    return s.matrixValid ? kSuccess : kNoMatrix; // Kept [identity-with-554]: the identity has been copied
 }

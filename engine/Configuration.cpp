@@ -24,11 +24,11 @@ std::size_t natural(int count)
     return count > 0 ? static_cast<std::size_t>(count) : 0;
 }
 
-// Kept: no parameter group checks the count it is given. Values beyond the group have nowhere to go and are left out.
+// Kept [counts-unchecked, values-beyond-group]: values beyond the group have nowhere to go and are left out, silently.
 template <std::size_t N>
 int copyGroup(const float* values, int count, float (&group)[N], kor::platform::RecursiveLock& lock)
 {
-    const Guard guard(lock);
+    const Guard guard(lock); // Kept [arguments-under-lock]: before they are looked at, here and below
     if (values == nullptr) {
         return kor::kBadArgument;
     }
@@ -36,15 +36,15 @@ int copyGroup(const float* values, int count, float (&group)[N], kor::platform::
     return kor::kSuccess;
 }
 
-// Elements of an n x n matrix that a 3 x 3 field holds.
+// Kept [larger-engine-matrix]: of an n x n matrix a 3 x 3 field takes the first nine elements.
 std::size_t matrixElements(int n)
 {
     const std::int64_t elements = static_cast<std::int64_t>(n) * n;
     return static_cast<std::size_t>(std::min<std::int64_t>(elements, 9));
 }
 
-// Kept: a table is allocated by the first call that finds it absent and never again. A later call that does not
-// fit is refused.
+// Kept [tables-allocated-once, unfit-table-refused]: a table is allocated by the first call that finds it absent and
+// never again. A later call that does not fit is refused.
 template <typename Value>
 bool makeRoom(kor::Table<Value>& table, std::size_t size)
 {
@@ -182,7 +182,7 @@ int CKor::setTiltOffset(const F_VECTOR2& offset)
     return kor::kSuccess;
 }
 
-// Kept: the thermal factor is stored without the lock; the host calls this only while no sample is processed.
+// Kept [setters-without-lock]: stored without the lock; the host calls this only while no sample is processed.
 int CKor::setThermalFactor(const F_VECTOR4& factor)
 {
     m_state->thermalFactor[0] = factor.x;
@@ -202,7 +202,7 @@ int CKor::setKnownVector(const double* vector)
     return kor::kSuccess;
 }
 
-// Kept: the inverse stands beside the matrix, and a singular matrix stands as its own inverse.
+// Kept [singular-is-own-inverse]: the inverse stands beside the matrix, and a singular matrix is taken for its own.
 int CKor::setLocalMatrix(const double* matrix, int n)
 {
     State& s = *m_state;
@@ -243,8 +243,8 @@ int CKor::setPSDParameters(int first, int second, int divisor)
     return kor::kSuccess;
 }
 
-// Kept: runs without the lock, and a model once made is kept even if later modes ask for another one; the stored mode
-// steers the per-sample steps all the same.
+// Kept [setters-without-lock, kind-of-model-stays]: runs without the lock, and a model once made stays even if later
+// modes ask for another one; the stored mode steers the per-sample steps all the same.
 int CKor::setMountMode(int mode)
 {
     State& s = *m_state;
@@ -255,10 +255,10 @@ int CKor::setMountMode(int mode)
             s.model = makeModel(kind);
             s.modelKind = kind;
         } catch (const std::bad_alloc&) {
-            return kor::kSuccess; // without a model every sample is refused
+            return kor::kSuccess; // Kept [mode-without-memory]: without a model every sample is refused
         }
-        // Kept: a negative odd mode asks with -1 and so leaves the parity zero.
-        s.model->set_iMMode(mode % 2);
+        // Kept [parity-of-negative-mode]: a negative odd mode asks with -1 and so leaves the parity zero.
+        s.model->set_iMMode(mode % 2); // Kept [parity-stays]: that of the first mode
     }
     s.model->UpdateSFactors(s.scaleFactors, 8);
     s.model->UpdateQVCParameters(s.qvcParameters, 6);
@@ -271,7 +271,7 @@ int CKor::setMountMode(int mode)
     return kor::kSuccess;
 }
 
-// Kept: the inverse calibrations run without the lock.
+// Kept [setters-without-lock]: the inverse calibrations run without the lock.
 float CKor::getInverseAzCalib(float value)
 {
     return m_state->azimuthEncoder.inverseEncCalibration(value);

@@ -11,7 +11,7 @@ namespace {
 constexpr double kDeadZone = 1e-12;
 
 // Angle of (x, y) with dead zones about the axes, radians. On the axes: 0, pi/2, pi and 3 pi/2.
-// Kept: off the axes the two uses differ; they add belowLeft and belowRight in the lower two quadrants.
+// Kept [home-vector-quadrants]: off the axes the two uses differ in what they add in the lower two quadrants.
 double quadrantAngle(double y, double x, double belowLeft, double belowRight)
 {
     if (std::fabs(x) <= kDeadZone) {
@@ -42,12 +42,12 @@ double axisTurn(double p, double q, double theta)
     const bool noP = std::fabs(p) <= kDeadZone;
     const bool noQ = std::fabs(q) <= kDeadZone;
     if (noP && std::fabs(q) > kDeadZone) {
-        return 0.0; // Kept: zero, not a quarter turn
+        return 0.0; // Kept [home-vector-0]: zero, not a quarter turn
     }
     if (noQ && std::fabs(p) > kDeadZone) {
         return p > 0.0 ? 0.0 : mek::kPi;
     }
-    // Kept: no guard against 0/0 when neither angle was measured.
+    // Kept [home-vector-nan]: no guard against 0/0 when neither angle was measured.
     const double s = std::asin(std::sin(q) / std::sin(theta));
     if (q > 0.0 && p > 0.0) {
         return s;
@@ -71,7 +71,7 @@ void setColumns(double* m, const double* a, const double* b, const double* c)
 
 bool CKor::Calc_HV0(D_VECTOR3 a, D_VECTOR3 b, D_VECTOR2 reference, D_VECTOR3 measured, double* first, double* second)
 {
-    // Measured and reference angles in radians. Kept: the second measured angle comes first, the first one negated.
+    // In radians. Kept [home-vector-measured]: the second measured angle comes first, the first one negated.
     const double p = measured.y * mek::kRadPerDeg;
     const double q = -measured.x * mek::kRadPerDeg;
     const double r0 = reference.x * mek::kRadPerDeg;
@@ -111,10 +111,10 @@ bool CKor::Calc_HV0(D_VECTOR3 a, D_VECTOR3 b, D_VECTOR2 reference, D_VECTOR3 mea
     double r[9];
     mek::MatrixMultiply(frame1, frame2, 3, 3, 3, r);
 
-    // Its two angles. Kept: this angle runs from -pi to 3 pi/2, and the second one is the mean of two plain
-    // arctangents.
+    // Its two angles. Kept [home-vector-quadrants, home-vector-mean]: this angle runs from -pi to 3 pi/2, and the
+    // second one is the mean of two plain arctangents.
     const double phi = quadrantAngle(-r[1], r[4], -mek::kPi, 0.0);
-    if (first != nullptr) {
+    if (first != nullptr) { // Kept [home-vector-null]: a null pointer is skipped
         *first = (r0 - phi) * mek::kDegPerRad;
     }
     if (second != nullptr) {

@@ -61,7 +61,7 @@ struct SampleTrace {
     bool valuesWereSpoiled = false; ///< before this sample: the values that the two-level models share
 };
 
-/// The fields that a copy of an engine takes over, in declaration order.
+/// The fields that a copy of an engine takes over, in declaration order. Kept [open-fields-0]: zero until they are set.
 struct EngineFields {
     mek::CEncoder elevationEncoder;
     mek::CEncoder azimuthEncoder;
@@ -117,7 +117,7 @@ struct CKor::State : kor::EngineFields {
     State() = default;
     explicit State(const kor::EngineFields& fields) : kor::EngineFields(fields) {}
 
-    kor::platform::RecursiveLock lock;
+    kor::platform::RecursiveLock lock; ///< Kept [lock-of-each-copy]: not among the fields that a copy takes over
 };
 
 /// Way in for the operations that stand beside the engine's own interface.

@@ -33,7 +33,7 @@ bool readsLevelXAsRatio(std::int32_t mode)
     return mode == 5 || mode == 6;
 }
 
-// Kept: the denominator of the ratio still passes through the table of level Y.
+// Kept [level-ratio]: the denominator of the ratio still passes through the table of level Y.
 float levelXInput(std::int32_t mode, const KOR_RAWINFO& raw)
 {
     if (!readsLevelXAsRatio(mode)) {
@@ -69,7 +69,7 @@ inline float calibrated(mek::CEncoder& encoder, const kor::Table<float>& table, 
     return encoder.encCalibration(reading, table.revision());
 }
 
-// 24-bit two's complement. Kept: the sign starts above 2^23, not at it.
+// 24-bit two's complement. Kept [temperature-sign]: the sign starts above 2^23, not at it.
 float temperature(std::int32_t count)
 {
     constexpr std::int32_t kHalfRange = 1 << 23;
@@ -78,7 +78,7 @@ float temperature(std::int32_t count)
     return static_cast<float>(value) / kTemperatureCountsPerUnit;
 }
 
-// Kept: a level that leaves its table loses its count, but the elapsed time of its last run stays.
+// Kept [elapsed-time-stays]: a level that leaves its table loses its count, but the elapsed time of its last run stays.
 void countSample(kor::LevelRun& run, bool outOfRange, std::uint32_t timeStampMs)
 {
     if (outOfRange) {
@@ -117,7 +117,7 @@ void adjustQvc(kor::EngineFields& s)
     s.adjustedQvcParameters[4] = s.qvcParameters[4] - ((cb[1] * cb[2]) * a + (cb[1] * b + cb[0]));
 }
 
-// Kept: local and machine matrix, MCS flag and reference take effect in modes below 7 only.
+// Kept [frames-below-mode-7]: local and machine matrix, MCS flag and reference take effect in modes below 7 only.
 void compose(kor::EngineFields& s, const mek::Mat3& rotation, kor::OrientationAngles& angles)
 {
     if (s.mountMode >= kFirstThreeVectorMode) {
@@ -134,7 +134,7 @@ void compose(kor::EngineFields& s, const mek::Mat3& rotation, kor::OrientationAn
         } else {
             kor::threeVectorAngles(s.resultMatrix, angles);
         }
-    } else if (s.mcsFlag) {
+    } else if (s.mcsFlag) { // Kept [reference-in-machine-frame]: it has no part in the matrix
         mek::store(mek::loadMat3(s.machineMatrix) * rotation, s.resultMatrix);
         kor::machineAngles(s.resultMatrix, angles);
     } else {
@@ -144,15 +144,15 @@ void compose(kor::EngineFields& s, const mek::Mat3& rotation, kor::OrientationAn
     }
 }
 
-// Kept: the first good sample becomes the reference, and nothing clears it again. A singular one stands as its own
-// inverse.
+// Kept [reference-captured-once, singular-is-own-inverse]: the first good sample becomes the reference, and nothing
+// clears it again. A singular one stands as its own inverse.
 void captureReference(kor::EngineFields& s)
 {
     std::copy(std::begin(s.modelBuffer), std::end(s.modelBuffer), s.referenceInverse);
     mek::MatrixInverse(s.referenceInverse, 3);
     s.referenceCaptured = true;
     s.lastSample.capturedReference = true;
-    // Kept: also if it is not finite, and in local coordinates nothing is from then on.
+    // Kept [reference-not-finite]: also if it is not finite, and in local coordinates nothing is from then on.
     if (!std::all_of(std::begin(s.referenceInverse), std::end(s.referenceInverse),
                      [](double element) { return std::isfinite(element); })) {
         s.referenceSpoiledSince = s.samples;
@@ -187,7 +187,7 @@ bool askModel(kor::EngineFields& s)
     ++s.samples;
     s.lastSample = {.step = kor::SampleTrace::Step::noModel, .hadReference = s.referenceCaptured};
     if (s.model == nullptr) {
-        return false;
+        return false; // Kept [sample-without-model]: with a zeroed record
     }
     CKorModel& model = *s.model;
 
@@ -198,7 +198,7 @@ bool askModel(kor::EngineFields& s)
                                  s.thermalFactor[1], raw.levelTemperature, &outOfRangeX);
     info.levelY = correctedLevel(s.levelY, raw.levelYRaw, s.tiltOffset[1], s.thermalFactor[2], s.thermalFactor[3],
                                  raw.levelTemperature, &outOfRangeY);
-    model.SetLevelLimits(outOfRangeX, outOfRangeY);
+    model.SetLevelLimits(outOfRangeX, outOfRangeY); // Kept [limits-at-every-status]: the status is looked at below
     s.lastSample.levelXOutside = outOfRangeX;
     s.lastSample.levelYOutside = outOfRangeY;
 
@@ -219,10 +219,10 @@ bool askModel(kor::EngineFields& s)
     countSample(s.levelYRun, outOfRangeY, raw.timeStampMs);
     model.SetCounter(s.levelXRun.samples, s.levelYRun.samples);
     model.SetTimeInterval(s.levelXRun.elapsedSeconds, s.levelYRun.elapsedSeconds);
-    // Kept: a valid status is enough; the flag stays set when the model gives no matrix below.
+    // Kept [matrix-of-valid-status]: a valid status is enough; the flag stays set when the model gives no matrix below.
     s.matrixValid = true;
 
-    // The model's nine inputs. Kept: the second temperature is not one of them.
+    // The model's nine inputs. Kept [second-temperature]: the second temperature is not one of them.
     s.modelBuffer[0] = static_cast<double>(raw.sensorVector[0]);
     s.modelBuffer[1] = static_cast<double>(raw.sensorVector[1]);
     s.modelBuffer[2] = static_cast<double>(raw.sensorVector[2]);

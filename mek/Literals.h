@@ -1,7 +1,7 @@
 // The shortened literals of the angle arithmetic.
 //
-// Kept: they are the system's own values, and exact ones would change results in the last digits. Each line gives the
-// unit and the relative error against the exact value; a test pins the digits.
+// Kept [shortened-literals]: they are the system's own values, and exact ones would change results in the last digits.
+// Each line gives the unit and the relative error against the exact value; a test pins the digits.
 #pragma once
 
 namespace mek {

@@ -10,7 +10,7 @@
 
 namespace {
 
-// Kept: this dead zone and that of the horizontal angle differ on purpose.
+// Kept [dead-zones-differ]: this dead zone and that of the horizontal angle differ on purpose.
 constexpr double kLevelDeadZone = 1.745329251994e-5;
 
 // Given  axes  deviation of the angle between the level axes from 90 degrees; degrees
@@ -36,7 +36,7 @@ mek::Vec3 gravityFromLevels(double z, double h2, double phi, double a3, double a
                             double turn)
 {
     if (std::fabs(a3) <= kLevelDeadZone && std::fabs(a4) <= kLevelDeadZone) {
-        return {0.0, 0.0, 1.0};
+        return {0.0, 0.0, 1.0}; // Kept [upright-in-dead-zone]: whatever the azimuth offset
     }
 
     // Total tilt.
@@ -46,15 +46,15 @@ mek::Vec3 gravityFromLevels(double z, double h2, double phi, double a3, double a
     const double theta = std::asin(std::sqrt(d) / axes.sine);
     const double sinTheta = std::sin(theta);
 
-    // Tilt in the vertical plane through the measured position. Kept: the offset turns the tilt's place, not the second
-    // level's own part in it.
+    // Tilt in the vertical plane through the measured position. Kept [offset-turns-place-only]: the offset turns the
+    // tilt's place, not the second level's own part in it.
     const double p = std::acos(sineOfMagnitude(s4, a4) / sineOfMagnitude(sinTheta, theta)) + turn * mek::kRadPerDeg;
     double psi = p < mek::kHalfPi ? std::asin(std::cos(p) * sinTheta) : -std::asin(std::cos(mek::kPi - p) * sinTheta);
     if (a4 < 0.0) {
         psi = -psi;
     }
 
-    // Azimuth of the tilt. Kept: the height enters without its sign.
+    // Azimuth of the tilt. Kept [height-without-sign]: the height enters without its sign.
     double c = std::fabs(z / std::tan(theta)) / std::fabs(z / std::tan(a4));
     if (std::fabs(c) >= 1.0) {
         c = c / std::fabs(c);
@@ -81,7 +81,7 @@ inline bool orientation(double* matrix, double angle1, double angle2, const kor:
     const double y = matrix[1];
     const double z = matrix[2];
     const double a3 = matrix[3] * mek::kRadPerDeg;
-    // Kept: the second level enters negated.
+    // Kept [second-level-negated]: the second level enters negated.
     const double a4 = -(matrix[4] * mek::kRadPerDeg);
     const double e1 = matrix[5] * mek::kRadPerDeg - angle1;
     const double e2 = angle2 - matrix[6] * mek::kRadPerDeg;

@@ -15,7 +15,7 @@ bool CKorModel::CalTranxMatrix(double* const /*matrix*/, double /*angle1*/, doub
     return true;
 }
 
-// Kept: what a derived class does not take up is ignored here, silently, and leaves the caller's variables alone.
+// Kept [parameters-ignored]: what a derived class does not take up; the caller's variables are left alone.
 void CKorModel::UpdateQVCParameters(float* /*values*/, int /*count*/) {}
 
 void CKorModel::UpdateLevel1Parameters(float* /*values*/, int /*count*/) {}

@@ -48,7 +48,7 @@ mek::Vec3 armDirection(const Measurement& m, const kor::PendulumGeometry& pendul
     const bool above = m.z > 0.0;
     const bool below = m.z < 0.0;
     const bool opposite = (above && rho < 0.0) || (below && rho > 0.0);
-    const double height = above ? m.z : -m.z;
+    const double height = above ? m.z : -m.z; // Kept [pendulum-height-0]: a height of 0 leaves the frame open
     const double elevation = (above && rho > 0.0) || (below && rho > 0.0) ? rho : -rho;
     const double w = height / std::sin(elevation);
     const double cosArm = opposite ? pendulum.cosOtherArm : pendulum.cosArm;
@@ -66,7 +66,7 @@ mek::Vec3 armDirection(const Measurement& m, const kor::PendulumGeometry& pendul
 inline bool orientation(double* matrix, double angle1, double angle2, const kor::PendulumGeometry& pendulum,
                         const float* sFactors, int parity)
 {
-    // Working angles. Kept: only a parity of exactly 1 turns the signs.
+    // Working angles. Kept [pendulum-parity]: only a parity of exactly 1 turns the signs.
     double e1 = matrix[5] * mek::kRadPerDeg - angle1;
     double target = (static_cast<double>(sFactors[1]) + matrix[4]) * mek::kRadPerDeg;
     double e2 = angle2 - matrix[6] * mek::kRadPerDeg;
@@ -94,8 +94,8 @@ inline bool orientation(double* matrix, double angle1, double angle2, const kor:
     const mek::Vec3 u =
         m.r > 0.0 ? mek::Vec3{m.x / m.r, m.y / m.r, m.z / m.r} : mek::Vec3{fallback, fallback, fallback};
 
-    // Damped search for the arm's elevation that gives the pendulum the measured one. Kept: after the last
-    // iteration its frame is used, converged or not.
+    // Damped search for the arm's elevation that gives the pendulum the measured one. Kept [pendulum-search]: after the
+    // last iteration its frame is used, converged or not.
     const mek::AboutY elevationTurn = mek::by<mek::AboutY>(e2);
     mek::Mat3 elevationTurnBack = mek::matrixOf(elevationTurn);
     mek::invert(elevationTurnBack);
@@ -109,7 +109,7 @@ inline bool orientation(double* matrix, double angle1, double angle2, const kor:
         const mek::Vec3 tilted = frame * elevationTurnBack * pendulum.direction;
         const double error = std::asin(tilted.z) - target;
         if (std::fabs(error) < kDeadZone) {
-            break;
+            break; // Kept [pendulum-one-sided]: without a last step
         }
         rho = rho - error / kDamping;
     }

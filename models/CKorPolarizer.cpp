@@ -28,7 +28,7 @@ void orientation(double* matrix, double angle1, double angle2, const SquarenessT
     const double elevation = (angle2 - matrix[6] * mek::kRadPerDeg) * static_cast<double>(sFactors[5]);
     const double azimuth = (matrix[5] * mek::kRadPerDeg - angle1) * static_cast<double>(sFactors[4]);
 
-    // Kept: the horizontal angle is atan2(x, y), counted from the y axis.
+    // Kept [polarizer-azimuth]: the horizontal angle is atan2(x, y), counted from the y axis.
     using mek::AboutX;
     using mek::AboutY;
     using mek::AboutZ;

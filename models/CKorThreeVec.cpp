@@ -8,7 +8,7 @@
 
 namespace {
 
-// Kept: the first level's parameters go with level Y, whose sign is turned.
+// Kept [level-y-with-level-1]: the first level's parameters go with level Y, whose sign is turned.
 kor::StageDirections stageDirections(float sight1, float sight2, float turnAxis, float level1, float level2)
 {
     return {kor::elevationAxis(static_cast<double>(turnAxis)),
@@ -33,8 +33,8 @@ mek::Vec3 orientation(double* matrix, double angle1, double angle2, const Direct
         mek::rotateAboutAxis(directions.turnAxis, matrix[6] - angle2 * mek::kDegPerRad, directions.sight);
 
     // Gravity in the stage from its angles to that and to the level's axis.
-    // Kept: the signed vertical on both sides, but one polar angle: exact for an odd parity only when sight and level
-    // axis are at right angles.
+    // Kept [one-polar-angle]: the signed vertical on both sides, but one polar angle: exact for an odd parity only when
+    // sight and level axis are at right angles.
     const mek::Vec3 vertical = kor::signedVertical(parity);
     const double sightAngle = measured.vertical + 90.0;
     const double levelAngle =
@@ -51,7 +51,7 @@ mek::Vec3 orientation(double* matrix, double angle1, double angle2, const Direct
     const auto azimuth = mek::by<mek::AboutZ>((matrix[5] - angle1 * mek::kDegPerRad) * mek::kRadPerDeg);
     mek::store(mek::product(stage, mek::reversed(azimuth)), matrix);
 
-    // Kept: the second and third component change places on the way in and on the way out.
+    // Kept [offset-components]: the second and third component change places on the way in and on the way out.
     const mek::Vec3 offset = stage * mek::Vec3{q0, q2, q1};
     return {offset.x, offset.z, offset.y};
 }

@@ -13,7 +13,7 @@ namespace {
 constexpr double kSmoothing = 0.006000000000000005; // gain of the exponential level smoothing
 constexpr double kDriftScale = 0.001;
 
-// Kept: the smoothing belongs to the process, so that two objects fed in turn disturb each other.
+// Kept [state-of-process, not-finite-stays]: the smoothing is the process's; objects fed in turn disturb each other.
 struct LevelState {
     double smooth = 0.0; // exponential smoother
     double last = 0.0;   // last compensated value; written only
@@ -56,7 +56,7 @@ void kor::freshFirstVersionValues()
     g_process.makeFresh();
 }
 
-// Kept: the two rings are never released, so that copies, which share them, cannot release them twice.
+// Kept [rings-stay-allocated]: the two rings are never released; copies, which share them, would release them twice.
 CKorThreeVec2Level::CKorThreeVec2Level()
     : m_posHistL1{}, m_velHistL1{}, m_accL1{}, m_accAlongL1(0.0),
       m_level1Filtered(0.0), m_posHistL2{}, m_velHistL2{}, m_accL2{}, m_accAlongL2(0.0), m_level2Filtered(0.0),
@@ -105,7 +105,7 @@ void CKorThreeVec2Level::SetLevelLimits(bool level1Excluded, bool level2Excluded
 
 void CKorThreeVec2Level::SetCounter(unsigned long counterL1, unsigned long counterL2)
 {
-    m_counterL1 = static_cast<std::uint32_t>(counterL1);
+    m_counterL1 = static_cast<std::uint32_t>(counterL1); // Kept [counters-modulo-32]: on every system
     m_counterL2 = static_cast<std::uint32_t>(counterL2);
 }
 
@@ -139,7 +139,7 @@ bool CKorThreeVec2Level::CalTranxMatrix(double* const io, double azRefRad, doubl
     if (m_level1Excluded && m_level2Excluded) {
         return false;
     }
-    // Kept: the second and third component of the target point's offset change places.
+    // Kept [offset-components]: the second and third component of the target point's offset change places.
     const mek::Vec3 offset = {static_cast<double>(qvcParameters[0]), static_cast<double>(qvcParameters[2]),
                               static_cast<double>(qvcParameters[1])};
     const mek::Vec3 position = mek::loadVec3(io);
@@ -154,7 +154,7 @@ bool CKorThreeVec2Level::CalTranxMatrix(double* const io, double azRefRad, doubl
         turnAxis, io[6] - elDeg,
         kor::sightAtZeroElevation(static_cast<double>(qvcParameters[3]), static_cast<double>(qvcParameters[4])));
 
-    // Kept: both drifts accumulate, only the second one is used, and for both levels.
+    // Kept [second-drift-for-both]: both drifts accumulate, only the second one is used, and for both levels.
     m_driftA += (io[7] - process.reference7) * kDriftScale;
     m_driftB += (io[8] - process.reference8) * kDriftScale;
 
@@ -180,7 +180,7 @@ bool CKorThreeVec2Level::CalTranxMatrix(double* const io, double azRefRad, doubl
         state.last = state.smooth + m_driftB;
         solution.rotation = rotationFor(levelParameters, state.last);
     };
-    // Kept: the moving average replaces the value before the compensation.
+    // Kept [average-then-compensation]: the moving average replaces the value before the compensation.
     const auto solveLevel1 = [&] {
         Solution solution = placed(level1Parameters, io[3]);
         solution.found = GetAccLx(solution.centre, solution.axis, m_counterL1, m_timeL1, m_accAlongL1);
@@ -218,19 +218,19 @@ bool CKorThreeVec2Level::CalTranxMatrix(double* const io, double azRefRad, doubl
     } else {
         const Solution first = solveLevel1();
         const Solution second = solveLevel2();
-        if (first.found && second.found) {
+        if (first.found && second.found) { // Kept [euler-angle-blend]: without regard to the full turn
             const kor::EulerAngles a = kor::eulerAngles(first.rotation);
             const kor::EulerAngles b = kor::eulerAngles(second.rotation);
             rotation = kor::fromEulerAngles({(a.x + b.x) * 0.5, (a.y + b.y) * 0.5, (a.z + b.z) * 0.5});
             centre = position - rotation * offset;
         } else if (first.found || second.found) {
-            // Kept: alone of two, a level's rotation goes with the centre of its first solve.
+            // Kept [centre-of-first-solve]: alone of two, a level's rotation goes with the centre of its first solve.
             const Solution& only = first.found ? first : second;
             rotation = only.rotation;
             centre = mek::loadVec3(only.centre);
         } else {
             process.level1 = {io[3], io[3]};
-            process.level2 = {io[4], io[3]}; // Kept: the last value is the first level's
+            process.level2 = {io[4], io[3]}; // Kept [last-value-of-level-1]: the last value is the first level's
             return false;
         }
     }

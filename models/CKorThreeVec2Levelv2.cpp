@@ -24,10 +24,10 @@ constexpr std::uint32_t kWarmUpSkipped = 200; // samples before the warm-up mean
 constexpr std::uint32_t kWarmUpEnd = 400;     // samples when it ends
 constexpr double kWarmUpSamples = 200.0;
 constexpr double kCorrectionScale = 0.01;
-// Kept: samples count as 0.01 s apart; their time stamps are not used.
+// Kept [hundredth-of-a-second]: samples count as 0.01 s apart; their time stamps are not used.
 constexpr double kInverseTimeStep2 = 625.0; // 1/(16 h^2) at h = 0.01 s, the weight of the seven-point second difference
 
-// Kept: the solve's state belongs to the process and survives its objects.
+// Kept [state-of-process]: the solve's state belongs to the process and survives its objects.
 struct LevelState {
     double reference = 0.0; // smoother state
     double lastTime = 0.0;  // time of the last processed sample
@@ -44,7 +44,7 @@ struct ProcessState {
     LevelState level2;
     double reference7 = 0.0;
     double reference8 = 0.0;
-    // Kept: one matrix for both, so that a failing first solve blends the last blend again.
+    // Kept [failing-solve]: one matrix for both, so that a failing first solve blends the last blend again.
     mek::Mat3 rotation{};       // of the previous sample; the first level's solve writes here, too
     mek::Mat3 secondRotation{}; // of the second level's solve
     mek::Mat3 out{};            // last returned matrix
@@ -75,7 +75,7 @@ constinit PositionRings g_positionRings;
 constinit Directions g_directions;
 constinit std::atomic<std::uint32_t> g_timesMadeFresh{0};
 
-// Kept: what is not finite stays in the smoother and in the sums, and so in every later sample of every object.
+// Kept [not-finite-stays]: what is not finite stays in the smoother and in the sums, and so in every later sample.
 void noteWhatStays(ProcessState& process)
 {
     // The difference of a number and itself is zero only if it is finite.
@@ -101,7 +101,7 @@ ProcessState& processState(const double* io, double time1, double time2)
     });
 }
 
-// A lag in whole samples, rounded towards zero and reduced to one lap of the rings; NaN counts as 0.
+// A lag in whole samples, rounded towards zero. Kept [lags-reduced]: it is reduced to one lap; NaN counts as 0.
 std::int32_t wholeLag(float lag)
 {
     if (lag >= 0.0F && lag < static_cast<float>(kor::kRingRows)) {
@@ -115,7 +115,7 @@ std::int32_t wholeLag(float lag)
     return static_cast<std::int32_t>(std::clamp(static_cast<double>(lag), kLeast, kMost)) % kor::kRingRows;
 }
 
-// Row that a lag points to. Kept: a lag of -1 reads the oldest row.
+// Row that a lag points to. Kept [lag-of-minus-1]: a lag of -1 reads the oldest row.
 std::int32_t lagRow(std::int32_t row, float lag)
 {
     return (row - wholeLag(lag) + 2 * kor::kRingRows) % kor::kRingRows;
@@ -138,8 +138,8 @@ double angleOf(const float* levelParameters, double level)
     return (static_cast<double>(levelParameters[5]) + level) * static_cast<double>(levelParameters[6]);
 }
 
-// Share of the first level in the blend, from how long each has been usable. Kept: the square gives an excluded first
-// level full weight while the second is in its 21st to 30th usable sample, and a quarter when both are old.
+// Share of the first level in the blend, from how long each has been usable. Kept [squared-weight]: an excluded first
+// level has full weight while the second is in its 21st to 30th usable sample, and a quarter when both are old.
 double firstLevelWeight(std::int64_t c1, std::int64_t c2)
 {
     double w = 0.5;
@@ -207,7 +207,7 @@ CKorThreeVec2Levelv2& CKorThreeVec2Levelv2::operator=(const CKorThreeVec2Levelv2
     if (this == &other) {
         return *this;
     }
-    CKorThreeVec2Level::operator=(other);
+    CKorThreeVec2Level::operator=(other); // Kept [closed-stream]: all members but the stream are copied
     m_ringIndex = other.m_ringIndex;
     const auto copyRows = [](const auto& from, auto& to) { std::memcpy(to, from, sizeof to); };
     copyRows(other.m_rawRing, m_rawRing);
@@ -241,7 +241,7 @@ void CKorThreeVec2Levelv2::SetLevelLimits(bool level1Excluded, bool level2Exclud
 
 void CKorThreeVec2Levelv2::SetCounter(unsigned long counterL1, unsigned long counterL2)
 {
-    m_counterL1v2 = static_cast<std::uint32_t>(counterL1);
+    m_counterL1v2 = static_cast<std::uint32_t>(counterL1); // Kept [counters-modulo-32]: on every system
     m_counterL2v2 = static_cast<std::uint32_t>(counterL2);
 }
 
@@ -322,7 +322,7 @@ bool CKorThreeVec2Levelv2::CalTranxMatrix(double* const io, double azRefRad, dou
         return false;
     }
     double detector[2] = {static_cast<double>(qvcParameters[3]), static_cast<double>(qvcParameters[4])};
-    // Kept: the second and third component of the target point's offset change places.
+    // Kept [offset-components]: the second and third component of the target point's offset change places.
     const mek::Vec3 offset = {static_cast<double>(qvcParameters[0]), static_cast<double>(qvcParameters[2]),
                               static_cast<double>(qvcParameters[1])};
     const double smoothing = static_cast<double>(m_dynamicParams[3]);
@@ -330,7 +330,7 @@ bool CKorThreeVec2Levelv2::CalTranxMatrix(double* const io, double azRefRad, dou
     LevelState& level1 = process.level1;
     LevelState& level2 = process.level2;
 
-    // Without a new time stamp the last matrix is the answer. Kept: this is also the way of the very first call.
+    // Without a new time stamp the last matrix is the answer. Kept [first-call]: also that of the very first call.
     if (m_timeL1v2 == level1.lastTime && m_timeL2v2 == level2.lastTime) {
         mek::store(process.out, io);
         return true;
@@ -342,16 +342,16 @@ bool CKorThreeVec2Levelv2::CalTranxMatrix(double* const io, double azRefRad, dou
     const std::int32_t row = m_ringIndex;
     const std::int32_t rowA = lagRow(row, m_dynamicParams[4]);
     const std::int32_t rowB = lagRow(row, m_dynamicParams[5]);
-    // Kept: the third lag has no effect.
+    // Kept [third-lag-unused]: the third lag has no effect.
     double sample[9];
-    std::copy_n(io, 9, sample);
+    std::copy_n(io, 9, sample); // Kept [buffer-after-false]: the filters work in place, and not on io
     MovingFilter(m_rawRing, sample);
     std::copy_n(sample, 9, m_filteredRing[row]);
     PsdMovingFilter(m_psdRing, detector);
     std::copy_n(detector, 2, m_psdFilteredRing[row]);
     m_ringIndex = (row + 1) % kor::kRingRows;
-    // Kept: the fifth row tells whether five samples have been filtered, and so a level of exactly zero there
-    // holds the model back for a lap.
+    // Kept [zero-in-fifth-row]: the fifth row tells whether five samples have been filtered, and so a level of exactly
+    // zero there holds the model back for a lap.
     if (m_filteredRing[4][3] == 0.0) {
         return false;
     }
@@ -434,7 +434,7 @@ bool CKorThreeVec2Levelv2::CalTranxMatrix(double* const io, double azRefRad, dou
         const double correction8 = term8 * (previous.m[5] * flat.x - previous.m[2] * flat.y);
         level.sum7 = (level.sum7 + correction7) * smoothing;
         level.sum8 = (level.sum8 + correction8) * smoothing;
-        // Kept: for its first ten usable samples a level goes on from its last output.
+        // Kept [first-ten-samples]: for its first ten usable samples a level goes on from its last output.
         if (usable < kLearning) {
             level.compensated = correction7 + level.out + correction8;
         }
@@ -449,7 +449,7 @@ bool CKorThreeVec2Levelv2::CalTranxMatrix(double* const io, double azRefRad, dou
     solveLevel(level2, usable2, m_level2ExcludedV2, axis2, trackerAxis2, process.secondRotation);
     noteWhatStays(process);
 
-    // Blend.
+    // Blend. Kept [euler-angle-blend]: without regard to the full turn.
     const kor::EulerAngles a = kor::eulerAngles(process.rotation);
     const kor::EulerAngles b = kor::eulerAngles(process.secondRotation);
     const double w = firstLevelWeight(usable1, usable2);

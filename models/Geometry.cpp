@@ -8,7 +8,7 @@ namespace kor {
 
 namespace {
 
-// Kept: this dead zone and that of the dual-level model's levels differ on purpose.
+// Kept [dead-zones-differ]: this dead zone and that of the dual-level model's levels differ on purpose.
 constexpr double kAxisDeadZone = 1.7444444444444444e-5;
 constexpr double kStandardGravity = 9800.0; // mm/s^2
 
@@ -56,7 +56,7 @@ mek::Vec3 elevationAxis(double c)
 
 SightLine sightLine(const mek::Vec3& sight, const Direction& measured)
 {
-    // Kept: -z for both parities; the parity picks the mirror solution only.
+    // Kept [down-for-both-parities]: -z for both parities; the parity picks the mirror solution only.
     return {sight, cosineOf(measured.vertical + 90.0), frameOf({0.0, 0.0, -1.0}, unitDirection(measured))};
 }
 

@@ -18,7 +18,7 @@ double horizontalAngle(double x, double y);
 mek::Vec3 levelAxis(double t1, double t2);
 
 /// Unit vector along (tan t1, 1, tan t2): a line of sight. Angles in degrees.
-/// Kept: the 1 stands second here and first in a level's axis.
+/// Kept [place-of-the-1]: the 1 stands second here and first in a level's axis.
 mek::Vec3 sightAtZeroElevation(double t1, double t2);
 
 /// Axis (cos c, 0, sin c) of the elevation turn. Angle in degrees.

@@ -13,7 +13,7 @@ namespace {
 constexpr std::uint32_t kPairs = 51;
 constexpr std::uint32_t kHistory = 2 * kPairs;
 
-// Mean of a growing, then rolling buffer. Kept: while the buffer fills, the value just stored is left out.
+// Mean of a growing, then rolling buffer. Kept [newest-left-out]: while it fills, the value just stored is left out.
 double rollingMean(double* buffer, std::uint32_t length, std::uint32_t count, double value)
 {
     buffer[count % length] = value;
@@ -71,7 +71,7 @@ bool acceleration(double (&positions)[3][kHistory], double (&velocities)[3][kHis
     return true;
 }
 
-// Mean of the last five rows, this one first, summed from 0.0 in that order. Rows never written count as zeros.
+// Mean of the last five rows, this one first, summed from 0.0 in that order. Kept [unwritten-rows]: counted as zeros.
 template <int Channels>
 double meanOfFive(const double (*ring)[Channels], std::int32_t row, int channel)
 {
@@ -132,7 +132,7 @@ int CKorThreeVec2Levelv2::MovingFilter(double ring[][9], double* sample)
     for (int channel = 0; channel < 5; ++channel) {
         sample[channel] = meanOfFive<9>(ring, m_ringIndex, channel);
     }
-    // Kept: two samples back is the middle of the mean above, so that all nine outputs refer to one instant.
+    // Kept [two-samples-back]: the middle of the mean above, so that all nine outputs refer to one instant.
     for (int channel = 5; channel < 9; ++channel) {
         sample[channel] = ring[kor::ringRow(m_ringIndex, 2)][channel];
     }
@@ -151,7 +151,7 @@ int CKorThreeVec2Levelv2::PsdMovingFilter(double ring[][2], double* pair)
     return 0;
 }
 
-// Kept: the value goes to the current ring row while the mean reads the first five entries.
+// Kept [first-five-entries]: the value goes to the current ring row while the mean reads the first five entries.
 int CKorThreeVec2Levelv2::AccMovingFilter(double* buffer, double& value)
 {
     buffer[m_ringIndex] = value;

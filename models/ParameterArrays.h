@@ -7,7 +7,7 @@
 
 namespace kor {
 
-/// Copies count floats, N at most; nothing for 0 or less, or where one side is a null pointer.
+/// Copies count floats. Kept [parameter-array-bounds]: N at most; nothing for 0 or less, or where a pointer is null.
 template <std::size_t N>
 void copyAtMost(const float* from, int count, float* to)
 {

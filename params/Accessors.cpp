@@ -16,15 +16,15 @@ using kor::kBadArgument;
 using kor::kNotLoaded;
 using kor::kSuccess;
 
-// Kept: n x n is a 32-bit signed product that wraps, and nothing is copied unless it is positive; -3 copies nine.
+// Kept [wrapping-product]: n x n is a 32-bit signed product that wraps; nothing is copied unless it is positive.
 std::size_t elementsOf(int n)
 {
     const std::uint32_t product = static_cast<std::uint32_t>(n) * static_cast<std::uint32_t>(n);
     return static_cast<std::int32_t>(product) > 0 ? product : 0;
 }
 
-// Kept: an n above 3 runs on past the matrix into the fields behind it; the object's end is where it stops, and the
-// rest of the caller's buffer is left alone. Bytes, because those fields are of any type.
+// Kept [larger-matrix-read]: an n above 3 runs on past the matrix into the fields behind it; the object's end is where
+// it stops, and the rest of the caller's buffer is left alone. Bytes, because those fields are of any type.
 void copyFromObject(double* to, const void* object, std::size_t objectSize, const double* matrix, std::size_t elements)
 {
     const auto* const begin = static_cast<const unsigned char*>(object);
@@ -36,13 +36,13 @@ void copyFromObject(double* to, const void* object, std::size_t objectSize, cons
 
 int encoderTable(std::uint32_t rows, const float* from, unsigned int& count, float* table)
 {
-    // Kept: the count is given before the pointer is looked at, so that a host can ask for the size.
+    // Kept [count-before-pointer]: the count is given before the pointer is looked at; a host may ask for the size.
     count = rows;
     if (table == nullptr) {
         return kBadArgument;
     }
     if (rows > 0 && !kor::params::encoderTableHolds(from, rows)) {
-        return kNotLoaded; // destroyed, or left behind by a failed read
+        return kNotLoaded; // Kept [table-gone]: destroyed, or left behind by a failed read
     }
     if (from != nullptr) {
         std::copy(from, from + 2 * std::size_t{rows}, table);
@@ -53,7 +53,7 @@ int encoderTable(std::uint32_t rows, const float* from, unsigned int& count, flo
 int levelTable(std::uint32_t rows, const float* fromTable, const double* fromCoeffs, unsigned int& count, float* table,
                double* coeffs)
 {
-    // Kept: as above.
+    // Kept [count-before-pointer]: as above.
     count = rows;
     if (table == nullptr || coeffs == nullptr) {
         return kBadArgument;
@@ -69,7 +69,7 @@ int levelTable(std::uint32_t rows, const float* fromTable, const double* fromCoe
     return kSuccess;
 }
 
-// Kept: unlike the tables, a null pointer leaves the count as it was.
+// Kept [pointer-before-count]: unlike the tables, a null pointer leaves the count as it was.
 template <std::size_t n>
 int parameterGroup(const float (&from)[n], float* values, unsigned int& count)
 {
@@ -119,8 +119,8 @@ int CKorPrm::getLevelXComp(unsigned int& count, float* table, double* coeffs) co
                      : kNotLoaded;
 }
 
-// Kept: gives the first count + 3 values of the table, although the extra values of table Y stand behind the row
-// count of table X.
+// Kept [count-and-3-of-table-y]: gives the first count + 3 values of the table, although the extra values of table Y
+// stand behind the row count of table X.
 int CKorPrm::getLevelYComp(unsigned int& count, float* table, double* coeffs) const
 {
     return prmLoaded ? levelTable(m_set.levelYCount, m_set.levelYTable, m_set.levelYCoeffs, count, table, coeffs)
@@ -147,7 +147,7 @@ int CKorPrm::getScaleFactors(float* values, unsigned int& count) const
     return prmLoaded ? parameterGroup(m_set.scaleFactors, values, count) : kNotLoaded;
 }
 
-// Kept: does not count as a modification, here and in SetKORLevelLimits.
+// Kept [modification-mark]: does not count as a modification, here and in SetKORLevelLimits.
 int CKorPrm::setScaleFactors(const float* values, unsigned int count)
 {
     if (!prmLoaded) {
@@ -242,7 +242,7 @@ int CKorPrm::setKnownVector(const double* vector)
     return kSuccess;
 }
 
-// Kept: the first component goes to all three elements, loaded or not.
+// Kept [vector-spread]: the first component goes to all three elements, loaded or not.
 void CKorPrm::SetVector(D_VECTOR3 vector)
 {
     std::fill(std::begin(m_set.knownVector), std::end(m_set.knownVector), vector.x);
@@ -260,7 +260,7 @@ int CKorPrm::getLocalMatrix(double* m, int n) const
     return kSuccess;
 }
 
-// Kept: an n above 3 runs on into the machine matrix, and no further.
+// Kept [larger-local-matrix]: an n above 3 runs on into the machine matrix, and no further.
 int CKorPrm::setLocalMatrix(const double* m, int n)
 {
     if (!prmLoaded) {
@@ -290,7 +290,7 @@ int CKorPrm::getMachineMatrix(double* m, int n)
     return kSuccess;
 }
 
-// What an n above 3 brings is dropped: the fields behind this matrix are not numbers of its kind.
+// Kept [larger-machine-matrix]: what an n above 3 brings is dropped; the fields behind are not numbers of its kind.
 int CKorPrm::setMachineMatrix(double* m, int n)
 {
     if (!prmLoaded) {

@@ -39,8 +39,8 @@ void settle(std::uint32_t milliseconds)
 
 } // namespace
 
-// Kept: the half ranges start as the raw numbers 180.0 and 60.0, while a read stores radians. Files below mount mode 7
-// have no half ranges, and their encoder limits are made from these numbers as if they were radians.
+// Kept [raw-half-ranges]: the half ranges start as the raw numbers 180.0 and 60.0, while a read stores radians. Files
+// below mount mode 7 have no half ranges; their encoder limits are made from these numbers as if they were radians.
 CKorPrm::CKorPrm() : prmLoaded(false), prmModified(false), prmDirectory{} {}
 
 CKorPrm::CKorPrm(const CKorPrm& other) : CKorPrm()
@@ -48,8 +48,8 @@ CKorPrm::CKorPrm(const CKorPrm& other) : CKorPrm()
     *this = other;
 }
 
-// Kept: a copy allocates nothing and shares the arrays; a read of one object into an array that both hold shows in
-// the other. Each object counts as a holder, so that both may be destroyed, in any order.
+// Kept [copies-share-tables]: a copy allocates nothing and shares the arrays; a read of one object into an array that
+// both hold shows in the other. Each object counts as a holder, so that both may be destroyed, in any order.
 CKorPrm& CKorPrm::operator=(const CKorPrm& other)
 {
     if (this == &other) {
@@ -97,7 +97,7 @@ int kor::ParameterAccess::read(CKorPrm& prm, const wchar_t* directory, unsigned 
             chosen = here ? platform::fromUtf8(*here) : std::nullopt;
         }
         if (!chosen || chosen->size() > kLongest) {
-            return report.status = kCannotOpen;
+            return report.status = kCannotOpen; // Kept [long-directory]: before anything is changed
         }
         const std::uint32_t lowId = static_cast<std::uint32_t>(id);
         *std::copy(chosen->begin(), chosen->end(), prm.prmDirectory) = L'\0';
@@ -111,13 +111,13 @@ int kor::ParameterAccess::read(CKorPrm& prm, const wchar_t* directory, unsigned 
         if (report.collects) {
             report.path = path;
         }
-        platform::File file = platform::openFile(path, platform::OpenMode::read);
+        platform::File file = platform::openFile(path, platform::OpenMode::read); // Kept [read-closes-file]: as it goes
         if (!file) {
-            return report.status = kCannotOpen;
+            return report.status = kCannotOpen; // Kept [read-of-regular-file]: nothing else is opened
         }
         params::readFile(file, lowId, prm.m_set, report);
     } catch (const std::exception&) {
-        report.status = kFormatError;
+        report.status = kFormatError; // Kept [no-memory-gives-553]: nothing is thrown
         report.outOfMemory = true;
     }
     if (report.messageId != 0) {
@@ -135,18 +135,18 @@ int CKorPrm::PrmFileCopy()
         if (!utf8) {
             return 0; // no end or no text, so no path of any file
         }
-        const kor::params::RewriteReport report =
+        const kor::params::RewriteReport report = // Kept [rewriting-file-values]: no other values of the object
             kor::params::rewriteFile(*utf8, m_set.mountMode, m_set.dynamicParameters, settle);
         if (report.messageId != 0) {
             DisplayErrMsg(report.messageId);
         }
         return report.status;
     } catch (const std::exception&) {
-        return kor::kFormatError; // no memory
+        return kor::kFormatError; // Kept [no-memory-gives-553]: as a read does
     }
 }
 
-// Kept: loads the text and its caption and shows neither; the caller's return code is all that a host sees.
+// Kept [message-not-shown]: loads the text and its caption and shows neither; a host sees the return code alone.
 void CKorPrm::DisplayErrMsg(unsigned int id)
 {
     [[maybe_unused]] const std::string_view message = kor::params::messageText(id);

@@ -55,7 +55,7 @@ struct MadeBeside {
     bool isThere = false;
 };
 
-// By a copy beside the target, because only within a file system can a file be replaced in one step.
+// Kept [rewriting-across]: by a copy beside the target; only within a file system can one step replace a file.
 bool moveAcross(const std::string& from, const std::string& to)
 {
     File source = openFile(from, OpenMode::read);

@@ -90,17 +90,17 @@ inline constexpr const char* kTiltYTitle = "Tilt Y Calibration Table";
 
 /// Where a copy differs.
 ///
-/// Kept: it fails with 619 at a missing "Scale Factor" and writes seven default factors, not eight. It looks for the
-/// tilt Y title where "Mounting Mode" stands, which two words never contain, so only a file that ends before that
-/// block is copied to its end. It leaves out the last block.
+/// Kept [rewriting-scale-factor]: it fails with 619 at a missing "Scale Factor" and writes seven default factors, not
+/// eight. It looks for the tilt Y title where "Mounting Mode" stands, which two words never contain, so only a file
+/// that ends before that block is copied to its end. It leaves out the last block.
 inline constexpr CopyRules kScaleFactorCopy = {.message = 619, .defaults = 7, .ownLines = true};
 inline constexpr CopyRules kMountingModeCopy = {.testedTitle = kTiltYTitle};
 inline constexpr CopyRules kDynamicCopy = {.omitted = true};
 
 /// The blocks in the only order accepted.
 ///
-/// Kept: the titles are misspelt ("Tranform") in every file there is. "Mounting Mode" shares 619 with the tilt Y
-/// table and "Half Angle" shares 609 with "Angle Offset"; the last three blocks fail without a message.
+/// Kept [misspelt-texts, message-codes]: the titles are misspelt ("Tranform") in every file there is. "Mounting Mode"
+/// shares 619 with tilt Y, and "Half Angle" 609 with "Angle Offset"; the last three blocks fail without a message.
 inline constexpr std::array<Block, 27> kBlocks = {{
     {"Serial Number", 2, Layout::fileId, 0, 0, Target::fileId, AtEnd::fail, 601},
     {"Device Owner", 2, Layout::word, 0, 0, Target::nothing, AtEnd::fail, 603},
@@ -149,8 +149,8 @@ static_assert(std::is_sorted(kBlocks.begin(), kBlocks.end(),
 
 /// Whether the joined words of a title line hold a title.
 ///
-/// Kept: more text around the title within its words is tolerated, "Scale Factors" being the usual case. What follows
-/// a NUL byte is not looked at.
+/// Kept [title-within-words, nul-ends-title]: more text around the title within its words is tolerated, "Scale Factors"
+/// being the usual case. What follows a NUL byte is not looked at.
 constexpr bool holdsTitle(std::string_view words, std::string_view title)
 {
     // Not by find(), which takes ten times as long for a file that repeats the title's first letter.
@@ -158,7 +158,7 @@ constexpr bool holdsTitle(std::string_view words, std::string_view title)
     return std::search(text.begin(), text.end(), title.begin(), title.end()) != text.end();
 }
 
-/// An integer of the file as the 32-bit one that is stored or written.
+/// An integer of the file as the 32-bit one that is stored or written. Kept [integers-saturate]: the nearest one.
 constexpr std::int32_t saturated(std::int64_t value)
 {
     using Limits = std::numeric_limits<std::int32_t>;

@@ -23,7 +23,7 @@ namespace kor::params {
 
 namespace {
 
-constexpr float kAbsentLimitLow = -35.0F;
+constexpr float kAbsentLimitLow = -35.0F; // Kept [limits-without-table-y]: of level Y
 constexpr float kAbsentLimitHigh = 35.0F;
 
 template <class T>
@@ -58,7 +58,7 @@ public:
     {
         for (const Block& block : kBlocks) {
             if (block.modeSevenUp && m_set.mountMode < kFirstLongMode) {
-                break;
+                break; // Kept [end-below-mode-7]: whatever follows
             }
             m_report.block = block.title;
             if (m_in.atEnd()) {
@@ -66,9 +66,9 @@ public:
                     m_report.endedAtTitle = true;
                     return fail(block.message, m_in.line(), block.title, kEndOfFile);
                 }
-                storeDefaults(block);
+                storeDefaults(block); // Kept [table-y-stays]: a tilt Y table has none
             } else if (!readTitle(block) || !readValues(block)) {
-                return false;
+                return false; // Kept [fields-after-failure]: what has been read stays
             }
         }
         storeLimits();
@@ -225,7 +225,7 @@ private:
     {
         std::array<float, kMostColumns> values{};
         const std::size_t done = readFloats(std::span(values).first(columns));
-        for (std::size_t i = 0; i < done; ++i) {
+        for (std::size_t i = 0; i < done; ++i) { // Kept [unread-values]: those behind keep their content
             storeValue(block.target, first + i, values[i]);
         }
     }
@@ -316,14 +316,14 @@ private:
             return arraysHoldCount || failAtValue(block.message, expected);
         }
         const std::size_t line = m_in.itemLine();
-        if (!m_room.holds(*value, m_in.consumed())) {
+        if (!m_room.holds(*value, m_in.consumed())) { // Kept [table-counts-bounded]: and no memory is claimed
             return fail(block.message, line, "a row count that the file has room for", std::to_string(*value));
         }
         const auto accepted = static_cast<std::uint32_t>(saturated(*value));
         if (accepted > most) {
             return fail(block.message, line, "no more rows than the first file read had", std::to_string(accepted));
         }
-        count = accepted;
+        count = accepted; // Kept [refused-table-stays]: until here the old count stands
         return true;
     }
 
@@ -350,7 +350,7 @@ private:
     void readEncoderRows(std::span<float> table, float (&rollover)[2])
     {
         readTableRows(table.size() / 2, [&](std::size_t row) { return readFloats(table.subspan(2 * row, 2)); });
-        if (!table.empty()) {
+        if (!table.empty()) { // Kept [rollover-without-rows]: otherwise the old one stays
             rollover[0] = table.front();
             rollover[1] = table[table.size() - 2];
         }
@@ -358,8 +358,8 @@ private:
 
     bool readAzimuthTable(const Block& block)
     {
-        // Kept: the array of the first read serves every later one, although their counts differ; objects that share it
-        // see the new rows. Only what would run over its end is refused.
+        // Kept [azimuth-array-stays, azimuth-rows-bounded]: the array of the first read serves every later one,
+        // although their counts differ; objects that share it see the new rows. What would run over its end is refused.
         const bool kept = m_set.azCompTable != nullptr;
         const bool held = encoderTableHolds(m_set.azCompTable, m_set.azCompCount);
         const std::size_t most =
@@ -405,8 +405,8 @@ private:
         if (!readCount(block, m_set.levelYCount, held)) {
             return false;
         }
-        // Kept: the extra values and the limits of table Y stand at the row count of table X. With fewer rows there
-        // they replace rows of table Y, before its spline is laid.
+        // Kept [table-y-extras]: the extra values and the limits of table Y stand at the row count of table X. With
+        // fewer rows there they replace rows of table Y, before its spline is laid.
         const std::size_t extrasAt = m_set.levelXCount;
         readTiltRows(m_set.levelYCount, extrasAt, m_set.levelYTable, m_set.levelYCoeffs);
         m_limitYLow = m_set.levelYTable[extrasAt];
@@ -416,7 +416,7 @@ private:
 
     void readTiltRows(std::size_t count, std::size_t extrasAt, float*& table, double*& coeffs)
     {
-        renewArray(table, std::max(count, extrasAt) + kTiltExtras);
+        renewArray(table, std::max(count, extrasAt) + kTiltExtras); // Kept [table-y-room]: wherever these values go
         const ZeroedFloats corrections(count);
         renewArray(coeffs, 4 * count);
         readTableRows(count, [&](std::size_t i) {
@@ -435,7 +435,7 @@ private:
 
     void storeLimits()
     {
-        // Kept: in modes 7 and 8 level X has no range at all.
+        // Kept [no-level-x-limits]: in modes 7 and 8 level X has no range at all.
         const bool noLevelX = m_set.mountMode == 7 || m_set.mountMode == 8;
         m_set.levelLimits = {noLevelX ? 0.0F : m_limitXLow, noLevelX ? 0.0F : m_limitXHigh, m_limitYLow, m_limitYHigh};
     }

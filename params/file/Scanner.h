@@ -1,11 +1,11 @@
 // Formatted input over the bytes of a parameter file.
 //
-// Reads as C formatted input does in the "C" locale, even if another locale is set: items are separated by any run of
-// blank, \t, \n, \v, \f and \r; every other byte, 0x00 and 0x80 to 0xFF included, is an ordinary one. An item is
-// the longest prefix of the text that could still become a match: "1e+x" is read as far as "1e+" and then fails.
+// Kept [c-locale]: reads as C formatted input does in the "C" locale, even if another is set: items are separated by
+// any run of blank, \t, \n, \v, \f and \r; every other byte, 0x00 and 0x80 to 0xFF included, is an ordinary one. An
+// item is the longest prefix of text that could still become a match: "1e+x" is read as far as "1e+" and then fails.
 //
-// Kept: the text ends at its first byte 0x1A. Text files have ended there on Windows, and a file must mean the same on
-// every system.
+// Kept [text-end]: the text ends at its first byte 0x1A. Text files have ended there on Windows, and a file must mean
+// the same on every system.
 #pragma once
 
 #include <array>

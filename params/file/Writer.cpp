@@ -13,8 +13,8 @@ namespace kor::params {
 
 namespace {
 
-// Stands for the word behind a tilt table when the file has none: an empty line there would make the next title's
-// first word that word, and the copy unreadable.
+// Kept [rewriting-table-end]: stands for the word behind a tilt table when the file has none. An empty line there would
+// make the next title's first word that word, and the copy unreadable.
 constexpr const char* kTableEnd = "End";
 
 constexpr std::string_view kTab = "\t";
@@ -29,7 +29,7 @@ public:
     CopyReport run(std::span<const Block> blocks)
     {
         for (const Block& block : blocks) {
-            // Kept: the object's mount mode decides on the model blocks, not the mode that the file holds.
+            // Kept [rewriting-object-mode]: the object's mount mode decides on the model blocks, not the file's.
             if (block.modeSevenUp && m_mountMode < kFirstLongMode) {
                 break;
             }
@@ -47,15 +47,15 @@ private:
     bool writeDefaults(const Block& block)
     {
         if (block.atEnd != AtEnd::defaults) {
-            return block.atEnd == AtEnd::skip;
+            return block.atEnd == AtEnd::skip; // Kept [rewriting-without-table-y]: the factors follow table X
         }
         putLine(block.title);
         if (block.layout == Layout::integer) {
             putInteger(0);
             return true;
         }
-        // Kept: seven of the eight scale factors. A read of the copy meets the next title instead of the eighth and
-        // leaves that factor as it was.
+        // Kept [rewriting-seven-factors]: seven of eight. A read of the copy meets the next title instead of the eighth
+        // and leaves that factor as it was.
         const std::size_t count = block.copy.defaults != 0 ? block.copy.defaults : block.columns;
         for (std::size_t i = 0; i < count; ++i) {
             putFloat(block.target == Target::scaleFactors ? kDefaultScaleFactors[i] : 0.0F, kTab);
@@ -66,7 +66,7 @@ private:
 
     bool copyTitle(const Block& block)
     {
-        // Kept: a "Mounting Mode" block is refused with 619, because its line is searched for the tilt Y title.
+        // Kept [rewriting-mounting-mode]: that block is refused with 619: its line is searched for the tilt Y title.
         const char* const tested = block.copy.testedTitle != nullptr ? block.copy.testedTitle : block.title;
         if (!m_in.wordsHold(block.words, tested, m_word)) {
             return false;
@@ -79,7 +79,7 @@ private:
 
     bool copyValues(const Block& block)
     {
-        // Kept: the last block is read into the object and left out of the copy.
+        // Kept [rewriting-dynamic-parameters]: the last block is read into the object and left out of the copy.
         if (block.copy.omitted) {
             m_in.floats(m_dynamicParameters);
             return true;
@@ -92,7 +92,7 @@ private:
             putInteger(saturated(readInteger()));
             return true;
         case Layout::word:
-            m_in.words(1, m_word);
+            m_in.words(1, m_word); // Kept [rewriting-words]: of any length and bytes
             putLine(m_word);
             return true;
         case Layout::rows:
@@ -121,8 +121,8 @@ private:
         return false;
     }
 
-    // A count that the rest of the file has no room for fails before it fills the disk, and so does a large table
-    // whose rows are not there.
+    // Kept [rewriting-counts, rewriting-large-tables]: a count that the rest of the file has no room for fails before
+    // it fills the disk, and so does a large table whose rows are not there.
     bool copyTable(std::size_t columns)
     {
         std::int64_t count = 0;
@@ -133,7 +133,7 @@ private:
         return copyRows(static_cast<std::size_t>(count), columns);
     }
 
-    // A value that does not parse is 0, and so are those behind it in its row; but not in a large table.
+    // Kept [rewriting-unread-values]: a value that does not parse is 0, as are those behind it; not in a large table.
     bool copyRows(std::size_t rows, std::size_t columns)
     {
         const bool isLarge = rows > static_cast<std::size_t>(RowRoom::kManyRows);
@@ -173,7 +173,7 @@ private:
     void putLine(std::string_view text)
     {
         m_text += text;
-        m_text += platform::lineEnd();
+        m_text += platform::lineEnd(); // Kept [rewriting-line-ends]: the system's
     }
 
     void putInteger(std::int32_t value)
@@ -224,46 +224,46 @@ RewriteReport rewrite(const std::string& path, std::int32_t mountMode, float (&d
 {
     const platform::FileStatus status = platform::fileStatus(path);
     if (!status.exists) {
-        return {};
+        return {}; // Kept [rewriting-gives-0]: although nothing is rewritten
     }
     if (!status.isRegular) {
-        return {.status = kCannotOpen};
+        return {.status = kCannotOpen}; // Kept [rewriting-regular-file]: and nothing is touched
     }
-    // Kept: the file stays writable, also when the copying fails.
+    // Kept [rewriting-read-only-bit]: the file stays writable, also when the copying fails.
     if (status.readOnly) {
         platform::setReadOnly(path, false);
     }
 
     platform::File source = platform::openFile(path, platform::OpenMode::read);
-    // Opening the copy empties it, so it must not be the file itself.
+    // Kept [rewriting-through-links]: opening the copy empties it, so it must not be the file itself.
     if (!source || source.id() == platform::fileId(kTemporaryName)) {
         return {.status = kCannotOpen};
     }
-    // Kept: a name in the current directory, shared by all that rewrite there; what stands there is overwritten.
+    // Kept [rewriting-temporary-file]: in the current directory, shared by all that rewrite there, and overwritten.
     platform::File copy = platform::openFile(kTemporaryName, platform::OpenMode::write);
     if (!copy) {
         return {.status = kCannotOpen};
     }
-    copy.copyPermissions(source);
+    copy.copyPermissions(source); // Kept [rewriting-ownership]: and owner and group
 
     Scanner scanner(source);
     const CopyReport copied = copyBlocks(kBlocks, scanner, source.size(), copy, mountMode, dynamicParameters);
-    const bool reachedDisk = copy.sync();
+    const bool reachedDisk = copy.sync(); // Kept [rewriting-reaches-disk]: the replacement does so below
     const bool written = copy.close() && reachedDisk;
-    source = platform::File();
+    source = platform::File(); // Kept [rewriting-closes-files]: on other paths both close as they go
     if (!copied.complete) {
         return {.status = kFormatError, .messageId = copied.messageId};
     }
     if (!written) {
-        return {.status = kCannotOpen};
+        return {.status = kCannotOpen}; // Kept [rewriting-failed-copy]: the file stays
     }
 
-    // Kept: two waits, one before the file goes and one before the copy comes. Here both happen at once after the
-    // second, so that neither a kill nor a refused rename leaves the path empty.
+    // Kept [rewriting-waits, rewriting-in-one-step]: two waits, one before the file goes and one before the copy comes.
+    // Both happen at once after the second, so that neither a kill nor a refused rename leaves the path empty.
     wait(kSettleMs);
     wait(kSettleMs);
-    // Kept: nothing is locked, and whether the copy has taken the file's place is not told. But another call may have
-    // written its own copy over this one meanwhile, or the host may have changed the current directory.
+    // Kept [rewriting-gives-0, rewriting-unlocked]: whether the copy has taken the file's place is not told. But
+    // another call may have written its copy over this one, or the host may have changed the current directory.
     if (holds(kTemporaryName, copied.digest)) {
         platform::moveFile(kTemporaryName, path);
     }
