@@ -69,6 +69,7 @@ TEST(ParameterGroups, aNullPointerGives20AndStoresNothing)
     }
 }
 
+// Pins [counts-unchecked, values-beyond-group].
 TEST(ParameterGroups, aCountBeyondTheGroupCopiesTheGroupOnly)
 {
     // The arrays end where the group ends, so that an address sanitizer sees any reading beyond.
@@ -204,6 +205,7 @@ TEST_P(LevelTables, nullPointersAndCountsBelowOneGive20AndChangeNothing)
     EXPECT_EQ(corrected(3.0F), 5.0F);
 }
 
+// Pins [unfit-table-refused].
 TEST_P(LevelTables, aLaterLargerCountGives20AndChangesNothing)
 {
     EXPECT_EQ(set(2, kKnots.data(), lineWithShift(kKnots, 2, 1).data()), 0);
@@ -213,6 +215,7 @@ TEST_P(LevelTables, aLaterLargerCountGives20AndChangesNothing)
     EXPECT_EQ(corrected(-7.0F), before);
 }
 
+// Pins [tables-allocated-once].
 TEST_P(LevelTables, aLaterSmallerCountIsStoredInPlace)
 {
     EXPECT_EQ(set(4, kKnots.data(), lineWithShift(kKnots, 4, 1).data()), 0);
@@ -308,6 +311,7 @@ TEST_P(EncoderTables, aNullTableGives20AndChangesNothing)
     EXPECT_EQ(calibrated(10.0F), 11.0F);
 }
 
+// Pins [unfit-table-refused].
 TEST_P(EncoderTables, aLaterLargerCountGives20AndChangesNothing)
 {
     const std::array<float, 4> table = {0, 1, 180, 1};
@@ -319,6 +323,7 @@ TEST_P(EncoderTables, aLaterLargerCountGives20AndChangesNothing)
     EXPECT_EQ(inverse(11.0F), 10.0F);
 }
 
+// Pins [tables-allocated-once].
 TEST_P(EncoderTables, aLaterSmallerCountIsStoredInPlace)
 {
     const std::array<float, 4> table = {0, 1, 180, 1};
@@ -445,6 +450,7 @@ TEST(Matrices, theLocalMatrixAndItsInverseStandSideBySide)
     pair.feedBoth(sampleWithLevels(3, 9));
 }
 
+// Pins [singular-is-own-inverse].
 TEST(Matrices, aSingularLocalMatrixIsItsOwnInverse)
 {
     // The inversion fails and leaves what was copied; nobody looks at its result.
@@ -473,6 +479,7 @@ void expectTheFirstNineValues(int n)
     pair.feedBoth(sampleWithLevels(2, 1));
 }
 
+// Pins [larger-engine-matrix].
 TEST(Matrices, ofALargerMatrixTheFirstNineValuesAreTaken)
 {
     for (const int n : {4, 5, 9, 1000, 46340}) {

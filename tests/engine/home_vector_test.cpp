@@ -155,6 +155,7 @@ Solution solve(const Problem& problem)
     return second ? second : ::testing::AssertionFailure() << "second: " << second.message();
 }
 
+// Pins [home-vector-measured, home-vector-mean].
 TEST(HomeVector, randomProblemsMeetTheReferenceToTheBit)
 {
     std::mt19937 random(3);
@@ -169,6 +170,7 @@ TEST(HomeVector, randomProblemsMeetTheReferenceToTheBit)
     }
 }
 
+// Pins [home-vector-quadrants].
 TEST(HomeVector, everyQuadrantAndDeadZoneMeetsTheReference)
 {
     const double inf = std::numeric_limits<double>::infinity();
@@ -242,6 +244,7 @@ TEST(HomeVector, aZeroDirectionIsUsedAsItIs)
     EXPECT_TRUE(solve(problem).ok);
 }
 
+// Pins [home-vector-nan].
 TEST(HomeVector, measuredZeroLeavesBothAnglesNoNumber)
 {
     const Problem problem = {{1, 0.25, 0}, {0.5, 0.75, 0.125}, {10, 20}, {0, 0, 0}};
@@ -258,6 +261,7 @@ TEST(HomeVector, aSingularFrameGivesFalseAndStillWritesBothAngles)
     EXPECT_NE(solve(problem).first, -1.0);
 }
 
+// Pins [home-vector-0].
 TEST(HomeVector, aMeasuredAngleOfZeroGivesBetaZeroNotAQuarterTurn)
 {
     // p = 0: with beta = 0 the tilt leans along b, and w2 is perpendicular to it with w1.
@@ -291,6 +295,7 @@ TEST(HomeVector, theReferenceAnglesAreAddedToTheResult)
     EXPECT_TRUE(within(solve(shifted).second - solve(at).second, -40.0, 1e-10));
 }
 
+// Pins [home-vector-null].
 TEST(HomeVector, givesOnlyTheAnglesThatAreAskedFor)
 {
     const Problem problem = {{1, 0.25, 0}, {0.5, 0.75, 0.125}, {10, 20}, {3, 4, 0}};

@@ -261,6 +261,7 @@ TEST_F(ModelCalls, aModelThatSaysNoIsAskedNothingMore)
     EXPECT_TRUE(sameBitsThroughout(readMatrix(m_engine), kTurned));
 }
 
+// Pins [limits-at-every-status].
 TEST_F(ModelCalls, samplesOfOtherStatusTellTheLimitsAndNothingElse)
 {
     for (const bool filled : {false, true}) {
@@ -321,6 +322,7 @@ TEST_F(ModelCalls, theNineInputsPassBitForBit)
     }
 }
 
+// Pins [second-temperature].
 TEST_F(ModelCalls, theInputsAreTheCorrectedReadingsOfTheRecord)
 {
     // Corrections that are not exact in binary: the buffer holds the record's floats, not the numbers before rounding.
@@ -345,6 +347,7 @@ TEST_F(ModelCalls, theInputsAreTheCorrectedReadingsOfTheRecord)
     EXPECT_TRUE(sameBits(got[8], static_cast<double>(1234567.0F / 41920.0F)));
 }
 
+// Pins [elapsed-time-stays].
 TEST_F(ModelCalls, countersAndTimesFollowTheRunOfEachLevel)
 {
     chooseMode(3);
@@ -480,6 +483,7 @@ TEST_F(ModelCalls, thePrimingLeavesTheParityOfAPresentModel)
     EXPECT_EQ(m_model->set_iMMode(-1), 0);
 }
 
+// Pins [parity-of-negative-mode].
 TEST(ModelCreation, theParityIsTheModeModulo2AndZeroForNegativeModes)
 {
     for (int mode = -5; mode <= 12; ++mode) {

@@ -70,6 +70,7 @@ TEST(MountMode, unknownModesGiveThePendulum)
     EXPECT_FALSE(sameBitsThroughout(matrixOf(4), matrixOf(5)));
 }
 
+// Pins [parity-stays].
 TEST(MountMode, theParityBelongsToTheModelsCreation)
 {
     // Mode 4 makes an even pendulum; mode 3 afterwards does not make it odd.
@@ -80,6 +81,7 @@ TEST(MountMode, theParityBelongsToTheModelsCreation)
     pair.feedBoth(sample());
 }
 
+// Pins [kind-of-model-stays].
 TEST(MountMode, aLaterModeKeepsTheKindOfTheModel)
 {
     EnginePair pair;
@@ -156,6 +158,7 @@ TEST(MountMode, beforeAnyParameterGroupPrimesWithZeros)
     }
 }
 
+// Pins [reference-captured-once].
 TEST(MountMode, aLaterModeDoesNotClearTheReference)
 {
     EnginePair pair;

@@ -63,6 +63,7 @@ TEST(Composition, withTheMcsFlagTheMachineMatrixStandsBeforeTheModels)
     EXPECT_TRUE(sameBitsThroughout(readMatrix(pair.engine), multiply(kSkewed, model)));
 }
 
+// Pins [reference-in-machine-frame].
 TEST(Composition, withTheMcsFlagTheLocalMatrixAndTheReferenceHaveNoEffect)
 {
     EnginePair one(5);
@@ -105,6 +106,7 @@ TEST(Composition, theFlagMayChangeBetweenSamples)
     }
 }
 
+// Pins [frames-below-mode-7].
 TEST(Composition, fromMode7OnTheModelsMatrixIsTheResult)
 {
     EnginePair pair(5);
@@ -121,6 +123,7 @@ TEST(Composition, fromMode7OnTheModelsMatrixIsTheResult)
 }
 
 // Rebuilding the matrix from the reported angles; they are floats, so 2e-7 of a turn is what they can carry.
+// Pins [order-of-angles].
 TEST(OrientationAngles, withTheMcsFlagAreAboutXThenYThenZ)
 {
     EnginePair pair(5);
@@ -136,6 +139,7 @@ TEST(OrientationAngles, withTheMcsFlagAreAboutXThenYThenZ)
     }
 }
 
+// Pins [order-of-angles].
 TEST(OrientationAngles, withoutTheMcsFlagAreAboutZThenYThenX)
 {
     EnginePair pair(5);
@@ -154,6 +158,7 @@ TEST(OrientationAngles, withoutTheMcsFlagAreAboutZThenYThenX)
 
 // MCS flag true: first angle -------------------------------------------------------------------------------------
 
+// Pins [no-dead-zone-about-x].
 TEST(MachineAngles, theFirstAngleKeepsItsQuadrantHoweverSmallTheNumerator)
 {
     EXPECT_EQ(takenApart(thirdColumn(0, -1e-13, -1)).orientationAngles[0], reported(3.14159265359));
@@ -195,6 +200,7 @@ float second(double y, double x)
     return takenApart({1, 1, 0, y, x, 0, 0, 0, 1}).orientationAngles[1];
 }
 
+// Pins [half-turn-reads-0].
 TEST(MachineAngles, theDeadZonesOfTheSecondAngleEndRightAfter1e12)
 {
     EXPECT_EQ(second(1e-12, 1e-12), 0.0F);
@@ -219,6 +225,7 @@ TEST(MachineAngles, theSecondAngleInEveryQuadrant)
 
 // MCS flag true: third angle -------------------------------------------------------------------------------------
 
+// Pins [third-machine-angle].
 TEST(MachineAngles, theThirdAngleIsAPlainArcTangent)
 {
     EXPECT_EQ(takenApart(thirdColumn(0.75, 0, 1)).orientationAngles[2], reported(std::atan(0.75)));
@@ -369,6 +376,7 @@ TEST(LocalAngles, theSecondAngleIsFirstAndFeedsTheOthers)
     }
 }
 
+// Pins [no-dead-zone-about-x].
 TEST(LocalAngles, theFirstAngleKeepsItsQuadrantHoweverSmallTheNumerator)
 {
     // Half a turn about x, give or take 1e-13: the small-numerator rule would report zero.

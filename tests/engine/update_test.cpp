@@ -76,6 +76,7 @@ KOR_RAWINFO levels(float x, float y)
     return raw;
 }
 
+// Pins [level-ratio].
 TEST(LevelRatio, atExactly2000TheInputIsZero)
 {
     for (const int mode : {5, 6}) {
@@ -111,6 +112,7 @@ TEST(LevelRatio, isFormedInModes5And6Only)
     }
 }
 
+// Pins [level-ratio].
 TEST(LevelRatio, levelYPassesRawInEveryMode)
 {
     for (const int mode : {1, 3, 5, 6, 8}) {
@@ -198,6 +200,7 @@ float temperatureOf(std::int32_t count)
     return info.temperature[0];
 }
 
+// Pins [temperature-sign].
 TEST(Temperatures, countsUpToTwoToThe23StayPositive)
 {
     EXPECT_EQ(temperatureOf(0), 0.0F);
@@ -264,6 +267,7 @@ TEST(Status, onlyTwoIsValid)
     EXPECT_NE(info.orientationAngles[0], 0.0F) << "the reference outlives rejected samples";
 }
 
+// Pins [matrix-of-valid-status].
 TEST(Status, theRefusalByTheModelZeroesAnglesAndSensorOutButKeepsTheMatrixValid)
 {
     // Without tables both levels are out of range, and the two-level model has nothing to work with.
@@ -283,7 +287,7 @@ TEST(Status, theRefusalByTheModelZeroesAnglesAndSensorOutButKeepsTheMatrixValid)
             EXPECT_EQ(info.orientationAngles[j], 0.0F);
         }
         Matrix matrix{};
-        EXPECT_EQ(engine.ReadMatrix(matrix.data()), 0) << "kept: valid although the model returned false";
+        EXPECT_EQ(engine.ReadMatrix(matrix.data()), 0) << "valid although the model returned false";
         EXPECT_TRUE(sameBitsThroughout(matrix, kIdentity));
     }
 }
@@ -370,6 +374,7 @@ TEST(Reference, samplesBeforeTheCaptureStillReportTheirPosition)
     EXPECT_TRUE(sameBitsThroughout(matrix, kIdentity));
 }
 
+// Pins [reference-captured-once].
 TEST(Reference, theFirstGoodSampleFixesItForGood)
 {
     EnginePair pair(5);
@@ -390,6 +395,7 @@ TEST(Reference, theFirstGoodSampleFixesItForGood)
     EXPECT_TRUE(within(pair.feedBoth(first).orientationAngles[1], 0.0F, 1e-5F));
 }
 
+// Pins [singular-is-own-inverse].
 TEST(Reference, aReferenceThatCannotBeInvertedIsCapturedAllTheSame)
 {
     EnginePair pair(5);
@@ -414,6 +420,7 @@ TEST(ReadMatrix, aNullPointerGives20)
     EXPECT_EQ(engine.ReadMatrix(nullptr), 20);
 }
 
+// Pins [identity-with-554].
 TEST(ReadMatrix, theCodeFollowsTheLastSample)
 {
     CKor engine;

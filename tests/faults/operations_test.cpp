@@ -144,6 +144,7 @@ TEST(WithoutMemory, copiesOfRecordsThrowAndKeepTheTarget)
                               });
 }
 
+// Pins [unfit-table-refused].
 TEST(WithoutMemory, setOperationsAnswer20AndServeLater)
 {
     const std::vector<float> table = {1.0F, 0.5F, 2.0F, 0.25F, 9.0F, 9.0F, 9.0F};
@@ -164,7 +165,7 @@ TEST(WithoutMemory, setOperationsAnswer20AndServeLater)
     expectToServe([&](CKor& engine) { return engine.setLevelYComp(2, table.data(), coefficients.data()); });
 }
 
-// Kept: setMountMode answers 0 without a model, too.
+// Pins [mode-without-memory]: setMountMode answers 0 without a model, too.
 TEST(WithoutMemory, aMountModeIsChosenLater)
 {
     for (const int mode : {1, 3, 5, 7, 9}) {
@@ -221,6 +222,7 @@ TEST(WithoutMemory, samplesAreFedAllTheSame)
     EXPECT_EQ(allocations, 1) << "the copy's";
 }
 
+// Pins [no-memory-gives-553].
 TEST(WithoutMemory, aReadAnswers553AndTheObjectServesLater)
 {
     const std::wstring directory = wide(kSensor);
@@ -476,6 +478,7 @@ TEST(WithoutMemory, aTableWithoutRowsIsHandedOutOrMissing)
     EXPECT_GT(empty, 0);
 }
 
+// Pins [no-memory-gives-553].
 TEST(WithoutMemory, aRewritingAnswers553AndKeepsTheFile)
 {
     std::string name = (fs::temp_directory_path() / "kor_faults_XXXXXX").string();

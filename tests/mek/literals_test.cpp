@@ -16,6 +16,7 @@ long double relativeError(double value, long double exact)
     return (static_cast<long double>(value) - exact) / exact;
 }
 
+// Pins [shortened-literals].
 TEST(Literals, digitsAreTheShortenedOnes)
 {
     EXPECT_TRUE(sameBits(mek::kRadPerDeg, 0.01745329251994));

@@ -260,6 +260,7 @@ TEST(Polarizer, awkwardNumbersMeetTheChain)
     }
 }
 
+// Pins [polarizer-azimuth].
 TEST(Polarizer, theArcTangentTakesXFirst)
 {
     // Along +x the first turn is a quarter turn to the right, along -y half a turn.
@@ -271,6 +272,7 @@ TEST(Polarizer, theArcTangentTakesXFirst)
     EXPECT_TRUE(within(back[4], -1.0, 1e-15));
 }
 
+// Pins [size-argument-unused].
 TEST(Polarizer, anySizeStaysInsideTheNineDoubles)
 {
     PoseSource source(9);

@@ -146,6 +146,7 @@ TEST(AccessorsOfNewObject, copiesOfUnloadedObjectsAreUnloaded)
     EXPECT_EQ(mode, 4711);
 }
 
+// Pins [count-before-pointer].
 TEST_F(Accessors, tableGettersWithoutATableReturn20AndTellTheCount)
 {
     unsigned int count = 4711;
@@ -193,6 +194,7 @@ TEST_F(Accessors, tableGettersWriteExactlyTheirRows)
     EXPECT_EQ(table, (std::vector{-25.0F, -4.0F, 6.0F, 26.0F, -23.0F, 24.0F, 5.5F}));
 }
 
+// Pins [pointer-before-count].
 TEST_F(Accessors, parameterGettersWithoutAPointerReturn20AndLeaveTheCount)
 {
     unsigned int count = 4711;
@@ -241,6 +243,7 @@ TEST_F(Accessors, parameterGettersTellTheirSizes)
     EXPECT_EQ(seven, (std::vector{61.0F, 62.0F, 63.0F, 64.0F, 65.0F, 66.0F, 67.0F}));
 }
 
+// Pins [modification-mark].
 TEST_F(Accessors, setScaleFactorsTakesOneToEight)
 {
     const std::array<float, 8> values = {-1.0F, -2.0F, -3.0F, -4.0F, -5.0F, -6.0F, -7.0F, -8.0F};
@@ -264,6 +267,7 @@ TEST_F(Accessors, setScaleFactorsTakesOneToEight)
     EXPECT_FALSE(modifiedFlag(m_prm)) << "replacing scale factors does not count as a modification";
 }
 
+// Pins [vector-spread].
 TEST_F(Accessors, setVectorSpreadsTheFirstComponentOverAllThree)
 {
     m_prm.SetVector({1.0, 2.0, 3.0});
@@ -273,6 +277,7 @@ TEST_F(Accessors, setVectorSpreadsTheFirstComponentOverAllThree)
     EXPECT_FALSE(modifiedFlag(m_prm));
 }
 
+// Pins [vector-spread].
 TEST_F(Accessors, setVectorNeedsNoLoadedObject)
 {
     CKorPrm prm;
@@ -324,6 +329,7 @@ TEST_F(Accessors, settersReplaceTheirGroupAndNothingElse)
     expectSame(snapshot(m_prm), expected(wanted));
 }
 
+// Pins [modification-mark].
 TEST_F(Accessors, sixSettersMarkTheObjectAsModifiedAndNoReadClearsIt)
 {
     std::array<double, 9> matrix{};
@@ -348,6 +354,7 @@ TEST_F(Accessors, sixSettersMarkTheObjectAsModifiedAndNoReadClearsIt)
     }
 }
 
+// Pins [modification-mark].
 TEST_F(Accessors, otherChangesDoNotMarkTheObjectAsModified)
 {
     std::array<float, 3> temperatures = {1.0F, 2.0F, 3.0F};
@@ -383,6 +390,7 @@ TEST_F(Accessors, matrixOperationsCopyNTimesNValues)
     expectSame(snapshot(m_prm), wanted);
 }
 
+// Pins [wrapping-product].
 TEST_F(Accessors, matrixOperationsTakeNegativeNAsASignedProduct)
 {
     std::array<double, 10> m{};
@@ -399,6 +407,7 @@ TEST_F(Accessors, matrixOperationsTakeNegativeNAsASignedProduct)
     expectSame(snapshot(m_prm), wanted);
 }
 
+// Pins [wrapping-product].
 TEST_F(Accessors, matrixOperationsCopyNothingWhenTheProductIsNotPositive)
 {
     // 46341 squared is the first product beyond 31 bits, so it is negative; the others leave zero in 32 bits.
@@ -414,6 +423,7 @@ TEST_F(Accessors, matrixOperationsCopyNothingWhenTheProductIsNotPositive)
     expectSame(snapshot(m_prm), expected(firstSensor(9)));
 }
 
+// Pins [larger-local-matrix].
 TEST_F(Accessors, localMatrixWithLargerNRunsOnIntoTheMachineMatrix)
 {
     std::vector<double> m(16);
@@ -430,6 +440,7 @@ TEST_F(Accessors, localMatrixWithLargerNRunsOnIntoTheMachineMatrix)
     expectSame(snapshot(m_prm), wanted);
 }
 
+// Pins [larger-matrix-read].
 TEST_F(Accessors, machineMatrixWithLargerNRunsOnIntoTheFieldsBehindIt)
 {
     std::vector<double> m(16);
@@ -441,6 +452,7 @@ TEST_F(Accessors, machineMatrixWithLargerNRunsOnIntoTheFieldsBehindIt)
     EXPECT_EQ(behind, (std::array{0.0625F, -0.125F, 0.5F, 0.125F, 0.75F, -0.25F}));
 }
 
+// Pins [larger-matrix-read].
 TEST_F(Accessors, matrixGettersNeverReadBeyondTheObject)
 {
     constexpr std::size_t kObject = sizeof(CKorPrm) / sizeof(double);
@@ -457,6 +469,7 @@ TEST_F(Accessors, matrixGettersNeverReadBeyondTheObject)
     EXPECT_TRUE(std::equal(m.begin() + kObject, m.end(), untouched.begin() + kObject));
 }
 
+// Pins [larger-local-matrix, larger-machine-matrix].
 TEST_F(Accessors, matrixSettersNeverWriteBeyondTheTwoMatrices)
 {
     for (const int n : {5, 7, 100, 1000}) {
@@ -476,6 +489,7 @@ TEST_F(Accessors, matrixSettersNeverWriteBeyondTheTwoMatrices)
     }
 }
 
+// Pins [larger-machine-matrix].
 TEST_F(Accessors, setMachineMatrixWithLargerNStoresNineValues)
 {
     std::vector<double> m(16);
@@ -567,9 +581,10 @@ TEST_F(Accessors, encoderLimitIsScaledWithTheShortenedLiteral)
     EXPECT_TRUE(sameBits(limit.w, limit.z));
 }
 
+// Pins [raw-half-ranges].
 TEST_F(Accessors, halfRangesThatNoFileGaveAreRawNumbers)
 {
-    // Kept asymmetry: 180 and 60 stand for radians here, so the limits lie thousands of degrees out.
+    // 180 and 60 stand for radians here, so the limits lie thousands of degrees out.
     PrmValues values = firstSensor(5);
     values.angleOffset = {0.0F, 0.0F};
     CKorPrm prm;
@@ -687,6 +702,7 @@ TEST_F(Accessors, thermalStepNeedsNoLoadedObject)
     EXPECT_TRUE(sameBits(got.w, 0.0F));
 }
 
+// Pins [table-gone].
 TEST_F(Accessors, afterDestroyTheTablesAreGoneAndTheRestStays)
 {
     m_prm.Destroy();
@@ -787,6 +803,7 @@ TEST_F(Accessors, copiesHoldEveryValue)
     EXPECT_STREQ(assigned.prmDirectory, m_prm.prmDirectory);
 }
 
+// Pins [azimuth-array-stays].
 TEST_F(Accessors, copiesShareTheAzimuthTable)
 {
     CKorPrm copy(m_prm);
@@ -801,6 +818,7 @@ TEST_F(Accessors, copiesShareTheAzimuthTable)
     expectSame(snapshot(m_prm), expected(secondSensor(9)));
 }
 
+// Pins [copies-share-tables].
 TEST_F(Accessors, releasedTablesStayWithTheOtherCopies)
 {
     CKorPrm copy(m_prm);

@@ -38,6 +38,7 @@ protected:
     std::locale m_before;
 };
 
+// Pins [c-locale].
 TEST_F(GlobalLocale, ofStreamsWithADecimalCommaChangesNoRead)
 {
     PrmValues values = firstSensor(9);

@@ -43,6 +43,7 @@ constexpr std::array<std::pair<unsigned, std::string_view>, 24> kTexts = {{
     {624, R"(Block "Level2" is not found)"},
 }};
 
+// Pins [misspelt-texts].
 TEST(Messages, everyTextIsAsStoredCharacterForCharacter)
 {
     for (const auto& [id, text] : kTexts) {
@@ -64,6 +65,7 @@ TEST(Messages, otherIdentifiersHaveNoText)
 
 class DisplayErrMsg : public ParamsTest {};
 
+// Pins [message-not-shown].
 TEST_F(DisplayErrMsg, showsNothingAndChangesNothing)
 {
     CKorPrm prm;
@@ -91,6 +93,7 @@ TEST_F(DisplayErrMsg, needsNoLoadedObject)
     EXPECT_FALSE(modifiedFlag(prm));
 }
 
+// Pins [message-not-shown].
 TEST_F(DisplayErrMsg, failedReadsShowNothing)
 {
     ::testing::internal::CaptureStdout();

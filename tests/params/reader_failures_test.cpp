@@ -88,6 +88,7 @@ protected:
     }
 };
 
+// Pins [message-codes, fields-after-failure].
 TEST_P(Failures, fileThatEndsWhereTheTitleIsDue)
 {
     const BlockCase& c = GetParam();
@@ -134,6 +135,7 @@ TEST_P(Failures, anotherTitle)
     EXPECT_FALSE(m_endedAtTitle);
 }
 
+// Pins [message-codes].
 TEST_P(Failures, blockLeftOut)
 {
     const BlockCase& c = GetParam();
@@ -192,6 +194,7 @@ TEST_F(ReaderFailures, aTitleWithoutItsLastWordsIsMissing)
     }
 }
 
+// Pins [integers-saturate].
 TEST_F(ReaderFailures, anotherIdInTheFileGivesMessage602)
 {
     PrmFile file(secondSensor(9));
@@ -267,6 +270,7 @@ TEST_F(ReaderFailures, aFileThatCannotBeOpenedHasNoMessage)
     EXPECT_EQ(m_status, kCannotOpen);
 }
 
+// Pins [unread-values].
 TEST_F(ReaderFailures, aValueThatDoesNotParseMakesTheNextTitleFail)
 {
     const PrmValues first = firstSensor(9);

@@ -39,6 +39,7 @@ int codeOf(int table)
     return table + 601;
 }
 
+// Pins [table-counts-bounded].
 TEST_F(Hostile, negativeCountsFailWithTheCodeOfTheirBlock)
 {
     for (const int table : kTables) {
@@ -57,6 +58,7 @@ TEST_F(Hostile, negativeCountsFailWithTheCodeOfTheirBlock)
     }
 }
 
+// Pins [table-counts-bounded].
 TEST_F(Hostile, countsBeyondTheFileFailWithTheCodeOfTheirBlock)
 {
     for (const int table : kTables) {
@@ -91,6 +93,7 @@ TEST_F(Hostile, countsThatDoNotParseFailForNewObjectsWithTheCodeOfTheirBlock)
 }
 
 // The count lands in its field before anything is known of the rows, so it is told, but no rows are handed out.
+// Pins [refused-table-stays].
 TEST_F(Hostile, aTableWhoseCountFailedKeepsItsOldCountAndRows)
 {
     for (const int table : kTables) {
@@ -105,6 +108,7 @@ TEST_F(Hostile, aTableWhoseCountFailedKeepsItsOldCountAndRows)
     }
 }
 
+// Pins [azimuth-rows-bounded].
 TEST_F(Hostile, aLargerAzimuthTableThanTheKeptOneIsRefused)
 {
     CKorPrm prm;
@@ -165,6 +169,7 @@ TEST_F(Hostile, tablesThatAreAllButEmptyMayStillSucceed)
     EXPECT_EQ(got.at("tilt y table"), std::vector<double>(53));
 }
 
+// Pins [table-y-room].
 TEST_F(Hostile, theExtraRowOfTiltYFitsWhateverTheCounts)
 {
     // The object keeps X's count from this file or, when that one is missing, from the one before.
@@ -216,6 +221,7 @@ TEST(RowRoom, isAByteForARowUpToAMillionAndFourBeyond)
 }
 
 // The rows of one table cannot be those of another, too.
+// Pins [table-counts-bounded].
 TEST(RowRoom, isNotGivenTwice)
 {
     kor::params::RowRoom room(100'000'000);
@@ -229,6 +235,7 @@ TEST(RowRoom, isNotGivenTwice)
     EXPECT_TRUE(room.holds(2'000'000, 91'999'996));
 }
 
+// Pins [table-counts-bounded].
 TEST_F(Hostile, aCountBeyondAMillionNeedsFourBytesForEachRow)
 {
     for (const int table : kTables) {
@@ -242,6 +249,7 @@ TEST_F(Hostile, aCountBeyondAMillionNeedsFourBytesForEachRow)
 }
 
 // Titles anywhere in the words of their line, however long these are, and wherever the file is cut into pieces.
+// Pins [nul-ends-title].
 TEST_F(Hostile, aTitleIsFoundInWordsOfAnyLength)
 {
     for (std::size_t before : {0U, 1U, 50U, 4050U, 4060U, 4070U, 4080U, 4090U, 4096U, 8180U, 100'000U}) {

@@ -42,6 +42,7 @@ std::ptrdiff_t openHandles()
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
+// Pins [read-closes-file].
 TEST_F(Posix, noReadLeavesAHandleOpen)
 {
     const PrmFile file(firstSensor(9));
@@ -234,6 +235,7 @@ TEST_F(Posix, longDirectoryTextsCountUnitsNotBytes)
     EXPECT_EQ(std::wstring(prm.prmDirectory), directory);
 }
 
+// Pins [long-directory].
 TEST_F(Posix, aCurrentDirectoryThatIsTooLongIsRefused)
 {
     const std::filesystem::path before = std::filesystem::current_path();
@@ -276,6 +278,7 @@ TEST_F(Posix, charactersThatNoFileNameCanHoldGive550)
     }
 }
 
+// Pins [read-of-regular-file].
 TEST_F(Posix, onlyRegularFilesAreOpened)
 {
     CKorPrm prm;
@@ -339,6 +342,7 @@ protected:
     static inline std::unique_ptr<TempDir> s_locales;
 };
 
+// Pins [c-locale].
 TEST_F(CommaLocale, ofTheProcessOrTheThreadChangesNoRead)
 {
     const char* name = std::setlocale(LC_ALL, kor_test::kCommaLocale);

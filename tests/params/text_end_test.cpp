@@ -62,6 +62,7 @@ private:
 
 class TextEndBehindBlock : public TextEnd, public ::testing::WithParamInterface<int> {};
 
+// Pins [text-end].
 TEST_P(TextEndBehindBlock, aFileThatEndsThereLoads)
 {
     const Snapshot wanted = loaded(upTo(GetParam()));
@@ -101,6 +102,7 @@ TEST_P(TextEndBehindShortFile, aFileThatEndsThereIsRewrittenWithoutIt)
 INSTANTIATE_TEST_SUITE_P(All, TextEndBehindShortFile, ::testing::Values(17, 18, 19),
                          [](const auto& of) { return "block" + std::to_string(of.param); });
 
+// Pins [text-end].
 TEST_F(TextEnd, endsANumberAndAWord)
 {
     // The first of two values is read, the second is not there; then the next title is missing.

@@ -247,6 +247,7 @@ protected:
 
 // ---- a disk that is full -----------------------------------------------------------------------------------
 
+// Pins [rewriting-failed-copy].
 TEST_F(WriterFaults, aFullDiskGives550AndKeepsTheFile)
 {
     const int result = inChild([this] {
@@ -282,6 +283,7 @@ TEST_F(WriterFaults, aCopyThatLacksOneByteIsNotPutInPlace)
 }
 
 // Room that comes back does not bring back what had none.
+// Pins [rewriting-failed-copy].
 TEST_F(WriterFaults, anErrorIsNotForgottenWhenLaterWritesSucceed)
 {
     for (const bool fails : {false, true}) {
@@ -313,6 +315,7 @@ TEST_F(WriterFaults, aFormatFailureOnAFullDiskIsAFormatFailure)
 
 // ---- directories that may not be written -------------------------------------------------------------------
 
+// Pins [rewriting-gives-0, rewriting-in-one-step].
 TEST_F(WriterFaults, aDirectoryThatRefusesTheReplacementKeepsFileAndCopyAndGives0)
 {
     fs::permissions(m_there.path(), fs::perms(0555));
@@ -422,6 +425,7 @@ protected:
     fs::path m_work;
 };
 
+// Pins [rewriting-across].
 TEST_F(WriterAcross, theCopyIsMovedBeforeTheCallReturns)
 {
     EXPECT_EQ(across([this] {
@@ -440,6 +444,7 @@ TEST_F(WriterAcross, theCopyHasThePermissionsOfTheFile)
     expectReplaced();
 }
 
+// Pins [rewriting-across].
 TEST_F(WriterAcross, filesThatLieBesideAreLeftAlone)
 {
     writeFile(m_there.path() / "$tmp1.prm", "somebody else's");
@@ -541,12 +546,14 @@ protected:
     int m_error = 0;
 };
 
+// Pins [rewriting-reaches-disk].
 TEST_F(ForcedToDisk, theCopyThenTheDirectoryThatNamesIt)
 {
     EXPECT_EQ(rewrite(file()), kSuccess);
     EXPECT_EQ(m_forced, (std::vector<std::string>{"$tmp.prm", "replaced"}));
 }
 
+// Pins [rewriting-reaches-disk].
 TEST_F(ForcedToDisk, theDirectoryBeforeTheCopyOnTheOtherFileSystemGoes)
 {
     EXPECT_EQ(across([this] {
@@ -613,6 +620,7 @@ TEST_F(WriterFaults, aDirectoryThatMayNotBeListedTakesTheReplacement)
 
 // ---- kills -------------------------------------------------------------------------------------------------
 
+// Pins [rewriting-in-one-step].
 TEST_F(WriterFaults, aKillDuringAWaitLeavesTheOldFileAndACompleteCopy)
 {
     for (int last = 1; last <= 2; ++last) {
@@ -638,6 +646,7 @@ TEST_F(WriterFaults, aKillAtAnyMomentLeavesTheOldFileOrACompleteCopy)
 }
 
 // Whoever looks at the path meanwhile never finds it empty.
+// Pins [rewriting-in-one-step].
 TEST_F(WriterFaults, aPathThatIsWatchedIsNeverWithoutAWholeFile)
 {
     const pid_t child = ::fork();
@@ -707,6 +716,7 @@ TEST_F(WriterFaults, aReadOnlyDirectoryAtThePathStaysReadOnly)
     EXPECT_EQ(entriesOf(m_here.path()), 0);
 }
 
+// Pins [rewriting-regular-file].
 TEST_F(WriterFaults, pipesAndDevicesGive550WithoutWaiting)
 {
     const fs::path path = m_there.path() / "other";
@@ -723,6 +733,7 @@ TEST_F(WriterFaults, pipesAndDevicesGive550WithoutWaiting)
     expectKept();
 }
 
+// Pins [rewriting-through-links].
 TEST_F(WriterFaults, aLinkInTheTemporaryFilesPlaceIsNotWrittenThrough)
 {
     writeFile(m_there.path() / "precious", "precious");
@@ -806,6 +817,7 @@ protected:
     }
 };
 
+// Pins [rewriting-ownership].
 TEST_F(Ownership, ofTheFileAreKept)
 {
     for (const mode_t mode : {0600U, 0640U, 0400U}) {
@@ -857,6 +869,7 @@ TEST_F(Ownership, whoBelongsToTheGroupKeepsIt)
 }
 
 // Another group gets no more than everybody has, and the former owner is one of them.
+// Pins [rewriting-ownership].
 TEST_F(Ownership, whoMayKeepNeitherLeavesTheFileReadableToItsOwner)
 {
     belongTo(m_somebody, m_someGroup, 0674);
@@ -885,6 +898,7 @@ TEST_F(WriterFaults, theCopyCanBeReadByItsOwner)
     EXPECT_EQ(fs::status(temporary()).permissions(), fs::perms(0640));
 }
 
+// Pins [rewriting-closes-files].
 TEST_F(WriterFaults, noCallLeavesAHandleOpen)
 {
     const auto handles = [] { return entriesOf("/proc/self/fd"); };
@@ -905,6 +919,7 @@ TEST_F(WriterFaults, noCallLeavesAHandleOpen)
     EXPECT_EQ(handles(), before);
 }
 
+// Pins [c-locale].
 TEST_F(WriterFaults, aLocaleWithACommaChangesNothing)
 {
     const TempDir locales;

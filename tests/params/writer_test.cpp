@@ -215,6 +215,7 @@ TEST_F(Writer, aFileThatEndsAfterBlock19KeepsItsEightFactorsOnePerLine)
     EXPECT_EQ(rewritten(PrmFile(secondSensor(0)).text(1, 19)), kFirst17 + kBlock18 + kBlock19 + kModeZero);
 }
 
+// Pins [rewriting-line-ends].
 TEST_F(Writer, linesEndAsInTheTextFilesOfTheSystem)
 {
     const std::string text = PrmFile(secondSensor(0)).text(1, 18);
@@ -254,6 +255,7 @@ TEST_F(Writer, whatIsWrittenReadsBackAsBefore)
     }
 }
 
+// Pins [rewriting-seven-factors].
 TEST_F(Writer, keptSevenDefaultFactorsLeaveTheEighthOfALaterReadAlone)
 {
     const std::string copied = rewritten(PrmFile(secondSensor(0)).text(1, 18));
@@ -263,6 +265,7 @@ TEST_F(Writer, keptSevenDefaultFactorsLeaveTheEighthOfALaterReadAlone)
     EXPECT_EQ(snapshot(prm).at("scale factors"), (std::vector{0.0, 0.0, 0.0, 0.0, 1.0, 1.0, 1.0, 8.0}));
 }
 
+// Pins [rewriting-waits].
 TEST_F(Writer, theCopyIsCompleteBeforeTwoWaitsOf500Milliseconds)
 {
     const std::string copied = rewritten(PrmFile(secondSensor(0)).text(1, 19));
@@ -270,6 +273,7 @@ TEST_F(Writer, theCopyIsCompleteBeforeTwoWaitsOf500Milliseconds)
     EXPECT_EQ(m_copyAtWait, copied);
 }
 
+// Pins [rewriting-file-values].
 TEST_F(Writer, valuesOfTheFileAreWrittenNotThoseOfTheObject)
 {
     CKorPrm prm;
@@ -287,6 +291,7 @@ TEST_F(Writer, valuesOfTheFileAreWrittenNotThoseOfTheObject)
     EXPECT_EQ(std::wstring(prm.prmDirectory), path);
 }
 
+// Pins [rewriting-waits].
 TEST_F(Writer, prmFileCopyWaitsTwiceHalfASecond)
 {
     CKorPrm prm;
@@ -302,6 +307,7 @@ TEST_F(Writer, prmFileCopyWaitsTwiceHalfASecond)
 
 // ---- kept peculiarities ------------------------------------------------------------------------------------
 
+// Pins [rewriting-mounting-mode].
 TEST_F(Writer, keptAFileWithAMountingModeBlockFailsWith619)
 {
     for (const int mode : {0, 6}) {
@@ -311,6 +317,7 @@ TEST_F(Writer, keptAFileWithAMountingModeBlockFailsWith619)
     }
 }
 
+// Pins [rewriting-mounting-mode].
 TEST_F(Writer, keptNoTitleOfTwoWordsPassesForTheTiltYTableAtBlock20)
 {
     PrmFile sensor(secondSensor(0));
@@ -318,6 +325,7 @@ TEST_F(Writer, keptNoTitleOfTwoWordsPassesForTheTiltYTableAtBlock20)
     expectFailure(sensor.text(1, 20), 619, copyOf(sensor, 19));
 }
 
+// Pins [rewriting-scale-factor].
 TEST_F(Writer, keptAMissingScaleFactorReports619WhereAReadReports621)
 {
     PrmFile sensor(secondSensor(0));
@@ -326,6 +334,7 @@ TEST_F(Writer, keptAMissingScaleFactorReports619WhereAReadReports621)
     expectFailure(sensor.text(1, 19), 619, copyOf(sensor, 18));
 }
 
+// Pins [rewriting-without-table-y].
 TEST_F(Writer, keptAFileWithoutTiltYTableIsRewrittenIntoOneThatAReadRefusesWith619)
 {
     const std::string text = PrmFile(secondSensor(0)).text(1, 17);
@@ -334,12 +343,14 @@ TEST_F(Writer, keptAFileWithoutTiltYTableIsRewrittenIntoOneThatAReadRefusesWith6
     EXPECT_EQ(message(rewritten(text)), 619);
 }
 
+// Pins [rewriting-mounting-mode].
 TEST_F(Writer, keptARewrittenFileCannotBeRewritten)
 {
     const std::string copied = rewritten(PrmFile(secondSensor(0)).text(1, 19));
     expectFailure(copied, 619, copied.substr(0, copied.size() - kModeZero.size()));
 }
 
+// Pins [rewriting-object-mode].
 TEST_F(Writer, keptTheMountModeOfTheObjectDecidesOnTheModelBlocks)
 {
     const std::string zeros = "0.000000\t0.000000\t0.000000\t0.000000\t0.000000\t0.000000\t";
@@ -355,6 +366,7 @@ TEST_F(Writer, keptTheMountModeOfTheObjectDecidesOnTheModelBlocks)
     }
 }
 
+// Pins [rewriting-object-mode].
 TEST_F(Writer, keptTheModeOfALoadedObjectIsUsed)
 {
     CKorPrm prm;
@@ -368,6 +380,7 @@ TEST_F(Writer, keptTheModeOfALoadedObjectIsUsed)
     EXPECT_TRUE(fs::exists(temporary()));
 }
 
+// Pins [rewriting-read-only-bit].
 TEST_F(Writer, keptTheReadOnlyBitIsGoneAlsoAfterAFailure)
 {
     for (const bool fails : {false, true}) {
@@ -379,6 +392,7 @@ TEST_F(Writer, keptTheReadOnlyBitIsGoneAlsoAfterAFailure)
     }
 }
 
+// Pins [rewriting-read-only-bit].
 TEST_F(Writer, keptTheReadOnlyBitIsGoneAlsoWhenTheCopyCannotBeOpened)
 {
     writeFile(file(), PrmFile(secondSensor(0)).text(1, 19));
@@ -389,6 +403,7 @@ TEST_F(Writer, keptTheReadOnlyBitIsGoneAlsoWhenTheCopyCannotBeOpened)
     EXPECT_EQ(bytesOf(file()), PrmFile(secondSensor(0)).text(1, 19));
 }
 
+// Pins [rewriting-temporary-file].
 TEST_F(Writer, keptTheTemporaryFileLiesInTheCurrentDirectoryAndIsOverwritten)
 {
     writeFile(temporary(), std::string(100000, 'x'));
@@ -415,6 +430,7 @@ protected:
     }
 };
 
+// Pins [rewriting-dynamic-parameters].
 TEST_F(ModelBlocks, keptAllButTheLastAreCopiedAndThatOneGoesToTheObject)
 {
     PrmFile sensor(secondSensor(9));
@@ -479,6 +495,7 @@ TEST_F(Writer, aFileThatEndsBeforeARequiredTitleFailsWithItsCode)
     }
 }
 
+// Pins [rewriting-counts].
 TEST_F(Writer, aTableCountThatTheFileHasNoRoomForFailsWithTheCodeOfItsBlock)
 {
     for (const int table : {15, 16, 17, 18}) {
@@ -495,6 +512,7 @@ TEST_F(Writer, aTableCountThatTheFileHasNoRoomForFailsWithTheCodeOfItsBlock)
 }
 
 // A file of zeros for millions of rows that are not there would fill the disk.
+// Pins [rewriting-large-tables].
 TEST_F(Writer, aLargeTableEndsAtItsFirstRowThatIsNotWhole)
 {
     const std::string before = PrmFile(secondSensor(0)).text(1, 14) + "AZ Calibration Table\n1000001\n";
@@ -511,6 +529,7 @@ TEST_F(Writer, aTableThatClaimsAllOfTheFileWritesNoMoreThanThatManyRows)
     EXPECT_EQ(textOf(temporary()).size(), before.size() + 28 + 999990 * 18);
 }
 
+// Pins [rewriting-gives-0].
 TEST_F(Writer, aPathThatDoesNotExistGives0AndCreatesNothing)
 {
     EXPECT_EQ(rewriteHere(), kSuccess);
@@ -525,6 +544,7 @@ TEST_F(Writer, aPathThatDoesNotExistGives0AndCreatesNothing)
     EXPECT_TRUE(fs::is_empty(m_here.path()));
 }
 
+// Pins [rewriting-regular-file].
 TEST_F(Writer, aDirectoryGives550AndTouchesNothing)
 {
     fs::create_directory(file());
@@ -541,6 +561,7 @@ TEST_F(Writer, aDirectoryGives550AndTouchesNothing)
     EXPECT_EQ(bytesOf(temporary()), "left from before");
 }
 
+// Pins [rewriting-through-links].
 TEST_F(Writer, theTemporaryFileItselfCannotBeRewritten)
 {
     const std::string text = PrmFile(secondSensor(0)).text(1, 19);
@@ -559,6 +580,7 @@ TEST_F(Writer, aRelativePathIsRewrittenInTheCurrentDirectory)
     EXPECT_FALSE(fs::exists(temporary()));
 }
 
+// Pins [rewriting-unlocked].
 TEST_F(Writer, aCopyThatHasChangedDuringTheWaitsDoesNotReplaceTheFile)
 {
     const std::string text = PrmFile(secondSensor(0)).text(1, 19);
@@ -583,6 +605,7 @@ TEST_F(Writer, aCopyThatHasChangedDuringTheWaitsDoesNotReplaceTheFile)
     EXPECT_EQ(bytesOf(file()), text);
 }
 
+// Pins [rewriting-unlocked].
 TEST_F(Writer, aCallDuringTheWaitsOfAnotherDoesNotBringItsCopyToTheOthersFile)
 {
     const std::string text = PrmFile(secondSensor(0)).text(1, 19);
@@ -599,6 +622,7 @@ TEST_F(Writer, aCallDuringTheWaitsOfAnotherDoesNotBringItsCopyToTheOthersFile)
     }
 }
 
+// Pins [rewriting-unlocked].
 TEST_F(Writer, anotherCurrentDirectoryAfterTheWaitsDoesNotGiveItsTemporaryFile)
 {
     const TempDir other;
@@ -615,6 +639,7 @@ TEST_F(Writer, anotherCurrentDirectoryAfterTheWaitsDoesNotGiveItsTemporaryFile)
     EXPECT_EQ(textOf(temporary()), kFirst17 + kBlock18 + kBlock19 + kModeZero);
 }
 
+// Pins [no-memory-gives-553].
 TEST_F(Writer, noFailureToAllocateLeavesIt)
 {
     PrmFile sensor(secondSensor(0));
@@ -715,6 +740,7 @@ TEST(WriterFloats, arePrintedAsTheCLibraryPrintsThem)
     EXPECT_EQ(appended(std::numeric_limits<float>::infinity()), "inf");
 }
 
+// Pins [rewriting-words].
 TEST_F(Writer, wordsOfAnyLengthAndBytesButWhiteSpaceAndTheTextEndAreCopiedAsTheyAre)
 {
     std::string everyByte;
@@ -756,6 +782,7 @@ TEST_F(Writer, anIdIsWrittenAsTheSigned32BitsThatAReadCompares)
     }
 }
 
+// Pins [rewriting-unread-values].
 TEST_F(Writer, aValueThatDoesNotParseIsWrittenAs0AndSoAreThoseBehindItInItsRow)
 {
     // The rest of the row is taken for the next title, so the block is the last one copied.
@@ -788,6 +815,7 @@ TEST_F(Writer, anEighthFactorThatIsNotThereIsWrittenAs0)
                                                  kModeZero);
 }
 
+// Pins [rewriting-table-end].
 TEST_F(Writer, aTiltTableWithoutItsWordGetsOne)
 {
     for (const int last : {17, 18}) {

@@ -177,6 +177,7 @@ TEST(SampleOutcome, aMatrixThatIsNotFiniteIsSaidBeforeTheReferenceToo)
     EXPECT_TRUE(report.capturedReference) << "of such a matrix";
 }
 
+// Pins [reference-not-finite].
 TEST(SampleOutcome, aReferenceThatIsNotFiniteSpoilsLocalCoordinatesForGood)
 {
     CKor engine;

@@ -59,6 +59,7 @@ Errors measure(const Loop& loop, Half half, unsigned int seed, Errors* ratios = 
     return errors;
 }
 
+// Pins [second-level-negated].
 TEST(DualLevelLoop, isExactWhereRiseAndSecondLevelHaveTheSameSign)
 {
     for (const int parity : {0, 1}) {
@@ -78,8 +79,8 @@ TEST(DualLevelLoop, isExactWithLevelAxesThatAreNotAtRightAngles)
     EXPECT_LT(measure({0.01, 20, 45}, Half::Exact, 204).worst(), 1e-10);
 }
 
-// Kept: the angle between line of sight and level azimuth takes the size of the rise, not its sign, so half of all
-// poses are only right to second order.
+// Pins [height-without-sign]: the angle between line of sight and level azimuth takes the size of the rise, not its
+// sign, so half of all poses are only right to second order.
 TEST(DualLevelLoop, errsToSecondOrderWhereRiseAndSecondLevelDiffer)
 {
     struct Row {
@@ -103,7 +104,7 @@ TEST(DualLevelLoop, errsToSecondOrderWhereRiseAndSecondLevelDiffer)
     }
 }
 
-// Kept: two levels within their dead-band mean an upright base.
+// Pins [upright-in-dead-zone]: two levels within their dead-band mean an upright base.
 TEST(DualLevelLoop, dropsTheTiltInsideTheLevelDeadBand)
 {
     PoseSource random(206);
@@ -125,7 +126,7 @@ TEST(DualLevelLoop, dropsTheTiltInsideTheLevelDeadBand)
     EXPECT_LT(errors.worst(), 1.7e-3); // the tilt itself, carried into the heading by tan 30 degrees
 }
 
-// Kept: in the exact half any level X gives the same base.
+// Pins [height-without-sign]: in the exact half any level X gives the same base.
 TEST(DualLevelLoop, firstLevelHasNoInfluenceInTheExactHalf)
 {
     PoseSource random(207);
@@ -163,8 +164,8 @@ TEST(DualLevelLoop, firstLevelMattersInTheOtherHalf)
     EXPECT_GT(moved.median(), 1e-3);
 }
 
-// Kept: the offset of the level frame moves the level's azimuth but enters its tilt through another angle, so a
-// non-zero one is never exact.
+// Pins [offset-turns-place-only]: the offset of the level frame moves the level's azimuth but enters its tilt through
+// another angle, so a non-zero one is never exact.
 TEST(DualLevelLoop, levelFrameOffsetIsNeverExact)
 {
     const auto errorsOf = [](float offset, bool jumped) {

@@ -217,6 +217,7 @@ TEST(DualLevel, levelDeadBandHoldsUpToItsVeryValue)
     EXPECT_GE(outside, 2);
 }
 
+// Pins [dead-zones-differ].
 TEST(DualLevel, theTwoDeadBandsDiffer)
 {
     // 1.7448e-5 lies between them: no dead-band for a direction, but one for the levels.
@@ -235,6 +236,7 @@ TEST(DualLevel, theTwoDeadBandsDiffer)
     EXPECT_GT(angleBetween(outside, dualLevel(inputs).matrix), 1e-6);
 }
 
+// Pins [upright-in-dead-zone].
 TEST(DualLevel, smallLevelsMeanAnUprightBaseWhateverTheOffsetOfTheLevelFrame)
 {
     PoseSource random(105);
@@ -542,6 +544,7 @@ TEST(DualLevel, remembersNothingFromOneSampleToTheNext)
     }
 }
 
+// Pins [size-argument-unused].
 TEST(DualLevel, writesNineElementsAndNoMoreWhateverTheSize)
 {
     for (const int size : {3, 0, -1, 1, 2, 4, 16, 1000}) {

@@ -234,7 +234,7 @@ TEST(Modes, zeroAndModesAboveTenArePendulum)
     expectModel(2147483647, 1);
 }
 
-// Kept: a negative odd mode has a negative remainder, which leaves the parity zero.
+// Pins [parity-of-negative-mode]: a negative odd mode has a negative remainder, which leaves the parity zero.
 TEST(Modes, negativeModesArePendulumOfEvenParity)
 {
     expectModel(-1, 0);
@@ -289,6 +289,7 @@ TEST(Modes, sevenAndEightReportTheModelsQvcValuesAndKeepTheLevels)
     }
 }
 
+// Pins [frames-below-mode-7].
 TEST(Modes, sevenAndEightIgnoreMachineAndLocalMatrixAndTheMcsFlag)
 {
     for (const int mode : {7, 8}) {
@@ -474,7 +475,8 @@ TEST(Modes, laterSamplesNeverChangeEarlierResultsAndStampsAndLimitsNeverMatter)
     }
 }
 
-// Kept: the kind of the model is fixed by the first mount mode; a later one only changes the steps around it.
+// Pins [kind-of-model-stays]: the kind of the model is fixed by the first mount mode; a later one only changes the
+// steps around it.
 TEST(Modes, threeThenSevenKeepsThePendulumButReportsLikeModeSeven)
 {
     Configured setup = sound();
@@ -501,6 +503,7 @@ TEST(Modes, threeThenSevenKeepsThePendulumButReportsLikeModeSeven)
     EXPECT_EQ(result.info.sensorOut[0], ordinary().sensorVector[0]);
 }
 
+// Pins [parity-stays].
 TEST(Modes, parityStaysThatOfTheFirstMode)
 {
     for (const int first : {3, 4, 7, 8}) {

@@ -126,8 +126,8 @@ TEST(PendulumLoop, reachesTheToleranceAtLargeTiltAndElevation)
     }
 }
 
-// Kept: the search stops as soon as the pendulum's elevation is within the dead-band of the tilt read, coming from one
-// side, so what is left lies between 1 - 1 / 2.7 of the dead-band and the whole of it.
+// Pins [pendulum-one-sided]: the search stops as soon as the pendulum's elevation is within the dead-band of the tilt
+// read, coming from one side, so what is left lies between 1 - 1 / 2.7 of the dead-band and the whole of it.
 TEST(PendulumLoop, leavesAOneSidedBiasOfMostOfTheTolerance)
 {
     PoseSource random(405);
@@ -244,7 +244,8 @@ TEST(PendulumLoop, anInvertedSensorIsRecoveredWithTheOddParity)
     EXPECT_LT(errors.quantile(0.99), 1e-6);
 }
 
-// Kept: the arm's foot is found from the rise divided by the tilt, so a vanishing rise takes the digits with it.
+// Pins [pendulum-height-0]: the arm's foot is found from the rise divided by the tilt, so a vanishing rise takes the
+// digits with it.
 TEST(PendulumLoop, losesDigitsWithTheRise)
 {
     const auto worstAt = [](double rise, int* nans) {

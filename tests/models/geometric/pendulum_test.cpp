@@ -270,6 +270,7 @@ TEST(Pendulum, anErrorOfExactlyTheToleranceGoesOnSearching)
     EXPECT_GT(seen[2], 0);
 }
 
+// Pins [pendulum-search].
 TEST(Pendulum, runsFiveHundredIterationsAndNoMoreWhenThePendulumPointsAway)
 {
     int full = 0;
@@ -295,6 +296,7 @@ TEST(Pendulum, runsFiveHundredIterationsAndNoMoreWhenThePendulumPointsAway)
     EXPECT_GT(full, 0);
 }
 
+// Pins [pendulum-search].
 TEST(Pendulum, aSearchThatSwingsForEverStopsOnTheFiveHundredthFrame)
 {
     // A tilt gain that the pendulum cannot follow keeps the error from shrinking.
@@ -316,6 +318,7 @@ TEST(Pendulum, aSearchThatSwingsForEverStopsOnTheFiveHundredthFrame)
     EXPECT_GT(told, 0);
 }
 
+// Pins [pendulum-parity].
 TEST(Pendulum, parityOfExactlyOneFlipsTheThreeAnglesAndNoOtherDoes)
 {
     PoseSource random(309);
@@ -444,6 +447,7 @@ TEST(Pendulum, directionAlongTheVerticalIsNotANumberAndStillSucceeds)
     }
 }
 
+// Pins [pendulum-height-0].
 TEST(Pendulum, flatDirectionWithATiltHasNoSoundFrameAndStillSucceeds)
 {
     PoseSource random(311);
@@ -611,6 +615,7 @@ TEST(Pendulum, remembersNothingFromOneSampleToTheNext)
     }
 }
 
+// Pins [size-argument-unused].
 TEST(Pendulum, writesNineElementsAndNoMoreWhateverTheSize)
 {
     for (const int size : {3, 0, -1, 1, 2, 4, 16, 1000}) {

@@ -91,8 +91,8 @@ TEST(ThreeVecLoop, oddParityIsExactWhileLineOfSightAndLevelAxisAreAtRightAngles)
     EXPECT_LT(errors.worst(), 2e-10);
 }
 
-// Kept: with the odd parity the polar angle still counts from below, so a line of sight that is not at right angles
-// to the level axis leaves an error that grows with the elevation.
+// Pins [one-polar-angle]: with the odd parity the polar angle still counts from below, so a line of sight that is not
+// at right angles to the level axis leaves an error that grows with the elevation.
 TEST(ThreeVecLoop, oddParityErrsByTheElevationTimesTheSkewOfTheLevelAxis)
 {
     PoseSource random(603);
@@ -117,8 +117,8 @@ TEST(ThreeVecLoop, oddParityErrsByTheElevationTimesTheSkewOfTheLevelAxis)
     EXPECT_LT(ratios.quantile(0.99), 1.05);
 }
 
-// Kept: a base that hangs upside down, its level referred to the direction down, comes back turned by half a turn
-// about the line of sight.
+// Pins [one-polar-angle]: a base that hangs upside down, its level referred to the direction down, comes back turned by
+// half a turn about the line of sight.
 TEST(ThreeVecLoop, oddParityTurnsAnInvertedBaseAboutTheLineOfSight)
 {
     PoseSource random(604);

@@ -199,6 +199,7 @@ TEST(ThreeVec, elevationAxisAndItsOffsetTurnTheLineOfSight)
     EXPECT_TRUE(closeTo(threeVec(inputs).matrix, rotationX(-20 * kDegree), 1e-11));
 }
 
+// Pins [level-y-with-level-1].
 TEST(ThreeVec, levelReadingIsARollAboutTheLineOfSight)
 {
     Inputs inputs = plain();
@@ -214,7 +215,7 @@ TEST(ThreeVec, levelReadingIsARollAboutTheLineOfSight)
     EXPECT_TRUE(closeTo(threeVec(inputs).matrix, rotationY(2 * kDegree), 1e-12));
 }
 
-// Kept: the one stands first in the level axis and second in the line of sight.
+// Pins [place-of-the-1]: the one stands first in the level axis and second in the line of sight.
 TEST(ThreeVec, tiltAnglesOfLevelAxisAndLineOfSightBelongToDifferentComponents)
 {
     // The line of sight turned about z by its first angle, towards +x: the base turns back.
@@ -274,7 +275,7 @@ TEST(ThreeVec, aParityFlipOnALivingModelTakesEffectAtOnce)
     EXPECT_EQ(model.set_iMMode(-1), 7);
 }
 
-// Kept: second and third component change places on the way in and on the way out.
+// Pins [offset-components]: second and third component change places on the way in and on the way out.
 TEST(ThreeVec, qvcComponentsAreSwappedGoingInAndComingOut)
 {
     Inputs inputs = plain();
@@ -571,6 +572,7 @@ TEST(ThreeVec, ignoresLimitsCountersTimesAndDynamicParameters)
     EXPECT_EQ(level2, 12.0F);
 }
 
+// Pins [size-argument-unused].
 TEST(ThreeVec, writesNineElementsAndNoMoreWhateverTheSize)
 {
     for (const int size : {3, 0, -1, 1, 2, 4, 16, 1000}) {

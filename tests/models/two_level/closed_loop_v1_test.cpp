@@ -99,6 +99,7 @@ TEST_F(TwoLevelClosedLoop, failsOnTheWrongMountSide)
 
 // Averaging Euler angles as numbers has a cut at half a turn: two levels that agree to a tenth of a degree give
 // headings on both sides of it, and the mean points the other way.
+// Pins [euler-angle-blend].
 TEST_F(TwoLevelClosedLoop, pointsTheOtherWayWhenTheHeadingsLieOnBothSidesOfHalfATurn)
 {
     PoseSource source(74);

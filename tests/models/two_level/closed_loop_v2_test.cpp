@@ -142,6 +142,7 @@ TEST_F(TwoLevelV2ClosedLoop, failsOnTheWrongMountSide)
 
 // Blending Euler angles as numbers has a cut at half a turn: with a quarter of the weight on the other side of it the
 // result lies a quarter turn off, though the two levels agree to a tenth of a degree.
+// Pins [euler-angle-blend].
 TEST_F(TwoLevelV2ClosedLoop, isAQuarterTurnOffWhenTheHeadingsLieOnBothSidesOfHalfATurn)
 {
     PoseSource source(84);
@@ -314,6 +315,7 @@ private:
 };
 
 // 100 mm/s and 1 degree/s: with dp[0] = 1 all inputs belong to the instant two samples back.
+// Pins [two-samples-back].
 TEST_F(TwoLevelV2ClosedLoopMoving, followsAMotionTwoSamplesBehind)
 {
     const Spread errors = moving({100.0, 1.0, 0.0, 0.0, 2}, {1, 0, 0, 0, 0, 0, 0}, 300, 60);

@@ -74,6 +74,7 @@ TEST(TwoLevelCopy, carriesEveryField)
 }
 
 // Both feed one ring, each with a count of its own.
+// Pins [rings-stay-allocated].
 TEST(TwoLevelCopy, sharesTheAverageBuffersWithItsSource)
 {
     OpenV1 source;
@@ -104,6 +105,7 @@ TEST(TwoLevelCopy, sharesTheAverageBuffersWithItsSource)
     EXPECT_EQ(value, 10.0);
 }
 
+// Pins [rings-stay-allocated].
 TEST(TwoLevelCopy, outlivesItsSourceWithBuffersThatAreNeverFreed)
 {
     auto* source = new OpenV1;
@@ -134,6 +136,7 @@ TEST(TwoLevelCopy, ofItselfChangesNothing)
 
 class TwoLevelV2Copy : public OwnProcess {};
 
+// Pins [closed-stream].
 TEST_F(TwoLevelV2Copy, carriesEveryFieldButHasAClosedStreamOfItsOwn)
 {
     PoseSource poses(32);

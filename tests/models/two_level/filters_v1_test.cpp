@@ -67,6 +67,7 @@ TEST_P(TwoLevelAverage, leavesTheFirstSampleAsItIs)
     EXPECT_TRUE(sameBits(averaged(other, GetParam(), 1.25), 1.25));
 }
 
+// Pins [newest-left-out].
 TEST_P(TwoLevelAverage, isTheMeanOfTheSamplesBeforeWhileItFills)
 {
     OpenV1 model;
@@ -403,6 +404,7 @@ TEST(TwoLevelSetters, storeWhatTheyAreGiven)
     EXPECT_EQ(model.m_timeL2, -2.5);
 }
 
+// Pins [counters-modulo-32].
 TEST(TwoLevelSetters, reduceCountersTo32Bits)
 {
     OpenV1 model;

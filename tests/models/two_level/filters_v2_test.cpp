@@ -43,6 +43,7 @@ TEST(TwoLevelV2Defaults, everythingIsZeroBothLevelsAreExcludedAndTheStreamIsClos
 
 // ---- Nine channels
 
+// Pins [unwritten-rows, two-samples-back].
 TEST(TwoLevelV2MovingFilter, givesAFifthOfTheFirstSampleAndZeroAngles)
 {
     OpenV2 model;
@@ -242,6 +243,7 @@ TEST(TwoLevelV2PsdMovingFilter, matchesItsStepsToTheBit)
 
 // ---- The filter that nothing calls
 
+// Pins [first-five-entries].
 TEST(TwoLevelV2AccMovingFilter, averagesTheFirstFiveEntriesWhereverItWrites)
 {
     OpenV2 model;
@@ -289,6 +291,7 @@ TEST(TwoLevelV2Setters, writeOnlyTheSecondVersionsMembers)
     EXPECT_EQ(model.m_timeL2, 0.0);
 }
 
+// Pins [counters-modulo-32].
 TEST(TwoLevelV2Setters, reduceCountersTo32Bits)
 {
     OpenV2 model;
@@ -395,6 +398,7 @@ TEST_F(TwoLevelV2Acceleration, weighsTheLastSevenPositions)
     }
 }
 
+// Pins [hundredth-of-a-second].
 TEST_F(TwoLevelV2Acceleration, isTheSecondDerivativeOfSamplesTenMillisecondsApart)
 {
     OpenV2 model;
@@ -508,6 +512,7 @@ TEST(TwoLevelSolve, ofTheSecondVersionMatchesItsStepsToTheBitAndTellsWhenThereIs
     EXPECT_LT(solved, 3900);
 }
 
+// Pins [down-for-both-parities].
 TEST(TwoLevelSolve, takesTheLineOfSightToTheMeasuredDirectionOnBothMountSides)
 {
     PoseSource source(46);

@@ -17,6 +17,7 @@ std::string motionName(const ::testing::TestParamInfo<std::tuple<Motion, int>>& 
     return std::string(nameOf(std::get<0>(chosen.param))) + (std::get<1>(chosen.param) != 0 ? "Odd" : "Even");
 }
 
+// Pins [average-then-compensation].
 TEST_P(TwoLevelLiteralMotion, isTheSameOver400Samples)
 {
     const auto [motion, parity] = GetParam();

@@ -186,6 +186,7 @@ INSTANTIATE_TEST_SUITE_P(BothLevels, TwoLevelV2LiteralWarmUp, ::testing::Values(
 
 class TwoLevelV2LiteralLag : public OwnProcess, public ::testing::WithParamInterface<float> {};
 
+// Pins [third-lag-unused, lag-of-minus-1].
 TEST_P(TwoLevelV2LiteralLag, isTruncatedAndReducedToTheRing)
 {
     const float lag = GetParam();
@@ -214,6 +215,7 @@ INSTANTIATE_TEST_SUITE_P(All, TwoLevelV2LiteralLag,
 // No integer for these: some row of the ring, the same one in the rest of the run.
 class TwoLevelV2StrangeLag : public OwnProcess, public ::testing::WithParamInterface<float> {};
 
+// Pins [lags-reduced].
 TEST_P(TwoLevelV2StrangeLag, readsSomeRowOfTheRing)
 {
     Sequence sequence(210, 1, Motion::kMoving);

@@ -173,6 +173,7 @@ int notFinite(const std::vector<Seen>& all)
 
 // One number that is not finite stays in the smoothing until the values are made fresh. For objects that come later
 // that holds of the second version; those of the first set the smoothing up anew while their histories fill.
+// Pins [not-finite-stays].
 TYPED_TEST(FreshProcessValues, repairWhatOneSampleHasSpoiled)
 {
     const std::vector<Seen> first = recording<TypeParam>(11, Motion::kMoving, kSamples);
@@ -293,6 +294,7 @@ TEST_F(Scenario, freshProcessValuesLetOneProcessWorkOnSeveralRecordings)
     }
 }
 
+// Pins [not-finite-stays].
 TEST_F(Scenario, anEngineSaysSinceWhichSampleItIsSpoiled)
 {
     EngineRecording recording(9, 41);

@@ -162,6 +162,7 @@ TEST_F(TwoLevelCalTranx, averagesEulerAnglesIntoARotationWhenTheLevelsDisagree)
 }
 
 // Both levels usable, one of them without an estimate yet: its partner's solve, and the residual of the first solve.
+// Pins [centre-of-first-solve].
 TEST_F(TwoLevelCalTranx, takesTheResidualOfTheFirstSolveWhenOnlyOneOfTwoUsablePathsIsReady)
 {
     const Pose pose = source.tilted(1, 3, 25);
@@ -228,6 +229,7 @@ TEST_F(TwoLevelCalTranx, keepsTheSmoothingWhileTheOnlyUsablePathFills)
     EXPECT_LT(angleBetween(io, solved(call, 1, 4.0 + 0.006)), 1e-3); // from the first sample of the process
 }
 
+// Pins [second-drift-for-both].
 TEST_F(TwoLevelCalTranx, addsTheSecondDriftToBothLevels)
 {
     const Pose pose = source.tilted(1, 3, 25);
@@ -251,6 +253,7 @@ TEST_F(TwoLevelCalTranx, addsTheSecondDriftToBothLevels)
     EXPECT_LT(angleBetween(io, solved(call, 2, call.io[4] + 1.0)), 1e-9);
 }
 
+// Pins [average-then-compensation].
 TEST_F(TwoLevelCalTranx, reportsTheAveragedLevelsBeforeCompensation)
 {
     const Pose pose = source.tilted(1, 3, 25);
@@ -284,6 +287,7 @@ TEST_F(TwoLevelCalTranx, takesTheAzimuthAngleOutOfTheResult)
     EXPECT_LT(angleBetween(io, multiply(stage, rotationZ(-30.0 * kTruePi / 180.0))), 1e-9);
 }
 
+// Pins [offset-components].
 TEST_F(TwoLevelCalTranx, writesThreeResidualsAndLeavesTheOthersZero)
 {
     const Pose pose = source.tilted(1, 3, 25);
@@ -299,6 +303,7 @@ TEST_F(TwoLevelCalTranx, writesThreeResidualsAndLeavesTheOthersZero)
 }
 
 // The smoothing is the process's: what one instance is fed shows in the other's result.
+// Pins [state-of-process].
 TEST_F(TwoLevelCalTranx, isDisturbedByAnotherInstanceInTheSameProcess)
 {
     const Pose pose = source.tilted(1, 3, 25);

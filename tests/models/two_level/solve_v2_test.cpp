@@ -61,6 +61,7 @@ protected:
     PairV2 pair;
 };
 
+// Pins [first-call].
 TEST_F(TwoLevelV2CalTranx, returnsAZeroMatrixForTheFirstCallOfTheProcess)
 {
     ASSERT_TRUE(pair.feed(standing(1)));
@@ -74,6 +75,7 @@ TEST_F(TwoLevelV2CalTranx, returnsAZeroMatrixForTheFirstCallOfTheProcess)
     }
 }
 
+// Pins [zero-in-fifth-row, buffer-after-false].
 TEST_F(TwoLevelV2CalTranx, holdsBackFourNewSamplesAndLetsTheFifthPass)
 {
     ASSERT_TRUE(pair.feed(standing(1)));
@@ -180,6 +182,7 @@ TEST_F(TwoLevelV2CalTranx, takesASampleAsNewWhenEitherTimeStampMoves)
     EXPECT_EQ(pair.model.m_ringIndex, index + 2);
 }
 
+// Pins [zero-in-fifth-row].
 TEST_F(TwoLevelV2CalTranx, isHeldBackForAWholeLapWhenLevel1IsExactlyZeroInRow4)
 {
     const auto level1Zero = [&](int n) {
@@ -202,6 +205,7 @@ TEST_F(TwoLevelV2CalTranx, isHeldBackForAWholeLapWhenLevel1IsExactlyZeroInRow4)
 }
 
 // The eleventh sample that a level is usable for is the first whose reading counts.
+// Pins [first-ten-samples].
 TEST_F(TwoLevelV2CalTranx, usesNoReadingOfALevelForItsFirstTenUsableSamples)
 {
     for (int n = 1; n <= 40; ++n) {
@@ -232,6 +236,7 @@ void PrintTo(const Weight& weight, std::ostream* out)
 // How many samples each level has been usable for, and the weight of level 1 then.
 class TwoLevelV2Weight : public TwoLevelV2CalTranx, public ::testing::WithParamInterface<Weight> {};
 
+// Pins [squared-weight].
 TEST_P(TwoLevelV2Weight, followsHowLongEachLevelHasBeenUsable)
 {
     const auto [usable1, usable2, weight] = GetParam();
@@ -385,6 +390,7 @@ TEST_F(TwoLevelV2CalTranx, reportsTheInterpolatedLevelsNarrowed)
     }
 }
 
+// Pins [offset-components].
 TEST_F(TwoLevelV2CalTranx, writesThreeResidualsWithTheSwappedOffset)
 {
     for (int n = 1; n <= 30; ++n) {
@@ -417,6 +423,7 @@ TEST_F(TwoLevelV2CalTranx, takesTheLineOfSightFromTheDetectorOfEverySample)
 }
 
 // All solve state is the process's: another instance gets the matrix of this one.
+// Pins [state-of-process].
 TEST_F(TwoLevelV2CalTranx, givesItsMatrixToAnotherInstanceThatRepeatsTheTimeStamps)
 {
     for (int n = 1; n <= 30; ++n) {
@@ -431,6 +438,7 @@ TEST_F(TwoLevelV2CalTranx, givesItsMatrixToAnotherInstanceThatRepeatsTheTimeStam
     EXPECT_EQ(other.m_ringIndex, 0);
 }
 
+// Pins [state-of-process].
 TEST_F(TwoLevelV2CalTranx, isDisturbedByAnotherInstanceInTheSameProcess)
 {
     for (int n = 1; n <= 30; ++n) {
@@ -449,6 +457,7 @@ TEST_F(TwoLevelV2CalTranx, isDisturbedByAnotherInstanceInTheSameProcess)
 }
 
 // A level without a solution leaves what its solve wrote last: level 2 its own matrix, level 1 the last blend.
+// Pins [failing-solve].
 TEST_F(TwoLevelV2CalTranx, keepsALevelsMatrixWhenItsSolveFails)
 {
     for (int n = 1; n <= 30; ++n) {
