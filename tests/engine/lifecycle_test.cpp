@@ -1,4 +1,5 @@
 // Construction, Destroy, copies.
+#include "engine/State.h"
 #include "engine/engine_pair.h"
 
 #include <memory>
@@ -47,6 +48,7 @@ TEST(EngineConstruction, aFreshEngineHasNoMatrix)
     EXPECT_EQ(engine.ReadMatrix(matrix.data()), 554);
 }
 
+// Pins [sample-without-model].
 TEST(EngineConstruction, samplesBeforeTheMountModeAreRefusedWithAZeroedRecord)
 {
     CKor engine;
@@ -60,6 +62,7 @@ TEST(EngineConstruction, samplesBeforeTheMountModeAreRefusedWithAZeroedRecord)
     }
 }
 
+// Pins [identity-with-554].
 TEST(EngineConstruction, aSampleRefusedForWantOfAModelLeavesTheIdentity)
 {
     for (const int status : {2, 1}) {
@@ -110,6 +113,7 @@ TEST(EngineConstruction, theParameterStoreStartsEmpty)
     pair.feedBoth(tiltedSample());
 }
 
+// Pins [open-fields-0].
 TEST(EngineConstruction, everythingUnsetIsZero)
 {
     // Thermal factors of zero wipe out the levels; matrices of zero compose to zero, whose columns have no direction.
@@ -144,6 +148,7 @@ TEST(EngineDestroy, releasesTablesAndModelOnceAndForAll)
     pair.engine.Destroy();
 }
 
+// Pins [sample-without-model].
 TEST(EngineDestroy, samplesAreRefusedAfterwards)
 {
     EnginePair pair(5);
@@ -160,6 +165,7 @@ TEST(EngineDestroy, samplesAreRefusedAfterwards)
     }
 }
 
+// Pins [identity-with-554].
 TEST(EngineDestroy, leavesTheIdentityInPlaceOfTheLastMatrix)
 {
     EnginePair pair(5);
@@ -183,6 +189,31 @@ TEST(EngineDestroy, leavesTheIdentityInPlaceOfTheLastMatrix)
     EXPECT_FALSE(sameBitsThroughout(matrix, kIdentity));
 }
 
+// Pins [state-after-destroy].
+TEST(EngineDestroy, keepsReferenceModeCountsAndRuns)
+{
+    CKor engine;
+    const kor::EngineFields& state = CKorAccess::state(engine);
+    configurePlainly(engine, 5);
+    const std::array<float, 4> table = {0, 1, 180, 1};
+    engine.setLevelXComp(3, kFlatKnots.data(), shiftedLine(1).data());
+    engine.setAzimuthComp(2, table.data());
+    feed(engine, tiltedSample());
+    feed(engine, tiltedSample());
+    engine.Destroy();
+    EXPECT_TRUE(state.referenceCaptured);
+    EXPECT_EQ(state.mountMode, 5);
+    EXPECT_EQ(state.levelX.count, 3);
+    EXPECT_EQ(state.azimuthCompCount, 2);
+    EXPECT_EQ(state.levelXRun.samples, 2U);
+
+    engine.setLevelXComp(3, kFlatKnots.data(), shiftedLine(1).data());
+    engine.setMountMode(5);
+    EXPECT_NE(feed(engine, tiltedSample()).orientationAngles[1], 0.0F) << "the reference is there";
+    EXPECT_EQ(state.levelXRun.samples, 3U) << "the run goes on";
+}
+
+// Pins [encoders-without-table].
 TEST(EngineDestroy, leavesTheInverseCalibrationsWithoutATable)
 {
     CKor engine;
@@ -304,6 +335,7 @@ TEST(EngineCopy, keepsPlainValuesOfItsOwn)
     EXPECT_EQ(feed(copy, tiltedSample()).levelX, (0.0F - 9.0F) * 9.0F);
 }
 
+// Pins [copies-share].
 TEST(EngineCopy, sharesTheTables)
 {
     CKor engine;
@@ -337,6 +369,7 @@ TEST(EngineCopy, sharesTheTables)
     EXPECT_EQ(ofTheCopy.elevation, 15.0F);
 }
 
+// Pins [copies-share].
 TEST(EngineCopy, sharesTheModel)
 {
     CKor engine;
@@ -354,6 +387,7 @@ TEST(EngineCopy, sharesTheModel)
     EXPECT_TRUE(within(readMatrix(engine)[3], 1.0, 1e-12));
 }
 
+// Pins [copies-share].
 TEST(EngineCopy, sharesTheParameterStore)
 {
     EnginePair pair;
@@ -373,6 +407,7 @@ TEST(EngineCopy, sharesTheParameterStore)
     EXPECT_NE(with.sensorOut[0], without.sensorOut[0]);
 }
 
+// Pins [counted-references].
 TEST(EngineCopy, destroyingBothIsHarmlessInEitherOrder)
 {
     for (const bool copyFirst : {true, false}) {

@@ -137,6 +137,7 @@ TEST(EngineLock, setOperationsSamplesAndTheReadOutWaitForIt)
 }
 
 // The check of the arguments is part of the body: a call that is refused waits like any other.
+// Pins [arguments-under-lock].
 TEST(EngineLock, setOperationsThatAreRefusedWaitForItToo)
 {
     expectAllWait({
@@ -158,11 +159,64 @@ TEST(EngineLock, setOperationsThatAreRefusedWaitForItToo)
     });
 }
 
+// Pins [destroy-and-copy-wait].
+TEST(EngineLock, destroyAndCopiesWaitForIt)
+{
+    expectAllWait({
+        {"Destroy",
+         [](CKor& e) {
+             e.Destroy();
+             return 0;
+         },
+         0},
+        {"a copy of it",
+         [](CKor& e) {
+             const CKor copy(e);
+             return 0;
+         },
+         0},
+        {"an assignment from it",
+         [](CKor& e) {
+             CKor target;
+             target = e;
+             return 0;
+         },
+         0},
+        {"an assignment to it",
+         [](CKor& e) {
+             const CKor source;
+             e = source;
+             return 0;
+         },
+         0},
+    });
+}
+
+// Pins [lock-of-each-copy].
+TEST(EngineLock, copiesDoNotWaitForThatOfTheirSource)
+{
+    CKor engine;
+    CKor copy(engine);
+    CKor assigned;
+    assigned = engine;
+    for (CKor* const other : {&copy, &assigned}) {
+        std::future<int> code;
+        {
+            const std::lock_guard guard(CKorAccess::state(engine).lock);
+            code = std::async(std::launch::async, [other] { return other->setMcsFlag(false); });
+            EXPECT_EQ(code.wait_for(kForever), std::future_status::ready);
+        }
+        EXPECT_EQ(code.get(), 0);
+    }
+}
+
+// Pins [null-matrix-without-lock].
 TEST(EngineLock, theReadOutIntoNothingAnswersWithoutIt)
 {
     expectNoneWaits({{"ReadMatrix", [](CKor& e) { return e.ReadMatrix(nullptr); }, 20}});
 }
 
+// Pins [setters-without-lock].
 TEST(EngineLock, thermalFactorMountModeAndInverseCalibrationsDoNotTakeIt)
 {
     expectNoneWaits({

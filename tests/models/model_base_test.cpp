@@ -132,6 +132,7 @@ TYPED_TEST(EveryModel, takesUpTheScaleFactors)
     EXPECT_EQ(model.fields(), wanted);
 }
 
+// Pins [parameters-ignored].
 TYPED_TEST(EveryModel, takesUpVectorAndLevelParametersOnlyWhenItWorksWithVectors)
 {
     Open<TypeParam> model;
@@ -155,6 +156,7 @@ TYPED_TEST(EveryModel, takesUpVectorAndLevelParametersOnlyWhenItWorksWithVectors
     EXPECT_EQ(model.fields(), wanted);
 }
 
+// Pins [parameters-ignored].
 TYPED_TEST(EveryModel, givesOutTheQvcMatrixOnlyWhenItWorksWithVectors)
 {
     Open<TypeParam> model;
@@ -196,6 +198,7 @@ TYPED_TEST(EveryModel, aSmallerCountCopiesTheFirstValuesOnly)
     EXPECT_EQ(model.fields(), wanted);
 }
 
+// Pins [parameter-array-bounds].
 TYPED_TEST(EveryModel, valuesBeyondTheArrayAreIgnored)
 {
     // The callers' arrays end with the group, so that an address sanitizer sees any reading or writing beyond.
@@ -219,6 +222,21 @@ TYPED_TEST(EveryModel, valuesBeyondTheArrayAreIgnored)
         EXPECT_EQ(model.fields(), wanted);
         std::vector<float> out(6, -1.0F);
         model.GetQVCMatrix(out.data(), 6 + excess);
+    }
+}
+
+// Pins [parameter-array-bounds].
+TYPED_TEST(EveryModel, nullPointersCopyNothing)
+{
+    Open<TypeParam> model;
+    model.set(numbered(1));
+    for (const int count : {1, 8, INT_MAX}) {
+        model.UpdateSFactors(nullptr, count);
+        model.UpdateQVCParameters(nullptr, count);
+        model.UpdateLevel1Parameters(nullptr, count);
+        model.UpdateLevel2Parameters(nullptr, count);
+        model.GetQVCMatrix(nullptr, count);
+        EXPECT_EQ(model.fields(), numbered(1)) << count;
     }
 }
 

@@ -60,6 +60,7 @@ std::string replaced(std::string text, const std::string& from, const std::strin
 
 // ---- whole files -------------------------------------------------------------------------------------------
 
+// Pins [misspelt-texts].
 TEST_F(Reader, everyBlockGoesIntoItsFields)
 {
     for (const int mode : {7, 8, 9, 10, 100}) {
@@ -75,6 +76,7 @@ TEST_F(Reader, smallerModesStopAfterTheMountingMode)
     }
 }
 
+// Pins [end-below-mode-7].
 TEST_F(Reader, mode5IgnoresTextAfterTheMountingMode)
 {
     const PrmValues wanted = withoutModel(firstSensor(5));
@@ -90,6 +92,7 @@ TEST_F(Reader, textAfterTheLastBlockIsIgnored)
     expectLoads(PrmFile(firstSensor(9)).text() + "trailing words 1 2 3\n", firstSensor(9));
 }
 
+// Pins [no-level-x-limits].
 TEST_F(Reader, modes7And8HaveNoTiltLimitsOnX)
 {
     for (const int mode : {7, 8}) {
@@ -119,6 +122,7 @@ TEST_F(Reader, aSecondReadReplacesEverything)
     expectSame(snapshot(prm), expected(secondSensor(10)));
 }
 
+// Pins [end-below-mode-7].
 TEST_F(Reader, aReadThatStopsAtASmallerModeLeavesTheModelAlone)
 {
     CKorPrm prm;
@@ -144,6 +148,7 @@ PrmValues endedAfter(PrmValues values, int last)
     return values;
 }
 
+// Pins [limits-without-table-y].
 TEST_F(Reader, aFileMayEndAfterTheTiltXTable)
 {
     expectLoads(PrmFile(firstSensor(9)).text(1, 17), endedAfter(firstSensor(9), 17));
@@ -159,6 +164,7 @@ TEST_F(Reader, aFileMayEndAfterTheScaleFactors)
     expectLoads(PrmFile(firstSensor(9)).text(1, 19), endedAfter(firstSensor(9), 19));
 }
 
+// Pins [table-y-stays].
 TEST_F(Reader, endingAfterTheTiltXTableKeepsTheTiltYTableOfAnEarlierRead)
 {
     CKorPrm prm;
@@ -228,6 +234,7 @@ TEST_F(Reader, anyWhitespaceSeparates)
     expectLoads(replaced(text, "\t", std::string(20000, ' ')), firstSensor(9));
 }
 
+// Pins [title-within-words].
 TEST_F(Reader, eachTitleMayBeSurroundedByExtraTextInItsWords)
 {
     for (int block = 1; block <= kBlockCount; ++block) {
@@ -248,6 +255,7 @@ TEST_F(Reader, eachTitleMayBeSpreadOverLines)
     }
 }
 
+// Pins [title-within-words].
 TEST_F(Reader, scaleFactorsIsAcceptedForScaleFactor)
 {
     PrmFile file(firstSensor(9));
@@ -461,6 +469,29 @@ TEST_F(Reader, integersMayHaveASignAndLeadingZeros)
     expectLoads(file.text(1, 20), wanted);
 }
 
+// Pins [integers-saturate].
+TEST_F(Reader, aModeBeyondThirtyTwoBitsIsTheNearestThatTheyHold)
+{
+    constexpr int kLeast = std::numeric_limits<int>::min();
+    constexpr int kMost = std::numeric_limits<int>::max();
+    PrmFile file(firstSensor(9));
+    const std::pair<const char*, int> modes[] = {{"2147483647", kMost},
+                                                 {"2147483648", kMost},
+                                                 {"4294967301", kMost},
+                                                 {"99999999999999999999", kMost},
+                                                 {"-2147483648", kLeast},
+                                                 {"-2147483649", kLeast},
+                                                 {"-99999999999999999999", kLeast}};
+    for (const auto& [text, wanted] : modes) {
+        file[20].body = std::string(text) + "\n";
+        CKorPrm prm;
+        ASSERT_EQ(read(prm, file.text()), kSuccess) << text;
+        int mode = 0;
+        EXPECT_EQ(prm.getMountMode(mode), kSuccess);
+        EXPECT_EQ(mode, wanted) << text;
+    }
+}
+
 TEST_F(Reader, anIntegerEndsAtTheFirstOtherCharacter)
 {
     PrmFile file(firstSensor(5));
@@ -480,6 +511,7 @@ struct RowCase {
 class ReaderRows : public Reader, public ::testing::WithParamInterface<RowCase> {};
 
 // The values that are left out keep what the read before has stored, and the next title is found all the same.
+// Pins [unread-values].
 TEST_P(ReaderRows, valuesThatAreMissingKeepTheOldOnes)
 {
     const auto [block, count] = GetParam();
@@ -648,6 +680,7 @@ TEST_F(Reader, thePartOfAnInfinityIsUsedUp)
 
 // ---- tables ------------------------------------------------------------------------------------------------
 
+// Pins [rollover-without-rows].
 TEST_F(Reader, tablesWithoutRowsLoadAndKeepTheRollover)
 {
     PrmFile file(firstSensor(5));
@@ -789,6 +822,7 @@ TEST_F(Reader, aCountThatIsMissingLeavesTheOldCountInForce)
     EXPECT_EQ(got.at("level limits"), (std::vector{-28.0, 27.0, 0.0, 0.0}));
 }
 
+// Pins [azimuth-array-stays].
 TEST_F(Reader, aSmallerAzimuthTableReusesTheKeptOne)
 {
     PrmValues values = withoutModel(firstSensor(5));
@@ -819,6 +853,7 @@ TEST_F(Reader, elevationAndTiltTablesMayGrow)
     expectSame(snapshot(prm), expected(values));
 }
 
+// Pins [table-y-extras, count-and-3-of-table-y].
 TEST_F(Reader, theExtraRowOfTiltYLandsAtTheRowCountOfTiltXWhenThatIsSmaller)
 {
     PrmFile file(firstSensor(5));
@@ -836,6 +871,7 @@ TEST_F(Reader, theExtraRowOfTiltYLandsAtTheRowCountOfTiltXWhenThatIsSmaller)
                {{"spline", naturalSpline({-20.0F, -10.0F, 0.0F, 15.0F, 40.0F}, {1.0F, 3.0F, -2.0F, 5.0F, 0.0F})}});
 }
 
+// Pins [table-y-extras, count-and-3-of-table-y].
 TEST_F(Reader, theExtraRowOfTiltYLandsAtTheRowCountOfTiltXWhenThatIsLarger)
 {
     for (const int rows : {5, 6, 40}) {
@@ -972,6 +1008,7 @@ TEST_F(Reader, anEmptyDirectoryIsTheCurrentOne)
     expectSame(snapshot(prm), expected(firstSensor(9)));
 }
 
+// Pins [long-directory].
 TEST_F(Reader, aDirectoryTextOf255UnitsOrMoreIsRefused)
 {
     CKorPrm prm;
@@ -1008,6 +1045,7 @@ TEST_F(Reader, aDirectoryNameMayHoldAnyCharacter)
     }
 }
 
+// Pins [read-of-regular-file].
 TEST_F(Reader, aDirectoryNamedLikeTheFileCannotBeOpened)
 {
     std::filesystem::create_directory(filePath());
