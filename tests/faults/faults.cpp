@@ -23,10 +23,12 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <dirent.h>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/types.h>
@@ -331,6 +333,11 @@ int rename(const char* from, const char* to)
     return guarded("rename", [=] { return static_cast<int>(::syscall(SYS_rename, from, to)); });
 }
 
+int link(const char* from, const char* to)
+{
+    return guarded("link", [=] { return static_cast<int>(::syscall(SYS_link, from, to)); });
+}
+
 int unlink(const char* path)
 {
     return guarded("unlink", [=] { return static_cast<int>(::syscall(SYS_unlink, path)); });
@@ -364,6 +371,32 @@ int fchmod(int descriptor, mode_t mode)
 int fchown(int descriptor, uid_t user, gid_t group)
 {
     return guarded("fchown", [=] { return static_cast<int>(::syscall(SYS_fchown, descriptor, user, group)); });
+}
+
+int flock(int descriptor, int operation)
+{
+    return guarded("flock", [=] { return static_cast<int>(::syscall(SYS_flock, descriptor, operation)); });
+}
+
+int fcntl(int descriptor, int command, ...)
+{
+    std::va_list more;
+    va_start(more, command);
+    const long argument = va_arg(more, long);
+    va_end(more);
+    return guarded("fcntl", [=] { return static_cast<int>(::syscall(SYS_fcntl, descriptor, command, argument)); });
+}
+
+DIR* opendir(const char* path)
+{
+    static auto* const call = real<DIR*(const char*)>("opendir");
+    return next("opendir") == Kind::fail ? nullptr : call(path);
+}
+
+struct dirent* readdir(DIR* directory)
+{
+    static auto* const call = real<dirent*(DIR*)>("readdir");
+    return next("readdir") == Kind::fail ? nullptr : call(directory);
 }
 
 int poll(struct pollfd* asked, nfds_t count, int milliseconds)

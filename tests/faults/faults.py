@@ -37,7 +37,7 @@ SENSOR = ROOT / "data" / "polarizer"
 ID = 1005
 
 # Tasks that the short form leaves out.
-LONG = {"replay-over"}
+LONG = {"replay-over", "simulate-over"}
 
 NO_MEMORY = 71
 STATUSES = {0, 1, 65, 66, 70, 71, 73, 74}
@@ -49,7 +49,8 @@ ERRORS = {
     "fsync": (errno.EIO, errno.EDQUOT), "ftruncate": (errno.EIO,), "rename": (errno.EACCES, errno.ENOENT, errno.EXDEV),
     "unlink": (errno.EACCES,), "fstat": (errno.EIO,), "stat": (errno.EACCES,), "lstat": (errno.EACCES,),
     "chmod": (errno.EPERM,), "fchmod": (errno.EPERM,), "fchown": (errno.EPERM,), "poll": (errno.ENOMEM,),
-    "getcwd": (errno.ENOENT,), "pthread_create": (errno.EAGAIN,),
+    "link": (errno.EPERM, errno.ENOSPC), "flock": (errno.ENOLCK, errno.EWOULDBLOCK), "fcntl": (errno.EMFILE,),
+    "opendir": (errno.EACCES,), "readdir": (errno.EIO,), "getcwd": (errno.ENOENT,), "pthread_create": (errno.EAGAIN,),
 }
 INTERRUPTIBLE = {"open", "read", "write", "fsync", "poll"}
 TRANSFERS = {"read", "write"}
@@ -168,6 +169,8 @@ def tasks_of(kor, host):
     recording = b"\n".join(rows[:600]) + b"\n"
     inputs = {f"Tg{ID}.prm": prm, "a.csv": recording}
     replay = [kor, "replay", "--prm", ".", "--id", str(ID), "--progress=never"]
+    simulate = [kor, "simulate", "--prm", ".", "--id", str(ID), "--motion", "random", "--samples", "300",
+                "--progress=never", "-o", "s.csv", "--truth", "t.csv"]
     json = Run([kor, "prm", "json", str(SENSOR / f"Tg{ID}.prm")], "/", {}).out
     packed = subprocess.run(["gzip", "-n"], input=recording, stdout=subprocess.PIPE, check=True).stdout
     short = {f"Tg{ID}.prm": table_file(40)}
@@ -177,9 +180,8 @@ def tasks_of(kor, host):
         Task("replay-gzip", [*replay, "--threads", "1", "a.csv.gz", "-o", "r.korinfo.gz"],
              {f"Tg{ID}.prm": prm, "a.csv.gz": packed}, ["r.korinfo.gz"]),
         Task("replay-threads", [*replay, "--threads", "3", "a.csv", "-o", "r.csv"], inputs, ["r.csv"]),
-        Task("simulate", [kor, "simulate", "--prm", ".", "--id", str(ID), "--motion", "random", "--samples", "300",
-                          "--progress=never", "-o", "s.csv", "--truth", "t.csv"], {f"Tg{ID}.prm": prm},
-             ["s.csv", "t.csv"]),
+        Task("simulate", simulate, {f"Tg{ID}.prm": prm}, ["s.csv", "t.csv"]),
+        Task("simulate-over", simulate, {f"Tg{ID}.prm": prm, "s.csv": b"old", "t.csv": b"old"}, ["s.csv", "t.csv"]),
         Task("prm-check", [kor, "prm", "check", f"Tg{ID}.prm"], {f"Tg{ID}.prm": prm}, []),
         Task("prm-show", [kor, "prm", "show", f"Tg{ID}.prm"], {f"Tg{ID}.prm": prm}, []),
         Task("prm-json", [kor, "prm", "json", f"Tg{ID}.prm", "-o", "p.json"], {f"Tg{ID}.prm": prm}, ["p.json"]),
@@ -258,7 +260,7 @@ class Campaign:
 
     def kills(self, name, work_in):
         """Kills rewritings, with the current directory in another folder than the file."""
-        old = table_file(4000)
+        old = table_file(15000)
 
         def rewritten(plan, report=None):
             with tempfile.TemporaryDirectory(prefix="kor-faults-") as there, \
@@ -291,6 +293,8 @@ class Campaign:
                             f"{'the old file' if after == old else 'something else'}")
         plans = [f"call:{number}:{how}" for number, call in enumerate(calls, 1)
                  for how in ("kill", "killed", "torn")[:3 if call in TRANSFERS else 2]]
+        if len(plans) < 400:
+            raise Fault(f"kills, {name}: {len(plans)} moments, expected at least 400")
         self.all(f"kills, {name}", self.some(plans, 12), work)
 
     def places(self, task):
