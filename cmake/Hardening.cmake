@@ -5,6 +5,7 @@
 #   kor_hardening_links     options for linking a shared library or a program
 
 option(KORINTERFACE_HARDENING "Stack protector, checked library calls, CET, full RELRO; on Windows ASLR, DEP, CFG" ON)
+set(KORINTERFACE_FORTIFY 2 CACHE STRING "Level of _FORTIFY_SOURCE in optimised builds; 3 looks at more and costs more")
 set(kor_hardening_options)
 set(kor_hardening_links)
 if(NOT KORINTERFACE_HARDENING OR KORINTERFACE_SANITIZE)
@@ -37,7 +38,8 @@ else()
   string(REGEX MATCH "-O([1-9s]|fast)" kor_library_optimised "${KORINTERFACE_LIBRARY_OPTIONS}")
   set(kor_optimised $<AND:$<BOOL:${kor_library_optimised}>,$<BOOL:$<TARGET_PROPERTY:KOR_LIBRARY_OPTIONS>>>)
 endif()
-list(APPEND kor_hardening_options "$<${kor_optimised}:-U_FORTIFY_SOURCE>" "$<${kor_optimised}:-D_FORTIFY_SOURCE=2>")
+list(APPEND kor_hardening_options "$<${kor_optimised}:-U_FORTIFY_SOURCE>"
+     "$<${kor_optimised}:-D_FORTIFY_SOURCE=${KORINTERFACE_FORTIFY}>")
 
 if(WIN32)
   # MinGW has the stack protector's routines in a library of their own, which this option adds.

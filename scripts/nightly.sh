@@ -7,11 +7,13 @@ usage() {
 usage: scripts/nightly.sh [PART/PARTS]
 
 Runs, on a build of the preset dev: every 32-bit pattern of a level reading through the spline of an engine, of three tables,
-in order and in jumps; parameter files of every mount mode cut at every byte, against the C library's formatted input; and
-the comparisons with the independent implementation and the plain transcription, with seeds that the date gives.
+in order and in jumps; parameter files of every mount mode cut at every byte, against the C library's formatted input;
+the comparisons with the independent implementation and the plain transcription, with seeds that the date gives; and all
+memory, system calls and places that can fail (tests/faults/faults.py). Then the unit tests with the checks of the C and C++
+libraries (preset checked), and the hardening of an optimised build and of its packages (preset release-tests).
 
-With PART/PARTS, for example 1/100, only that part of the level readings. All of them take about half an hour of a processor.
-Needs the packages that check.sh installs. The exit status is 1 when something differs.
+With PART/PARTS, for example 1/100, only that part of the level readings. All of them take about half an hour of a processor,
+the two builds half an hour more. Needs the packages that check.sh installs. The exit status is 1 when something differs.
 END_OF_USAGE
 }
 refuse() { echo "nightly.sh: $*" >&2; usage >&2; exit 64; }
@@ -39,7 +41,7 @@ step() { printf '%s (after %d s)\n' "$*" "$SECONDS"; }
 
 step "build"
 quietly cmake --preset dev
-quietly cmake --build --preset dev --target every_level_reading params_test equality reference_driver
+quietly cmake --build --preset dev --target every_level_reading params_test equality reference_driver kor faults faults_host
 
 step "every level reading, part $part of $parts"
 # A part of its own for each processor.
@@ -64,4 +66,22 @@ quietly tests/reference/campaign.sh "$tree/tests/reference/reference_driver" "$s
 
 step "plain transcription, seed $seed"
 quietly tests/equality/campaign.sh "$tree/tests/equality/equality" 1000000 "$seed"
+step "memory, system calls and places that fail"
+quietly tests/faults/faults.py "$tree/tools/kor" "$tree/tests/faults/libfaults.so" "$tree/tests/faults/faults_host"
+tail -n 1 "$log"
+
+for preset in checked release-tests; do
+    step "build of the preset $preset"
+    quietly cmake --preset "$preset"
+    quietly cmake --build --preset "$preset"
+done
+step "unit tests with the libraries' checks"
+commands=build/checked/compile_commands.json
+grep -q -- '-D_FORTIFY_SOURCE=3' "$commands" && ! grep -q -- '-D_FORTIFY_SOURCE=[^3]' "$commands" ||
+    { echo "failed: the preset checked has another level of checks" >&2; exit 1; }
+quietly ctest --preset checked -L unit -j "$processors"
+tail -n 5 "$log" | grep 'tests passed'
+step "hardening of an optimised build and its packages"
+quietly ctest --preset release-tests -R '^(hardening|packages)\.' -j "$processors"
+tail -n 5 "$log" | grep 'tests passed'
 step "no differences"
