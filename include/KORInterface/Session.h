@@ -213,8 +213,9 @@ struct SampleReport {
     bool levelYOutside;     ///< the same for level Y
     SpoiledBy spoiledBy;    ///< nothing unless the model was asked
     /// The sample since which that is so, counted from 1 over all samples that this engine was fed; 0 if nothing is
-    /// spoiled. The outcome of this very sample is what its own readings make it, that of later ones is spoiled. If
-    /// another engine has spoiled the values of the process, it is the first sample of this engine that met them so.
+    /// spoiled. The outcome of this very sample is what its own readings make it, or what the model's filters hand on
+    /// from a sample shortly before it; that of later ones is spoiled. If another engine has spoiled the values of the
+    /// process, it is the first sample of this engine that met them so.
     std::uint64_t spoiledSince;
 };
 
