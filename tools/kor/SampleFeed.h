@@ -30,7 +30,7 @@ private:
 
     std::unique_ptr<CKor>& m_engine;
     NewEngine m_newEngine;
-    unsigned m_repairsInVain = 0; // since the last sound sample
+    unsigned m_repairsInVain = 0; ///< since the last sound sample
 };
 
 /// The row of a sample.
