@@ -204,11 +204,8 @@ class Content(Case):
 
     def test_error_figures_are_those_of_compare(self):
         page = self.report(self.results(), "--truth", self.truth())
-        compared = json.loads(subprocess.run([*KOR, "compare", "--json", self.results(), self.truth()],
-                                             capture_output=True, check=True).stdout)["columns"]
         orientation = json.loads(subprocess.run([*KOR, "compare", "--json", self.results(), self.truth()],
                                                 capture_output=True, check=True).stdout)["orientation"]
-        self.assertIsNotNone(compared)
         mine = page.manifest["comparison"]
         for name in ("median", "p999", "largest"):
             self.assertEqual(mine[name], orientation[name])
@@ -327,8 +324,9 @@ class Parameters(Case):
                               capture_output=True).stdout
         findings = json.loads(told)[0]["findings"]
         self.assertGreater(len(findings), 0)
-        self.assertEqual([each["text"] for each in page.manifest["parameters"]["check"]],
-                         [f"{each['text']} [{each['rule']}]" for each in findings])
+        # A directory and a name in it are joined by what the system has between them.
+        self.assertEqual([each["text"].replace("\\", "/") for each in page.manifest["parameters"]["check"]],
+                         [f"{each['text']} [{each['rule']}]".replace("\\", "/") for each in findings])
 
     def test_file_that_the_library_refuses_is_reported(self):
         pathlib.Path(self.dir, "Tg1005.prm").write_text("Serial Number\n1006\n", encoding="ascii")

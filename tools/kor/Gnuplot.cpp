@@ -51,7 +51,8 @@ platform::ProgramResult runGnuplot(const std::vector<std::string>& options, cons
                       "gnuplot-qt for windows on a desktop");
     }
     if (!result.started) {
-        throw Failure(kExitUnavailable, "cannot start gnuplot, which draws the pictures: " + result.errors);
+        throw Failure(kExitUnavailable, "cannot start gnuplot, which draws the pictures: " + result.errors +
+                                            "; the page of kor report needs no other program");
     }
     return result;
 }
