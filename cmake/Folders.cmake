@@ -6,8 +6,10 @@ option(KORINTERFACE_TESTS_SHARED "Tests take the folders from the shared library
 # A folder of the library, as a static library. The shared library and the tests take their objects from here.
 #   USES     the folders that this one may use
 #   NUMERIC  it computes and handles nothing else from outside (cmake/Hardening.cmake)
+#   OUTER    a part of the C interface, which tests and programs meet through the library alone: what reaches inside it has
+#            recordings of its own
 function(kor_folder name)
-  cmake_parse_arguments(ARG "NUMERIC" "" "SOURCES;USES" ${ARGN})
+  cmake_parse_arguments(ARG "NUMERIC;OUTER" "" "SOURCES;USES" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   target_compile_features(${name} PUBLIC cxx_std_20)
   target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR}/include ${PROJECT_SOURCE_DIR})
@@ -29,10 +31,14 @@ function(kor_folder name)
   endif()
   set_target_properties(${name} PROPERTIES POSITION_INDEPENDENT_CODE ON CXX_EXTENSIONS OFF KOR_LIBRARY_OPTIONS ON
                                            KOR_NUMERIC "${ARG_NUMERIC}")
-  if(NOT KORINTERFACE_TESTS_SHARED)
+  if(ARG_OUTER OR NOT KORINTERFACE_TESTS_SHARED)
     set_target_properties(${name} PROPERTIES CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   endif()
-  set_property(GLOBAL APPEND PROPERTY kor_library_folders ${name})
+  if(ARG_OUTER)
+    set_property(GLOBAL APPEND PROPERTY kor_outer_folders ${name})
+  else()
+    set_property(GLOBAL APPEND PROPERTY kor_library_folders ${name})
+  endif()
 endfunction()
 
 # A folder beside the library: it stands on the public headers, like any host, and on the folders that it names.

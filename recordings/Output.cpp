@@ -44,7 +44,7 @@ std::unique_ptr<Output> Output::open(const std::string& path, Problem& problem)
         output->m_packer = makePacker(compression);
         if (!output->m_packer) {
             problem.reason = "this build cannot write " + std::string(nameOf(compression));
-            problem.advice = "choose a name that ends in .gz, or compress the file later";
+            problem.advice = "choose a name without that ending and compress the file afterwards";
             return nullptr;
         }
     }

@@ -26,7 +26,7 @@ def commands(tree):
 static, built = (pathlib.Path(argument).resolve() for argument in sys.argv[1:])
 there = commands(built)
 library = {name: arguments for name, arguments in commands(static).items()
-           if name.split("/")[0] not in ("recordings", "simulation", "accuracy")}
+           if name.split("/")[0] not in ("simulation", "accuracy")}
 for name, arguments in library.items():
     if there.get(name) != arguments:
         sys.exit(f"{name} is compiled differently:\n  {shlex.join(arguments)}\n  {shlex.join(there.get(name, []))}")

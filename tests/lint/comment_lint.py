@@ -15,7 +15,7 @@ import re
 import subprocess
 import sys
 
-PRODUCT = ("include/", "mek/", "platform/", "models/", "params/", "engine/", "module/", "session/", "recordings/",
+PRODUCT = ("include/", "mek/", "platform/", "models/", "params/", "engine/", "module/", "session/", "capi/", "recordings/",
            "simulation/", "accuracy/", "tools/")
 TOKEN = re.compile(r'(?P<comment>//[^\n]*)|/\*.*?\*/|R"(\w*)\(.*?\)\2"|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\'|'
                    r"(?P<line>\n)|(?P<brace>[{}])|(?P<end>;)|(?P<other>.)", re.S)

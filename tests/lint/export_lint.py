@@ -19,7 +19,7 @@ MEMBERS = {
     ("CKorThreeVec2Levelv2", "m_logStream"),  # its place and type are part of the class
     ("CStyloPRM", "entries"),                 # the growable sequence of the record
 }
-SOURCES = ("include", "mek", "platform", "models", "params", "engine", "module", "session", "recordings", "simulation",
+SOURCES = ("include", "mek", "platform", "models", "params", "engine", "module", "session", "capi", "recordings", "simulation",
            "accuracy", "tools", "examples")
 # A program with wide arguments has another entry point on Windows.
 ASKS_FOR_SYSTEM = re.compile(r"platform/(posix/.*|windows/.*|Lock\.h)|examples/host\.cpp")

@@ -38,8 +38,8 @@ class Folder:
 
 
 FOLDERS = {
-    # The public headers stand alone, with nothing of any system.
-    "include/KORInterface": Folder(),
+    # The public headers stand alone, with nothing of any system. Those that C reads as well have its standard headers.
+    "include/KORInterface": Folder(foreign=r"std(def|int)\.h"),
     # The library.
     "mek": Folder(only=set()),
     "platform": Folder(only=set(), foreign=r".*\.h"),
@@ -49,6 +49,7 @@ FOLDERS = {
     "engine": Folder({"models", "mek", "platform"}, never=PARAMETER_SIDE),
     "module": Folder({"params/file", "platform"}, foreign=r"afx\w+\.h"),
     "session": Folder({"engine", "params", "params/file", "models", "mek", "platform"}),
+    "capi": Folder({"recordings"}),
     # Beside the library: they stand on the public headers, as a host does.
     "recordings": Folder({"platform"}, only={"Records.h", "Export.h"}, foreign=r"(zlib|zstd)\.h|dragonbox/.*"),
     "series": Folder({"recordings", "platform"}, only={"Records.h"}),
@@ -161,6 +162,9 @@ def itself():
         ("params/A.cpp", '#include "engine/State.h"', "arrow"),
         ("engine/A.cpp", '#include "params/file/Reader.h"', "arrow"),
         ("session/A.cpp", '#include "recordings/Reader.h"', "arrow"),
+        ("capi/A.cpp", '#include "engine/State.h"', "arrow"),
+        ("capi/A.cpp", '#include "simulation/Sensor.h"', "arrow"),
+        ("recordings/A.cpp", '#include "capi/Answer.h"', "arrow"),
         ("recordings/A.cpp", '#include "tools/kor/Exit_.h"', "arrow"),
         ("recordings/A.cpp", '#include "series/Series.h"', "arrow"),
         ("series/A.cpp", '#include "accuracy/Comparison.h"', "arrow"),
@@ -175,6 +179,8 @@ def itself():
         ("mek/A.cpp", '#include "KORInterface/Records.h"', "public"),
         ("recordings/A.cpp", '#include "KORInterface/CKor.h"', "public"),
         ("include/KORInterface/A.h", "#include <windows.h>", "foreign"),
+        ("include/KORInterface/A.h", "#include <stdio.h>", "foreign"),
+        ("include/KORInterface/A.h", "#include <stdint.h>", None),
         ("include/KORInterface/A.h", "#include <fmt/format.h>", "foreign"),
         ("engine/A.cpp", "#  include <unistd.h>", "foreign"),
         ("simulation/A.cpp", "#include <CLI/CLI.hpp>", "foreign"),
