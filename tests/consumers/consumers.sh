@@ -18,6 +18,13 @@ headers)
         "$2" -std=c++11 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I "$root/include" "$work/alone.cpp" ||
             fail "$name does not compile on its own"
     done
+    # Those of the C interface are C as well.
+    for name in kor Records Export; do
+        printf '#include <KORInterface/%s.h>\n#include <KORInterface/%s.h>\nint main(void) { return 0; }\n' $name $name \
+            >"$work/alone.c"
+        "$2" -x c -std=c11 -Wall -Wextra -Wpedantic -Werror -fsyntax-only -I "$root/include" "$work/alone.c" ||
+            fail "$name.h does not compile as C"
+    done
     ;;
 find_package)
     installed "$2" "$work/prefix"
@@ -92,7 +99,7 @@ exports)
     # library's templates
     # and the type information of plain functions cannot be hidden.
     nm -DC --defined-only "$library" | cut -c20- | sort -u >"$work/exported"
-    strangers=$(grep -vE '^(vtable for |typeinfo for |typeinfo name for |non-virtual thunk to )?(CKor|LoadParameterStore\(|kor::((CheckReport|ParameterFile|ReadReport)::|(Check(ParameterFile|Parameters|RuleOf|Rules)|Configure|FreshProcessValues|LastSample|LoadParameter(Bytes|File)|MessageText|ModelText|ModelUses(Block|Field)|OutcomeText|Parameter(BlockKinds|BlockKindOf|FieldOf)|ProcessSample|ReadParameterFile|ReasonText|SampleText|SpoiledText|StatusText)\()|CStyloPRM|CBBManager|CLevel|CPhotoSensor|JSplineBLandform|CADMModule)' \
+    strangers=$(grep -vE '^(vtable for |typeinfo for |typeinfo name for |non-virtual thunk to )?(kor_[a-z]|CKor|LoadParameterStore\(|kor::((CheckReport|ParameterFile|ReadReport)::|(Check(ParameterFile|Parameters|RuleOf|Rules)|Configure|FreshProcessValues|LastSample|LoadParameter(Bytes|File)|MessageText|ModelText|ModelUses(Block|Field)|OutcomeText|Parameter(BlockKinds|BlockKindOf|FieldOf)|ProcessSample|ReadParameterFile|ReasonText|SampleText|SpoiledText|StatusText)\()|CStyloPRM|CBBManager|CLevel|CPhotoSensor|JSplineBLandform|CADMModule)' \
         "$work/exported" | grep -vE '^([^(]* )?std::|^(typeinfo|vtable) (name )?for (std::|void \()' || true)
     [ -z "$strangers" ] || { printf '%s\n' "$strangers"; fail "these symbols should be hidden"; }
     for symbol in 'CKor::updateKORData(' 'CKorPrm::ReadCalibrationFile(' 'CKorPolarizer::CalTranxMatrix('; do
@@ -128,6 +135,31 @@ readme)
     ! LD_LIBRARY_PATH=$library "$work/host" "$folder/none" 1005 "$folder/polarizer.korraw" 2>"$work/errors" ||
         fail "the program takes a parameter file that is not there"
     grep -q 'Tg1005.prm: the parameter file cannot be opened' "$work/errors" || fail "the program does not say why"
+    ;;
+c)
+    # The example in C prints what the one in C++ prints, and takes a recording in CSV as well.
+    installed "$2" "$work/prefix"
+    library=$(dirname "$(find "$work/prefix" -name libKORInterface.so)")
+    export LD_LIBRARY_PATH=$library
+    g++ -std=c++11 -I "$work/prefix/include" "$root/examples/host.cpp" -L "$library" -lKORInterface -o "$work/host"
+    gcc -std=c11 -Wall -Wextra -Wpedantic -Werror -I "$work/prefix/include" "$root/examples/host.c" -L "$library" \
+        -lKORInterface -o "$work/host_c"
+    folder=$work/$(printf 'm\303\244rz \346\270\254')
+    cp -r "$root/data/polarizer" "$folder"
+    "$work/host" "$folder" 1005 "$folder/polarizer.korraw" >"$work/wanted"
+    [ "$(wc -l <"$work/wanted")" -eq 2400 ] || fail "the program in C++ printed $(wc -l <"$work/wanted") lines"
+    for recording in polarizer.korraw polarizer.csv; do
+        "$work/host_c" "$folder" 1005 "$folder/$recording" | cmp - "$work/wanted"
+    done
+    fails() { # TEXT ARGUMENT...: the program in C ends with 1 and says so
+        local status=0
+        "$work/host_c" "${@:2}" >/dev/null 2>"$work/errors" || status=$?
+        [ "$status" -eq 1 ] && grep -qF -- "$1" "$work/errors" || fail "found status $status and $(<"$work/errors"), expected $1"
+    }
+    fails "Tg1006.prm: the parameter file cannot be opened" "$folder" 1006 "$folder/polarizer.csv"
+    fails "cannot open $folder/none.csv" "$folder" 1005 "$folder/none.csv"
+    gzip -k "$folder/polarizer.csv"
+    fails "this build cannot read gzip; decompress the file first" "$folder" 1005 "$folder/polarizer.csv.gz"
     ;;
 *)
     fail "unknown check $1"
