@@ -21,10 +21,10 @@ using kor::capi::anyNull;
 using kor::recordings::Format;
 using kor::recordings::Problem;
 
-namespace {
+namespace kor::capi {
 
 // What the last operation on a file has met.
-struct Account {
+struct FileAccount {
     Problem problem{};
     std::int32_t status = kSuccess;
     bool goesOn = false;
@@ -42,12 +42,12 @@ struct Account {
     template <typename Work, typename GiveUp>
     std::int32_t of(Work work, GiveUp giveUp)
     {
-        *this = Account();
+        *this = FileAccount();
         try {
             return work();
         } catch (const std::exception&) {
             giveUp();
-            *this = Account();
+            *this = FileAccount();
             outOfMemory = true;
             return status = kBadArgument;
         }
@@ -55,8 +55,8 @@ struct Account {
 
     std::int32_t give(kor_problem* into) const
     {
-        return kor::capi::give(
-            {0, status, problem.line, problem.record, problem.byte, goesOn ? 1 : 0, outOfMemory ? 1 : 0}, into);
+        return capi::give({0, status, problem.line, problem.record, problem.byte, goesOn ? 1 : 0, outOfMemory ? 1 : 0},
+                          into);
     }
 
     std::int32_t giveText(std::int32_t which, char* text, std::size_t room, std::size_t* length) const
@@ -64,7 +64,7 @@ struct Account {
         if (which < KOR_TEXT_SENTENCE || which > KOR_TEXT_RULE) {
             return kBadArgument;
         }
-        return kor::capi::answer([&] { return kor::capi::giveText(part(which), text, room, length); });
+        return answer([&] { return capi::giveText(part(which), text, room, length); });
     }
 
 private:
@@ -91,6 +91,12 @@ private:
     }
 };
 
+} // namespace kor::capi
+
+using kor::capi::FileAccount;
+
+namespace {
+
 bool isFormat(std::int32_t format)
 {
     return format >= KOR_FORMAT_ANY && format <= KOR_FORMAT_BINARY;
@@ -109,7 +115,7 @@ std::optional<Format> formatOf(std::int32_t format)
 struct kor_reader {
     std::unique_ptr<kor::recordings::Reader> file{};
     bool failed = false; // the rest of the file cannot be read
-    Account account{};
+    FileAccount account{};
 
     std::int32_t read(KOR_RAWINFO* raw, std::size_t room, std::size_t& count);
 };
@@ -117,7 +123,7 @@ struct kor_reader {
 struct kor_writer {
     std::unique_ptr<kor::recordings::Output> file{};
     std::unique_ptr<kor::recordings::RecordingWriter> rows{};
-    Account account{};
+    FileAccount account{};
 
     void drop()
     {
