@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 root=$PWD
-names=(reader reader_literal rewriter engine models recordings way_points prm_json)
+names=(reader reader_literal rewriter engine models recordings way_points prm_json capi)
 
 usage() {
     cat <<END
@@ -73,6 +73,7 @@ dictionary() {
     case $1 in
     reader* | rewriter) echo prm.dict ;;
     engine | models) echo numbers.dict ;;
+    capi) echo recordings.dict ;;
     *) echo "$1.dict" ;;
     esac
 }
