@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -19,6 +20,7 @@
 #include "KORInterface/ParameterFile.h"
 #include "KORInterface/Session.h"
 #include "KORInterface/Status.h"
+#include "KORInterface/kor.h"
 
 #include "faults/faults.h"
 
@@ -505,6 +507,165 @@ TEST(WithoutMemory, aRewritingAnswers553AndKeepsTheFile)
     EXPECT_GT(allocations, 3);
     fs::current_path(before);
     fs::remove_all(name);
+}
+
+// The C interface: nothing leaves a function but its result.
+
+struct CHandles {
+    kor_prm* prm = nullptr;
+    kor_engine* engine = nullptr;
+    kor_reader* reader = nullptr;
+    kor_writer* writer = nullptr;
+
+    CHandles()
+    {
+        EXPECT_EQ(kor_prm_create(&prm), KOR_SUCCESS);
+        EXPECT_EQ(kor_engine_create(&engine), KOR_SUCCESS);
+        EXPECT_EQ(kor_reader_create(&reader), KOR_SUCCESS);
+        EXPECT_EQ(kor_writer_create(&writer), KOR_SUCCESS);
+    }
+    CHandles(const CHandles&) = delete;
+    CHandles& operator=(const CHandles&) = delete;
+    ~CHandles()
+    {
+        kor_prm_destroy(prm);
+        kor_engine_destroy(engine);
+        kor_reader_destroy(reader);
+        kor_writer_destroy(writer);
+    }
+};
+
+std::unique_ptr<CHandles> cHandlesThatHaveRead()
+{
+    auto handles = std::make_unique<CHandles>();
+    EXPECT_EQ(kor_prm_read(handles->prm, kSensor, kId), KOR_SUCCESS);
+    return handles;
+}
+
+template <typename Handle>
+void expectToMakeOrRefuse(std::int32_t (*create)(Handle**), std::int32_t (*destroy)(Handle*))
+{
+    const long allocations = withEachAllocationFailing(
+        [] { return static_cast<Handle*>(nullptr); }, [&](Handle*& handle) { return create(&handle); },
+        [&](Handle*& handle, const Ended& ended, bool failed) {
+            EXPECT_FALSE(ended.threw);
+            EXPECT_EQ(ended.result, failed ? KOR_BAD_ARGUMENT : KOR_SUCCESS);
+            EXPECT_EQ(handle == nullptr, failed);
+            EXPECT_EQ(destroy(handle), failed ? KOR_BAD_ARGUMENT : KOR_SUCCESS);
+        });
+    EXPECT_GT(allocations, 0);
+}
+
+TEST(WithoutMemory, handlesOfTheCInterfaceAreRefused)
+{
+    expectToMakeOrRefuse(kor_prm_create, kor_prm_destroy);
+    expectToMakeOrRefuse(kor_engine_create, kor_engine_destroy);
+    expectToMakeOrRefuse(kor_reader_create, kor_reader_destroy);
+    expectToMakeOrRefuse(kor_writer_create, kor_writer_destroy);
+}
+
+TEST(WithoutMemory, cReadsAndChecksOfParameterFilesSaySo)
+{
+    const auto prepare = [] { return std::make_unique<CHandles>(); };
+    int refused = 0;
+    withEachAllocationFailing(
+        prepare, [](auto& handles) { return kor_prm_read(handles->prm, kSensor, kId); },
+        [&](auto& handles, const Ended& ended, bool failed) {
+            kor_read_report report = {};
+            report.size = sizeof report;
+            EXPECT_EQ(kor_prm_read_report(handles->prm, &report), KOR_SUCCESS);
+            expectResult(ended, failed, report.out_of_memory != 0, refused);
+        });
+    EXPECT_GT(refused, 0);
+    refused = 0;
+    withEachAllocationFailing(
+        prepare, [](auto& handles) { return kor_prm_check(handles->prm, kSensor, kId, KOR_MODE_OF_FILE); },
+        [&](auto& handles, const Ended& ended, bool failed) {
+            kor_check_report report = {};
+            report.size = sizeof report;
+            EXPECT_EQ(kor_prm_check_report(handles->prm, &report), KOR_SUCCESS);
+            expectResult(ended, failed, report.out_of_memory != 0, refused);
+        });
+    EXPECT_GT(refused, 0);
+}
+
+TEST(WithoutMemory, aCEngineIsConfiguredOrSaysThatItIsNot)
+{
+    int refused = 0;
+    const auto judge = [&refused](auto& handles, const Ended& ended, bool failed) {
+        EXPECT_FALSE(ended.threw);
+        EXPECT_TRUE(ended.result == KOR_SUCCESS || (failed && ended.result == KOR_BAD_ARGUMENT)) << ended.result;
+        refused += ended.result == KOR_SUCCESS ? 0 : 1;
+        const KOR_RAWINFO raw = sample(10);
+        kor_sample_report report = {};
+        report.size = sizeof report;
+        EXPECT_EQ(kor_engine_update(handles->engine, &raw, nullptr, nullptr, nullptr, &report), KOR_SUCCESS);
+        EXPECT_EQ(report.outcome == KOR_OUTCOME_NO_MODEL, ended.result != KOR_SUCCESS);
+    };
+    EXPECT_GT(withEachAllocationFailing(
+                  cHandlesThatHaveRead,
+                  [](auto& handles) { return kor_engine_configure(handles->engine, handles->prm, nullptr); }, judge),
+              4);
+    EXPECT_GT(refused, 4);
+    withEachAllocationFailing(
+        cHandlesThatHaveRead, [](auto& handles) { return kor_engine_set_mount_mode(handles->engine, 5); }, judge);
+}
+
+// A recording is opened, read, written and completed, or the first step that fails says why and nothing is left behind.
+TEST(WithoutMemory, cRecordingsSaySoAndLeaveNothingBehind)
+{
+    std::string folder = (fs::temp_directory_path() / "kor_faults_XXXXXX").string();
+    ASSERT_NE(::mkdtemp(folder.data()), nullptr);
+    const std::string copy = folder + "/copy.csv";
+    const std::string bad = folder + "/bad.csv";
+    std::ofstream(bad) << "status\n1,2,3,a longer text than fits into a string without memory of its own\n";
+    int refused = 0;
+    withEachAllocationFailing(
+        [] { return std::make_unique<CHandles>(); },
+        [&](auto& handles) {
+            std::size_t count = 0;
+            KOR_RAWINFO raw[100];
+            std::int32_t status = kor_reader_open(handles->reader, KOR_DATA "/two_level/two_level.csv", KOR_FORMAT_ANY);
+            if (status == KOR_SUCCESS) {
+                status = kor_reader_read(handles->reader, raw, 100, &count);
+            }
+            if (status == KOR_SUCCESS) {
+                status = kor_writer_open(handles->writer, copy.c_str(), KOR_FORMAT_ANY);
+            }
+            if (status == KOR_SUCCESS) {
+                status = kor_writer_write(handles->writer, raw, count);
+            }
+            return status == KOR_SUCCESS ? kor_writer_close(handles->writer) : status;
+        },
+        [&](auto& handles, const Ended& ended, bool failed) {
+            EXPECT_FALSE(ended.threw);
+            EXPECT_TRUE(ended.result == KOR_SUCCESS || failed) << ended.result;
+            kor_problem reading = {};
+            kor_problem writing = {};
+            reading.size = writing.size = sizeof reading;
+            EXPECT_EQ(kor_reader_problem(handles->reader, &reading), KOR_SUCCESS);
+            EXPECT_EQ(kor_writer_problem(handles->writer, &writing), KOR_SUCCESS);
+            EXPECT_EQ(reading.status == KOR_SUCCESS && writing.status == KOR_SUCCESS, ended.result == KOR_SUCCESS);
+            EXPECT_EQ(reading.out_of_memory + writing.out_of_memory > 0, ended.result == KOR_BAD_ARGUMENT);
+            EXPECT_EQ(fs::exists(copy), ended.result == KOR_SUCCESS);
+            refused += ended.result == KOR_SUCCESS ? 0 : 1;
+            handles.reset();
+            fs::remove(copy);
+            EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1);
+        });
+    EXPECT_GT(refused, 5);
+    withEachAllocationFailing(
+        [] { return std::make_unique<CHandles>(); },
+        [&](auto& handles) {
+            char text[300];
+            static_cast<void>(kor_reader_open(handles->reader, bad.c_str(), KOR_FORMAT_ANY));
+            return kor_reader_problem_text(handles->reader, KOR_TEXT_SENTENCE, text, sizeof text, nullptr);
+        },
+        [](auto&, const Ended& ended, bool failed) {
+            EXPECT_FALSE(ended.threw);
+            EXPECT_TRUE(ended.result == KOR_SUCCESS || (failed && ended.result == KOR_BAD_ARGUMENT));
+        });
+    fs::remove_all(folder);
 }
 
 } // namespace
