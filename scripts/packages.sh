@@ -43,10 +43,10 @@ build_packages=(g++ cmake ninja-build libcli11-dev libdragonbox-dev libfmt-dev n
 # llvm brings the symbolizer, without which the leak checker does not recognise the buffers that are kept on purpose.
 test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy cppcheck libgtest-dev librapidcheck-dev libeigen3-dev
                gnuplot-nox libgsl-dev libboost-math-dev pkg-config locales python3-numpy python3-mpmath git dpkg-dev lintian file man-db valgrind
-               chromium chromium-driver python3-selenium eslint)
+               chromium chromium-driver python3-selenium eslint abigail-tools)
 # What is measured against, and with what.
 bench_packages=(valgrind libeigen3-dev libgsl-dev libboost-math-dev miller python3-pandas time)
 fuzz_packages=(clang libclang-rt-14-dev llvm)
-windows_packages=(g++-mingw-w64-x86-64-posix wine wine64 googletest libcli11-dev libdragonbox-dev libfmt-dev
+windows_packages=(g++-mingw-w64-x86-64-posix clang lld llvm wine wine64 googletest libcli11-dev libdragonbox-dev libfmt-dev
                   nlohmann-json3-dev libeigen3-dev libz-mingw-w64-dev unzip
                   python3 libjs-dygraphs libjs-three)
