@@ -607,7 +607,8 @@ static void recordings(const char* data, const char* folder)
 
     /* A column that is none of a recording's. */
     write_changed(joined(folder, "r.csv"), joined(folder, "more.csv"), "timeStampMs\n", "timeStampMs,mood\n");
-    write_changed(joined(folder, "more.csv"), joined(folder, "more.csv"), "mood\n", "mood\n2,0,0,0,0,0,0,0,0,0,0,0,0,0,0,fine\n");
+    write_changed(joined(folder, "more.csv"), joined(folder, "more.csv"), "mood\n",
+                  "mood\n2,0,0,0,0,0,0,0,0,0,0,0,0,0,0,fine\n");
     CHECK(kor_reader_open(reader, joined(folder, "more.csv"), KOR_FORMAT_ANY) == 0);
     CHECK(kor_reader_read(reader, again, 1, &read) == 0 && read == 1 && again[0].status == 2);
     CHECK(kor_reader_warnings(reader, &count) == 0 && count == 1);
@@ -737,7 +738,8 @@ static int32_t whole(void)
 static void close_to(double found, double wanted, double tolerance, const char* what, int line)
 {
     ++checks;
-    if (!(found == wanted || fabs(found - wanted) <= tolerance || (isnan(found) && isnan(wanted))) && ++failures <= 40) {
+    if (!(found == wanted || fabs(found - wanted) <= tolerance || (isnan(found) && isnan(wanted))) &&
+        ++failures <= 40) {
         printf("vectors, line %d: %s: found %.17g, expected %.17g\n", line, what, found, wanted);
     }
 }
@@ -822,7 +824,8 @@ static void vectors(const char* data, const char* path)
                                      info.temperature[2]};
             for (int i = 0; i < 13; ++i) {
                 const double wanted = (double)single();
-                close_to(found[i], wanted, i >= 4 && i < 7 ? 3.5e-6 : two_ulps(wanted), "a value of the result", number);
+                close_to(found[i], wanted, i >= 4 && i < 7 ? 3.5e-6 : two_ulps(wanted), "a value of the result",
+                         number);
             }
             for (int i = 0; i < 9; ++i) {
                 close_to(matrix[i], real(), 1.6e-14, "an element of the matrix", number);

@@ -1,5 +1,5 @@
-# Runs the C test with an empty folder for its files: DATA, VECTORS, FOLDER, PROGRAM, EMULATOR.
+# Runs the C test with an empty folder for its files: DATA, VECTORS, FOLDER, PROGRAM.
 file(REMOVE_RECURSE ${FOLDER})
 file(MAKE_DIRECTORY ${FOLDER})
-execute_process(COMMAND ${EMULATOR} ${PROGRAM} ${DATA} ${VECTORS} ${FOLDER} COMMAND_ERROR_IS_FATAL ANY)
+execute_process(COMMAND ${PROGRAM} ${DATA} ${VECTORS} ${FOLDER} COMMAND_ERROR_IS_FATAL ANY)
 file(REMOVE_RECURSE ${FOLDER})

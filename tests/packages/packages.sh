@@ -50,7 +50,7 @@ contains() { # FOLDER PATTERN...: each matches a file that is not empty
 }
 
 # What every user finds: the documents, a host, a recording with its parameter file and its truth.
-documents=(docs/formats.md docs/accuracy.md docs/parameter-check.md docs/img/frames.svg docs/c.md docs/kept-behaviour.md docs/windows.md examples/host.c examples/host.cpp
+documents=(docs/formats.md docs/accuracy.md docs/parameter-check.md docs/img/frames.svg docs/c.md docs/kept-behaviour.md docs/windows.md examples/KorExample.cs examples/host.c examples/host.cpp
            examples/uncertainty.json data/polarizer/Tg1005.prm data/polarizer/polarizer.csv data/polarizer/polarizer.korraw
            data/polarizer/polarizer_truth.csv)
 
@@ -113,7 +113,7 @@ deb)
         [ -e "$work/root$place" ] || fail "the manual page names $place, which no package holds"
     done
     contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md docs/parameter-check.md "${documents[@]:7}"
-    contains "$work/root/usr/share/doc/libkorinterface-dev" docs/c.md docs/kept-behaviour.md examples/host.c examples/host.cpp
+    contains "$work/root/usr/share/doc/libkorinterface-dev" docs/c.md docs/kept-behaviour.md examples/KorExample.cs examples/host.c examples/host.cpp
     reads_well "$work/root/usr/share/doc/kor-tools"
     reads_well "$work/root/usr/share/doc/libkorinterface-dev"
     consumer_built "$work/root/usr"
@@ -153,7 +153,7 @@ zip)
     packed ZIP
     silently unzip -q "$work/packages"/*.zip -d "$work/unpacked"
     tree=$(echo "$work/unpacked"/*)
-    contains "$tree" README.md CHANGELOG.md copyright bin/KORInterface.dll bin/kor.exe "${documents[@]}"
+    contains "$tree" README.md CHANGELOG.md copyright bin/KORInterface.dll bin/kor.exe lib/KORInterface.def "${documents[@]}"
     reads_well "$tree"
     consumer_built "$tree" -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" \
         -DKORInterface_DIR="$tree/lib/cmake/KORInterface" # the toolchain looks for packages in its own root only
