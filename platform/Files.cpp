@@ -264,10 +264,7 @@ TemporaryFile TemporaryFile::beside(const std::string& target)
         const EndingSignalsWait untilItIsNoted;
         // Nobody may open it while its permissions are not those of the target yet.
         made.file = openFile(path, replaces ? OpenMode::createPrivately : OpenMode::create);
-        // Another process holds it, which may take it for abandoned.
         if (made.file && !made.file.claim()) {
-            made.file = File();
-            removeFile(path);
             continue;
         }
         if (made.file) {
@@ -332,9 +329,8 @@ std::size_t TemporaryFile::takeTheirPlaces(const std::vector<Placing>& placings)
         for (std::size_t i = 0; i <= done; ++i) {
             kept[i].claim = File();
             if (!kept[i].name.empty()) {
-                if (renameFile(kept[i].name, placings[i].target, false) == Renamed::yes) {
-                    removeFile(kept[i].name); // which is still there when both are names of one file
-                }
+                renameFile(kept[i].name, placings[i].target, false);
+                removeFile(kept[i].name); // which is still there when both are names of one file
             } else if (i < done) {
                 removeFile(placings[i].target);
             }

@@ -97,6 +97,8 @@ public:
 
     /// Closes the file, a standard stream too.
     /// Returned  result  false when closing, or any write before, has failed
+    /// Notes  1  The number of a standard stream stays in use: the next file or connection would get it, and with it
+    ///           what is meant for the stream.
     bool close() noexcept;
 
 private:

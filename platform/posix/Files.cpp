@@ -220,7 +220,18 @@ File File::shared() const noexcept
 
 bool File::close() noexcept
 {
-    return ::close(std::exchange(m_descriptor, -1)) == 0 && !m_failed;
+    if (!m_stays) {
+        return ::close(std::exchange(m_descriptor, -1)) == 0 && !m_failed;
+    }
+    // An error of closing shows on a second descriptor as well; dup2 would hide it.
+    File second = shared();
+    const bool isGood = (!second || second.close()) && !m_failed;
+    const int stream = std::exchange(m_descriptor, -1);
+    // The direction is wrong on purpose: using it is an error.
+    if (const File filler = opened("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY); filler) {
+        ::dup2(filler.descriptor(), stream);
+    }
+    return isGood;
 }
 
 namespace {

@@ -155,7 +155,18 @@ File File::shared() const noexcept
 
 bool File::close() noexcept
 {
-    return _close(std::exchange(m_descriptor, -1)) == 0 && !m_failed;
+    if (!m_stays) {
+        return _close(std::exchange(m_descriptor, -1)) == 0 && !m_failed;
+    }
+    // An error of closing shows on a second descriptor as well; _dup2 would hide it.
+    File second(_dup(m_descriptor));
+    const bool isGood = (!second || second.close()) && !m_failed;
+    const int stream = std::exchange(m_descriptor, -1);
+    // The direction is wrong on purpose: using it is an error.
+    if (const File filler(_open("NUL", stream == kStandardInput ? _O_WRONLY : _O_RDONLY)); filler) {
+        _dup2(filler.descriptor(), stream);
+    }
+    return isGood;
 }
 
 File openFile(const std::string& path, OpenMode mode)

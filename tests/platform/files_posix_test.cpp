@@ -292,6 +292,29 @@ TEST(PosixFile, ofAStandardStreamStaysOpen)
     EXPECT_NE(::fcntl(STDERR_FILENO, F_GETFD), -1);
 }
 
+TEST(PosixFile, ofAStandardStreamKeepsItsNumberInUseWhenItCloses)
+{
+    int ends[2] = {};
+    ASSERT_EQ(::pipe(ends), 0);
+    File reading(ends[0]);
+    File output = File::standard(kStandardOutput);
+    const File saved = output.shared();
+    ASSERT_EQ(::dup2(ends[1], STDOUT_FILENO), STDOUT_FILENO);
+    ASSERT_EQ(::close(ends[1]), 0);
+    EXPECT_TRUE(output.write("x"));
+    const bool isClosed = output.close();
+    const File next(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const bool canBeWritten = File::standard(kStandardOutput).write("y");
+    ASSERT_EQ(::dup2(saved.descriptor(), STDOUT_FILENO), STDOUT_FILENO);
+    EXPECT_TRUE(isClosed);
+    EXPECT_FALSE(output);
+    EXPECT_GT(next.descriptor(), STDERR_FILENO) << "not what stands for a standard stream";
+    EXPECT_FALSE(canBeWritten);
+    char bytes[2] = {};
+    EXPECT_EQ(reading.read(bytes, sizeof bytes), 1);
+    EXPECT_EQ(reading.read(bytes, sizeof bytes), 0) << "the reader sees the end";
+}
+
 TEST_F(PosixFiles, areToldFromDirectories)
 {
     const File directory = openAnyForReading(m_folder.string());
