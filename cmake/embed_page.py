@@ -6,7 +6,7 @@
 FOLDER        the page's own sources
 CHARTS, SPACE the libraries, JavaScript
 ..._NOTICE    their copyright notices; a file that is not there is refused, for the page has to carry them
-OUTPUT        two arrays and three pieces of the page: the data stand between them
+OUTPUT        the pieces of the page: more of its policy, the first data and more data stand between them
 """
 import base64
 import hashlib
@@ -48,7 +48,7 @@ def main(folder, charts, space, charts_notice, space_notice, output):
     folder = pathlib.Path(folder)
     style = (folder / "page.css").read_text(encoding="utf-8")
     groups = {
-        "CHART_SCRIPTS": [charts, *(folder / name for name in ("recording.js", "charts.js", "histogram.js", "scene.js", "page.js"))],
+        "CHART_SCRIPTS": [charts, *(folder / name for name in ("recording.js", "charts.js", "histogram.js", "scene.js", "live.js", "page.js"))],
         "SPACE_SCRIPTS": [space],
     }
     texts = {name: [script_text(path) for path in paths] for name, paths in groups.items()}
@@ -56,7 +56,7 @@ def main(folder, charts, space, charts_notice, space_notice, output):
     page = (folder / "page.html").read_text(encoding="utf-8")
     fill = {
         "POLICY": f"default-src 'none'; script-src {scripts}; style-src 'unsafe-inline'; base-uri 'none'; "
-                  "form-action 'none'",
+                  "form-action 'none'@MORE_POLICY@",
         "STYLES": f"<style>{style}</style>",
         "CHARTS_NOTICE": html.escape(pathlib.Path(charts_notice).read_text(encoding="utf-8")),
         "SPACE_NOTICE": html.escape(pathlib.Path(space_notice).read_text(encoding="utf-8")),
@@ -65,10 +65,11 @@ def main(folder, charts, space, charts_notice, space_notice, output):
     for name, text in fill.items():
         before, after = page.split(f"@{name}@")
         page = before + text + after
-    begin, rest = page.split("@FIRST_DATA@")
+    policy, rest = page.split("@MORE_POLICY@")
+    begin, rest = rest.split("@FIRST_DATA@")
     middle, end = rest.split("@MORE_DATA@")
     with open(output, "w", encoding="ascii", newline="\n") as file:
-        file.write(pieces("kPageBegin", begin) + pieces("kPageMiddle", middle) + pieces("kPageEnd", end))
+        file.write(pieces("kPagePolicy", policy) + pieces("kPageBegin", begin) + pieces("kPageMiddle", middle) + pieces("kPageEnd", end))
 
 
 if __name__ == "__main__":

@@ -21,25 +21,6 @@ constexpr std::string_view kBlockBegin = "<script type=\"text/plain\" id=\"block
 constexpr std::string_view kBlockName = "\">";
 constexpr std::string_view kBlockEnd = "</script>\n";
 
-std::string base64Of(std::string_view bytes)
-{
-    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        std::uint32_t group = 0;
-        for (std::size_t j = 0; j < 3; ++j) {
-            group = group << 8 | (i + j < bytes.size() ? static_cast<unsigned char>(bytes[i + j]) : 0u);
-        }
-        const std::size_t there = bytes.size() - i;
-        text += kDigits[group >> 18];
-        text += kDigits[group >> 12 & 63u];
-        text += there > 1 ? kDigits[group >> 6 & 63u] : '=';
-        text += there > 2 ? kDigits[group & 63u] : '=';
-    }
-    return text;
-}
-
 // Planes of numbers that are given as words.
 template <typename Word>
 std::string planesOf(const std::vector<Word>& words)
@@ -122,6 +103,25 @@ std::string manifestText(const nlohmann::ordered_json& manifest)
 
 } // namespace
 
+std::string base64Of(std::string_view bytes)
+{
+    constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string text;
+    text.reserve((bytes.size() + 2) / 3 * 4);
+    for (std::size_t i = 0; i < bytes.size(); i += 3) {
+        std::uint32_t group = 0;
+        for (std::size_t j = 0; j < 3; ++j) {
+            group = group << 8 | (i + j < bytes.size() ? static_cast<unsigned char>(bytes[i + j]) : 0u);
+        }
+        const std::size_t there = bytes.size() - i;
+        text += kDigits[group >> 18];
+        text += kDigits[group >> 12 & 63u];
+        text += there > 1 ? kDigits[group >> 6 & 63u] : '=';
+        text += there > 2 ? kDigits[group & 63u] : '=';
+    }
+    return text;
+}
+
 PageBlock packed(std::string name, std::span<const std::uint8_t> numbers)
 {
     return blockOf(std::move(name), "u8", {reinterpret_cast<const char*>(numbers.data()), numbers.size()});
@@ -149,7 +149,7 @@ PageBlock packed(std::string name, std::span<const double> numbers)
 
 std::size_t emptyPageBytes()
 {
-    return lengthOf(kPageBegin) + lengthOf(kPageMiddle) + lengthOf(kPageEnd);
+    return lengthOf(kPagePolicy) + lengthOf(kPageBegin) + lengthOf(kPageMiddle) + lengthOf(kPageEnd);
 }
 
 std::size_t manifestBytes(const nlohmann::ordered_json& manifest)
@@ -162,7 +162,7 @@ std::size_t bytesOf(const PageBlock& block)
     return kBlockBegin.size() + block.name.size() + kBlockName.size() + block.text.size() + kBlockEnd.size();
 }
 
-std::string pageOf(nlohmann::ordered_json manifest, const PageData& data)
+std::string pageOf(nlohmann::ordered_json manifest, const PageData& data, PageConnections connections)
 {
     nlohmann::ordered_json types = nlohmann::ordered_json::object();
     for (const std::vector<PageBlock>* blocks : {&data.first, &data.more}) {
@@ -172,6 +172,10 @@ std::string pageOf(nlohmann::ordered_json manifest, const PageData& data)
     }
     manifest["blocks"] = std::move(types);
     std::string page;
+    append(page, kPagePolicy);
+    if (connections == PageConnections::toItsServer) {
+        page += "; connect-src 'self'";
+    }
     append(page, kPageBegin);
     page += "<script type=\"application/json\" id=\"manifest\">";
     page += manifestText(manifest);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <nlohmann/json_fwd.hpp>
@@ -33,6 +34,14 @@ struct PageData {
     std::vector<PageBlock> more;
 };
 
+std::string base64Of(std::string_view bytes);
+
+/// Where the page's security policy lets it connect to.
+enum class PageConnections {
+    none,
+    toItsServer ///< a live page, for its rows
+};
+
 /// Bytes of the page without any data.
 std::size_t emptyPageBytes();
 
@@ -43,6 +52,7 @@ std::size_t manifestBytes(const nlohmann::ordered_json& manifest);
 std::size_t bytesOf(const PageBlock& block);
 
 /// The page. It holds the manifest with a member "blocks" added: the types of the blocks by their names.
-std::string pageOf(nlohmann::ordered_json manifest, const PageData& data);
+std::string pageOf(nlohmann::ordered_json manifest, const PageData& data,
+                   PageConnections connections = PageConnections::none);
 
 } // namespace kor::tool

@@ -36,6 +36,8 @@ korPage.Charts = class {
     this.events = events;
     this.from = 0;
     this.to = Math.max(recording.duration, 1e-3);
+    // Seconds at the end that stay in sight while rows come; null if the window stays where it is.
+    this.following = recording.manifest.live ? korPage.followed : null;
     this.panels = recording.manifest.panels.map((panel) => this.makePanel(container, panel));
     this.resizing = new ResizeObserver(() => this.draw());
     this.resizing.observe(container);
@@ -148,6 +150,11 @@ korPage.Charts = class {
   }
 
   show(from, to) {
+    this.following = null;
+    this.move(from, to);
+  }
+
+  move(from, to) {
     const whole = Math.max(this.recording.duration, 1e-3);
     const span = Math.min(whole, Math.max(to - from, 1e-3));
     this.from = Math.min(Math.max(0, from), whole - span);
@@ -158,6 +165,22 @@ korPage.Charts = class {
 
   showAll() {
     this.show(0, this.recording.duration);
+    this.following = this.recording.manifest.live ? Infinity : null;
+  }
+
+  followEnd() {
+    this.following = this.to - this.from;
+    this.follow();
+  }
+
+  // Draws what has come.
+  follow() {
+    const { duration } = this.recording;
+    if (this.following === null) {
+      this.draw();
+    } else {
+      this.move(Math.max(0, duration - this.following), duration);
+    }
   }
 
   // By a share of what is shown.

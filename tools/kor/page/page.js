@@ -4,10 +4,12 @@
 korPage.Page = class {
   constructor(manifest) {
     this.manifest = manifest;
-    this.recording = new korPage.Recording(manifest);
+    this.recording = manifest.live ? new korPage.LiveRecording(manifest) : new korPage.Recording(manifest);
+    this.live = null;
     this.index = 0; // pose at the cursor
     this.scene = null;
     this.shownStretches = 0;
+    document.getElementById("more-stretches").addEventListener("click", () => this.showStretches());
     this.tellFindings();
     this.tellStretches();
     this.tellGaps();
@@ -46,6 +48,14 @@ korPage.Page = class {
     }
   }
 
+  // What somebody has just reached by the keyboard is not taken away.
+  static fill(id, ...parts) {
+    const element = document.getElementById(id);
+    if (!element.contains(document.activeElement)) {
+      element.replaceChildren(...parts);
+    }
+  }
+
   static listOf(id, findings) {
     const { element } = korPage.Page;
     document.getElementById(id).replaceChildren(
@@ -58,7 +68,7 @@ korPage.Page = class {
   }
 
   tellFindings() {
-    const { element, put, row, listOf } = korPage.Page;
+    const { element, put, row, listOf, fill } = korPage.Page;
     const { title, subtitle, findings, facts, outcomes, contents, resolution } = this.manifest;
     document.title = `${title} - KOR report`;
     put("title", title);
@@ -67,7 +77,8 @@ korPage.Page = class {
     document.getElementById("facts").replaceChildren(
       ...facts.flatMap(({ name, value, code }) => [element("dt", name), element("dd", value, code ? "code" : "")]),
     );
-    document.getElementById("outcomes").replaceChildren(
+    fill(
+      "outcomes",
       ...outcomes.map((outcome) =>
         row([
           [outcome.name],
@@ -84,10 +95,14 @@ korPage.Page = class {
     const { sight } = this.manifest;
     document.querySelectorAll(".spatial").forEach((part) => (part.hidden = !sight));
     if (sight) {
-      put("scene-note", sight.note);
+      this.tellNote();
     } else {
       put("space-heading", "Values at the cursor");
     }
+  }
+
+  tellNote() {
+    korPage.Page.put("scene-note", this.manifest.sight.note + ((this.scene && this.scene.complaint) || ""));
   }
 
   rowButton(row, text = String(row)) {
@@ -99,39 +114,49 @@ korPage.Page = class {
   }
 
   tellStretches() {
-    const { put, row } = korPage.Page;
-    const { list, total, text } = this.manifest.stretches;
-    const step = 25;
-    put("stretches-text", text);
+    const { total, text } = this.manifest.stretches;
+    korPage.Page.put("stretches-text", text);
     document.getElementById("stretches-table").hidden = total === 0;
-    const more = document.getElementById("more-stretches");
-    const show = () => {
-      const next = list.slice(this.shownStretches, this.shownStretches + step);
-      document.getElementById("stretches").append(
-        ...next.map((stretch) =>
-          row([
-            [stretch.outcome],
-            [String(stretch.first), "number"],
-            [String(stretch.last - stretch.first + 1), "number"],
-            [stretch.from.toFixed(3), "number"],
-            [stretch.to.toFixed(3), "number"],
-            [this.rowButton(stretch.first, "go there")],
-          ]),
-        ),
-      );
-      this.shownStretches += next.length;
-      more.hidden = this.shownStretches >= list.length;
-    };
-    more.addEventListener("click", show);
-    show();
+    const wanted = this.shownStretches; // as many as were asked for
+    if (document.getElementById("stretches").contains(document.activeElement)) {
+      return;
+    }
+    this.shownStretches = 0;
+    document.getElementById("stretches").replaceChildren();
+    do {
+      this.showStretches();
+    } while (this.shownStretches < wanted && this.shownStretches < this.manifest.stretches.list.length);
+  }
+
+  // So many more.
+  showStretches() {
+    const { row } = korPage.Page;
+    const { list } = this.manifest.stretches;
+    const step = 25;
+    const next = list.slice(this.shownStretches, this.shownStretches + step);
+    document.getElementById("stretches").append(
+      ...next.map((stretch) =>
+        row([
+          [stretch.outcome],
+          [String(stretch.first), "number"],
+          [String(stretch.last - stretch.first + 1), "number"],
+          [stretch.from.toFixed(3), "number"],
+          [stretch.to.toFixed(3), "number"],
+          [this.rowButton(stretch.first, "go there")],
+        ]),
+      ),
+    );
+    this.shownStretches += next.length;
+    document.getElementById("more-stretches").hidden = this.shownStretches >= list.length;
   }
 
   tellGaps() {
-    const { put, row } = korPage.Page;
+    const { put, row, fill } = korPage.Page;
     const { list, text } = this.manifest.gaps;
     document.getElementById("gaps-section").hidden = list.length === 0;
     put("gaps-text", text);
-    document.getElementById("gaps").replaceChildren(
+    fill(
+      "gaps",
       ...list
         .slice(0, 100)
         .map((gap) =>
@@ -198,7 +223,12 @@ korPage.Page = class {
   async startCharts() {
     await this.recording.readLevel("overview");
     this.charts = new korPage.Charts(document.getElementById("charts"), this.recording, {
-      putCursor: (time) => this.recording.poses && this.jumpTo(this.recording.poses.nearestTime(time)),
+      putCursor: (time) => {
+        if (this.recording.poses) {
+          this.stopFollowing();
+          this.jumpTo(this.recording.poses.nearestTime(time));
+        }
+      },
       moved: () => this.tellWindow(),
     });
     this.makeKey();
@@ -211,7 +241,12 @@ korPage.Page = class {
     await this.recording.readPoses();
     document.getElementById("slider").max = String(this.recording.poses.length - 1);
     this.listen();
-    this.jumpTo(this.recording.poses.nearestRow(this.manifest.startRow));
+    this.tellPlaying();
+    if (this.live) {
+      this.putCursor(this.recording.poses.length - 1);
+    } else {
+      this.jumpTo(this.recording.poses.nearestRow(this.manifest.startRow));
+    }
   }
 
   startScene() {
@@ -223,7 +258,7 @@ korPage.Page = class {
       this.scene = new korPage.Scene(element, this.recording);
       this.scene.show(this.index);
       this.tellScene();
-      korPage.Page.put("scene-note", this.manifest.sight.note + (this.scene.complaint || ""));
+      this.tellNote();
     } catch (error) {
       // Without WebGL the matrix stands beside the place of the picture all the same.
       const text = "This browser cannot draw in three dimensions (WebGL): the matrix stands beside.";
@@ -274,15 +309,19 @@ korPage.Page = class {
   listen() {
     const on = (id, name, act) => document.getElementById(id).addEventListener(name, act);
     const slider = document.getElementById("slider");
-    on("slider", "input", () => this.putCursor(Number(slider.value)));
-    on("step-back", "click", () => this.jumpTo(Math.max(0, this.index - 1)));
-    on("step-on", "click", () => this.jumpTo(Math.min(this.recording.poses.length - 1, this.index + 1)));
+    on("slider", "input", () => {
+      this.stopFollowing();
+      this.putCursor(Number(slider.value));
+    });
+    on("step-back", "click", () => this.step(-1));
+    on("step-on", "click", () => this.step(1));
     on("play", "click", () => (this.playing ? this.pause() : this.play()));
     on("earlier", "click", () => this.charts.shift(-0.5));
     on("later", "click", () => this.charts.shift(0.5));
     on("zoom-in", "click", () => this.charts.zoom(0.5));
     on("zoom-out", "click", () => this.charts.zoom(2));
     on("zoom-all", "click", () => this.charts.showAll());
+    on("follow", "click", () => this.charts.followEnd());
     const repaint = () => {
       this.charts.draw();
       if (this.scene) {
@@ -300,8 +339,21 @@ korPage.Page = class {
     });
   }
 
+  step(by) {
+    this.stopFollowing();
+    this.jumpTo(Math.min(this.recording.poses.length - 1, Math.max(0, this.index + by)));
+  }
+
+  // Whoever chooses a row of a live page wants to look at it.
+  stopFollowing() {
+    if (this.live && !this.live.hasEnded) {
+      this.pause();
+    }
+  }
+
   jumpToRow(row) {
     if (this.recording.poses) {
+      this.stopFollowing();
       this.jumpTo(this.recording.poses.nearestRow(row));
       document.getElementById("cursor-bar").scrollIntoView({ block: "start" });
       document.getElementById("slider").focus({ preventScroll: true });
@@ -367,8 +419,34 @@ korPage.Page = class {
     korPage.Page.put("window", `${a} s to ${b} s of ${this.recording.duration.toFixed(3)} s`);
   }
 
+  startLive() {
+    const { put } = korPage.Page;
+    put("kicker", "KOR replay, live");
+    put(
+      "connections",
+      "This page fetches its rows from the running kor replay on this machine and sends nothing else: its security policy " +
+        "forbids every other connection.",
+    );
+    document.getElementById("follow").hidden = false;
+    document.getElementById("speed-label").hidden = true;
+    document.getElementById("cursor-bar").hidden = true; // until there is a row
+    this.playing = true;
+  }
+
+  endLive() {
+    korPage.Page.put("kicker", "KOR replay, ended");
+    document.getElementById("follow").hidden = true;
+    document.getElementById("speed-label").hidden = false;
+  }
+
   play() {
     const { poses } = this.recording;
+    if (this.live && !this.live.hasEnded) {
+      this.playing = true;
+      this.tellPlaying();
+      this.live.ask();
+      return;
+    }
     if (this.index >= poses.length - 1) {
       this.putCursor(0);
     }
@@ -405,7 +483,8 @@ korPage.Page = class {
 
   tellPlaying() {
     const button = document.getElementById("play");
-    button.textContent = this.playing ? "Pause" : "Play";
+    const still = this.live && !this.live.hasEnded ? "Live" : "Play";
+    button.textContent = this.playing ? "Pause" : still;
     button.setAttribute("aria-pressed", String(Boolean(this.playing)));
   }
 };
@@ -418,6 +497,8 @@ if (typeof DecompressionStream === "undefined" || typeof ResizeObserver === "und
     "Chromium 80, Firefox 113, Safari 16.4 and later can.";
   notice.hidden = false;
   document.getElementById("cursor-bar").hidden = true;
+} else if (korPage.page.manifest.live) {
+  document.addEventListener("DOMContentLoaded", () => (korPage.page.live = new korPage.Live(korPage.page)));
 } else {
   // The charts come first; what they need stands before the scripts, all else behind.
   korPage.charted = korPage.page.startCharts();

@@ -127,6 +127,7 @@ korPage.Scene = class {
   placeRows() {
     const { frame, machine, position } = this.sight;
     this.trackerAxes.visible = frame === "tracker";
+    this.complaint = "";
     if (frame !== "machine") {
       return;
     }
