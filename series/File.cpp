@@ -109,6 +109,11 @@ bool needsOrientation(Kind kind, std::string_view name)
     return name.starts_with("result_");
 }
 
+Column withoutRows(Kind kind, const recordings::Column& column)
+{
+    return {std::string(column.name), std::string(column.unit), needsOrientation(kind, column.name), {}, {}};
+}
+
 // Which numbers have a place in a float.
 bool fitsFloat(Type type)
 {
@@ -127,11 +132,7 @@ std::optional<Series> readRows(Reader& reader, Record record, const Selection& s
                                                               column.name) != selection.columns->end();
         if (isWanted && isNumber(column) && reader.has(i)) {
             chosen.push_back(&column);
-            series.columns.push_back({std::string(column.name),
-                                      std::string(column.unit),
-                                      needsOrientation(series.kind, column.name),
-                                      {},
-                                      {}});
+            series.columns.push_back(withoutRows(series.kind, column));
         }
     }
     Labels labels(series.labels);
@@ -193,6 +194,19 @@ std::optional<Kind> kindOf(Content content)
         break;
     }
     return std::nullopt;
+}
+
+Series emptyResults()
+{
+    Series series;
+    series.kind = Kind::results;
+    for (const recordings::Column& column : kResultColumns) {
+        series.columns.push_back(withoutRows(series.kind, column));
+    }
+    for (std::size_t i = 0; i < recordings::kOutcomeNames.size(); ++i) {
+        series.labels.push_back({std::string(recordings::kOutcomeNames[i]), verdictOf(static_cast<Outcome>(i))});
+    }
+    return series;
 }
 
 std::optional<File> File::open(const std::string& path, Problem& problem)

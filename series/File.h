@@ -28,6 +28,9 @@ struct Selection {
 /// The kind of rows that a content holds; nothing if it holds none.
 std::optional<Kind> kindOf(recordings::Content content);
 
+/// Results without a row, with all columns, and a label for each outcome in the order of their numbers.
+Series emptyResults();
+
 /// One file, open. One of the readers is there.
 class File {
 public:
