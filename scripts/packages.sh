@@ -38,7 +38,7 @@ need() {
 }
 
 # For building the library and the tool; for the tests besides.
-build_packages=(g++ cmake ninja-build libcli11-dev libdragonbox-dev libfmt-dev nlohmann-json3-dev zlib1g-dev
+build_packages=(g++ cmake ninja-build libboost-dev libcli11-dev libdragonbox-dev libfmt-dev nlohmann-json3-dev zlib1g-dev
                 libzstd-dev python3 libjs-dygraphs libjs-three)
 # llvm brings the symbolizer, without which the leak checker does not recognise the buffers that are kept on purpose.
 test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy cppcheck libgtest-dev librapidcheck-dev libeigen3-dev
@@ -47,6 +47,6 @@ test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy cppcheck li
 # What is measured against, and with what.
 bench_packages=(valgrind libeigen3-dev libgsl-dev libboost-math-dev miller python3-pandas time)
 fuzz_packages=(clang libclang-rt-14-dev llvm)
-windows_packages=(g++-mingw-w64-x86-64-posix clang lld llvm wine wine64 googletest libcli11-dev libdragonbox-dev libfmt-dev
+windows_packages=(g++-mingw-w64-x86-64-posix clang lld llvm wine wine64 googletest libboost-dev libcli11-dev libdragonbox-dev libfmt-dev
                   nlohmann-json3-dev libeigen3-dev libz-mingw-w64-dev unzip
                   python3 libjs-dygraphs libjs-three)

@@ -3,7 +3,7 @@ set(source ${CPACK_KOR_SOURCE_DIR})
 
 # Copyright notices of the libraries that are compiled into the program, from the build machine's packages.
 function(copy_notices folder)
-  set(packages libcli11-dev libfmt-dev nlohmann-json3-dev libjs-dygraphs libjs-three)
+  set(packages libboost1.74-dev libcli11-dev libfmt-dev nlohmann-json3-dev libjs-dygraphs libjs-three)
   if(CPACK_GENERATOR STREQUAL "ZIP")
     list(APPEND packages mingw-w64-x86-64-dev libz-mingw-w64-dev) # linked in on Windows only
   endif()

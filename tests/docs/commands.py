@@ -49,6 +49,7 @@ NOT_RUN = [
     ("docs/reliability.md", r"\./(fuzz|soak)\.sh.*|scripts/.*|tests/equality/campaign\.sh .*", "minutes and hours"),
     ("CONTRIBUTING.md", r"bench/live\.py .*", "the same; the test bench.live_and_throughput runs it shortly"),
     ("CONTRIBUTING.md", r"bench/instructions\.py .*", "the test bench.instructions_of_a_sample_stay runs it without --update"),
+    ("docs/formats.md", r"cat .*--view", "serves until an interrupt; the tests kor.view.* run such commands"),
     ("README.md", r"kor accuracy", "the test docs.accuracy_page_is_what_is_measured runs it"),
     ("README.md", r"sudo cmake --install .*", "installs into /usr/local of this machine"),
     ("data/README.md", r"data/make\.sh .*", "the test data.simulation_reproduces_the_shipped_files runs it"),

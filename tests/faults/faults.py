@@ -133,8 +133,7 @@ class Task:
         if run.status == NO_MEMORY and run.left == self.usual.left:
             return  # all is done, and only the account of it could not be told
         for name, content in self.inputs.items():
-            # Where nothing more succeeds, it may be left under the name that it was kept under.
-            if run.left.get(name) != content and not (may_leave and content in run.left.values()):
+            if run.left.get(name) != content and not (may_leave and run.left.get(name + ".bak") == content):
                 raise Fault(f"failed, and {name} is not as it was: {told}")
         for name in sorted(set(run.left) - set(self.inputs)):
             if ".partial" in name:

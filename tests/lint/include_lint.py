@@ -55,7 +55,7 @@ FOLDERS = {
     "series": Folder({"recordings", "platform"}, only={"Records.h"}),
     "simulation": Folder({"recordings"}),
     "accuracy": Folder({"simulation"}),
-    "tools/kor": Folder({"platform", "recordings", "series", "simulation", "accuracy"}, foreign=r"(fmt|CLI|nlohmann)/.*"),
+    "tools/kor": Folder({"platform", "recordings", "series", "simulation", "accuracy"}, foreign=r"(fmt|CLI|nlohmann|boost)/.*"),
     "examples": Folder(),
     "cmake/mingw-w64": Folder(foreign=r"fmt/.*"),
     # These reach inside.

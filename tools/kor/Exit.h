@@ -38,7 +38,7 @@ inline constexpr ExitMeaning kExitMeanings[] = {
     {kExitUsage, "wrong usage"},
     {kExitDataError, "bad recording or parameter file, or no usable orientation"},
     {kExitNoInput, "an input cannot be opened"},
-    {kExitUnavailable, "a program that draws is missing: gnuplot"},
+    {kExitUnavailable, "a program that draws is missing (gnuplot), or the view of kor replay cannot be served"},
     {kExitSoftware, "internal error"},
     {kExitNoMemory, "not enough memory"},
     {kExitCannotCreate, "an output cannot be created"},

@@ -42,6 +42,8 @@ struct ReplayRequest {
     Option progress;
     Option jobs;
     Option threads;
+    bool view = false;
+    Option viewPort;
 };
 
 enum class SummaryForm { none, text, json };
@@ -65,6 +67,8 @@ struct ReplayPlan {
     unsigned cores = 1; ///< at hand
     unsigned jobs = 1;
     std::optional<unsigned> threads; ///< of one recording
+    bool view = false;
+    std::uint16_t viewPort = 0; ///< 0: a free one
 };
 
 recordings::Format resultFormat(const ReplayPlan& plan, const std::string& output);

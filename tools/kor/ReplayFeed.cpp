@@ -17,6 +17,7 @@
 #include "tools/kor/Exit.h"
 #include "tools/kor/Pipeline.h"
 #include "tools/kor/SampleFeed.h"
+#include "tools/kor/ViewHistory.h"
 
 namespace kor::tool {
 
@@ -187,6 +188,9 @@ private:
         if (block.pauses) {
             m_parts.results.flush();
         }
+        if (m_parts.viewed != nullptr) {
+            show(block);
+        }
         if (m_parts.reader.isLive()) {
             m_progress.updateStream([this] { return stateOf(m_tally, m_last); });
         } else {
@@ -194,6 +198,15 @@ private:
         }
         m_broken = block.broken;
         return m_parts.results.problem() ? Result::stop : Result::goOn;
+    }
+
+    void show(const Block& block)
+    {
+        m_shown.clear();
+        for (std::size_t i = 0; i < block.count; ++i) {
+            m_shown.push_back(resultOf(block.raws[i], block.samples[i]));
+        }
+        m_parts.viewed->add(m_shown);
     }
 
     void count(const Block& block)
@@ -246,6 +259,7 @@ private:
     Tally& m_tally;
     Progress m_progress;
     KOR_INFO m_last{};
+    std::vector<recordings::Result> m_shown;
     Problem m_broken;
 };
 

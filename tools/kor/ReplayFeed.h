@@ -16,6 +16,8 @@
 
 namespace kor::tool {
 
+class ViewHistory;
+
 /// What a replay works with.
 struct FeedParts {
     std::unique_ptr<CKor>& engine;
@@ -27,6 +29,7 @@ struct FeedParts {
     bool skipBad;
     ShowProgress progress;
     std::size_t threads;
+    ViewHistory* viewed; ///< gets every row besides; or null
 };
 
 /// Feeds the recording to its end or to where it breaks off. Before a live recording has to wait, the results of all

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -16,6 +17,7 @@
 
 #include "platform/Files.h"
 #include "platform/Terminal.h"
+#include "recordings/Input.h"
 #include "recordings/Output.h"
 #include "recordings/Reader.h"
 #include "tools/kor/Commands.h"
@@ -24,9 +26,11 @@
 #include "tools/kor/Replay.h"
 #include "tools/kor/ReplayFeed.h"
 #include "tools/kor/Summary.h"
+#include "tools/kor/View.h"
 
 namespace kor::tool {
 
+using recordings::Input;
 using recordings::Output;
 using recordings::Problem;
 using recordings::Reader;
@@ -93,7 +97,16 @@ std::string breakText(const Problem& broken, const std::string& results, const T
                        tally.samples == 1 ? "sample" : "samples", results);
 }
 
-int run(const ReplayPlan& plan, const std::string& recording, const std::string& output, Summary& summary)
+void tellView(const std::unique_ptr<View>& view, const std::string& level, const std::string& text)
+{
+    if (view) {
+        view->end(level, text);
+    }
+}
+
+// Returned  view  what shows the replay, if that was asked for
+int run(const ReplayPlan& plan, const std::string& recording, const std::string& output, Summary& summary,
+        std::unique_ptr<View>& view)
 {
     CKorPrm prm;
     readParameterFile(plan.prm, prm, plan.checking, plan.mode);
@@ -106,7 +119,20 @@ int run(const ReplayPlan& plan, const std::string& recording, const std::string&
     summary.oneNanSpoilsTheRest = model == OrientationModel::twoLevels;
 
     Problem problem;
-    const std::unique_ptr<Reader> reader = Reader::open(recording, plan.input, problem);
+    std::unique_ptr<Input> input = Input::open(recording, problem);
+    if (!input) {
+        throw Failure(problem);
+    }
+    const bool isLive = input->isLive();
+    const auto openView = [&plan, &recording, &view, title = input->title()] {
+        if (plan.view) {
+            view = std::make_unique<View>(plan, recording, title);
+        }
+    };
+    if (isLive) { // its first bytes may be long in coming, and people want to open the page before
+        openView();
+    }
+    const std::unique_ptr<Reader> reader = Reader::open(std::move(input), plan.input, problem);
     if (!reader) {
         throw Failure(problem);
     }
@@ -123,6 +149,10 @@ int run(const ReplayPlan& plan, const std::string& recording, const std::string&
         refuseToOverwrite(results->partialPath(), {recording}, plan.prm);
     }
 
+    if (!isLive) {
+        openView();
+    }
+
     const Problem broken = feed({.engine = engine,
                                  .newEngine = plan.repair ? newEngine : std::function<std::unique_ptr<CKor>()>(),
                                  .reader = *reader,
@@ -131,7 +161,8 @@ int run(const ReplayPlan& plan, const std::string& recording, const std::string&
                                  .window = plan.window,
                                  .skipBad = plan.skipBad,
                                  .progress = shownBeside(output, plan.progress),
-                                 .threads = threadsFor(plan, reader->isLive())},
+                                 .threads = threadsFor(plan, isLive),
+                                 .viewed = view ? &view->history() : nullptr},
                                 summary.tally);
     summary.complete = !broken;
     try {
@@ -143,10 +174,14 @@ int run(const ReplayPlan& plan, const std::string& recording, const std::string&
         throw;
     }
     if (broken) {
-        complain(broken.kind == Problem::Kind::interrupted ? messageOf(broken)
-                                                           : breakText(broken, summary.results, summary.tally));
+        const std::string text = broken.kind == Problem::Kind::interrupted
+                                     ? messageOf(broken)
+                                     : breakText(broken, summary.results, summary.tally);
+        complain(text);
+        tellView(view, broken.kind == Problem::Kind::interrupted ? "good" : "error", "The replay has ended: " + text);
         return exitOf(broken.kind);
     }
+    tellView(view, "good", "The replay has ended; the recording was read to its end.");
     return kExitOk;
 }
 
@@ -166,9 +201,9 @@ int judge(const ReplayPlan& plan, const Summary& summary)
     return kExitOk;
 }
 
-} // namespace
-
-int replayOne(const ReplayPlan& plan, const std::string& recording, const std::string& output)
+// Returned  view  as of run
+int replayAndTell(const ReplayPlan& plan, const std::string& recording, const std::string& output,
+                  std::unique_ptr<View>& view)
 {
     Summary summary;
     summary.recording = shown(recording);
@@ -176,7 +211,7 @@ int replayOne(const ReplayPlan& plan, const std::string& recording, const std::s
     summary.skipsBad = plan.skipBad;
     summary.repairs = plan.repair;
     if (plan.summary != SummaryForm::json) {
-        const int status = run(plan, recording, output, summary);
+        const int status = run(plan, recording, output, summary, view);
         if (plan.summary == SummaryForm::text) {
             tell(textOf(summary));
         }
@@ -186,7 +221,7 @@ int replayOne(const ReplayPlan& plan, const std::string& recording, const std::s
     MessageCollector messages;
     int status = kExitOk;
     try {
-        status = run(plan, recording, output, summary);
+        status = run(plan, recording, output, summary, view);
         status = status == kExitOk ? judge(plan, summary) : status;
     } catch (const Misuse&) {
         throw;
@@ -197,6 +232,19 @@ int replayOne(const ReplayPlan& plan, const std::string& recording, const std::s
         }
     }
     tell(jsonOf(summary, status, messages.take()));
+    return status;
+}
+
+} // namespace
+
+int replayOne(const ReplayPlan& plan, const std::string& recording, const std::string& output)
+{
+    std::unique_ptr<View> view;
+    const int status = replayAndTell(plan, recording, output, view);
+    // An interrupt ends replay and view alike.
+    if (view && view->hasEnded() && status != kExitInterrupted && status != kExitTerminated) {
+        view->serveOn();
+    }
     return status;
 }
 

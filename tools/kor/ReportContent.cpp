@@ -180,7 +180,49 @@ public:
         return pageOf(std::move(manifest), data);
     }
 
+    // Without rows: what is known of them before they come.
+    LivePage livePage(const std::string& run)
+    {
+        Json manifest = {{"live", true}, {"run", run},      {"title", title()},
+                         {"rows", 0},    {"duration", 0.0}, {"startRow", 1}};
+        manifest["subtitle"] = "No rows yet";
+        manifest["reference"] = nullptr;
+        manifest["findings"] = Json::array();
+        manifest["facts"] = facts();
+        manifest["outcomes"] = Json::array();
+        tellLabels(manifest);
+        manifest["stretches"] = {{"list", Json::array()}, {"total", 0}, {"text", ""}};
+        manifest["gaps"] = {{"list", Json::array()}, {"text", ""}};
+        manifest["comparison"] = nullptr;
+        manifest["parameters"] = parameters();
+        manifest["panels"] = m_panels;
+        manifest["charted"] = charted();
+        manifest["columns"] = valueColumns();
+        manifest["sight"] = sight();
+        manifest["levels"] = Json::object();
+        manifest["resolution"] = "";
+        manifest["contents"] = "The rows come from the running kor replay and are kept by this page alone.";
+        LivePage page;
+        for (const series::Column* column : m_values) {
+            page.layout.values.push_back(recordingColumn(column->name));
+        }
+        for (std::size_t i = 0; i < m_charted.size(); ++i) {
+            manifest["charted"][i]["needsOrientation"] = m_charted[i]->needsOrientation;
+            const auto value = std::find(m_values.begin(), m_values.end(), m_charted[i]);
+            page.layout.charted.push_back(
+                {static_cast<std::size_t>(value - m_values.begin()), m_charted[i]->needsOrientation});
+        }
+        page.text = pageOf(std::move(manifest), {}, PageConnections::toItsServer);
+        return page;
+    }
+
 private:
+    static const recordings::Column* recordingColumn(std::string_view name)
+    {
+        return std::find_if(recordings::kResultColumns.begin(), recordings::kResultColumns.end(),
+                            [name](const recordings::Column& column) { return column.name == name; });
+    }
+
     std::string title() const
     {
         return printable(m_rows.path == "-" ? m_rows.title
@@ -475,8 +517,10 @@ private:
         };
         add("File", printable(m_rows.path));
         add("Content", kindText());
-        add("Time stamps", fmt::format("{} to {} ms, usual step {} ms", m_rows.stamps.front(), m_rows.stamps.back(),
-                                       m_rows.usualStep));
+        if (m_count > 0) {
+            add("Time stamps", fmt::format("{} to {} ms, usual step {} ms", m_rows.stamps.front(), m_rows.stamps.back(),
+                                           m_rows.usualStep));
+        }
         if (const auto& parameters = m_sources.parameters; parameters) {
             add("Parameter file", printable(parameters->path));
             if (parameters->content) {
@@ -999,6 +1043,11 @@ private:
 std::string reportOf(const ReportSources& sources)
 {
     return Report(sources).page();
+}
+
+LivePage livePageOf(const ReportSources& sources, const std::string& run)
+{
+    return Report(sources).livePage(run);
 }
 
 } // namespace kor::tool

@@ -11,7 +11,9 @@
 #include "accuracy/Comparison.h"
 #include "series/Series.h"
 #include "tools/kor/CompareSides.h"
+#include "tools/kor/ParameterFile.h"
 #include "tools/kor/PrmContent.h"
+#include "tools/kor/ViewHistory.h"
 
 namespace kor::tool {
 
@@ -22,6 +24,10 @@ struct ReportParameters {
     std::optional<PrmContent> content; ///< nothing if the library refuses the file
     std::int32_t mode = 0;             ///< mount mode; 0 if the library refuses the file
 };
+
+/// Checks and reads the file. Throws Failure if there is nothing to be shown.
+/// Given  mode  mount mode that it is used with, when not its own
+ReportParameters readReportParameters(const ParameterSource& source, std::optional<std::int32_t> mode);
 
 /// The rows, which are the first side, held against the truth.
 struct ReportTruth {
@@ -39,5 +45,15 @@ struct ReportSources {
 
 /// The page. Whatever comes from files and from the command line is text in it.
 std::string reportOf(const ReportSources& sources);
+
+/// The page of a replay that has only begun, and the columns that it wants of the rows to come.
+struct LivePage {
+    std::string text;
+    ViewLayout layout;
+};
+
+/// Given  sources  rows: emptyResults(), with path and title of the recording
+///        run      tells this replay from others
+LivePage livePageOf(const ReportSources& sources, const std::string& run);
 
 } // namespace kor::tool

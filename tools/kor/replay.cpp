@@ -76,6 +76,13 @@ ReplayPlan understood(const ReplayRequest& request)
         constexpr unsigned kMostThreads = 256;
         plan.threads = wholeOption<unsigned>("--threads", *request.threads, 1, kMostThreads);
     }
+    plan.view = request.view;
+    if (request.viewPort) {
+        if (!request.view) {
+            throw Misuse("--view-port goes with --view");
+        }
+        plan.viewPort = wholeOption<std::uint16_t>("--view-port", *request.viewPort, 1);
+    }
     return plan;
 }
 
@@ -89,6 +96,9 @@ int replay(const ReplayRequest& request)
         throw Misuse("-o: found \"\", expected a file or directory");
     }
     if (request.recordings.size() > 1) {
+        if (plan.view) {
+            throw Misuse("--view shows one recording");
+        }
         return replaySeveral(plan, request);
     }
     const std::string output = request.output.value_or("-");
@@ -199,6 +209,11 @@ Command declareReplay(CLI::App& root)
                    "Threads that share the work on one recording, 1 to 256\n"
                    "(default: one per core, of several recordings at a time\n"
                    "each its share; 1 for a live one)");
+    command.flag("--view", request->view,
+                 "Show the results in a browser while they come: serves\n"
+                 "a page on 127.0.0.1, whose address is printed, until\n"
+                 "an interrupt");
+    command.option("--view-port", request->viewPort, "N", "Port of the page, 1 to 65535 (default: a free one)");
     command.footer(
         "Example:\n"
         "  kor replay --prm calibration --id 1005 run.csv -o run_results.csv\n\n"

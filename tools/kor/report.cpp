@@ -9,9 +9,6 @@
 
 #include <fmt/format.h>
 
-#include "KORInterface/ParameterCheck.h"
-#include "KORInterface/Status.h"
-
 #include "accuracy/Comparison.h"
 #include "series/File.h"
 #include "tools/kor/CommandLine.h"
@@ -55,30 +52,6 @@ series::Series readRows(const std::string& path)
     return std::move(*rows);
 }
 
-ReportParameters readParameters(const ReportRequest& request)
-{
-    const ParameterSource source{*request.prm, wholeOption<std::int32_t>("--id", *request.id)};
-    const std::int32_t mode = request.mode ? mountModeOption(*request.mode) : kModeOfFile;
-    ReportParameters parameters;
-    parameters.path = source.path();
-    const int status =
-        CheckParameterFile(source.directory.c_str(), static_cast<std::uint32_t>(source.id), mode, parameters.check);
-    if (status == kCannotOpen) {
-        throw Failure(kExitNoInput, cannotOpenText(parameters.path));
-    }
-    if (parameters.check.outOfMemory()) {
-        throw noMemoryFor("the parameter file " + shown(parameters.path));
-    }
-    if (status == kSuccess) {
-        parameters.content = readPrm(parameters.path);
-        parameters.mode = request.mode ? mode : parameters.content->mode();
-    } else {
-        warn(fmt::format("{}: the library refuses this file with {}; the report tells why", shown(parameters.path),
-                         resultText(status, parameters.check.message())));
-    }
-    return parameters;
-}
-
 ReportTruth compareWithTruth(const ReportRequest& request)
 {
     ReportTruth truth;
@@ -110,7 +83,10 @@ int report(const ReportRequest& request)
     }
     ReportSources sources;
     if (request.prm) {
-        sources.parameters = readParameters(request);
+        const ParameterSource source{*request.prm, wholeOption<std::int32_t>("--id", *request.id)};
+        const std::optional<std::int32_t> mode =
+            request.mode ? std::optional(mountModeOption(*request.mode)) : std::nullopt;
+        sources.parameters = readReportParameters(source, mode);
         used.push_back({sources.parameters->path, "the parameter file"});
     }
     refuseToOverwrite("-o", request.output, used);
