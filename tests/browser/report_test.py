@@ -50,12 +50,12 @@ return count;
 """
 
 
-def start_browser(profile):
+def start_browser(profile, offline=True, flags=()):
     options = webdriver.ChromeOptions()
     options.binary_location = "/usr/bin/chromium"
     options.set_capability("goog:loggingPrefs", {"browser": "ALL"})
     # The view in space is drawn in software; everything else would be three times as dear in that way.
-    flags = ["headless=new", "enable-unsafe-swiftshader", "disable-gpu-compositing", "disable-dev-shm-usage",
+    flags = [*flags, "headless=new", "enable-unsafe-swiftshader", "disable-gpu-compositing", "disable-dev-shm-usage",
              "disable-extensions", "disable-background-networking", "disable-component-update", "no-first-run",
              "window-size=1280,900", "user-data-dir=" + profile]
     if os.geteuid() == 0:
@@ -63,9 +63,10 @@ def start_browser(profile):
     for flag in flags:
         options.add_argument("--" + flag)
     browser = webdriver.Chrome(service=Service("/usr/bin/chromedriver"), options=options)
-    browser.execute_cdp_cmd("Network.enable", {})
-    browser.execute_cdp_cmd("Network.emulateNetworkConditions",
-                            {"offline": True, "latency": 0, "downloadThroughput": 0, "uploadThroughput": 0})
+    if offline:
+        browser.execute_cdp_cmd("Network.enable", {})
+        browser.execute_cdp_cmd("Network.emulateNetworkConditions",
+                                {"offline": True, "latency": 0, "downloadThroughput": 0, "uploadThroughput": 0})
     return browser
 
 
