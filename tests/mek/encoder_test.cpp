@@ -450,6 +450,14 @@ TEST(EncoderForward, oneTurnWithUnequalEndsTakesTheFirstRowAtTheSeam)
     EXPECT_EQ(forward(t, -90), -86);
 }
 
+TEST(EncoderForward, tinyReadingBelowATableOfOneTurnTakesTheLastRow)
+{
+    // Brought up by a turn it rounds onto the last row, behind which nothing of the turn is left.
+    const Table t{0, 1, 180, 3, 360, 5};
+    EXPECT_EQ(forward(t, -1e-20F), 5);
+    EXPECT_EQ(forward(t, std::nextafter(0.0F, -1.0F)), 5);
+}
+
 TEST(EncoderForward, correctionIsAddedInDoubleAndNarrowedOnce)
 {
     // 2^24 + 0.5 + 0.75: single-precision sums would drop either part.

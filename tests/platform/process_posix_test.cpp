@@ -188,6 +188,21 @@ TEST_F(Processes, putSomethingInPlaceOfClosedStandardStreams)
               0);
 }
 
+TEST_F(Processes, closeAFileThatHasTheFirstDescriptor)
+{
+    EXPECT_EQ(inChild([&] {
+                  ::close(STDIN_FILENO);
+                  {
+                      const File file = openFile(target(), OpenMode::create);
+                      if (file.descriptor() != STDIN_FILENO) {
+                          return 1;
+                      }
+                  }
+                  return ::fcntl(STDIN_FILENO, F_GETFD) == -1 ? 0 : 2;
+              }),
+              0);
+}
+
 TEST_F(Processes, noteTheFirstSignalAndEndByALaterOne)
 {
     EXPECT_EQ(inChild([] {

@@ -323,6 +323,8 @@ const Broken kBroken[] = {
      "EL Calibration Table", "EL Calibration Table", "17", "7"},
     {"fileCutBeforePsd", 9, [](Lines& l) { l.cut("PSDX"); }, "file-ends", 2, "Half Angle", "PSDX", "end of file",
      "\"PSDX\""},
+    {"fileCutBeforeQvc", 9, [](Lines& l) { l.cut("QVC"); }, "file-ends", 2, "Mounting Mode", "Half Angle", "end of file",
+     "\"Half Angle\""},
     {"emptyFile", 5, [](Lines& l) { l.cut("Serial Number"); }, "file-ends", 1, "", "Serial Number", "end of file",
      "\"Serial Number\""},
     {"rowDeleted", 5,
