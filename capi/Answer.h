@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <string_view>
 
 #include "KORInterface/Status.h"
@@ -20,6 +19,10 @@ constexpr bool anyNull(const Pointed*... pointers)
     return ((pointers == nullptr) || ...);
 }
 
+/// The same as answer for work behind a pointer. No template, because of one that catches, MinGW's g++ has exported the
+/// type information of std::exception from the DLL.
+std::int32_t answerOf(std::int32_t (*work)(void*), void* what);
+
 /// Does the work of a call.
 /// Returned  result  that of the work; kBadArgument if there was no memory for it
 /// Notes  1  Nothing else than the allocator's exceptions comes here. The end of a thread (pthread_cancel) is none of
@@ -27,11 +30,7 @@ constexpr bool anyNull(const Pointed*... pointers)
 template <typename Work>
 std::int32_t answer(Work work)
 {
-    try {
-        return work();
-    } catch (const std::exception&) {
-        return kBadArgument;
-    }
+    return answerOf([](void* what) { return static_cast<std::int32_t>((*static_cast<Work*>(what))()); }, &work);
 }
 
 /// Makes what a handle refers to.

@@ -1,5 +1,6 @@
 #include <array>
 #include <cstdint>
+#include <exception>
 #include <string_view>
 
 #include "KORInterface/Session.h"
@@ -10,6 +11,15 @@ namespace kor::capi {
 static_assert(KOR_SUCCESS == static_cast<int>(kSuccess) && KOR_BAD_ARGUMENT == static_cast<int>(kBadArgument) &&
               KOR_CANNOT_OPEN == static_cast<int>(kCannotOpen) && KOR_NOT_LOADED == static_cast<int>(kNotLoaded) &&
               KOR_FORMAT_ERROR == static_cast<int>(kFormatError) && KOR_NO_MATRIX == static_cast<int>(kNoMatrix));
+
+std::int32_t answerOf(std::int32_t (*work)(void*), void* what)
+{
+    try {
+        return work(what);
+    } catch (const std::exception&) {
+        return kBadArgument;
+    }
+}
 
 std::int32_t giveText(std::string_view words, char* text, std::size_t room, std::size_t* length)
 {
