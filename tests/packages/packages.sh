@@ -112,7 +112,7 @@ deb)
     for place in "${named[@]}"; do
         [ -e "$work/root$place" ] || fail "the manual page names $place, which no package holds"
     done
-    contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md docs/parameter-check.md "${documents[@]:7}"
+    contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md docs/parameter-check.md "${documents[@]:10}"
     contains "$work/root/usr/share/doc/libkorinterface-dev" docs/c.md docs/kept-behaviour.md examples/KorExample.cs examples/host.c examples/host.cpp
     reads_well "$work/root/usr/share/doc/kor-tools"
     reads_well "$work/root/usr/share/doc/libkorinterface-dev"
