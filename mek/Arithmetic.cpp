@@ -36,7 +36,8 @@ bool productsAreRounded() noexcept
     return productMinus(a, b, c) == 0.0 && productMinus(x, y, z) == 0.0F;
 }
 
-// Neither a tenth nor a fifth is a float, and their floats differ. The pair is reached through memory that the compiler knows nothing of.
+// Neither a tenth nor a fifth is a float, and their floats differ. The pair is reached through memory that the compiler
+// knows nothing of.
 bool floatsAreNarrowed() noexcept
 {
     double pair[2] = {0.1, 0.2};
