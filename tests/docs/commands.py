@@ -57,6 +57,8 @@ NOT_RUN = [
     ("docs/accuracy.md", r"exact\.py --driver .*",
      "two hundred poses take long; the test reference.arithmetic_keeps_its_digits runs it with three"),
     ("docs/releasing.md", r"\(cd build/[a-z-]+ && cpack -G [A-Z]+\)", "the tests packages.* make and use these packages"),
+    ("docs/python.md", r"pip install .*", "builds the package; scripts/python.sh does so and runs the examples of the page"),
+    ("CONTRIBUTING.md", r"scripts/python\.sh", "builds a wheel, for minutes"),
     ("docs/windows.md", r"tests/windows/run\.sh .*", "needs Wine; the tests of the preset mingw run it"),
     ("tests/reference/README.md", r"python3 .*", "the tests reference.* run all of these programs"),
 ]

@@ -16,7 +16,7 @@ tells() { # STATUS STREAM COMMAND [ARGUMENT...]: ends with the status, at once, 
 }
 
 for script in ./fuzz.sh scripts/nightly.sh tests/reference/campaign.sh tests/equality/campaign.sh ./demo.sh ./bench.sh ./soak.sh \
-    scripts/threads.sh scripts/report_size.py; do
+    scripts/threads.sh scripts/report_size.py scripts/python.sh; do
     tells 0 out "$script" --help
     tells 0 out "$script" -h
 done
@@ -45,6 +45,8 @@ for argument in '' 1x -1 1000000; do
 done
 tells 64 err ./demo.sh quickly
 tells 64 err ./bench.sh quickly
+tells 64 err scripts/python.sh quickly
+tells 64 err scripts/python.sh --smoke --cost
 tells 64 err scripts/report_size.py
 tells 64 err scripts/report_size.py /nonexistent
 tells 64 err scripts/report_size.py /bin/true 5x

@@ -56,6 +56,8 @@ FOLDERS = {
     "simulation": Folder({"recordings"}),
     "accuracy": Folder({"simulation"}),
     "tools/kor": Folder({"platform", "recordings", "series", "simulation", "accuracy"}, foreign=r"(fmt|CLI|nlohmann|boost)/.*"),
+    # It gives the tool's answers, and so shares with it what makes them.
+    "python": Folder({"platform", "recordings", "series", "simulation", "accuracy", "tools/kor"}, foreign=r"pybind11/.*"),
     "examples": Folder(),
     "cmake/mingw-w64": Folder(foreign=r"fmt/.*"),
     # These reach inside.
@@ -171,6 +173,9 @@ def itself():
         ("simulation/A.cpp", '#include "mek/Matrix.h"', "arrow"),
         ("accuracy/A.cpp", '#include "engine/State.h"', "arrow"),
         ("tools/kor/a.cpp", '#include "engine/State.h"', "arrow"),
+        ("tools/kor/a.cpp", '#include "python/src/Lane.h"', "arrow"),
+        ("python/src/a.cpp", '#include "engine/State.h"', "arrow"),
+        ("python/src/a.cpp", "#include <Python.h>", "foreign"),
         ("tools/kor/a.cpp", '#include "params/file/Scanner.h"', "arrow"),
         ("include/KORInterface/A.h", '#include "mek/Matrix.h"', "arrow"),
         ("engine/A.cpp", '#include "KORInterface/CKorPrm.h"', "public"),
