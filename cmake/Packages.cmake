@@ -1,7 +1,8 @@
 # Packages: `cpack -G DEB`, `cpack -G TGZ`, and `cpack -G ZIP` of the Windows build (docs/releasing.md).
 #
 # The Debian packages are split as Debian's users expect: libkorinterface0 (a program's run time), libkorinterface-dev
-# (headers and build files) and kor-tools (the program). An archive holds everything.
+# (headers and build files) and kor-tools (the program), and python3-korinterface if that is built. An archive holds
+# everything but that one.
 
 set(CPACK_PACKAGE_NAME KORInterface)
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each Debian package has a synopsis of its own
@@ -14,6 +15,10 @@ set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXE
 set(CPACK_COMPONENTS_ALL library development)
 if(KORINTERFACE_BUILD_TOOLS)
   list(APPEND CPACK_COMPONENTS_ALL tools)
+endif()
+if(KORINTERFACE_PYTHON)
+  list(APPEND CPACK_COMPONENTS_ALL python)
+  find_package(Python COMPONENTS Interpreter Development.Module REQUIRED)
 endif()
 if(WIN32)
   set(CPACK_GENERATOR ZIP)
@@ -72,7 +77,24 @@ ${about}This package holds kor, which replays, compares, plots, reports on,
 converts and simulates recordings of a sensor; the description of its file
 formats, its accuracy, and a sample recording.")
 
-foreach(component LIBRARY DEVELOPMENT TOOLS)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_NAME python3-korinterface)
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SECTION python)
+# The module is that of one Python, and of the NumPy that its pybind11 knows.
+set(kor_next_python 0)
+if(KORINTERFACE_PYTHON)
+  math(EXPR kor_next_python "${Python_VERSION_MINOR} + 1")
+endif()
+set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${kor_library_package} (>= ${PROJECT_VERSION}), \
+python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}), python3 (<< 3.${kor_next_python}), \
+python3-numpy (>= 1:1.24), python3-numpy (<< 1:2)")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "kor-tools")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-matplotlib, python3-pandas, python3-scipy")
+set(CPACK_COMPONENT_PYTHON_DESCRIPTION "orientation from the readings of a KOR sensor - Python package
+${about}This package holds korinterface, which brings the library to Python: engines,
+parameter files, recordings and results as NumPy arrays, and the replays,
+simulations and comparisons of kor.")
+
+foreach(component LIBRARY DEVELOPMENT TOOLS PYTHON)
   set(CPACK_DEBIAN_${component}_PACKAGE_PRIORITY optional)
 endforeach()
 include(CPack)

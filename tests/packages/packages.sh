@@ -54,9 +54,9 @@ documents=(docs/formats.md docs/accuracy.md docs/parameter-check.md docs/img/fra
            examples/uncertainty.json data/polarizer/Tg1005.prm data/polarizer/polarizer.csv data/polarizer/polarizer.korraw
            data/polarizer/polarizer_truth.csv)
 
-reads_well() { # FOLDER: the links of its documents lead somewhere in it, and nothing needs Python
-    local names
-    mapfile -t names < <(cd "$1" && find . -name '*.md' -printf '%P\n')
+reads_well() { # FOLDER [DOCUMENT...]: the links of its documents lead somewhere in it, and nothing needs Python
+    local names=("${@:2}")
+    [ "${#names[@]}" -gt 0 ] || mapfile -t names < <(cd "$1" && find . -name '*.md' -printf '%P\n')
     silently "$python" "$root/tests/docs/links.py" "$1" "${names[@]}"
     [ -z "$(find "$1" -name '*.py' -o -name '__pycache__')" ] || fail "the package holds Python: $(find "$1" -name '*.py')"
 }
@@ -71,12 +71,15 @@ is_hardened() { # FILE...: as shipped; the program of a build for debugging is n
     silently "$python" "$root/tests/hardening/hardening.py" "${optimised[@]}" "$@"
 }
 
+has_python() { grep -q '^KORINTERFACE_PYTHON:BOOL=ON$' "$build/CMakeCache.txt"; }
+
 case $check in
 deb)
     packed DEB
     abi=$(sed -n 's/^set(KOR_ABI_VERSION \([0-9]*\))$/\1/p' "$root/cmake/Options.cmake")
     declare -A section=([libkorinterface$abi]=libs [libkorinterface-dev]=libdevel [kor-tools]=science)
-    [ "$(find "$work/packages" -maxdepth 1 -name '*.deb' | wc -l)" -eq "${#section[@]}" ] || fail "not three packages"
+    if has_python; then section[python3-korinterface]=python; fi
+    [ "$(find "$work/packages" -maxdepth 1 -name '*.deb' | wc -l)" -eq "${#section[@]}" ] || fail "not ${!section[*]}"
     for package in "${!section[@]}"; do
         deb=$(echo "$work/packages/${package}_"*.deb)
         field() { dpkg-deb -f "$deb" "$1"; }
@@ -119,6 +122,24 @@ deb)
     consumer_built "$work/root/usr"
     "$work/consumer/consumer"
     replays env LD_LIBRARY_PATH="$(dirname "$library")" "$work/root/usr/bin/kor"
+    ! has_python || {
+        [[ "$(depends python3-korinterface)" = *"libkorinterface$abi (>= "*"python3-numpy (>= "*"libzstd1 (>= "* ]] ||
+            fail "the Python package's dependencies: $(depends python3-korinterface)"
+        module=$(echo "$work/root/usr/lib/python3/dist-packages/korinterface/_core".*.so)
+        ! readelf -d "$module" | grep -qE 'R(UN)?PATH' || fail "the module looks for its library in a place of its own"
+        is_hardened "$module"
+        contains "$work/root/usr/share/doc/python3-korinterface" docs/python.md
+        reads_well "$work/root/usr/share/doc" python3-korinterface/docs/python.md
+        PYTHONPATH=$work/root/usr/lib/python3/dist-packages LD_LIBRARY_PATH=$(dirname "$library") \
+            "$(sed -n 's/^_*Python_EXECUTABLE:[A-Z]*=//p' "$build/CMakeCache.txt" | head -n 1)" - "$root" "$work/python.csv" <<'END'
+import sys
+import korinterface
+folder = sys.argv[1] + "/data/polarizer"
+results = korinterface.replay(folder + "/polarizer.csv", korinterface.Prm.read(folder, 1005))
+korinterface.write_results(sys.argv[2], results)
+END
+        cmp "$work/python.csv" "$work/results.csv"
+    }
     ;;
 lintian)
     packed DEB
