@@ -68,7 +68,10 @@ def lacks_of_elf(path, optimised):
                    if re.search(r"^((typeinfo|typeinfo name|vtable|VTT|guard variable) for )?([^(<]* )?(std|__gnu_cxx)::", name)]
         if foreign:
             yield f"exports without the standard library, {foreign[0]} for one"
-        if len(exports) < 100 or sum(MARKED.match(name) is not None for _, _, name in exports) < 50:
+        module = [name for _, _, name in exports if name.startswith("PyInit_")]
+        if module and len(exports) > 1:
+            yield f"a Python module's only export, but has {len(exports)}"
+        elif not module and (len(exports) < 100 or sum(MARKED.match(name) is not None for _, _, name in exports) < 50):
             yield "the exports of the library"
 
 
