@@ -340,64 +340,85 @@ Json ViewHistory::state() const
     return state;
 }
 
-// The worst first. Under the lock.
-Json ViewHistory::findings() const
-{
+// Findings by their level.
+struct ViewHistory::Findings {
     Json errors = Json::array();
     Json warnings = Json::array();
     Json good = Json::array();
-    const auto tell = [](Json& list, const char* level, const std::string& text) {
+
+    void error(const std::string& text) { tell(errors, "error", text); }
+    void warning(const std::string& text) { tell(warnings, "warning", text); }
+    void note(const std::string& text) { tell(good, "note", text); }
+    void fine(const std::string& text) { tell(good, "good", text); }
+
+    static void tell(Json& list, const std::string& level, const std::string& text)
+    {
         list.push_back({{"level", level}, {"text", text}});
-    };
-    if (m_ended) {
-        Json& list = m_endLevel == "error" ? errors : good;
-        tell(list, m_endLevel.c_str(), m_endText);
     }
+};
+
+// The worst first. Under the lock.
+Json ViewHistory::findings() const
+{
+    Findings told;
+    if (m_ended) {
+        Findings::tell(m_endLevel == "error" ? told.errors : told.good, m_endLevel, m_endText);
+    }
+    addOutcomes(told);
+    addTimes(told);
+    for (std::size_t i = 0; i < m_levelOut.size(); ++i) {
+        if (const series::Places& out = m_levelOut[i]; out.count > 0) {
+            told.warning(fmt::format("Level {} is outside its table, or has none, in {}, {}, first in row {}.", "XY"[i],
+                                     plural(out.count, "row", "rows"), share(out.count, m_rows), out.first));
+        }
+    }
+    told.errors.insert(told.errors.end(), told.warnings.begin(), told.warnings.end());
+    told.errors.insert(told.errors.end(), told.good.begin(), told.good.end());
+    return told.errors;
+}
+
+void ViewHistory::addOutcomes(Findings& told) const
+{
     const std::uint64_t usable = m_outcomes[static_cast<std::size_t>(Outcome::ok)].count;
     const std::string use = fmt::format("{} of {} {} a usable orientation, {}.", usable, plural(m_rows, "row", "rows"),
                                         m_rows == 1 ? "holds" : "hold", share(usable, m_rows));
     if (m_rows == 0) {
-        tell(good, "note", m_ended ? "The recording holds no rows." : "No row has come yet.");
+        told.note(m_ended ? "The recording holds no rows." : "No row has come yet.");
     } else if (m_unusable > 0) {
-        tell(warnings, "warning",
-             use + fmt::format(" {} not usable, beside those that every recording begins with.",
-                               m_unusable == 1 ? "1 row is" : fmt::format("{} rows are", m_unusable)));
+        told.warning(use + fmt::format(" {} not usable, beside those that every recording begins with.",
+                                       m_unusable == 1 ? "1 row is" : fmt::format("{} rows are", m_unusable)));
+    } else if (usable == 0) {
+        told.note(use);
     } else {
-        tell(good, usable == 0 ? "note" : "good", use);
+        told.fine(use);
     }
+    const std::string none = "No reference has been captured: all angles are 0.";
     if (m_referenceCount > 0) {
-        tell(good, "good",
-             fmt::format("The reference was captured in row {} at {:.3f} s{}.", m_reference, m_referenceTime,
-                         m_referenceCount == 1 ? "" : fmt::format(", and {} times since", m_referenceCount - 1)));
+        told.fine(fmt::format("The reference was captured in row {} at {:.3f} s{}.", m_reference, m_referenceTime,
+                              m_referenceCount == 1 ? "" : fmt::format(", and {} times since", m_referenceCount - 1)));
+    } else if (m_waiting > 0 && m_ended) {
+        told.error(none);
     } else if (m_waiting > 0) {
-        tell(m_ended ? errors : warnings, m_ended ? "error" : "warning",
-             "No reference has been captured: all angles are 0.");
+        told.warning(none);
     }
+}
+
+void ViewHistory::addTimes(Findings& told) const
+{
     if (m_gapCount > 0) {
-        tell(warnings, "warning", fmt::format("The time stamps have {}.", plural(m_gapCount, "gap", "gaps")));
+        told.warning(fmt::format("The time stamps have {}.", plural(m_gapCount, "gap", "gaps")));
     } else if (m_rows > 1 && m_usualStep == 0) {
-        tell(warnings, "warning",
-             "Most rows have the time stamp of the row before: nothing tells which samples are missing, and the charts "
-             "have no width.");
+        told.warning(
+            "Most rows have the time stamp of the row before: nothing tells which samples are missing, and the "
+            "charts have no width.");
     } else if (m_rows > 1) {
-        tell(good, "good",
-             fmt::format("No samples are missing: the time stamps have no gap; the usual step is {} ms.", m_usualStep));
+        told.fine(
+            fmt::format("No samples are missing: the time stamps have no gap; the usual step is {} ms.", m_usualStep));
     }
     if (m_steps.backward().count > 0) {
-        tell(warnings, "warning",
-             fmt::format("Time goes back {}, first before row {}; the charts go on there with the usual step.",
-                         plural(m_steps.backward().count, "time", "times"), m_steps.backward().first));
+        told.warning(fmt::format("Time goes back {}, first before row {}; the charts go on there with the usual step.",
+                                 plural(m_steps.backward().count, "time", "times"), m_steps.backward().first));
     }
-    for (std::size_t i = 0; i < m_levelOut.size(); ++i) {
-        if (const series::Places& out = m_levelOut[i]; out.count > 0) {
-            tell(warnings, "warning",
-                 fmt::format("Level {} is outside its table, or has none, in {}, {}, first in row {}.", "XY"[i],
-                             plural(out.count, "row", "rows"), share(out.count, m_rows), out.first));
-        }
-    }
-    errors.insert(errors.end(), warnings.begin(), warnings.end());
-    errors.insert(errors.end(), good.begin(), good.end());
-    return errors;
 }
 
 } // namespace kor::tool

@@ -102,7 +102,10 @@ private:
     void addToThinned(const double* whole);
     void addToStretches(recordings::Outcome outcome, double time);
     void joinPoints();
+    struct Findings;
     nlohmann::ordered_json findings() const;
+    void addOutcomes(Findings& told) const;
+    void addTimes(Findings& told) const;
 
     const ViewLayout m_layout;
     const std::string m_run;
