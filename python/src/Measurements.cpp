@@ -161,9 +161,11 @@ void take(const ByChannel& given, const char* name, std::array<double, kChannels
         if (!at) {
             std::string names;
             for (const recordings::Column& column : kChannels) {
-                names += (names.empty() ? "" : ", ") + std::string(column.name);
+                names.append(names.empty() ? "" : ", ").append(column.name);
             }
-            throw Fault("usage", std::string(name) + ": found " + channel + ", expected a channel of " + names);
+            throw Fault(
+                "usage",
+                std::string(name).append(": found ").append(channel).append(", expected a channel of ").append(names));
         }
         into[*at] = value;
     }
