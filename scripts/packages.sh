@@ -44,6 +44,9 @@ build_packages=(g++ cmake ninja-build libboost-dev libcli11-dev libdragonbox-dev
 test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy cppcheck libgtest-dev librapidcheck-dev libeigen3-dev
                gnuplot-nox libgsl-dev libboost-math-dev pkg-config locales python3-numpy python3-mpmath git dpkg-dev lintian file man-db valgrind
                chromium chromium-driver python3-selenium eslint abigail-tools)
+# For the Python package; a build with Debian's Python takes Debian's pybind11, pip another one.
+python_packages=(python3-dev python3-venv pybind11-dev python3-numpy python3-pytest python3-hypothesis python3-pandas
+                 python3-scipy python3-matplotlib)
 # What is measured against, and with what.
 bench_packages=(valgrind libeigen3-dev libgsl-dev libboost-math-dev miller python3-pandas time)
 fuzz_packages=(clang libclang-rt-14-dev llvm)

@@ -16,7 +16,7 @@ all | --smoke | --cost) ;;
 esac
 
 . scripts/packages.sh
-need "${build_packages[@]}" python3-dev python3-venv
+need "${build_packages[@]}" "${python_packages[@]}"
 
 step() { printf '\n== %s (after %d s)\n' "$*" "$SECONDS"; }
 
@@ -63,7 +63,7 @@ all)
     mypy --strict python/korinterface
     "$python" -m mypy.stubtest --concise --ignore-positional-only --allowlist python/stubtest.txt korinterface._core
     step "tests, examples of the sources and documents"
-    "$python" -m pytest -q python/tests
+    KOR_HUGE=1 "$python" -m pytest -q python/tests
     ;;&
 all | --cost)
     step "cost of a sample"
