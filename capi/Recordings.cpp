@@ -1,6 +1,5 @@
 #include <cstddef>
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <optional>
 #include <string>
@@ -44,14 +43,19 @@ struct FileAccount {
     std::int32_t of(Work work, GiveUp giveUp)
     {
         *this = FileAccount();
-        try {
-            return work();
-        } catch (const std::exception&) {
+        bool isDone = false;
+        const std::int32_t result = answer([&] {
+            const std::int32_t met = work();
+            isDone = true;
+            return met;
+        });
+        if (!isDone) {
             giveUp();
             *this = FileAccount();
             outOfMemory = true;
-            return status = kBadArgument;
+            status = result;
         }
+        return result;
     }
 
     std::int32_t give(kor_problem* into) const
