@@ -10,10 +10,9 @@ Rules:
             and begins with `///`; a comment that is a heading of several declarations has an empty line below it
   body      `///` stands at declarations: not in sources, not inside functions
 """
-import pathlib
 import re
-import subprocess
-import sys
+
+import harness
 
 PRODUCT = ("include/", "mek/", "platform/", "models/", "params/", "engine/", "module/", "session/", "capi/", "recordings/",
            "simulation/", "accuracy/", "tools/")
@@ -106,27 +105,13 @@ def itself():
         ("tests/A.h", "// Free here.\nint f();", None),
         ("mek/A.h", "/// A text.\nconst char* const t = \"// no comment\";\nconst char u = '/';\n", None),
     ]
-    wrong = 0
-    for path, text, rule in wanted:
-        found = {finding.split(": ")[1] for finding in check(path, text)}
-        if found != ({rule} if rule else set()):
-            print(f"{path}: {text!r}: wanted {rule}, found {found or None}")
-            wrong += 1
-    print(f"{len(wanted)} samples, {wrong} wrong")
-    return 1 if wrong else 0
+    return harness.judge([((path, text), rule) for path, text, rule in wanted], lambda sample: check(*sample))
 
 
-def main():
-    if sys.argv[1:] == ["--itself"]:
-        return itself()
-    root = pathlib.Path(sys.argv[1])
-    listed = subprocess.run(["git", "-C", root, "ls-files", "-z", "--cached", "--others", "--exclude-standard"], check=True,
-                            stdout=subprocess.PIPE).stdout.decode().split("\0")
-    files = [path for path in listed if path.endswith((".h", ".cpp")) and (root / path).is_file()]
-    findings = [finding for path in sorted(files) for finding in check(path, (root / path).read_text(encoding="utf-8"))]
-    print("\n".join(findings + [f"{len(files)} files, {len(findings)} findings"]))
-    return 1 if findings or len(files) < 100 else 0
+def over(root):
+    files = harness.tracked(root, (".h", ".cpp"))
+    return harness.report(files, [finding for path, text in files.items() for finding in check(path, text)])
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    harness.main(itself, over)

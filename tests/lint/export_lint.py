@@ -11,9 +11,9 @@ Rules:
   extension no compiler extension outside Export.h
   posix     no POSIX header and no POSIX-only name outside the files that ask for the operating system
 """
-import pathlib
 import re
-import sys
+
+import harness
 
 MEMBERS = {
     ("CKorThreeVec2Levelv2", "m_logStream"),  # its place and type are part of the class
@@ -142,20 +142,10 @@ def itself():
         ("namespace n { class A { public: A() : m(0) {} int f() const { return m; } private: int m; }; }", None),
         ("// class A { int m; };\nconst char* const t = \"M_PI\";", None),
     ]
-    wrong = 0
-    for text, rule in wanted:
-        found = {finding.split(": ")[1] for finding in check("include/x/X.h", text)}
-        if found != ({rule} if rule else set()):
-            print(f"{text!r}: wanted {rule}, found {found or None}")
-            wrong += 1
-    print(f"{len(wanted)} samples, {wrong} wrong")
-    return 1 if wrong else 0
+    return harness.judge(wanted, lambda text: check("include/x/X.h", text))
 
 
-def main():
-    if sys.argv[1:] == ["--itself"]:
-        return itself()
-    root = pathlib.Path(sys.argv[1])
+def over(root):
     files = [file for folder in SOURCES for file in sorted((root / folder).rglob("*")) if file.suffix in (".h", ".cpp")]
     findings = [finding for file in files
                 for finding in check(file.relative_to(root).as_posix(), file.read_text(encoding="utf-8"))]
@@ -163,9 +153,8 @@ def main():
     headers = {file.stem: stripped(file.read_text(encoding="utf-8")) for file in files if "include" in file.parts}
     findings += [f"member: {owner}::{member} is listed but not there" for owner, member in sorted(MEMBERS)
                  if not any(f" {owner} " in text and f" {member};" in text for text in headers.values())]
-    print("\n".join(findings + [f"{len(files)} files, {len(findings)} findings"]))
-    return 1 if findings or len(files) < 50 else 0
+    return harness.report(files, findings, least=50)
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    harness.main(itself, over)

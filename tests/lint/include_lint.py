@@ -15,10 +15,9 @@ Rules:
   order     own header, standard and system, other libraries, ours
   placed    every folder with sources has its line in FOLDERS
 """
-import pathlib
 import re
-import subprocess
-import sys
+
+import harness
 
 ENGINE_SIDE = {"CKor.h"}
 PARAMETER_SIDE = {"CKorPrm.h"}
@@ -208,28 +207,13 @@ def itself():
         ("tools/kor/a.cpp", '#include <string>\n#include <fmt/format.h>\n#include "recordings/Reader.h"', None),
         ("tests/x/a.cpp", '#include "engine/State.h"\n#include "params/file/Reader.h"\n#include <gtest/gtest.h>', None),
     ]
-    wrong = 0
-    for path, text, rule in wanted:
-        found = {finding.split(": ")[1] for finding in check({**public, path: text})}
-        if found != ({rule} if rule else set()):
-            print(f"{path}: {text!r}: wanted {rule}, found {found or None}")
-            wrong += 1
-    print(f"{len(wanted)} samples, {wrong} wrong")
-    return 1 if wrong else 0
+    return harness.judge([((path, text), rule) for path, text, rule in wanted], lambda sample: check({**public, sample[0]: sample[1]}))
 
 
-def main():
-    if sys.argv[1:] == ["--itself"]:
-        return itself()
-    root = pathlib.Path(sys.argv[1])
-    listed = subprocess.run(["git", "-C", root, "ls-files", "-z", "--cached", "--others", "--exclude-standard"], check=True,
-                            stdout=subprocess.PIPE).stdout.decode().split("\0")
-    files = {path: (root / path).read_text(encoding="utf-8") for path in listed
-             if path.endswith((".h", ".cpp")) and (root / path).is_file()}
-    findings = check(files)
-    print("\n".join(findings + [f"{len(files)} files, {len(findings)} findings"]))
-    return 1 if findings or len(files) < 100 else 0
+def over(root):
+    files = harness.tracked(root, (".h", ".cpp"))
+    return harness.report(files, check(files))
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    harness.main(itself, over)

@@ -18,10 +18,9 @@ Rules:
   place    a comment that pins stands directly above a test or behind a case
   once     a name has one entry, and stands once in its comment
 """
-import pathlib
 import re
-import subprocess
-import sys
+
+import harness
 
 DOCUMENT = "docs/kept-behaviour.md"
 NAME = r"[a-z0-9]+(?:-[a-z0-9]+)*"
@@ -199,30 +198,15 @@ def itself():
         ({DOCUMENT: doc + "- **four** A text.\n"}, "form"),
         ({DOCUMENT: "# Kept\n", "mek/A.cpp": "", "tests/mek/a_test.cpp": ""}, "form"),
     ]
-    wrong = 0
-    for change, rule in wanted:
-        found = {finding.split(": ")[1] for finding in check({**sound, **change})}
-        if found != ({rule} if rule else set()):
-            print(f"{change}: wanted {rule}, found {found or None}")
-            wrong += 1
-    print(f"{len(wanted)} samples, {wrong} wrong")
-    return 1 if wrong else 0
+    return harness.judge(wanted, lambda change: check({**sound, **change}))
 
 
-def main():
-    if sys.argv[1:] == ["--itself"]:
-        return itself()
-    root = pathlib.Path(sys.argv[1])
-    listed = subprocess.run(["git", "-C", root, "ls-files", "-z", "--cached", "--others", "--exclude-standard"], check=True,
-                            stdout=subprocess.PIPE).stdout.decode().split("\0")
+def over(root):
     # The samples of this file are faults.
-    files = {path: (root / path).read_text(encoding="utf-8", errors="replace") for path in listed
-             if (path == DOCUMENT or path.endswith(CODE)) and path != "tests/lint/kept_lint.py" and (root / path).is_file()}
-    findings = check(files)
+    files = {path: text for path, text in harness.tracked(root, (DOCUMENT, *CODE)).items() if path != "tests/lint/kept_lint.py"}
     entries = len(read_document(files.get(DOCUMENT, ""))[0])
-    print("\n".join(findings + [f"{len(files)} files, {entries} entries, {len(findings)} findings"]))
-    return 1 if findings or len(files) < 100 else 0
+    return harness.report(files, check(files), f", {entries} entries")
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    harness.main(itself, over)
