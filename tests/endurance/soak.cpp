@@ -30,7 +30,7 @@ constexpr std::uint64_t kCompared = 1000;
 constexpr double kDearer =
     1.25; // least block of the second half against that of the first; other programs disturb more
 constexpr std::uint64_t kTimed = 100000; // samples of a block whose time says something: some 50 ms
-constexpr long kGrowthKiB = 256; // what the C library may take for itself, once
+constexpr long kGrowthKiB = 256;         // what the C library may take for itself, once
 
 [[noreturn]] void fail(const std::string& text)
 {
