@@ -24,6 +24,7 @@
 #include "tools/kor/Message.h"
 #include "tools/kor/PrmView.h"
 #include "tools/kor/ReportPage.h"
+#include "tools/kor/ReportWords.h"
 
 namespace kor::tool {
 
@@ -123,11 +124,6 @@ std::string meaningOf(Kind kind, std::string_view label)
         }
     }
     return "";
-}
-
-std::string plural(std::size_t count, std::string_view one, std::string_view many)
-{
-    return fmt::format("{} {}", count, count == 1 ? one : many);
 }
 
 // A value for JSON, which has no nan.
@@ -342,11 +338,7 @@ private:
         return fmt::format("row {} at {:.3f} s", row + 1, m_times[row] / 1000.0);
     }
 
-    std::string share(std::size_t count) const
-    {
-        const double percent = 100.0 * static_cast<double>(count) / static_cast<double>(m_count);
-        return percent > 0.0 && percent < 0.01 ? "< 0.01 %" : fmt::format("{:.2f} %", percent);
-    }
+    std::string share(std::size_t count) const { return tool::share(count, m_count); }
 
     Json findings() const
     {
@@ -382,8 +374,7 @@ private:
         if (m_usable == 0) {
             add("error", text);
         } else if (m_unusable > 0) {
-            add("warning", text + fmt::format(" {} not usable, beside those that every recording begins with.",
-                                              m_unusable == 1 ? "1 row is" : fmt::format("{} rows are", m_unusable)));
+            add("warning", text + unusableText(m_unusable));
         } else {
             add("good", text + (m_usable < m_count ? " The others are those that every recording begins with." : ""));
         }
@@ -417,13 +408,11 @@ private:
     void tellTimes(const Add& add) const
     {
         if (m_count > 1 && m_rows.usualStep == 0) {
-            add("warning", "Most rows have the time stamp of the row before: nothing tells which samples are missing, "
-                           "and the charts have no width.");
+            add("warning", noGapText(0));
         }
         if (m_rows.gaps.empty()) {
             if (m_rows.usualStep > 0) {
-                add("good", fmt::format("No samples are missing: the time stamps have no gap; the usual step is {} ms.",
-                                        m_rows.usualStep));
+                add("good", noGapText(m_rows.usualStep));
             }
         } else {
             const std::size_t longest =
@@ -434,9 +423,7 @@ private:
                             plural(m_rows.gaps.size(), "gap", "gaps"), gap(longest) / 1000.0, place(longest)));
         }
         if (!m_rows.backward.empty()) {
-            add("warning", fmt::format("Time goes back {}, first before row {}; the charts go on there with the usual "
-                                       "step.",
-                                       plural(m_rows.backward.size(), "time", "times"), m_rows.backward.front() + 1));
+            add("warning", backwardText(m_rows.backward.size(), m_rows.backward.front() + 1));
         }
     }
 
@@ -454,8 +441,7 @@ private:
                 }
             }
             if (count > 0) {
-                add("warning", fmt::format("Level {} is outside its table, or has none, in {}, {}, first in {}.", axis,
-                                           plural(count, "row", "rows"), share(count), place(first)));
+                add("warning", levelOutText(axis, count, m_count, place(first)));
             }
         }
     }
@@ -627,13 +613,8 @@ private:
                             {"to", m_times[stretch.last] / 1000.0},
                             {"known", stretch.known}});
         }
-        const std::size_t rows = m_count - m_usable;
-        std::string text = "Every row is usable.";
-        if (!m_stretches.empty()) {
-            text = fmt::format("{} without a usable orientation, {}, in {}.{}", plural(rows, "row", "rows"),
-                               share(rows), plural(m_stretches.size(), "stretch", "stretches"),
-                               listedText(m_stretches.size(), "stretches"));
-        }
+        const std::string text =
+            stretchesText(m_count - m_usable, m_count, m_stretches.size(), listedText(m_stretches.size(), "stretches"));
         return {{"list", list}, {"total", m_stretches.size()}, {"text", text}};
     }
 

@@ -9,6 +9,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include "tools/kor/ReportWords.h"
+
 namespace kor::tool {
 
 namespace {
@@ -27,17 +29,6 @@ constexpr std::size_t kOutcome = 3;
 std::string_view nameOf(Outcome outcome)
 {
     return kOutcomeNames[static_cast<std::size_t>(outcome)];
-}
-
-std::string share(std::uint64_t count, std::uint64_t all)
-{
-    const double percent = all == 0 ? 0.0 : 100.0 * static_cast<double>(count) / static_cast<double>(all);
-    return percent > 0.0 && percent < 0.01 ? "< 0.01 %" : fmt::format("{:.2f} %", percent);
-}
-
-std::string plural(std::uint64_t count, std::string_view one, std::string_view many)
-{
-    return fmt::format("{} {}", count, count == 1 ? one : many);
 }
 
 double smaller(double a, double b)
@@ -322,13 +313,10 @@ Json ViewHistory::state() const
                              {"known", each.known}});
     }
     const std::uint64_t without = m_rows - m_outcomes[static_cast<std::size_t>(Outcome::ok)].count;
-    state["stretches"] = {{"list", std::move(stretches)},
-                          {"total", m_stretchCount},
-                          {"text", without == 0 ? std::string("Every row is usable.")
-                                                : fmt::format("{} without a usable orientation, {}, in {}.{}",
-                                                              plural(without, "row", "rows"), share(without, m_rows),
-                                                              plural(m_stretchCount, "stretch", "stretches"),
-                                                              listedText(m_stretchCount, "stretches"))}};
+    state["stretches"] = {
+        {"list", std::move(stretches)},
+        {"total", m_stretchCount},
+        {"text", stretchesText(without, m_rows, m_stretchCount, listedText(m_stretchCount, "stretches"))}};
     Json gaps = Json::array();
     for (const Gap& each : m_gaps) {
         gaps.push_back({{"row", each.row}, {"time", each.time}, {"length", each.length}});
@@ -368,8 +356,7 @@ Json ViewHistory::findings() const
     addTimes(told);
     for (std::size_t i = 0; i < m_levelOut.size(); ++i) {
         if (const series::Places& out = m_levelOut[i]; out.count > 0) {
-            told.warning(fmt::format("Level {} is outside its table, or has none, in {}, {}, first in row {}.", "XY"[i],
-                                     plural(out.count, "row", "rows"), share(out.count, m_rows), out.first));
+            told.warning(levelOutText("XY"[i], out.count, m_rows, fmt::format("row {}", out.first)));
         }
     }
     told.errors.insert(told.errors.end(), told.warnings.begin(), told.warnings.end());
@@ -385,8 +372,7 @@ void ViewHistory::addOutcomes(Findings& told) const
     if (m_rows == 0) {
         told.note(m_ended ? "The recording holds no rows." : "No row has come yet.");
     } else if (m_unusable > 0) {
-        told.warning(use + fmt::format(" {} not usable, beside those that every recording begins with.",
-                                       m_unusable == 1 ? "1 row is" : fmt::format("{} rows are", m_unusable)));
+        told.warning(use + unusableText(m_unusable));
     } else if (usable == 0) {
         told.note(use);
     } else {
@@ -408,16 +394,12 @@ void ViewHistory::addTimes(Findings& told) const
     if (m_gapCount > 0) {
         told.warning(fmt::format("The time stamps have {}.", plural(m_gapCount, "gap", "gaps")));
     } else if (m_rows > 1 && m_usualStep == 0) {
-        told.warning(
-            "Most rows have the time stamp of the row before: nothing tells which samples are missing, and the "
-            "charts have no width.");
+        told.warning(noGapText(m_usualStep));
     } else if (m_rows > 1) {
-        told.fine(
-            fmt::format("No samples are missing: the time stamps have no gap; the usual step is {} ms.", m_usualStep));
+        told.fine(noGapText(m_usualStep));
     }
     if (m_steps.backward().count > 0) {
-        told.warning(fmt::format("Time goes back {}, first before row {}; the charts go on there with the usual step.",
-                                 plural(m_steps.backward().count, "time", "times"), m_steps.backward().first));
+        told.warning(backwardText(m_steps.backward().count, m_steps.backward().first));
     }
 }
 
