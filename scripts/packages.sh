@@ -42,7 +42,7 @@ build_packages=(g++ cmake ninja-build libboost-dev libcli11-dev libdragonbox-dev
                 libzstd-dev python3 libjs-dygraphs libjs-three)
 # llvm brings the symbolizer, without which the leak checker does not recognise the buffers that are kept on purpose.
 test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy cppcheck libgtest-dev librapidcheck-dev libeigen3-dev
-               gnuplot-nox libgsl-dev libboost-math-dev pkg-config locales python3-numpy python3-mpmath git dpkg-dev lintian file man-db valgrind
+               gnuplot-nox libgsl-dev libboost-math-dev pkg-config locales python3-numpy python3-mpmath python3-matplotlib git dpkg-dev lintian file man-db valgrind
                chromium chromium-driver python3-selenium eslint abigail-tools)
 # For the Python package; a build with Debian's Python takes Debian's pybind11, pip another one.
 python_packages=(python3-dev python3-venv pybind11-dev python3-numpy python3-pytest python3-hypothesis python3-pandas
@@ -53,3 +53,6 @@ fuzz_packages=(clang libclang-rt-14-dev llvm)
 windows_packages=(g++-mingw-w64-x86-64-posix clang lld llvm wine wine64 googletest libboost-dev libcli11-dev libdragonbox-dev libfmt-dev
                   nlohmann-json3-dev libeigen3-dev libz-mingw-w64-dev unzip
                   python3 libjs-dygraphs libjs-three)
+# For the manual; numpy and matplotlib because the Python package is described from its sources.
+docs_packages=(python3-sphinx python3-myst-parser furo python3-breathe python3-sphinx-copybutton doxygen man-db python3-numpy
+               python3-matplotlib python3-pandas python3-scipy)

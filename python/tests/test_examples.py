@@ -3,6 +3,7 @@ import doctest
 import importlib
 import pkgutil
 import re
+import runpy
 
 import matplotlib
 import pytest
@@ -51,15 +52,14 @@ def test_the_worked_example_takes_ten_lines_from_recording_to_plot(folder):
     assert (folder / "angles.png").stat().st_size > 10_000
 
 
-def test_all_examples_of_the_page_run(folder):
-    names = {}
-    for block in blocks("docs/python.md"):
-        exec(compile(block, "docs/python.md", "exec"), names)
+# The blocks of the documents are parts of them (tests/docs/code_blocks.py).
+@pytest.mark.parametrize("name", sorted(path.name for path in (ROOT / "python" / "examples").glob("*.py")))
+def test_examples_of_the_documents_run(name, folder):
+    runpy.run_path(str(ROOT / "python" / "examples" / name), run_name="__main__")
 
 
-def test_the_example_of_the_first_page_runs(folder):
-    (example,) = blocks("README.md")
-    exec(compile(example, "README.md", "exec"), {})
+def test_the_first_page_shows_an_example():
+    assert blocks("README.md") == [(ROOT / "python" / "examples" / "first.py").read_text(encoding="utf-8")]
 
 
 def test_the_package_has_the_version_of_the_library():

@@ -10,11 +10,13 @@
 Every document has a copy of the repository to itself. Its commands run there in one shell, in their order, so that
 variables and files of one command serve the next. Each has to end with status 0, or with the status that a comment behind
 it names: `# exit status 1`. If a block marked text follows, each of its lines has to be among what was printed, whatever
-the numbers are.
+the numbers are. A block of console shows commands behind `$ ` and below each all that it prints, standard output and
+standard error, character by character but for blanks at the ends of lines; a line `...` in it stands for any lines.
 
 What would take minutes is replaced: `cmake --preset` and `cmake --build --preset` look the preset up and take the tree TREE,
 which is built already, for its result; `ctest` lists the tests that it would run, of which there must be one. `kor` is KOR.
 """
+import difflib
 import fnmatch
 import os
 import pathlib
@@ -89,7 +91,8 @@ FILES = [
 WHAT_TO_DO = """
 What to do, for each line above:
   - the command is wrong or needs something that is not there: correct the document;
-  - the output shown is another one now: build the tool again; if it stays, correct the block text;
+  - the output shown is another one now: build the tool again; if it stays, correct the block text or console; a line `...`
+    in a console stands for lines that differ from run to run;
   - it is no command: fence the block with its language (```text, ```cpp, ```cmake, ```bat);
   - it holds a word that stands for something, or names a file: add that to STAND_INS or FILES in tests/docs/commands.py;
   - it ends with another status than 0, on purpose: write a comment behind it, `# exit status 65`;
@@ -116,18 +119,51 @@ def shell_text(command, emulator):
     """A command as the shell is to read it."""
     if command.language == "bat":
         return shlex.join([*emulator, "cmd", "/c", command.text])
-    return stood_in(command.text)
+    return command.text if command.language == "console" else stood_in(command.text)
+
+
+def is_printed(printed, shown):
+    """Whether printed lines are those that a console shows, among them `...` for any lines."""
+    parts = [[]]
+    for line in shown:
+        if line == "...":
+            parts.append([])
+        else:
+            parts[-1].append(line)
+    if len(parts) == 1:
+        return printed == shown
+    first, *middle, last = parts
+    begin, end = len(first), len(printed) - len(last)
+    if begin > end or printed[:begin] != first or printed[end:] != last:
+        return False
+    for part in middle:
+        while begin + len(part) <= end and printed[begin:begin + len(part)] != part:
+            begin += 1
+        begin += len(part)
+    return begin <= end
+
+
+def differences(command, printed):
+    """What a console shows against what its command printed."""
+    printed = [line.rstrip() for line in printed.splitlines()]
+    shown = [line.rstrip() for line in command.printed]
+    if is_printed(printed, shown):
+        return []
+    lines = list(difflib.unified_diff(shown, printed, "shown", "printed", lineterm="", n=1))
+    return ["\n".join("    | " + line for line in lines[:40])]
 
 
 def run(commands, folder, environment, name, emulator=()):
     """Runs commands in one shell; what is wrong with them, a text each. Prints the processor time of the dear ones."""
     with tempfile.TemporaryDirectory() as work:
         work = pathlib.Path(work)
-        script = ["set -uo pipefail"]
+        script = ["set -uo pipefail", "kor_status=0"]
         for i, command in enumerate(commands):
             (work / f"{i}.command").write_text(shell_text(command, emulator), encoding="utf-8")
             at = shlex.quote(str(work / str(i)))
-            script.append(f'eval "$(<{at}.command)" >{at}.output 2>&1 </dev/null; echo $? >{at}.status; times >{at}.times')
+            # A command may ask for the status of the one before it.
+            script.append(f'kor_command=$(<{at}.command); (exit $kor_status); eval "$kor_command" >{at}.output 2>&1 </dev/null; '
+                          f'kor_status=$?; echo $kor_status >{at}.status; times >{at}.times')
         (work / "script").write_text("\n".join(script) + "\n", encoding="utf-8")
         late = ""
         try:
@@ -155,6 +191,8 @@ def run(commands, folder, environment, name, emulator=()):
             lines = {masked(line) for line in printed.splitlines()}
             found += [f"{name}:{number}: {line}\n    is not what `{command.text}` prints"
                       for number, line in command.shown if masked(line) not in lines]
+            if command.printed is not None:
+                found += [f"{place}\n    prints something else than shown:\n{each}" for each in differences(command, printed)]
         return found
 
 
@@ -197,6 +235,31 @@ def documents_of(root):
             pattern.count("/") == name.count("/") for pattern in DOCUMENTS)]
 
 
+def restore(copy, root, names, stamps):
+    """Makes a copy what it was: files that have changed are copied again, what was added is removed."""
+    for folder, folders, files in os.walk(copy, topdown=False):
+        for name in folders + files:
+            path = pathlib.Path(folder, name)
+            relative = str(path.relative_to(copy))
+            if relative in stamps:
+                continue
+            if path.is_dir() and not path.is_symlink():
+                if not any(path.iterdir()):
+                    path.rmdir()
+            else:
+                path.unlink()
+    for name in names:
+        path = copy / name
+        there = path.lstat() if path.is_symlink() or path.exists() else None
+        stamp = (there.st_ino, there.st_mtime_ns, there.st_size, there.st_mode) if there else None
+        if stamp is None or stamp != stamps.get(name):
+            path.parent.mkdir(parents=True, exist_ok=True)
+            path.unlink(missing_ok=True)
+            shutil.copy2(root / name, path)
+            there = path.lstat()
+            stamps[name] = (there.st_ino, there.st_mtime_ns, there.st_size, there.st_mode)
+
+
 def check(root, tree, kor, not_run=NOT_RUN, elsewhere=RUN_ELSEWHERE):
     """Runs all documents; what is wrong with them, and how many commands ran."""
     found, ran, used = [], 0, set()
@@ -204,9 +267,15 @@ def check(root, tree, kor, not_run=NOT_RUN, elsewhere=RUN_ELSEWHERE):
     with tempfile.TemporaryDirectory() as work:
         work = pathlib.Path(work)
         stand_in_programs(work / "bin", tree, kor)
+        copy, home, stamps = work / "copy", work / "home", {}
         for document in documents_of(root):
             commands = []
-            for command in documents.commands(root / document):
+            try:
+                all_commands = documents.commands(root / document)
+            except SystemExit as wrong:
+                found.append(f"{document}: {wrong}")
+                continue
+            for command in all_commands:
                 reasons = [entry for entry in not_run
                            if entry[0] == document and re.fullmatch(entry[1], command.text)]
                 reasons += [entry for entry in elsewhere if entry[:2] == (document, command.section)]
@@ -215,10 +284,7 @@ def check(root, tree, kor, not_run=NOT_RUN, elsewhere=RUN_ELSEWHERE):
                     commands.append(command)
             if not commands:
                 continue
-            copy, home = work / "copy", work / "home"
-            for name in names:
-                (copy / name).parent.mkdir(parents=True, exist_ok=True)
-                shutil.copy2(root / name, copy / name)
+            restore(copy, root, names, stamps)
             for owner, name, source in FILES:
                 if owner == document:
                     (copy / name).parent.mkdir(parents=True, exist_ok=True)
@@ -228,7 +294,6 @@ def check(root, tree, kor, not_run=NOT_RUN, elsewhere=RUN_ELSEWHERE):
                                TERM="dumb")
             found += run(commands, copy, environment, document)
             ran += len(commands)
-            shutil.rmtree(copy)
             shutil.rmtree(home)
     found += [f"tests/docs/commands.py: no command of {entry[0]} is {entry[1]}; remove the entry"
               for entry in [*not_run, *elsewhere] if entry not in used]
@@ -251,6 +316,23 @@ def itself():
         ("    exit 3\n    true\n", "ended the shell"),
         ("1. item\n\n       false\n", "status 1"),
         ("    kor FILE|DIR... [--mode N]\n", None),
+        ("```console\n$ echo 1; echo 2 >&2\n1\n2\n$ true\n$ echo a \\\n> b\na b\n```\n", None),
+        ("```console\n$ kor N [x]\nN [x]\n```\n", None),
+        ("```console\n$ seq 9\n1\n2\n...\n5\n...\n9\n$ seq 2\n...\n1\n2\n...\n$ seq 3\n...\n```\n", None),
+        ("```console\n$ printf 'a \\n\\nb'\na\n\nb\n```\n", None),
+        ("```console\n$ false    # exit status 1\n$ echo $?\n1\n```\n", None),
+        ("- item\n\n  ```console\n  $ echo ' 1'\n   1\n  ```\n", None),
+        ("```console\n$ echo 1\n2\n```\n", "something else"),
+        ("```console\n$ echo 1\n```\n", "something else"),
+        ("```console\n$ echo 1\n1\n\n```\n", "something else"),
+        ("```console\n$ echo ' 1'\n1\n```\n", "something else"),
+        ("```console\n$ true\n1\n$ echo 1\n1\n```\n", "something else"),
+        ("```console\n$ seq 9\n1\n...\n5\n...\n4\n...\n```\n", "something else"),
+        ("```console\n$ seq 9\n...\n8\n```\n", "something else"),
+        ("```console\n$ seq 9\n2\n...\n```\n", "something else"),
+        ("```console\n$ seq 2\n1\n2\n...\n2\n```\n", "something else"),
+        ("```console\n$ false\n```\n", "status 1"),
+        ("```console\necho 1\n```\n", "begins with a command"),
     ]
     failed = 0
     for text, wanted in cases:
@@ -262,16 +344,28 @@ def itself():
             (root / "CMakePresets.json").write_text('{"version": 3}', encoding="utf-8")
             subprocess.run(["git", "init", "-q", str(root)], check=True)
             found, ran = check(root, work, "/bin/echo", [], [])
-        if bool(found) != bool(wanted) or (wanted and wanted not in found[0]) or not ran:
+        if bool(found) != bool(wanted) or (wanted and wanted not in found[0]) or not (ran or "begins with" in str(wanted)):
             failed += 1
             print(f"{text!r}: {ran} commands, found {found}, expected {wanted}")
+    # What the commands of one document change is not there for the next.
+    with tempfile.TemporaryDirectory() as work:
+        root = pathlib.Path(work) / "root"
+        (root / "docs").mkdir(parents=True)
+        (root / "README.md").write_text("    echo b >a; rm -r docs; mkdir c; ln -s /nowhere c/d; ln -s a e\n", encoding="utf-8")
+        (root / "docs" / "a.md").write_text('    [ "$(cat a)" = a ] && [ ! -e c ] && [ ! -L e ] && [ -e docs ]\n', encoding="utf-8")
+        (root / "a").write_text("a\n", encoding="utf-8")
+        subprocess.run(["git", "init", "-q", str(root)], check=True)
+        found, ran = check(root, pathlib.Path(work), "/bin/echo", [], [])
+        if found or ran != 2:
+            failed += 1
+            print(f"a document meets what another one changed: {found}")
     with tempfile.TemporaryDirectory() as work:
         root = pathlib.Path(work)
         (root / "README.md").write_text("[a](b.md) [c](#c) [d](../d.md)\n", encoding="utf-8")
         if len(documents.broken_links(root, ["README.md"])) != 3:
             failed += 1
             print("broken links are not found")
-    print(f"{len(cases) + 1} documents")
+    print(f"{len(cases) + 3} documents")
     return 1 if failed else 0
 
 

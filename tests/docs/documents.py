@@ -1,8 +1,10 @@
 """What the documents hold: commands with their places and what is printed under them, links, headings.
 
 In a Markdown document a block of commands is indented, or fenced as sh or without a language. A block of anything else is
-fenced with its language; bat are commands of Windows. The block text behind commands shows lines of their output. A table's column with the heading
-Command holds commands, too, and so do the lines between .nf and .fi of a manual page.
+fenced with its language; bat are commands of Windows. The block text behind commands shows lines of their output. In a
+block of console, lines that begin with `$ ` are commands, and the lines below each are exactly what it prints; a line `...`
+stands for any lines. A table's column with the heading Command holds commands, too, and so do the lines between .nf and .fi
+of a manual page.
 """
 import dataclasses
 import pathlib
@@ -17,6 +19,7 @@ class Command:
     section: str
     language: str = ""
     shown: list = dataclasses.field(default_factory=list)  # lines of output that the document shows, and their number
+    printed: list = None  # of a console: all lines of the output, among them `...` for any lines
 
 
 @dataclasses.dataclass
@@ -95,6 +98,24 @@ def lines_to_commands(lines, first, section, language):
     return found
 
 
+def console_commands(block):
+    """Commands of a block of console: one a line behind `$ `, continued behind a backslash, and what each prints."""
+    found, continues = [], False
+    for number, line in enumerate(block.lines, block.line):
+        if continues:
+            found[-1].text = found[-1].text[:-1] + line.removeprefix("> ")
+        elif line.startswith("$ "):
+            found.append(Command(number, line[2:], block.section, block.language, printed=[]))
+        elif found:
+            found[-1].printed.append(line)
+        else:
+            break
+        continues = line.endswith("\\") and (continues or line.startswith("$ "))
+    if not found:
+        raise SystemExit(f"line {block.line}: a block of console begins with a command, '$ ' and what is typed")
+    return found
+
+
 def table_commands(text):
     found, column, section = [], None, ""
     for number, line in enumerate(text.split("\n"), 1):
@@ -132,6 +153,8 @@ def commands(path, languages=("", "sh")):
     for block in blocks(text):
         if block.language in languages:
             found += lines_to_commands(block.lines, block.line, block.section, block.language)
+        elif block.language == "console":
+            found += console_commands(block)
         elif block.language == "text" and found:
             found[-1].shown += [(n, line) for n, line in enumerate(block.lines, block.line) if line.strip()]
     if "" in languages:

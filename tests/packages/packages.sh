@@ -50,7 +50,7 @@ contains() { # FOLDER PATTERN...: each matches a file that is not empty
 }
 
 # What every user finds: the documents, a host, a recording with its parameter file and its truth.
-documents=(docs/formats.md docs/accuracy.md docs/parameter-check.md docs/img/frames.svg docs/c.md docs/kept-behaviour.md docs/windows.md examples/KorExample.cs examples/host.c examples/host.cpp
+documents=(docs/formats.md docs/accuracy.md docs/parameter-check.md docs/img/frames.svg docs/c.md docs/kept-behaviour.md docs/windows.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/CMakeLists.txt
            examples/uncertainty.json data/polarizer/Tg1005.prm data/polarizer/polarizer.csv data/polarizer/polarizer.korraw
            data/polarizer/polarizer_truth.csv)
 
@@ -115,8 +115,8 @@ deb)
     for place in "${named[@]}"; do
         [ -e "$work/root$place" ] || fail "the manual page names $place, which no package holds"
     done
-    contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md docs/parameter-check.md "${documents[@]:10}"
-    contains "$work/root/usr/share/doc/libkorinterface-dev" docs/c.md docs/kept-behaviour.md examples/KorExample.cs examples/host.c examples/host.cpp
+    contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md docs/parameter-check.md "${documents[@]:12}"
+    contains "$work/root/usr/share/doc/libkorinterface-dev" docs/c.md docs/kept-behaviour.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/CMakeLists.txt
     reads_well "$work/root/usr/share/doc/kor-tools"
     reads_well "$work/root/usr/share/doc/libkorinterface-dev"
     consumer_built "$work/root/usr"

@@ -1017,10 +1017,9 @@ class Results(Case):
 
     def test_the_python_of_the_documents_reads_binary_results(self):
         self.replay("a.csv", "-o", "results.korinfo")
-        text = (pathlib.Path(__file__).parents[2] / "docs" / "formats.md").read_text(encoding="utf-8")
-        code = text.split("```python\n")[1].split("```")[0].replace('"results.korinfo"', "path")
+        code = (pathlib.Path(__file__).parents[2] / "examples" / "read_korinfo.py").read_text(encoding="utf-8")
         names = {"path": self.path("results.korinfo")}
-        exec(code, names)
+        exec(code.replace('"results.korinfo"', "path"), names)
         self.assertEqual(repr(names["rows"]), repr(self.binary_results(self.get("results.korinfo"))))
 
     def test_bare_results_are_the_engines_records(self):
