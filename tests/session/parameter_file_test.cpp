@@ -310,6 +310,7 @@ TEST(ParameterFile, isFoundByDirectoryAndIdOrByItsPath)
     EXPECT_EQ(told.message(), 602U);
     EXPECT_EQ(kor::LoadParameterFile(told, dir.path().string().c_str(), 19), kor::kCannotOpen);
     EXPECT_EQ(told.blocks(), 0U);
+    EXPECT_TRUE(std::string(told.path()).ends_with("Tg19.prm")) << told.path();
     EXPECT_EQ(kor::LoadParameterFile(told, nullptr), kor::kBadArgument);
     EXPECT_EQ(kor::LoadParameterFile(told, nullptr, 17), kor::kBadArgument);
     EXPECT_EQ(kor::LoadParameterBytes(told, nullptr, 0), kor::kBadArgument);
@@ -422,6 +423,53 @@ TEST(ParameterFields, nameEveryValueOnce)
     EXPECT_STREQ(kor::ParameterFieldOf(27, 0).name, "");
     EXPECT_STREQ(kor::ParameterFieldOf(9, 5).name, "m12");
     EXPECT_STREQ(kor::ParameterFieldOf(7, 1).unit, "degrees");
+}
+
+// Messages, kor and JSON documents that people keep speak of the values by these names.
+TEST(ParameterFields, keepTheirNames)
+{
+    const char* const wanted[] = {
+        "Serial Number:",
+        "Device Owner:",
+        "AZ Position Gain: value_1 value_2 value_3 value_4 value_5 value_6",
+        "EL Position Gain: value_1 value_2 value_3 value_4 value_5 value_6",
+        "AZ Tracking Gain: value_1 value_2 value_3 value_4 value_5 value_6",
+        "EL Tracking Gain: value_1 value_2 value_3 value_4 value_5 value_6",
+        "Digital Damping: value_1 value_2 value_3 value_4",
+        "Angle Offset: azimuth[degrees] elevation[degrees]",
+        "Transform Vector: x y z",
+        "Local Coordinate Tranform Matrix: m00 m01 m02 m10 m11 m12 m20 m21 m22",
+        "Machine Coordinate Tranform Matrix: m00 m01 m02 m10 m11 m12 m20 m21 m22",
+        "Thermal Compensation Factor: x_gain[per unit of levelTemperature] x_offset y_gain[per unit of "
+        "levelTemperature] y_offset",
+        "Tilt Sensor Offset: x[degrees] y[degrees]",
+        "ADM Offset: offset[mm]",
+        "AZ Calibration Table: reading[degrees] correction[degrees]",
+        "EL Calibration Table: reading[degrees] correction[degrees]",
+        "Tilt X Calibration Table: reading[reading] angle[degrees] low[reading] high[reading] third[reading]",
+        "Tilt Y Calibration Table: reading[reading] angle[degrees] low[reading] high[reading] third[reading]",
+        "Scale Factor: angle_1[degrees] angle_2[degrees] angle_3[degrees] angle_4[degrees] azimuth_gain "
+        "elevation_gain tilt_gain factor_8",
+        "Mounting Mode:",
+        "QVC: x[mm] y[mm] z[mm] angle_1[degrees] angle_2[degrees] angle_3[degrees]",
+        "Level_X: value_1 value_2 value_3 angle_1[degrees] angle_2[degrees] offset[degrees] gain",
+        "Level_Y: value_1 value_2 value_3 angle_1[degrees] angle_2[degrees] offset[degrees] gain",
+        "Half Angle: azimuth[degrees] elevation[degrees]",
+        "PSDX: a0 a1 a2",
+        "PSDY: b0 b1 b2",
+        "DynamicParameters: level_weight temperature_1_gain temperature_3_gain smoothing lag_1[samples] "
+        "lag_2[samples] lag_3[samples]",
+    };
+    ASSERT_EQ(kor::ParameterBlockKinds(), std::size(wanted));
+    for (std::uint32_t kind = 0; kind < kor::ParameterBlockKinds(); ++kind) {
+        const kor::ParameterBlockKind block = kor::ParameterBlockKindOf(kind);
+        std::string told = std::string(block.title) + ":";
+        for (std::uint32_t field = 0; field < block.fields; ++field) {
+            const kor::ParameterField each = kor::ParameterFieldOf(kind, field);
+            told += std::string(" ") + each.name + (*each.unit == '\0' ? "" : "[" + std::string(each.unit) + "]");
+        }
+        EXPECT_EQ(told, wanted[kind]);
+    }
 }
 
 TEST(ParameterFields, tellWhichModelUsesThem)
