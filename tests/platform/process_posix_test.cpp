@@ -336,6 +336,10 @@ TEST_F(Processes, takeTheirChildrenAlongAndStartNoMore)
                   prepare();
                   ChildResult result;
                   std::thread thread([&result] { result = runTask("sleep"); });
+                  siginfo_t info{};
+                  while (::waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) != 0) {
+                      std::this_thread::sleep_for(1ms);
+                  }
                   // The signal that comes before the child is listed would wait for it; this one finds it asleep.
                   std::this_thread::sleep_for(200ms);
                   handle(SIGTERM);
