@@ -17,7 +17,7 @@ import harness
 PRODUCT = ("include/", "mek/", "platform/", "models/", "params/", "engine/", "module/", "session/", "capi/", "recordings/",
            "simulation/", "accuracy/", "tools/")
 TOKEN = re.compile(r'(?P<comment>//[^\n]*)|/\*.*?\*/|R"(\w*)\(.*?\)\2"|"(?:\\.|[^"\\\n])*"|\'(?:\\.|[^\'\\\n])+\'|'
-                   r"(?P<line>\n)|(?P<brace>[{}])|(?P<end>;)|(?P<other>.)", re.S)
+                   r"(?P<line>\n)|(?P<brace>[{}])|(?P<end>;)|(?P<other>[\t A-QS-Za-z0-9_]+|.)", re.S)
 # What a comment may stand above without describing it.
 NOT_DESCRIBED = re.compile(r"\s*(#|\}|(public|protected|private)\s*:|namespace\b|using namespace\b|extern *\"|$)")
 
@@ -49,7 +49,8 @@ def comments(text):
             line += token.group(0).count("\n")
             if kind == "other":
                 piece += token.group(0)
-                piece = re.sub(r"\b(public|protected|private)\s*:$", "", piece)
+                if token.group(0) == ":":
+                    piece = re.sub(r"\b(public|protected|private)\s*:$", "", piece)
             before += token.group(0)
 
 
