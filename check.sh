@@ -43,7 +43,7 @@ builds() {
     quietly scripts/tidy.sh
     quietly scripts/cppcheck.sh
     step "g++: build"
-    built dev -DKORINTERFACE_JOIN=ON
+    built dev -DKORINTERFACE_JOIN=ON -DKORINTERFACE_TESTS_GROUPED=ON
     step "MinGW: build; tests of DLL, program and archive under Wine"
     built mingw -DKORINTERFACE_TESTS_SMOKE=ON -DKORINTERFACE_JOIN=ON
     quietly ctest --preset mingw -j "$jobs"

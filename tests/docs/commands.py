@@ -196,7 +196,23 @@ def run(commands, folder, environment, name, emulator=()):
         return found
 
 
-def stand_in_programs(folder, tree, kor):
+def grouped_tests(root, tree):
+    """The names that tests have where each has a process of its own, if those of this tree share some."""
+    cache = tree / "CMakeCache.txt"
+    if not cache.is_file() or "KORINTERFACE_TESTS_GROUPED:BOOL=ON" not in cache.read_text(encoding="utf-8"):
+        return
+    for script in sorted((root / "tests" / "tool").glob("*_test.py")):
+        for line in script.read_text(encoding="utf-8").splitlines():
+            if named := re.match(r"class (\w+)\(Case\)", line):
+                group = named[1]
+            elif named := re.match(r"    def (test_\w+)", line):
+                yield f"kor.{script.name.removesuffix('_test.py')}.{group}.{named[1]}"
+    for source in sorted((root / "tests").glob("*/**/*_test.cpp")):
+        for unit, name in re.findall(r"^TEST(?:_[FP])?\((\w+), (\w+)\)", source.read_text(encoding="utf-8"), re.M):
+            yield f"{unit}.{name}"
+
+
+def stand_in_programs(folder, root, tree, kor):
     """A folder for PATH: kor, and the two programs that would take minutes."""
     real = {name: shlex.quote(shutil.which(name)) for name in ("cmake", "ctest")}
     have_preset = f"""{real["cmake"]} --list-presets=$kind | grep -qF "\\"$preset\\"" ||
@@ -221,10 +237,12 @@ fi
 {real["ctest"]} "$@" -N >ctest.list 2>&1 || {{ cat ctest.list; exit 1; }}
 tail -n 1 ctest.list
 # In a tree that is built in part, the tests of a program without its executable are not known yet.
-grep -q '^Total Tests: [1-9]' ctest.list || {real["ctest"]} "${{@:1:2}}" -N | grep -q _NOT_BUILT
+grep -q '^Total Tests: [1-9]' ctest.list || {real["ctest"]} "${{@:1:2}}" -N | grep -q _NOT_BUILT ||
+    {{ [ "${{@: -2:1}}" = -R ] && grep -qE -- "${{@: -1}}" {shlex.quote(str(folder / "grouped"))}; }}
 """,
     }
     folder.mkdir()
+    (folder / "grouped").write_text("\n".join(grouped_tests(root, tree)), encoding="utf-8")
     for name, text in programs.items():
         (folder / name).write_text(text, encoding="utf-8")
         (folder / name).chmod(0o755)
@@ -266,7 +284,7 @@ def check(root, tree, kor, not_run=NOT_RUN, elsewhere=RUN_ELSEWHERE):
     names = documents.tracked(root)
     with tempfile.TemporaryDirectory() as work:
         work = pathlib.Path(work)
-        stand_in_programs(work / "bin", tree, kor)
+        stand_in_programs(work / "bin", root, tree, kor)
         copy, home, stamps = work / "copy", work / "home", {}
         for document in documents_of(root):
             commands = []

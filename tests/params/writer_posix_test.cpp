@@ -658,7 +658,7 @@ TEST_F(WriterFaults, aPathThatIsWatchedIsNeverWithoutAWholeFile)
         }
     }
     int wrong = 0;
-    for (int look = 0; look < kor_test::rounds(1500); ++look) {
+    for (int look = 0; look < kor_test::rounds(500); ++look) {
         const std::string now = bytesOf(file());
         wrong += now == m_text || now == m_copy ? 0 : 1;
     }
