@@ -60,7 +60,9 @@ bool Simulator::look(SimulatedSample& sample)
     }
     m_forward = forwardReadings(sensor, sample.pose, m_motion.held() ? 0.0 : m_turn);
     if (!finite(m_forward.readings, !formsRatio(sensor.mode))) {
-        return refuse("the sensor cannot look at the tracker in this pose");
+        return refuse(
+            "the sensor cannot look at the tracker in this pose; move the target point, or tilt the base, so that "
+            "the tracker is off its azimuth axis");
     }
     m_turn = m_forward.azimuthTurn;
     sample.raw.azimuthRaw = static_cast<float>(sensor.azimuthTable.reading(m_forward.readings.azimuth));

@@ -51,7 +51,7 @@ TEST_F(Overwrite, ofAnInputIsRefusedWhateverItsName)
 {
     for (const char* const name : {"in.csv", "hard.csv", "./in.csv"}) {
         EXPECT_EQ(refused(path(name), {path("in.csv"), "the recording itself"}),
-                  "-o: " + path(name) + " is the recording itself");
+                  "-o: " + path(name) + " is the recording itself; choose another name");
     }
     EXPECT_EQ(refused(path("out.csv"), {path("in.csv"), "the recording itself"}), "");
     EXPECT_EQ(refused(path("none.csv"), {path("none.csv"), "the recording itself"}), "") << "there is none";
@@ -66,7 +66,8 @@ TEST_F(Overwrite, ofAnotherOutputIsRefusedAlsoBeforeThereIsOne)
     EXPECT_NE(refused(path("./new.csv"), output("new.csv")), "");
     EXPECT_NE(refused(path("hard.csv"), output("in.csv")), "");
     EXPECT_EQ(refused(path("new.csv"), output("newer.csv")), "");
-    EXPECT_EQ(refused("-", {"-", "the recording itself", kStandardOutput}), "standard output is the recording itself");
+    EXPECT_EQ(refused("-", {"-", "the recording itself", kStandardOutput}),
+              "standard output is the recording itself; choose another name");
 }
 
 } // namespace

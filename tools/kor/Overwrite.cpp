@@ -35,7 +35,7 @@ void refuseToOverwrite(const std::string& option, const std::string& output, con
     for (const UsedFile& file : used) {
         if (isSameFile(output, file)) {
             throw Misuse((output == "-" ? "standard output" : option + ": " + platform::shown(output)) + " is " +
-                         file.what);
+                         file.what + "; choose another name");
         }
     }
 }

@@ -135,7 +135,10 @@ Pose poseOf(const AccuracyRequest& request, int mode)
 
 Failure unseenTracker(int mode)
 {
-    return {kExitUsage, fmt::format("in mount mode {} the sensor cannot look at the tracker in this pose", mode)};
+    return {kExitUsage,
+            fmt::format("in mount mode {} the sensor cannot look at the tracker in this pose; move the target point, "
+                        "or tilt the base, so that the tracker is off its azimuth axis",
+                        mode)};
 }
 
 // Off in degrees: the figures are those of what the model finds.

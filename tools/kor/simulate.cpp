@@ -64,7 +64,7 @@ double number(const std::string& option, std::string_view text, double least, do
     return value;
 }
 
-// CHANNEL=VALUE, several times; each channel once.
+// COLUMN=VALUE, several times; each column once.
 void channelValues(const char* option, const std::vector<std::string>& given, double least,
                    std::array<double, kChannels.size()>& into)
 {
@@ -78,8 +78,8 @@ void channelValues(const char* option, const std::vector<std::string>& given, do
             for (const recordings::Column& column : kChannels) {
                 names += (names.empty() ? "" : ", ") + std::string(column.name);
             }
-            throw Misuse(fmt::format("{}: found {}, expected CHANNEL=VALUE with a channel of {}", option,
-                                     inQuotes(text), names));
+            throw Misuse(
+                fmt::format("{}: found {}, expected COLUMN=VALUE with a column of {}", option, inQuotes(text), names));
         }
         if (set[*channel]) {
             throw Misuse(fmt::format("{}: {} is given twice", option, kChannels[*channel].name));
