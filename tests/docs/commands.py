@@ -59,6 +59,9 @@ NOT_RUN = [
     ("docs/accuracy.md", r"exact\.py --driver .*",
      "two hundred poses take long; the test reference.arithmetic_keeps_its_digits runs it with three"),
     ("docs/releasing.md", r"\(cd build/[a-z-]+ && cpack -G [A-Z]+\)", "the tests packages.* make and use these packages"),
+    ("docs/first-host.md", r"sudo apt-get install .*",
+     "installs on this machine; the tests packages.* use the packages unpacked"),
+    ("docs/tasks.md", r"kor replay .*--view", "serves until an interrupt; the tests kor.view.* run such commands"),
     ("docs/python.md", r"pip install .*", "builds the package; scripts/python.sh does so and runs the examples of the page"),
     ("CONTRIBUTING.md", r"scripts/python\.sh", "builds a wheel, for minutes"),
     ("docs/windows.md", r"tests/windows/run\.sh .*", "needs Wine; the tests of the preset mingw run it"),
@@ -66,6 +69,8 @@ NOT_RUN = [
 ]
 # Sections whose commands another test runs: document, heading, test.
 RUN_ELSEWHERE = [
+    ("docs/first-host.md", "With the Debian packages", "packages.debian_packages_serve_a_consumer_and_run_kor"),
+    ("docs/first-host.md", "On Windows, with MinGW", "windows.archive_serves_hosts_as_documented_and_runs_kor"),
     ("docs/windows.md", "A host program", "windows.archive_serves_hosts_as_documented_and_runs_kor"),
 ]
 # Words of a synopsis such as `kor replay --prm DIRECTORY --id N RECORDING [-o RESULTS]`, and what stands in for them.
