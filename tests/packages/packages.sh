@@ -51,7 +51,7 @@ contains() { # FOLDER PATTERN...: each matches a file that is not empty
 
 # What every user finds: the documents, a host, a recording with its parameter file and its truth.
 documents=(docs/formats.md docs/accuracy.md docs/parameter-check.md docs/img/frames.svg docs/c.md docs/kept-behaviour.md docs/windows.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/CMakeLists.txt
-           examples/uncertainty.json data/polarizer/Tg1005.prm data/polarizer/polarizer.csv data/polarizer/polarizer.korraw
+           examples/first.cpp examples/live.cpp examples/uncertainty.json data/polarizer/Tg1005.prm data/polarizer/polarizer.csv data/polarizer/polarizer.korraw
            data/polarizer/polarizer_truth.csv)
 
 reads_well() { # FOLDER [DOCUMENT...]: the links of its documents lead somewhere in it, and nothing needs Python
@@ -115,13 +115,22 @@ deb)
     for place in "${named[@]}"; do
         [ -e "$work/root$place" ] || fail "the manual page names $place, which no package holds"
     done
-    contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md docs/parameter-check.md "${documents[@]:12}"
-    contains "$work/root/usr/share/doc/libkorinterface-dev" docs/c.md docs/kept-behaviour.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/CMakeLists.txt
+    contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md docs/parameter-check.md "${documents[@]:14}"
+    contains "$work/root/usr/share/doc/libkorinterface-dev" docs/c.md docs/kept-behaviour.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/CMakeLists.txt \
+        examples/first.cpp examples/live.cpp
     reads_well "$work/root/usr/share/doc/kor-tools"
     reads_well "$work/root/usr/share/doc/libkorinterface-dev"
     consumer_built "$work/root/usr"
     "$work/consumer/consumer"
     replays env LD_LIBRARY_PATH="$(dirname "$library")" "$work/root/usr/bin/kor"
+    # The first program of the documents; the packages are unpacked, not installed.
+    sed "s|/usr/|$work/root/usr/|g" "$root/docs/first-host.md" >"$work/first-host.md"
+    mkdir "$work/first"
+    (
+        PKG_CONFIG_PATH=$(dirname "$(find "$work/root" -name KORInterface.pc)") LD_LIBRARY_PATH=$(dirname "$library")
+        export PKG_CONFIG_PATH LD_LIBRARY_PATH
+        commands_run "$work/first" "$work/first-host.md" "With the Debian packages"
+    )
     ! has_python || {
         [[ "$(depends python3-korinterface)" = *"libkorinterface$abi (>= "*"python3-numpy (>= "*"libzstd1 (>= "* ]] ||
             fail "the Python package's dependencies: $(depends python3-korinterface)"
@@ -186,6 +195,7 @@ zip)
 
     commands_run "$tree" "$tree/README.md" "On Windows" "${wine[@]}"
     commands_run "$tree" "$tree/docs/windows.md" "A host program" "${wine[@]}"
+    commands_run "$tree" "$root/docs/first-host.md" "On Windows, with MinGW" "${wine[@]}"
     # One host has the run-time libraries in it, the other takes those of the compiler.
     needed() { x86_64-w64-mingw32-objdump -p "$tree/bin/$1" | grep -oE 'DLL Name: (KORInterface|lib[^ ]*|zlib[^ ]*)\.dll' | sort; }
     [ "$(needed kor.exe)" = "DLL Name: KORInterface.dll" ] || fail "kor.exe needs $(needed kor.exe)"
