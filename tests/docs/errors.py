@@ -119,7 +119,9 @@ class Facts:
         self.status = (headers / "Status.h").read_text(encoding="utf-8")
         self.c = (headers / "kor.h").read_text(encoding="utf-8")
         self.library = ctypes.CDLL(str(library))
-        self.root = root
+        texts = [re.sub(r"\{[^{}]*\}", "\n", literal) for _, text in sources(root) for literal in literals(text)]
+        texts.append((root / "params/file/messages.txt").read_text(encoding="utf-8"))
+        self.pool = plain("\n".join(texts))
 
         def run(*arguments):
             return subprocess.run([kor, *arguments], check=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
@@ -184,14 +186,12 @@ def check(page, facts, told):
     for place, fragment in told:
         if fragment not in words and fragment not in NO_MESSAGES:
             wrong.append(f"{place}: \"{fragment}\" stands nowhere in {PAGE}")
-    pool = "\n".join(re.sub(r"\{[^{}]*\}", "\n", literal) for _, text in sources(facts.root) for literal in literals(text))
-    pool = plain(pool + (facts.root / "params/file/messages.txt").read_text(encoding="utf-8"))
     begun = False
     for name, its in table.items():
         begun = begun or name == "Messages of kor"
         for message in [code for row in its for code in codes(row[0])] if begun else []:
             for part in re.split(BETWEEN, message):
-                if not known(plain(part).split(), pool):
+                if not known(plain(part).split(), facts.pool):
                     wrong.append(f"{PAGE}: `{message}`: no text of the sources has \"{part.strip()}\"")
     return wrong
 
