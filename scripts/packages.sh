@@ -53,6 +53,5 @@ fuzz_packages=(clang libclang-rt-14-dev llvm)
 windows_packages=(g++-mingw-w64-x86-64-posix clang lld llvm wine wine64 googletest libboost-dev libcli11-dev libdragonbox-dev libfmt-dev
                   nlohmann-json3-dev libeigen3-dev libz-mingw-w64-dev unzip
                   python3 libjs-dygraphs libjs-three)
-# For the manual; numpy and matplotlib because the Python package is described from its sources.
-docs_packages=(python3-sphinx python3-myst-parser furo python3-breathe python3-sphinx-copybutton doxygen man-db python3-numpy
-               python3-matplotlib python3-pandas python3-scipy)
+# For the manual; docs/site/requirements.txt is the rest of it.
+docs_packages=(python3-venv doxygen man-db)

@@ -42,6 +42,7 @@ NOT_RUN = [
     ("CONTRIBUTING.md", r"tests/equality/campaign\.sh .*", "half an hour; the tests equality.* run fewer samples"),
     ("CONTRIBUTING.md", r"\./bench\.sh.*", "a measurement of speed; tests that run beside it would disturb it"),
     ("docs/performance.md", r"\./bench\.sh.*", "the same"),
+    ("CONTRIBUTING.md", r"\./docs\.sh --browser", "makes an environment for Sphinx, and a minute of work"),
     ("CONTRIBUTING.md", r"\./fuzz\.sh .*", "a minute of fuzzing"),
     ("CONTRIBUTING.md", r"scripts/threads\.sh", "minutes under ThreadSanitizer"),
     ("CONTRIBUTING.md", r"(\./)?soak\.sh", "ten minutes; the test endurance.a_short_soak runs fewer samples"),
