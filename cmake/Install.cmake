@@ -40,7 +40,8 @@ install(FILES docs/c.md docs/kept-behaviour.md docs/windows.md DESTINATION ${CMA
 install(FILES examples/CMakeLists.txt examples/KorExample.cs examples/first.cpp examples/host.c examples/host.cpp examples/live.cpp examples/many.c
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
 if(KORINTERFACE_BUILD_TOOLS)
-  install(FILES docs/formats.md docs/accuracy.md docs/parameter-check.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+  install(FILES docs/formats.md docs/accuracy.md docs/parameter-check.md docs/mount-modes.md docs/frames.md
+                docs/parameter-file.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
   install(FILES examples/uncertainty.json DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
   install(DIRECTORY docs/img DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
   install(DIRECTORY data/polarizer DESTINATION ${CMAKE_INSTALL_DOCDIR}/data)

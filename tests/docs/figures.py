@@ -19,7 +19,6 @@ import documents
 
 # Pictures that something else makes: name, what makes and compares it.
 ELSEWHERE = {
-    **dict.fromkeys(("angles.svg", "axes.svg", "frames.svg", "levels.svg"), "docs/make_accuracy.py"),
     "report.png": "a screenshot of the page of kor report",
 }
 

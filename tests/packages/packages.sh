@@ -50,7 +50,7 @@ contains() { # FOLDER PATTERN...: each matches a file that is not empty
 }
 
 # What every user finds: the documents, a host, a recording with its parameter file and its truth.
-documents=(docs/formats.md docs/accuracy.md docs/parameter-check.md docs/img/frames.svg docs/c.md docs/kept-behaviour.md docs/windows.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/CMakeLists.txt
+documents=(docs/formats.md docs/accuracy.md docs/parameter-check.md docs/mount-modes.md docs/frames.md docs/parameter-file.md docs/img/frames.svg docs/c.md docs/kept-behaviour.md docs/windows.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/CMakeLists.txt
            examples/first.cpp examples/live.cpp examples/uncertainty.json data/polarizer/Tg1005.prm data/polarizer/polarizer.csv data/polarizer/polarizer.korraw
            data/polarizer/polarizer_truth.csv)
 
