@@ -20,17 +20,21 @@ def frames():
     tracker(v, O, 0.8)
     v.frame(O, (X, Y, Z), 2.1, ("x", "y", "z, up"), shifts=((4, 14), (-4, -9), (7, 2)))
     v.dashed(O, foot, target)
-    looking(target, base, X).draw(v, 1.25)
+    sensor = looking(target, base, X)
+    sensor.draw(v, 1.25)
     v.line(O, target, colour=INK, width=1.0)
     v.vector(O, times(unit(target), 1.9), INK, 3.0, 12)
     v.label(times(unit(target), 1.9), "u = P / |P|", -34, -16)
     v.label(times(unit(add(X, flat)), 1.6), "bearing", 8, 12, ANGLE)
-    v.label(times(unit(add(flat, unit(target))), 3.3), "elevation of u", 8, 14, ANGLE)
+    v.label(times(unit(add(flat, unit(target))), 3.3), "elevation of u", -7, 22, ANGLE, 13, "end")
     v.frame(target, base, 1.85, ("base x", "base y", "base z:"), width=2.8, shifts=((-2, 19), (-10, -10), (8, 4)))
     x, y = v.at(add(target, base[2], 1.85))
     p.text(x + 8, y + 20, "azimuth axis", BLUE)
-    v.note(target, "target point P", 628, 360)
-    p.text(628, 378, "sensorVector, mm", SOFT, 12)
+    v.note(add(add(target, sensor.head[2], 0.31), sensor.head[1], 0.2), "head", 452, 148, INK, 12.5, "end")
+    v.note(add(add(target, base[2], -0.45), sensor.axis, -0.42), "stage", 640, 276, INK, 12.5)
+    v.note(add(add(target, base[2], -1.12), sensor.stage[0], 0.6), "base", 640, 302, INK, 12.5)
+    v.note(target, "target point P", 628, 372)
+    p.text(628, 390, "sensorVector, mm", SOFT, 12)
     p.text(20, 28, "Tracker frame", INK, 14, weight="bold")
     p.text(20, 47, "origin at the tracker, z up; positions in mm", SOFT, 12.5)
     p.text(740, 28, "Matrix R: base to tracker frame", INK, 14, "end", weight="bold")
@@ -147,6 +151,7 @@ def angles():
         for e, name, tint, shift in zip(m, ("x", "y", "z"), (RED, GREEN, BLUE), ((-4, 17), (4, 14), (6, 0))):
             about = e == axis or dot(e, axis) > 0.999
             v.vector(O, times(e, 1.4 if about else 1.25), tint, 3.6 if about else 1.8, 12 if about else 9)
+            shift = (-16, 2) if name == "z" and axis == Y else shift
             v.label(times(e, 1.4 if about else 1.25), name, *shift, colour=tint)
         first, second = {X: (Y, Z), Y: (Z, X), Z: (X, Y)}[axis]
         v.arc(O, first, second, 1.08, 28, width=2.4)
@@ -159,7 +164,7 @@ def angles():
 
 def matrix():
     p = Picture(760, 470, "How the orientation matrix is read")
-    v = p.view(172, 270, 92, side=55, lift=25, distance=9)
+    v = p.view(158, 270, 84, side=55, lift=25, distance=9)
     base = product(product(turn(Z, 35), turn(Y, 15)), turn(X, -10))
     v.frame(O, (X, Y, Z), 1.55, ("x", "y", "z, up"), width=1.3, shifts=((-10, 15), (3, 15), (6, 0)))
     v.box(O, base, (0.42, 0.30, 0.14), BASE)

@@ -105,7 +105,7 @@ def pendulum():
     v.vector(O, times(base[2], 1.4), BLUE, 2.2)
     v.label(times(base[2], 1.4), "base z", -8, -2, BLUE, 13, "end")
     v.angle(O, u, s.axis, 0.72, width=1.8, arrow=False)
-    v.note(times(unit(add(times(u, 3.0), s.axis)), 0.72), "90\u00b0 + factor 1", 400, 292, ANGLE)
+    v.note(times(unit(add(times(u, 3.0), s.axis)), 0.72), "90\u00b0 + Scale Factor 1", 400, 292, ANGLE)
     beam(v, u, start, shift=(8, 4))
     p.text(20, 28, "Pendulum: modes 3 and 4", INK, 15, weight="bold")
     p.text(20, 398, "The stage is rolled about the beam until its pendulum stands as steep as level Y says.", INK, 12.5)
