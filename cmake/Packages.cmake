@@ -88,7 +88,7 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "${kor_library_package} (>= ${PROJECT_VE
 python3 (>= ${Python_VERSION_MAJOR}.${Python_VERSION_MINOR}), python3 (<< 3.${kor_next_python}), \
 python3-numpy (>= 1:1.24), python3-numpy (<< 1:2)")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_RECOMMENDS "kor-tools")
-set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-matplotlib, python3-pandas, python3-scipy")
+set(CPACK_DEBIAN_PYTHON_PACKAGE_SUGGESTS "python3-distributed, python3-fsspec, python3-matplotlib, python3-pandas, python3-scipy")
 set(CPACK_COMPONENT_PYTHON_DESCRIPTION "orientation from the readings of a KOR sensor - Python package
 ${about}This package holds korinterface, which brings the library to Python: engines,
 parameter files, recordings and results as NumPy arrays, and the replays,

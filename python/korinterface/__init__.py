@@ -14,7 +14,7 @@ The package works in the main interpreter of a process; importing it in a subint
 from __future__ import annotations
 
 from . import _core
-from ._engine import MODELS, Kor, Model, SampleReport, fresh_process_values, home_vector, replay
+from ._engine import MODELS, Kor, Model, SampleReport, fresh_process_values, home_vector, replay, replay_parts
 from ._errors import KorError, KorWarning
 from ._frames import from_pandas, to_pandas
 from ._measure import CHANNELS, Simulation, accuracy, budget, compare, simulate, uncertainty
@@ -29,6 +29,6 @@ __all__ = [
     "CHANNELS", "CheckFinding", "INFO_DTYPE", "Kor", "KorError", "KorWarning", "MODELS", "Model", "OUTCOMES", "Prm",
     "RAW_DTYPE", "ReadFinding", "ReadReport", "Results", "SampleReport", "Simulation", "Truth", "accuracy", "budget",
     "check", "compare", "fresh_process_values", "from_pandas", "from_rotation", "home_vector", "read_recording",
-    "read_results", "read_truth", "replay", "simulate", "to_pandas", "to_rotation", "uncertainty", "write_recording",
-    "write_results", "write_truth",
+    "read_results", "read_truth", "replay", "replay_parts", "simulate", "to_pandas", "to_rotation", "uncertainty",
+    "write_recording", "write_results", "write_truth",
 ]

@@ -1,18 +1,19 @@
 """The engine, replays, models, and the home-vector solve."""
 from __future__ import annotations
 
+import json
 import os
 from dataclasses import dataclass
-from typing import Optional, Sequence, Union
+from typing import Any, Callable, Optional, Sequence, Union
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _core
-from ._errors import KorError
-from ._paths import AnyPath
+from ._errors import KorError, warn_all
+from ._paths import AnyPath, native
 from ._prm import Prm, _mode
-from ._records import RAW_DTYPE, Results, read_recording
+from ._records import RAW_DTYPE, Results, _window, read_recording
 
 _THREE_VECTORS = 7  # the first mount mode of those models
 
@@ -288,6 +289,66 @@ def replay(recording: Union[AnyPath, npt.NDArray[np.void]], prm: Prm, *, mode: O
         samples = recording
     arrays, _ = _core.replay(prm._native, samples, _mode(mode), mcs, store, psd, repair)
     return Results(*arrays)
+
+
+def replay_parts(recording: AnyPath, prm: Prm, take: Callable[[Results], object], *, rows: int = 65536,
+                 mode: Optional[int] = None, mcs: bool = True, store: bool = False, psd: Optional[Detector] = None,
+                 format: Optional[str] = None, from_ms: Optional[int] = None, to_ms: Optional[int] = None,
+                 skip_bad: bool = False, repair: bool = False) -> dict[str, Any]:
+    """The same as `replay` for a file of any length, in memory for so many rows: reads, feeds and hands over the results
+    a part at a time.
+
+    Parameters
+    ----------
+    recording
+        A file (`read_recording`).
+    take
+        Is called with the results of each part, in their order. If it raises, the replay ends with that exception. In
+        mount modes 9 and 10 the process's values belong to the replay meanwhile: `take` must not use them.
+    rows
+        Samples of a part; the last one may have fewer.
+    prm, mode, mcs, store, psd, format, from_ms, to_ms, skip_bad, repair
+        As for `replay`.
+
+    Returns
+    -------
+    dict
+        The summary, as ``kor replay --summary json`` prints it (docs/formats.md). ``results`` is None.
+
+    Raises
+    ------
+    KorError
+        The recording cannot be read to its end, or the parameter set cannot be used. What was handed over before that
+        are the results up to there.
+    ValueError
+        An option that has no effect.
+
+    Examples
+    --------
+    >>> prm = korinterface.Prm.read("data/polarizer", 1005)
+    >>> hottest = []
+    >>> summary = korinterface.replay_parts("data/polarizer/polarizer.csv", prm,
+    ...                                     lambda part: hottest.append(part.info["temperature"].max()), rows=1000)
+    >>> len(hottest), summary["samples"], summary["outcomes"]["ok"]["count"]
+    (3, 2400, 2265)
+    """
+    told, warnings = _replay_parts(recording, prm, take, rows=rows, mode=mode, mcs=mcs, store=store, psd=psd,
+                                   format=format, from_ms=from_ms, to_ms=to_ms, skip_bad=skip_bad, repair=repair)
+    warn_all(warnings)
+    return told
+
+
+def _replay_parts(recording: AnyPath, prm: Prm, take: Callable[[Results], object], *, rows: int, mode: Optional[int],
+                  mcs: bool, store: bool, psd: Optional[Detector], format: Optional[str], from_ms: Optional[int],
+                  to_ms: Optional[int], skip_bad: bool, repair: bool) -> tuple[dict[str, Any], list[str]]:
+    # With the warnings as values: those of several threads at a time could not be told apart.
+    _refuse_what_has_no_effect(prm.mode if mode is None else mode, mcs, store, psd)
+    if not 1 <= rows <= 2**24:
+        raise ValueError(f"rows: found {rows}, expected a whole number from 1 to 16777216")
+    summary, warnings = _core.replay_parts(prm._native, native(recording), format, *_window(from_ms, to_ms), skip_bad,
+                                           _mode(mode), mcs, store, psd, repair, rows,
+                                           lambda arrays: take(Results(*arrays)))
+    return json.loads(summary), warnings
 
 
 def fresh_process_values() -> None:

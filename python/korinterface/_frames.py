@@ -1,7 +1,7 @@
 """Tables of pandas, with the columns of the CSV files."""
 from __future__ import annotations
 
-from typing import TYPE_CHECKING, Any, Union, cast
+from typing import TYPE_CHECKING, Any, Mapping, Union, cast
 
 import numpy as np
 import numpy.typing as npt
@@ -45,6 +45,34 @@ def _columns_of(array: npt.NDArray[np.void], fields: dict[str, Any]) -> dict[str
     return columns
 
 
+def result_columns(results: Results) -> dict[str, npt.NDArray[Any]]:
+    """A copy of each column of the CSV file, in its order; of the outcomes their numbers."""
+    columns = {"timeStampMs": results.time_stamps.copy(), **_columns_of(results.info, _INFO)}
+    flat = results.matrices.reshape(len(results), 9)
+    columns.update((name, flat[:, i].copy()) for i, name in enumerate(_MATRIX))
+    columns["matrixCode"] = results.codes.copy()
+    columns["outcome"] = results.outcomes.copy()
+    columns["levelX_out"] = results.level_x_out.copy()
+    columns["levelY_out"] = results.level_y_out.copy()
+    return columns
+
+
+def results_of(columns: Mapping[str, npt.NDArray[Any]]) -> Results:
+    """The results of such columns.
+
+    Raises
+    ------
+    ValueError
+        A value does not fit its column.
+    """
+    count = len(columns["timeStampMs"])
+    matrices = np.stack([_column(columns, name, np.dtype(np.float64)) for name in _MATRIX], axis=1)
+    return Results(_filled(columns, count, _INFO, INFO_DTYPE), np.ascontiguousarray(matrices.reshape(count, 3, 3)),
+                   _column(columns, "matrixCode", np.dtype(np.int32)), columns["outcome"].astype(np.uint8),
+                   columns["levelX_out"].astype(np.bool_), columns["levelY_out"].astype(np.bool_),
+                   _column(columns, "timeStampMs", np.dtype(np.uint32)))
+
+
 def to_pandas(data: Union[npt.NDArray[np.void], Results]) -> "pd.DataFrame":
     """Samples or results as a table with the columns of the CSV files (docs/formats.md), types kept.
 
@@ -71,34 +99,31 @@ def to_pandas(data: Union[npt.NDArray[np.void], Results]) -> "pd.DataFrame":
     True
     """
     pandas = _pandas()
+    columns: dict[str, Any]
     if isinstance(data, Results):
-        columns: dict[str, Any] = {"timeStampMs": data.time_stamps.copy(), **_columns_of(data.info, _INFO)}
-        flat = data.matrices.reshape(len(data), 9)
-        columns.update((name, flat[:, i].copy()) for i, name in enumerate(_MATRIX))
-        columns["matrixCode"] = data.codes.copy()
+        columns = dict(result_columns(data))
         columns["outcome"] = pandas.Categorical.from_codes(data.outcomes, categories=list(OUTCOMES))
-        columns["levelX_out"] = data.level_x_out.copy()
-        columns["levelY_out"] = data.level_y_out.copy()
     else:
         if getattr(data, "dtype", None) != RAW_DTYPE:
             raise TypeError("data: found neither results nor an array of dtype korinterface.RAW_DTYPE")
-        columns = {name: column for name, column in _columns_of(data, _RAW).items()}
+        columns = dict(_columns_of(data, _RAW))
     return cast("pd.DataFrame", pandas.DataFrame(columns))
 
 
-def _filled(table: "pd.DataFrame", fields: dict[str, Any], dtype: np.dtype[np.void]) -> npt.NDArray[np.void]:
-    array = np.zeros(len(table), dtype)
+def _filled(columns: Mapping[str, npt.NDArray[Any]], count: int, fields: dict[str, Any],
+            dtype: np.dtype[np.void]) -> npt.NDArray[np.void]:
+    array = np.zeros(count, dtype)
     for field, names in fields.items():
         if isinstance(names, str):
-            array[field] = _column(table, names, dtype[field])
+            array[field] = _column(columns, names, dtype[field])
         else:
             for i, name in enumerate(names):
-                array[field][:, i] = _column(table, name, dtype[field].base)
+                array[field][:, i] = _column(columns, name, dtype[field].base)
     return array
 
 
-def _column(table: "pd.DataFrame", name: str, dtype: np.dtype[Any]) -> npt.NDArray[Any]:
-    values = table[name].to_numpy()
+def _column(columns: Mapping[str, npt.NDArray[Any]], name: str, dtype: np.dtype[Any]) -> npt.NDArray[Any]:
+    values = columns[name]
     if dtype.kind in "iu" and len(values):
         if values.dtype.kind not in "iub":
             whole = np.asarray(values, dtype=np.float64)
@@ -135,14 +160,11 @@ def from_pandas(table: "pd.DataFrame") -> Union[npt.NDArray[np.void], Results]:
     if missing := sorted(wanted - columns):
         raise KeyError(f"found no column {', '.join(missing)}; expected the columns of "
                        f"{'results' if wanted is results else 'a recording'} (docs/formats.md)")
+    arrays = {name: table[name].to_numpy() for name in wanted - {"outcome"}}
     if wanted is raw:
-        return _filled(table, _RAW, RAW_DTYPE)
-    matrices = np.stack([_column(table, name, np.dtype(np.float64)) for name in _MATRIX], axis=1)
+        return _filled(arrays, len(table), _RAW, RAW_DTYPE)
     outcomes = pandas.Index(OUTCOMES).get_indexer(table["outcome"].astype(object))
     if len(outcomes) and outcomes.min() < 0:
         raise ValueError(f"column outcome: found {table['outcome'].to_numpy()[outcomes < 0][0]!r}, "
                          f"expected one of {', '.join(OUTCOMES)}")
-    return Results(_filled(table, _INFO, INFO_DTYPE), np.ascontiguousarray(matrices.reshape(len(table), 3, 3)),
-                   _column(table, "matrixCode", np.dtype(np.int32)), outcomes.astype(np.uint8),
-                   table["levelX_out"].to_numpy().astype(np.bool_), table["levelY_out"].to_numpy().astype(np.bool_),
-                   _column(table, "timeStampMs", np.dtype(np.uint32)))
+    return results_of({**arrays, "outcome": outcomes})

@@ -1,14 +1,17 @@
 // An engine, and recordings through one.
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include <pybind11/stl.h>
 
 #include "KORInterface/CKor.h"
+#include "KORInterface/OrientationModel.h"
 #include "KORInterface/ParameterStore.h"
 #include "KORInterface/Session.h"
 #include "KORInterface/Status.h"
@@ -19,7 +22,9 @@
 #include "python/src/Lane.h"
 #include "python/src/Module.h"
 #include "python/src/Parameters.h"
+#include "tools/kor/Exit.h"
 #include "tools/kor/SampleFeed.h"
+#include "tools/kor/Summary.h"
 
 namespace kor::python {
 
@@ -197,7 +202,37 @@ auto matrixSetter(const std::function<int(CKor&, double*)>& set)
     };
 }
 
-// A whole recording through an engine of its own, as in a process of its own.
+// An engine for one recording, as in a process of its own. To be made, used and dropped by one thread without the
+// interpreter's lock.
+class OwnProcess {
+public:
+    OwnProcess(const Parameters& parameters, const Configuration& configuration, bool repair)
+        : m_newEngine([set = &parameters.set(), options = configuration.options()] {
+              auto engine = std::make_unique<CKor>();
+              require(Configure(*engine, *set, options));
+              return engine;
+          }),
+          m_engine(m_newEngine()), m_values(twoLevelLane(), std::defer_lock),
+          m_feed(m_engine, repair ? m_newEngine : tool::SampleFeed::NewEngine())
+    {
+        if (hasTwoLevels(*m_engine)) {
+            m_values.lock();
+            FreshProcessValues();
+        }
+    }
+
+    // Returned: true if the samples behind it begin anew
+    bool feed(const KOR_RAWINFO& raw, SampleResult& result) { return m_feed.feed(raw, result); }
+
+    OrientationModel model() { return LastSample(*m_engine).model; }
+
+private:
+    tool::SampleFeed::NewEngine m_newEngine;
+    std::unique_ptr<CKor> m_engine;
+    Hold m_values;
+    tool::SampleFeed m_feed;
+};
+
 py::tuple replay(const Parameters& parameters, const py::object& samples, std::optional<std::int32_t> mode, bool mcs,
                  bool store, std::optional<Detector> psd, bool repair)
 {
@@ -207,27 +242,114 @@ py::tuple replay(const Parameters& parameters, const py::object& samples, std::o
     bool done = false;
     {
         const py::gil_scoped_release unlocked;
-        const ConfigureOptions options = Configuration{mode, mcs, store, psd}.options();
-        const auto newEngine = [&] {
-            auto engine = std::make_unique<CKor>();
-            require(Configure(*engine, parameters.set(), options));
-            return engine;
-        };
-        std::unique_ptr<CKor> engine = newEngine();
-        Hold values(twoLevelLane(), std::defer_lock);
-        if (hasTwoLevels(*engine)) {
-            values.lock();
-            FreshProcessValues();
-        }
-        tool::SampleFeed feed(engine, repair ? newEngine : tool::SampleFeed::NewEngine());
+        OwnProcess process(parameters, {mode, mcs, store, psd}, repair);
         done = feedAll(elements, results, [&](const KOR_RAWINFO& raw, SampleResult& result) {
-            repaired += feed.feed(raw, result) ? 1 : 0;
+            repaired += process.feed(raw, result) ? 1 : 0;
         });
     }
     if (!done) {
         throwRaised();
     }
     return py::make_tuple(results.tuple(), repaired);
+}
+
+// The samples of a recording on their way to Python, a part at a time.
+class Parts {
+public:
+    Parts(OwnProcess& process, std::size_t rows, const py::function& take, tool::Tally& tally)
+        : m_process(process), m_rows(rows), m_take(take), m_tally(tally)
+    {
+        m_raws.reserve(rows);
+        m_places.reserve(rows);
+    }
+
+    void add(const KOR_RAWINFO& raw, std::uint64_t place)
+    {
+        m_raws.push_back(raw);
+        m_places.push_back(place);
+        if (m_raws.size() == m_rows) {
+            handOver();
+        }
+    }
+
+    // What has been added since the last time goes through the engine and to Python.
+    void handOver()
+    {
+        if (m_raws.empty()) {
+            return;
+        }
+        const py::gil_scoped_acquire locked;
+        ResultArrays results(m_raws.size());
+        {
+            const py::gil_scoped_release unlocked;
+            feed(results);
+        }
+        m_take(results.tuple());
+        m_raws.clear();
+        m_places.clear();
+    }
+
+private:
+    void feed(ResultArrays& results)
+    {
+        SampleResult result;
+        for (std::size_t i = 0; i < m_raws.size(); ++i) {
+            const bool repaired = m_process.feed(m_raws[i], result);
+            m_tally.count(m_raws[i], result.report, m_places[i]);
+            if (repaired) {
+                m_tally.countRepair(m_places[i]);
+            }
+            results.set(i, tool::resultOf(m_raws[i], result));
+        }
+    }
+
+    OwnProcess& m_process;
+    std::size_t m_rows;
+    const py::function& m_take;
+    tool::Tally& m_tally;
+    std::vector<KOR_RAWINFO> m_raws;
+    std::vector<std::uint64_t> m_places;
+};
+
+// A recording from its file through an engine to `take`, which gets the results of so many samples at a time.
+// Returned: the summary, as kor replay tells it, and the warnings
+py::tuple replayParts(const Parameters& parameters, const std::string& path, const std::optional<std::string>& format,
+                      std::optional<std::uint32_t> from, std::optional<std::uint32_t> to, bool skipBad,
+                      std::optional<std::int32_t> mode, bool mcs, bool store, std::optional<Detector> psd, bool repair,
+                      std::size_t rows, const py::function& take)
+{
+    const Warnings warnings;
+    const Part part = partOf(format, from, to, skipBad);
+    tool::Summary summary;
+    bool done = false;
+    {
+        const py::gil_scoped_release unlocked;
+        const auto start = std::chrono::steady_clock::now();
+        OwnProcess process(parameters, {mode, mcs, store, psd}, repair);
+        Parts parts(process, rows, take, summary.tally);
+        Surroundings around;
+        done = eachSample(path, part, around,
+                          [&parts](const KOR_RAWINFO& raw, std::uint64_t place) { parts.add(raw, place); });
+        if (done) {
+            parts.handOver();
+        }
+        summary.recording = around.title;
+        summary.place = around.placeName;
+        summary.tally.outside = around.outside;
+        summary.tally.bad = around.bad;
+        summary.complete = done;
+        summary.mountMode = mode.value_or(parameters.mode());
+        summary.model = ModelText(ModelOf(summary.mountMode));
+        summary.oneNanSpoilsTheRest = process.model() == OrientationModel::twoLevels;
+        summary.tally.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    }
+    if (!done) {
+        throwRaised();
+    }
+    const std::string why = tool::whyNothingUsable(summary);
+    const std::vector<tool::Message> messages(why.empty() ? 0 : 1, tool::Message{false, why});
+    return py::make_tuple(tool::jsonOf(summary, why.empty() ? tool::kExitOk : tool::kExitDataError, messages),
+                          warnings.list());
 }
 
 thread_local bool heldForFork = false;
@@ -324,6 +446,7 @@ void declareEngine(py::module_& module)
             return self.alone([&] { return self.engine().getInverseElCalib(value); });
         });
     module.def("replay", &replay);
+    module.def("replay_parts", &replayParts);
     module.def("home_vector", &homeVector);
     module.def("fresh_process_values", [] {
         const py::gil_scoped_release unlocked;

@@ -49,43 +49,45 @@ std::optional<Format> formatOf(const std::optional<std::string>& name)
 // What reading with skipBad has left out.
 class LeftOut {
 public:
-    void add(const Problem& problem)
+    void add(const Problem& problem, std::uint64_t place)
     {
         constexpr std::uint64_t kShown = 5;
-        if (m_count++ < kShown) {
+        m_places.add(place);
+        if (m_places.count <= kShown) {
             tool::warn(text(problem) + ": left out");
         }
     }
 
     void tell(const std::string& title) const
     {
-        if (m_count > 0) {
-            tool::warn(title + ": " + std::to_string(m_count) +
-                       (m_count == 1 ? " row that could not be read was left out"
-                                     : " rows that could not be read were left out"));
+        if (m_places.count > 0) {
+            tool::warn(title + ": " + std::to_string(m_places.count) +
+                       (m_places.count == 1 ? " row that could not be read was left out"
+                                            : " rows that could not be read were left out"));
         }
     }
 
+    const series::Places& places() const { return m_places; }
+
 private:
-    std::uint64_t m_count = 0;
+    series::Places m_places;
 };
 
 // Hands each record to `take`, until an exception of a signal's handler is raised.
+// Given  leftOut  where rows go that cannot be read; null: they end the reading
 template <typename Record, typename Take>
-bool readAll(recordings::RecordReader<Record>& reader, bool skipBad, const Take& take)
+bool readAll(recordings::RecordReader<Record>& reader, LeftOut* leftOut, const Take& take)
 {
-    LeftOut leftOut;
     Record record{};
     for (std::size_t count = 1;; ++count) {
         const Step step = reader.next(record);
         if (step == Step::end) {
-            leftOut.tell(reader.title());
             return true;
         }
         if (step == Step::sample) {
             take(record);
-        } else if (step == Step::bad && skipBad) {
-            leftOut.add(reader.problem());
+        } else if (step == Step::bad && leftOut != nullptr) {
+            leftOut->add(reader.problem(), reader.place());
         } else {
             throw Fault(reader.problem());
         }
@@ -190,7 +192,7 @@ py::tuple pyReadResults(const std::string& path, const std::optional<std::string
         const auto reader = opened<Result>(path, as);
         saysOutcomes = hasColumn(*reader, "outcome");
         saysLevels = hasColumn(*reader, "levelX_out") && hasColumn(*reader, "levelY_out");
-        done = readAll(*reader, false, [&rows](const Result& row) { rows.push_back(row); });
+        done = readAll(*reader, nullptr, [&rows](const Result& row) { rows.push_back(row); });
     }
     if (!done) {
         throwRaised();
@@ -251,7 +253,7 @@ py::tuple pyReadTruth(const std::string& path)
     {
         const py::gil_scoped_release unlocked;
         const auto reader = opened<Truth>(path, std::nullopt);
-        done = readAll(*reader, false, [&](const Truth& row) {
+        done = readAll(*reader, nullptr, [&](const Truth& row) {
             auto known = std::find(names.begin(), names.end(), row.note);
             if (known == names.end()) {
                 known = names.insert(names.end(), row.note);
@@ -366,15 +368,32 @@ Part partOf(const std::optional<std::string>& format, std::optional<std::uint32_
     return part;
 }
 
-std::vector<KOR_RAWINFO> readRecording(const std::string& path, Part part, bool& interrupted)
+bool eachSample(const std::string& path, Part part, Surroundings& around, const TakeSample& take)
 {
     const auto reader = opened<KOR_RAWINFO>(path, part.format);
-    std::vector<KOR_RAWINFO> samples;
-    interrupted = !readAll(*reader, part.skipBad, [&](const KOR_RAWINFO& raw) {
+    around.title = reader->title();
+    around.placeName = reader->placeName();
+    LeftOut leftOut;
+    const bool done = readAll(*reader, part.skipBad ? &leftOut : nullptr, [&](const KOR_RAWINFO& raw) {
         if (part.window.contains(raw.timeStampMs)) {
-            samples.push_back(raw);
+            take(raw, reader->place());
+        } else {
+            ++around.outside;
         }
     });
+    around.bad = leftOut.places();
+    if (done) {
+        leftOut.tell(reader->title());
+    }
+    return done;
+}
+
+std::vector<KOR_RAWINFO> readRecording(const std::string& path, Part part, bool& interrupted)
+{
+    std::vector<KOR_RAWINFO> samples;
+    Surroundings around;
+    interrupted =
+        !eachSample(path, part, around, [&](const KOR_RAWINFO& raw, std::uint64_t) { samples.push_back(raw); });
     return samples;
 }
 

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -53,7 +54,22 @@ struct Part {
 Part partOf(const std::optional<std::string>& format, std::optional<std::uint32_t> from,
             std::optional<std::uint32_t> to, bool skipBad);
 
-/// The samples of a recording. To be called without the interpreter's lock.
+/// What a recording holds besides the samples that were asked for, and how it calls itself and its places.
+struct Surroundings {
+    std::string title;
+    std::string placeName;     ///< "line" or "record"
+    std::uint64_t outside = 0; ///< of the window
+    series::Places bad;        ///< left out, because they could not be read
+};
+
+/// Takes a sample and its line or record.
+using TakeSample = std::function<void(const KOR_RAWINFO&, std::uint64_t)>;
+
+/// Hands over the samples of a recording one by one, in constant memory. To be called without the interpreter's lock.
+/// Returned  false if a signal's handler has raised an exception
+bool eachSample(const std::string& path, Part part, Surroundings& around, const TakeSample& take);
+
+/// All samples of a recording. To be called without the interpreter's lock.
 /// Returned  interrupted  a signal's handler has raised an exception
 std::vector<KOR_RAWINFO> readRecording(const std::string& path, Part part, bool& interrupted);
 

@@ -11,9 +11,10 @@
 namespace kor::python {
 
 /// One thread at a time. To be taken without the interpreter's lock, which its holder may want.
-/// Notes  1  A thread that holds it already, because a signal's handler has come in between, is refused: it would wait
-///           for itself. So is a child process whose parent was forked while another thread held it: it would wait for
-///           a thread that it does not have.
+/// Notes  1  A thread that holds it already, because a signal's handler has come in between or Python is given a part
+/// of
+///           a replay, is refused: it would wait for itself. So is a child process whose parent was forked while
+///           another thread held it: it would wait for a thread that it does not have.
 class Lane {
 public:
     explicit Lane(const char* whose) : m_whose(whose) {}
@@ -23,7 +24,7 @@ public:
         if (!m_mutex.try_lock()) {
             if (m_thread.load() == std::this_thread::get_id() && m_process.load() == platform::processId()) {
                 throw Fault("usage", std::string(m_whose) + " in use by this very thread, which has come here from a "
-                                                            "signal's handler");
+                                                            "signal's handler or with a part of a replay");
             }
             if (const unsigned holder = m_process.load(); holder != 0 && holder != platform::processId()) {
                 throw Fault("usage", std::string(m_whose) + " in use by another thread when the process was forked; "

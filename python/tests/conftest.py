@@ -54,4 +54,5 @@ def kor():
         assert done.returncode == status, done.stderr.decode()
         return done.stdout
 
+    run.tool = tool
     return run
