@@ -393,12 +393,11 @@ def test_arguments_are_checked(few):
 
 
 def test_a_parameter_file_with_errors_needs_force(few):
-    path = few / "calibration" / "Tg1005.prm"
+    path = few / "calibration" / "Tg1009.prm"
     blocks = ki.Prm.read(path).to_dict()
     blocks["Scale Factor"][4] = 0
     lines = ki.Prm.from_dict(blocks).content.decode().split("\n")
-    row = next(number for number, line in enumerate(lines) if line.split()[:1] == ["-52.5"] or line.startswith("-52.5"))
-    lines[row] += " 0.1"
+    lines[lines.index("Mounting Mode") + 1] = "99"
     path.write_text("\n".join(lines))
     errors = [finding for finding in ki.check(path) if finding.severity == "error"]
     assert errors
@@ -407,7 +406,12 @@ def test_a_parameter_file_with_errors_needs_force(few):
     assert first["line"] == errors[0].line and first["found"] == errors[0].found and "force" in first["text"]
     assert replay(few, force=True).failed == 0
     told = column(batch.summaries(few / "output"), "messages")
-    assert sum(any("azimuth_gain: found" in text for text in texts) for texts in told.values()) == 2
+    assert sum(any("99, expected a mount mode" in text for text in texts) for texts in told.values()) == 2
+    path.write_text("\n".join(lines[:60]))  # the library refuses it as well
+    for force in (False, True):
+        assert replay(few, force=force).failed == 2
+        (first, _) = batch.failures(few / "output").to_pylist()
+        assert first["file"] == str(path) and first["line"] and str(path) in first["text"], first
 
 
 def test_threads_of_one_worker_do_not_mix_recordings(shared, tmp_path):

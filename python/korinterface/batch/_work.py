@@ -9,7 +9,7 @@ from typing import Any, NamedTuple, Optional
 from .. import _core
 from .._engine import _replay_parts
 from .._errors import KorError
-from .._prm import Prm
+from .._prm import CheckFinding, Prm, check
 from ._files import Folder, LocalCopy, NoRoom, Options, cannot, is_full, shown
 from ._plan import Item
 from ._tables import FORMAT, failure_schema, pyarrow, result_batch, summary_row, summary_schema, table, writer
@@ -59,22 +59,25 @@ class _Parameters:
     def _read(self, url: str) -> tuple[Prm, str, list[str]]:
         with LocalCopy(url, self._settings.storage_options) as file:
             try:
+                findings = check(file.path, mode=self._settings.options["mode"])
+                self._refuse_errors(findings, file.path)
                 prm = Prm.read(file.path)
             except KorError as error:
                 raise file.renamed(error) from None
             if hashlib.sha256(prm.content).hexdigest() != file.sha256:
                 raise KorError(f"cannot read {shown(url)}: it has changed while it was read", kind="cannot read",
                                file=shown(url), reason="it has changed while it was read", advice="run again")
-            findings = prm.check(self._settings.options["mode"])
-            errors = [finding for finding in findings if finding.severity == "error"]
-            if errors and not self._settings.force:
-                first = errors[0]
-                more = f" ({len(errors)} errors in all)" if len(errors) > 1 else ""
-                raise file.renamed(KorError(
-                    f"{first.text}{more}; correct the file, or go on with force", kind="bad data", file=shown(url),
-                    line=first.line or None, found=first.found, expected=first.expected, advice=first.advice))
             told = [finding.text for finding in findings if finding.severity != "note"]
             return prm, file.sha256, [text.replace(file.path, shown(url)) for text in told]
+
+    def _refuse_errors(self, findings: list[CheckFinding], path: str) -> None:
+        errors = [finding for finding in findings if finding.severity == "error"]
+        if errors and not self._settings.force:
+            first = errors[0]
+            more = f" ({len(errors)} errors in all)" if len(errors) > 1 else ""
+            raise KorError(f"{first.text}{more}; force uses the file if the library reads it", kind="bad data",
+                           file=path, line=first.line or None, found=first.found, expected=first.expected,
+                           advice=first.advice)
 
 
 def work(settings: Settings, items: list[Item]) -> Done:
