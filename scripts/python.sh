@@ -3,15 +3,16 @@
 #   scripts/python.sh          wheel, auditwheel, mypy, all tests, the cost of a sample
 #   scripts/python.sh --smoke  the package and its quick tests; below a minute of processor time once it is built
 #   scripts/python.sh --cost   the cost of a sample alone
+#   scripts/python.sh --build  the package and the tool, for other scripts
 # What it installs is pinned in python/requirements.txt and comes from the index that pip is set up for.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-usage="usage: scripts/python.sh [--smoke|--cost]"
+usage="usage: scripts/python.sh [--smoke|--cost|--build]"
 part=${1:-all}
 [ $# -le 1 ] || { echo "$usage" >&2; exit 64; }
 case $part in
 -h | --help) echo "$usage"; exit 0 ;;
-all | --smoke | --cost) ;;
+all | --smoke | --cost | --build) ;;
 *) echo "$usage" >&2; exit 64 ;;
 esac
 

@@ -16,7 +16,7 @@ tells() { # STATUS STREAM COMMAND [ARGUMENT...]: ends with the status, at once, 
 }
 
 for script in ./fuzz.sh scripts/nightly.sh tests/reference/campaign.sh tests/equality/campaign.sh ./demo.sh ./bench.sh ./soak.sh \
-    scripts/threads.sh scripts/report_size.py scripts/python.sh ./docs.sh; do
+    scripts/threads.sh scripts/report_size.py scripts/python.sh scripts/batch.sh ./docs.sh; do
     tells 0 out "$script" --help
     tells 0 out "$script" -h
 done
@@ -49,6 +49,8 @@ tells 64 err ./docs.sh --browser --browser
 tells 64 err ./bench.sh quickly
 tells 64 err scripts/python.sh quickly
 tells 64 err scripts/python.sh --smoke --cost
+tells 64 err scripts/batch.sh quickly
+tells 64 err scripts/batch.sh --smoke --scaling
 tells 64 err scripts/report_size.py
 tells 64 err scripts/report_size.py /nonexistent
 tells 64 err scripts/report_size.py /bin/true 5x

@@ -290,8 +290,8 @@ class _Tables:
         after = pa.concat_tables(parts).sort_by("recording")
         if before is not None and after.equals(before):
             return
-        with self._folder.new(name) as path:
-            pa.parquet.write_table(after, path, compression="zstd")
+        with self._folder.new(name) as path, pa.OSFile(path, "wb") as sink:
+            pa.parquet.write_table(after, sink, compression="zstd")
 
 
 def _read(folder: Folder, name: str, schema: Any) -> Any:

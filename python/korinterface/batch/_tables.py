@@ -109,12 +109,12 @@ def result_batch(results: Results, recording: str, first: int) -> Any:
     return pa.RecordBatch.from_arrays(arrays, schema=result_schema())
 
 
-def writer(path: str) -> Any:
-    """A file for results. The bits of every number are kept: dictionaries of floats would take one nan for another."""
+def writer(file: Any) -> Any:
+    """Writes results to an open file. The bits of every number are kept: dictionaries of floats would take one nan for another."""
     schema = result_schema()
     floats = [field.name for field in schema if str(field.type) in _OF_FLOATS]
     return pyarrow().parquet.ParquetWriter(
-        path, schema, compression="zstd", use_dictionary=["recording", "outcome"],
+        file, schema, compression="zstd", use_dictionary=["recording", "outcome"],
         column_encoding={**{name: "BYTE_STREAM_SPLIT" for name in floats}, "timeStampMs": "DELTA_BINARY_PACKED",
                          "sample": "DELTA_BINARY_PACKED"},
         write_statistics=["timeStampMs", "sample"])

@@ -194,7 +194,8 @@ def _remove_others(folder: Folder, item: Item, name: str) -> None:
 def _replay(settings: Settings, file: LocalCopy, prm: Prm, told_of_prm: list[str], row: dict[str, Any]) -> None:
     """Writes the results, and completes the row of the summary."""
     with settings.folder.new(row["results"]) as path:
-        with writer(path) as parquet:
+        # The writer would leave its file open if the last bytes find no room.
+        with pyarrow().OSFile(path, "wb") as sink, writer(sink) as parquet:
             written = 0
 
             def take(part: Any) -> None:
