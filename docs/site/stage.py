@@ -188,8 +188,8 @@ class Stage:
             ["# The public headers", "", "| Header | What it holds |", "|---|---|", *rows, "",
              "```{toctree}", ":hidden:", "", *names, "```", ""]))
         self.made.add(HEADERS)
-        modules = [path.removesuffix(".py").split("/")[-1] for path in documents.tracked(self.root)
-                   if re.fullmatch(r"python/korinterface/[a-z]\w*\.py", path)]
+        modules = [path.removesuffix(".py").removesuffix("/__init__").split("/")[-1] for path in documents.tracked(self.root)
+                   if re.fullmatch(r"python/korinterface/[a-z]\w*(/__init__)?\.py", path)]
         page = ["# The Python package", "", "```{eval-rst}", ".. automodule:: korinterface", "   :members:", "```", ""]
         for module in modules:
             page += [f"## korinterface.{module}", "", "```{eval-rst}", f".. automodule:: korinterface.{module}",

@@ -61,7 +61,7 @@ def two_beside_one(folder, recordings):
     print(f"### One and two workers\n\n{recordings} recordings of 1200 samples, {ROUNDS} rounds in turn\n")
     found = {1: [], 2: []}
     answers = {}
-    clusters = {count: distributed.LocalCluster(n_workers=count, threads_per_worker=1, dashboard_address=None)
+    clusters = {count: distributed.LocalCluster(n_workers=count, threads_per_worker=1, dashboard_address="127.0.0.1:0")
                 for count in found}
     clients = {count: distributed.Client(cluster) for count, cluster in clusters.items()}
     try:
@@ -117,7 +117,7 @@ def by_length(folder):
 
 def by_task(folder, recordings):
     print("### A task\n\nTwo workers, the archive of above, done before: what is left is tasks, hashes and footers\n")
-    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None) as cluster:
+    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address="127.0.0.1:0") as cluster:
         with distributed.Client(cluster) as client:
             replay(folder, folder / "output", client=client)
             table("recordings per task", "tasks", "s", "ms per recording")

@@ -38,7 +38,7 @@ def archive(tmp_path_factory):
 
 @pytest.fixture(scope="module")
 def client():
-    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None) as cluster:
+    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address="127.0.0.1:0") as cluster:
         with distributed.Client(cluster) as one:
             yield one
 
@@ -218,7 +218,7 @@ def test_a_recording_that_ends_its_worker_is_a_failure(archive, tmp_path):
     prm["deadly://x/a.csv"] = prm[recordings[0]]
     deadly = Deadly()
     deadly.setup(None)  # the list of the recordings is made here
-    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address=None) as cluster:
+    with distributed.LocalCluster(n_workers=2, threads_per_worker=1, dashboard_address="127.0.0.1:0") as cluster:
         with distributed.Client(cluster) as client:
             client.register_plugin(deadly)
             report = batch.replay([*recordings, "deadly://x/a.csv"], tmp_path / "output", prm=prm, day="2026-11-22",

@@ -1,6 +1,8 @@
 """Archives of recordings. scripts/batch.sh does the same with a thousand, a cluster, and what may happen to it."""
 import datetime
 import os
+import re
+import runpy
 import shutil
 import subprocess
 import sys
@@ -12,6 +14,7 @@ import korinterface as ki
 from korinterface import batch
 
 import archives
+from conftest import ROOT
 
 pytest.importorskip("pyarrow", reason="Debian has no package of it; scripts/python.sh brings it")
 pytest.importorskip("fsspec")
@@ -419,7 +422,7 @@ def test_threads_of_one_worker_do_not_mix_recordings(shared, tmp_path):
     folder, made = shared
     options = {"prm": folder / "calibration", "pattern": PATTERN, "root": folder / "recordings"}
     batch.replay(folder / "recordings", tmp_path / "alone", **options)
-    with distributed.Client(n_workers=1, threads_per_worker=4, processes=False, dashboard_address=None) as client:
+    with distributed.Client(n_workers=1, threads_per_worker=4, processes=False, dashboard_address="127.0.0.1:0") as client:
         report = batch.replay(folder / "recordings", tmp_path / "threads", client=client, recordings_per_task=1, **options)
         assert report.replayed == 14
         assert batch.replay(folder / "recordings", tmp_path / "threads", client=client, **options).recognised == 14
@@ -451,6 +454,17 @@ def test_the_command_does_the_same(few, capsys):
         with pytest.raises(SystemExit) as ended:
             main([*given, *wrong])
         assert ended.value.code == 64
+
+
+def test_the_command_of_the_page_prints_what_it_shows(tmp_path, monkeypatch):
+    (tmp_path / "data").symlink_to(ROOT / "data")
+    monkeypatch.chdir(tmp_path)
+    runpy.run_path(str(ROOT / "python" / "examples" / "archive.py"))
+    shutil.rmtree("results")
+    (shown,) = re.findall(r"^```console\n\$ python (.*)\n\.\.\.\n(.*)\n```$", (ROOT / "docs" / "scaling.md").read_text(), re.M)
+    done = subprocess.run(f"{sys.executable} {shown[0]}", shell=True, capture_output=True, text=True, check=False)
+    assert done.returncode == 65 and done.stderr.splitlines()[1:] == [shown[1]]
+    assert "noon.csv: line 1" in done.stderr.splitlines()[0]
 
 
 def test_the_command_has_workers_of_its_own(few):

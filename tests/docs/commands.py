@@ -65,6 +65,9 @@ NOT_RUN = [
     ("docs/tasks.md", r"kor replay .*--view", "serves until an interrupt; the tests kor.view.* run such commands"),
     ("docs/python.md", r"pip install .*", "builds the package; scripts/python.sh does so and runs the examples of the page"),
     ("CONTRIBUTING.md", r"scripts/python\.sh", "builds a wheel, for minutes"),
+    ("CONTRIBUTING.md", r"scripts/batch\.sh", "the same, and a cluster"),
+    ("docs/scaling.md", r"pip install .*|dask .*|python -m korinterface\.batch .*|scripts/batch\.sh.*",
+     "needs the Python package and a cluster; python/tests/test_batch.py runs the first command"),
     ("docs/windows.md", r"tests/windows/run\.sh .*", "needs Wine; the tests of the preset mingw run it"),
     ("tests/reference/README.md", r"python3 .*", "the tests reference.* run all of these programs"),
 ]

@@ -107,7 +107,7 @@ def _client(arguments: argparse.Namespace) -> Iterator[Any]:
         if arguments.workers is not None:
             # One thread each: they would wait for one another in mount modes 9 and 10.
             cluster = stack.enter_context(distributed.LocalCluster(  # type: ignore[no-untyped-call]
-                n_workers=arguments.workers, threads_per_worker=1, dashboard_address=None))
+                n_workers=arguments.workers, threads_per_worker=1, dashboard_address="127.0.0.1:0"))
             client = distributed.Client(cluster)  # type: ignore[no-untyped-call]
         else:
             where = arguments.scheduler or arguments.scheduler_file
