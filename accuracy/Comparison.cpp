@@ -32,7 +32,7 @@ std::size_t alikeFrom(const std::vector<std::size_t>& rows, std::size_t at, cons
     return end - at;
 }
 
-// What two values of a column differ by; nothing if that is no finite number.
+// The difference between two values of a column; nothing if it is not finite.
 std::optional<double> differenceOf(double a, double b, bool angle)
 {
     if (a == b || (std::isnan(a) && std::isnan(b))) {

@@ -57,7 +57,7 @@ std::int32_t destroy(Handle* handle)
     return kSuccess;
 }
 
-/// The largest structure that a later release may have; beyond it a size is none.
+/// The largest structure that a later release may have; a larger size is refused.
 inline constexpr std::uint32_t kLargestStruct = 1024;
 
 /// Whether a structure of the caller is there and holds all fields of the first release.

@@ -41,7 +41,7 @@ need() {
 build_packages=(g++ cmake ninja-build libboost-dev libcli11-dev libdragonbox-dev libfmt-dev nlohmann-json3-dev zlib1g-dev
                 libzstd-dev python3 libjs-dygraphs libjs-three)
 # llvm brings the symbolizer, without which the leak checker does not recognise the buffers that are kept on purpose.
-test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy cppcheck libgtest-dev librapidcheck-dev libeigen3-dev
+test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy codespell cppcheck libgtest-dev librapidcheck-dev libeigen3-dev
                gnuplot-nox graphviz libgsl-dev libboost-math-dev pkg-config locales python3-numpy python3-mpmath python3-matplotlib git dpkg-dev lintian file man-db valgrind
                chromium chromium-driver python3-selenium eslint abigail-tools)
 # For the Python package; a build with Debian's Python takes Debian's pybind11, pip another one.

@@ -20,7 +20,7 @@ const char* nameOf(Kind kind);
 /// The columns of files of a kind, numbers or not.
 std::span<const recordings::Column> columnsOf(Kind kind);
 
-/// Whether values of a column are numbers; the note of a truth is none, and is kept as a label.
+/// Whether values of a column are numbers; the note of a truth is text, and is kept as a label.
 constexpr bool isNumber(const recordings::Column& column)
 {
     return column.type != recordings::Type::text;

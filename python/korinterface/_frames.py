@@ -127,8 +127,8 @@ def _column(columns: Mapping[str, npt.NDArray[Any]], name: str, dtype: np.dtype[
     if dtype.kind in "iu" and len(values):
         if values.dtype.kind not in "iub":
             whole = np.asarray(values, dtype=np.float64)
-            if not np.all(whole == np.floor(whole)):  # nan is none either
-                raise ValueError(f"column {name}: found a value that is no whole number")
+            if not np.all(whole == np.floor(whole)):  # nor is nan one
+                raise ValueError(f"column {name}: found a value that is not a whole number")
             values = whole
         limits = np.iinfo(dtype)
         if values.min() < limits.min or values.max() > limits.max:

@@ -329,7 +329,7 @@ static void parameter_sets(const char* data, const char* folder)
     CHECK(kor_prm_read_text(prm, KOR_TEXT_EXPECTED, text, sizeof text, NULL) == 0 && text[0] != '\0');
     CHECK(kor_prm_read_text(prm, KOR_TEXT_BLOCK, text, sizeof text, NULL) == 0 && text[0] != '\0');
 
-    /* A value that is none: the file is read, and the report tells. */
+    /* A value that cannot be read: the file is read, and the report tells. */
     write_changed(joined(data, "polarizer/Tg1005.prm"), joined(folder, "Tg1005.prm"), "Mounting Mode\n5",
                   "Mounting Mode\nupright");
     CHECK(kor_prm_read(prm, folder, 1005) == 0);
@@ -645,7 +645,7 @@ static void recordings(const char* data, const char* folder)
         CHECK(size_of(joined(folder, packed[i])) == -1);
     }
 
-    /* Files that are not there and folders that are none. */
+    /* Files and folders that are not there. */
     CHECK(kor_reader_open(reader, joined(folder, "none.csv"), KOR_FORMAT_ANY) == 550);
     CHECK(kor_reader_problem(reader, &problem) == 0 && problem.status == 550);
     CHECK(kor_reader_problem_text(reader, KOR_TEXT_SENTENCE, text, sizeof text, NULL) == 0);

@@ -82,7 +82,7 @@ def blocks(text):
 
 
 def lines_to_commands(lines, first, section, language):
-    """Commands of a block: one a line, continued behind a backslash; comments alone are none."""
+    """Commands of a block: one a line, continued behind a backslash; comments alone are not commands."""
     continued = "\\" if language != "bat" else "^"
     found, text, begin = [], "", first
     for number, line in enumerate(lines, first):

@@ -16,7 +16,7 @@ tells() { # STATUS STREAM COMMAND [ARGUMENT...]: ends with the status, at once, 
 }
 
 for script in ./fuzz.sh scripts/nightly.sh tests/reference/campaign.sh tests/equality/campaign.sh ./demo.sh ./bench.sh ./soak.sh \
-    scripts/threads.sh scripts/report_size.py scripts/python.sh scripts/batch.sh ./docs.sh; do
+    scripts/threads.sh scripts/report_size.py scripts/python.sh scripts/batch.sh ./docs.sh scripts/spelling.sh; do
     tells 0 out "$script" --help
     tells 0 out "$script" -h
 done
@@ -45,6 +45,8 @@ for argument in '' 1x -1 1000000; do
 done
 tells 64 err ./demo.sh quickly
 tells 64 err ./docs.sh quickly
+tells 64 err scripts/spelling.sh --quickly
+tells 64 err scripts/spelling.sh --itself a
 tells 64 err ./docs.sh --browser --browser
 tells 64 err ./bench.sh quickly
 tells 64 err scripts/python.sh quickly

@@ -250,7 +250,7 @@ TEST(HomeVector, measuredZeroLeavesBothAnglesNoNumber)
     const Problem problem = {{1, 0.25, 0}, {0.5, 0.75, 0.125}, {10, 20}, {0, 0, 0}};
     EXPECT_TRUE(std::isnan(solve(problem).first));
     EXPECT_TRUE(std::isnan(solve(problem).second));
-    EXPECT_FALSE(solve(problem).ok) << "a frame that is no number does not invert";
+    EXPECT_FALSE(solve(problem).ok) << "a frame of nan does not invert";
 }
 
 TEST(HomeVector, aSingularFrameGivesFalseAndStillWritesBothAngles)

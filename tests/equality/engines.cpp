@@ -609,7 +609,7 @@ private:
         wanted.matrixCode = p.plain.ReadMatrix(wanted.matrix);
         wanted.report = p.plain.report();
         expectSameResult(got, wanted, p.plain.mode < 7);
-        // A reading that is no number comes back as it is.
+        // A reading that is not a number comes back as it is.
         if (p.plain.model != nullptr && std::isnan(raw.azimuthRaw)) {
             expectSameBits("azimuth", 0, got.info.azimuth, raw.azimuthRaw);
         }

@@ -65,7 +65,7 @@ TEST(ScannerBytes, lettersDigitsAndUnderscoreMakeThePayloadOfANan)
             EXPECT_TRUE(std::isnan(values[0]));
             EXPECT_EQ(values[1], 5.0F);
         } else if (byte == ')') {
-            // The number ends at the first bracket; the second is none.
+            // The number ends at the first bracket; the second is not part of one.
             EXPECT_EQ(in.floats(values), 1U);
         } else {
             EXPECT_EQ(in.floats(values), 0U);

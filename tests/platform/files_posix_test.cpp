@@ -266,7 +266,7 @@ TEST(PosixPipe, needsNoSyncAndHasNoIdentityOrLength)
     EXPECT_FALSE(pipe.in.isDirectory());
 }
 
-// ---- files that are none -----------------------------------------------------------------------------------
+// ---- files that are not open -----------------------------------------------------------------------------------
 
 TEST(PosixFile, thatIsNotOpenGivesNothing)
 {

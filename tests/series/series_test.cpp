@@ -146,7 +146,7 @@ TEST(Series, readsRecordingsAndTruthsThatAreShipped)
     EXPECT_EQ(raw.stamps, csv.stamps);
     EXPECT_EQ(raw.column("levelXRaw")->floats, csv.column("levelXRaw")->floats);
     EXPECT_EQ(raw.columns.size(), kor::recordings::kRawColumns.size());
-    EXPECT_EQ(truth.columns.size(), kor::recordings::kTruthColumns.size() - 1); // a note is no number
+    EXPECT_EQ(truth.columns.size(), kor::recordings::kTruthColumns.size() - 1); // a note is text
     ASSERT_EQ(truth.rows(), raw.rows());
     for (std::size_t row = 0; row < truth.rows(); ++row) {
         EXPECT_EQ(truth.column("valid")->at(row) != 0.0, truth.verdict(row) == Verdict::usable);

@@ -25,7 +25,7 @@ USAGE, DATA, NO_INPUT, UNAVAILABLE, SOFTWARE = 64, 65, 66, 69, 70
 SHIPPED = pathlib.Path(__file__).resolve().parents[2] / "data"
 POLARIZER = SHIPPED / "polarizer"
 BLUE = (0x00, 0x72, 0xB2)
-VERMILLION = (0xD5, 0x5E, 0x00)
+VERMILION = (0xD5, 0x5E, 0x00)
 
 # Keeps its arguments and its standard input, and hands out something to be written.
 STAND_IN = """#!/bin/sh
@@ -119,7 +119,7 @@ class Pictures(Case):
         self.kor("plot", truth, "--columns", "position_x,position_y", "--size", "500x300", "-o", "small.png")
         rows = pixels((self.place / "small.png").read_bytes())
         self.assertEqual((len(rows), len(rows[0])), (300, 500))
-        for colour in (BLUE, VERMILLION):
+        for colour in (BLUE, VERMILION):
             columns = {x for row in rows for x, pixel in enumerate(row) if
                        max(abs(a - b) for a, b in zip(pixel, colour)) < 60}
             self.assertGreater(len(columns), 200) # one in most columns of the panel's 300

@@ -205,7 +205,7 @@ public:
 
     void configure(CKor& other, int mode);
 
-    // Samples from one number to another, both inclusive; in one of them a position is no number.
+    // Samples from one number to another, both inclusive; in one of them a position is not a number.
     std::vector<kor::SampleResult> feed(int from, int to, int wrong = 0);
 
 private:
