@@ -269,7 +269,7 @@ def two_levels_in_time():
         name = "n" if i == 10 else f"n\u2212{10 - i}"
         p.text(left + step * i + step / 2, 84, name, SOFT, 11.5, "middle")
     rows = (("acceleration", 0, 10, 5, ANGLE, "second difference of seven means"),
-            ("levels", 5, 9, 7, LEVEL, "mean of five, one sample later"),
+            ("levels", 5, 9, 7, LEVEL, "mean of five, one sample older"),
             ("position, detector", 6, 10, 8, BLUE, "mean of five"),
             ("azimuth, elevation", 8, 8, 8, INK, "two samples back"))
     for row, (name, first, last, middle, colour, words) in enumerate(rows):
@@ -313,9 +313,62 @@ def two_levels_in_time():
     return p
 
 
+def detector():
+    p = Picture(760, 400, "The position-sensitive detector")
+    p.text(20, 28, "The position-sensitive detector, modes 7 to 10", INK, 15, weight="bold")
+    v = p.view(190, 200, 116, side=-52, lift=20, distance=9)
+    half = (0.62, 0.85, 0.55)
+
+    def corner(i, j, k):
+        return (i * half[0], j * half[1], k * half[2])
+    # The head as a frame, its window to the tracker, the detector inside behind it.
+    for a in ((-1, 1), (1, 1), (-1, -1), (1, -1)):
+        v.dashed(corner(a[0], -1, a[1]), corner(a[0], 1, a[1]))
+        v.dashed(corner(a[0], a[1], -1), corner(a[0], a[1], 1))
+        v.dashed(corner(-1, a[0], a[1]), corner(1, a[0], a[1]))
+    plate = 0.55
+    v.face([(-0.4, plate, -0.4), (0.4, plate, -0.4), (0.4, plate, 0.4), (-0.4, plate, 0.4)], GLASS, shade=False)
+    v.line((-0.4, plate, 0.0), (0.4, plate, 0.0), colour=INK, width=0.8)
+    v.line((0.0, plate, -0.4), (0.0, plate, 0.4), colour=INK, width=0.8)
+    v.circle((0.0, -half[1], 0.0), Y, 0.36, fill="#eaf3f8", colour=shaded(GLASS, 0.6))
+    spot = (0.2, plate, 0.15)
+    v.line((0.2, -1.9, 0.15), spot, colour=RED, width=1.6)
+    v.dot(spot, RED, 5.0)
+    v.dashed((0.0, -1.9, 0.0), (0.0, 1.0, 0.0))
+    v.vector((0.0, 0.85, 0.0), (0.0, 1.75, 0.0), INK, 2.6, 11)
+    v.label((0.0, 1.75, 0.0), "sight, near y", 8, 4)
+    v.note(spot, "spot: reading a, b", 250, 84, RED)
+    v.note((-0.36, -half[1], 0.0), "window", 62, 108, INK, 12)
+    v.note((0.3, plate, -0.36), "detector", 345, 268, INK, 12)
+    v.label((0.2, -1.9, 0.15), "beam", -10, -10, RED)
+    v.frame((1.15, -0.9, -0.45), (X, Y, Z), 0.5, ("x", "y", "z"), 1.8, ((4, 10), (4, 2), (4, 0)), 12.5)
+    # What the reading does to the sight: real coefficients, and the angles that they give.
+    cx, cy, per = 590, 190, 620
+    p.text(cx, 66, "The sight at elevation 0, seen along it", INK, 13.5, "middle", "bold")
+    p.arrow((cx - 110, cy), (cx + 122, cy), RED, 1.6)
+    p.text(cx + 112, cy + 20, "angle 1, to x", RED, 12.5, "middle")
+    p.arrow((cx, cy + 95), (cx, cy - 100), BLUE, 1.6)
+    p.text(cx + 8, cy - 92, "angle 2, to z", BLUE, 12.5)
+    a, b = 0.06, 0.04
+    a0, a1, a2, b0, b1, b2 = 0.01, 1.2, 0.1, 0.0, 1.0, 0.1
+    first, second = (-0.07, 0.06), None
+    second = (first[0] + a0 + a1 * a + a1 * a2 * b, first[1] - (b0 + b1 * b + b1 * b2 * a))
+    points = [(cx + per * x * 1.2, cy - per * y * 1.2) for x, y in (first, second)]
+    p.arrow(points[0], points[1], ANGLE, 2.4, 10)
+    for (x, y), colour in zip(points, (INK, ANGLE)):
+        p.path([(x + 4.5 * math.cos(t), y + 4.5 * math.sin(t)) for t in (math.pi * i / 12 for i in range(24))], None, 0,
+               fill=colour)
+    p.text(points[0][0] - 6, points[0][1] - 12, "block QVC", INK, 12.5, "middle")
+    p.text(points[1][0] + 10, points[1][1] - 4, "of this sample", ANGLE, 12.5)
+    p.text(cx, 322, "angle 1 + A0 + A1 a + A1 A2 b", INK, 13, "middle")
+    p.text(cx, 344, "angle 2 \u2212 (B0 + B1 b + B1 B2 a)", INK, 13, "middle")
+    p.text(20, 384, "a and b are the two numbers of setPSDParameters, each divided by the third one.", INK, 12.5)
+    return p
+
+
 PICTURES = {"mode-dual-level.svg": dual_level, "mode-pendulum.svg": pendulum, "mode-polarizer.svg": polarizer,
             "mode-three-vectors.svg": three_vectors, "mode-two-levels.svg": two_levels,
-            "two-levels-in-time.svg": two_levels_in_time}
+            "two-levels-in-time.svg": two_levels_in_time, "detector.svg": detector}
 
 if __name__ == "__main__":
     main(PICTURES)
