@@ -366,9 +366,61 @@ def detector():
     return p
 
 
+def directions():
+    p = Picture(760, 420, "Sight, elevation axis and level axes in the stage")
+    p.text(20, 28, "Directions in the stage, modes 7 to 10", INK, 15, weight="bold")
+
+    def tangent(degrees):
+        return math.tan(math.radians(degrees))
+
+    def panel(x, side, title, shifts):
+        p.text(x, 62, title, INK, 13.5, "middle", "bold")
+        v = p.view(x, 220, 112, side=side, lift=33, distance=9)
+        v.frame(O, (X, Y), 1.5, ("stage x", "stage y"), 1.3, shifts, 12.5)
+        v.vector(O, times(Z, 0.95), BLUE, 1.3)
+        v.label(times(Z, 0.95), "stage z", 8, 4, BLUE, 12.5)
+        return v
+
+    def tilted(v, along, first, second, angles, colour):
+        """A direction with two tangents: along one axis, leaning to a second and rising to a third."""
+        length = 1.35
+        flat, steep = add(along, first, tangent(angles[0])), add(along, second, tangent(angles[1]))
+        tip = add(flat, second, tangent(angles[1]))
+        v.angle(O, along, flat, 0.95, width=2.0, fill=ANGLE)
+        v.angle(O, along, steep, 0.95, width=2.0, fill=ANGLE)
+        for corner in (flat, steep):
+            v.dashed(O, times(corner, length), times(tip, length))
+        v.vector(O, times(tip, length), colour, 2.8, 11)
+        return times(tip, length), times(unit(add(along, flat)), 0.95), times(unit(add(along, steep)), 0.95)
+
+    v = panel(160, 24, "Block QVC", ((-24, 18), (-2, 20)))
+    tip, one, two = tilted(v, Y, X, Z, (20, 20), INK)
+    v.label(tip, "sight at", 8, 0)
+    v.label(tip, "elevation 0", 8, 16)
+    v.label(one, "angle 1", -12, 24, ANGLE, 12.5)
+    v.label(two, "angle 2", -26, -22, ANGLE, 12.5)
+    axis = turned(X, Y, -20)
+    v.angle(O, X, axis, 1.0, width=2.0, fill=ANGLE)
+    v.vector(O, times(axis, 1.4), GREEN, 2.8, 11)
+    v.label(times(axis, 1.4), "elevation axis", 14, -10, GREEN, 13, "end")
+    v.label(times(unit(add(X, axis)), 1.0), "angle 3", -10, 4, ANGLE, 12.5, "end")
+    v = panel(610, 62, "Blocks Level_X and Level_Y", ((-30, 18), (2, 18)))
+    tip, one, two = tilted(v, X, Y, Z, (20, 20), LEVEL)
+    v.label(tip, "axis of a level", -8, 4, LEVEL, 13, "end")
+    v.label(one, "angle 1", -4, 24, ANGLE, 12.5)
+    v.label(two, "angle 2", 4, -21, ANGLE, 12.5, "middle")
+    second = unit((1.0, tangent(45), 0.0))
+    v.vector(O, times(second, 1.35), LEVEL, 2.2, 10)
+    v.label(times(second, 1.35), "angle 1 = 45\u00b0,", 8, 6, LEVEL, 12.5)
+    v.label(times(second, 1.35), "as for level Y", 8, 22, LEVEL, 12.5)
+    p.text(20, 382, "The sight points along (tan angle 1, 1, tan angle 2), a level axis along (1, tan angle 1, tan angle 2), the", INK, 12.5)
+    p.text(20, 402, "elevation axis along (cos angle 3, 0, sin angle 3). All angles as drawn are positive.", INK, 12.5)
+    return p
+
+
 PICTURES = {"mode-dual-level.svg": dual_level, "mode-pendulum.svg": pendulum, "mode-polarizer.svg": polarizer,
             "mode-three-vectors.svg": three_vectors, "mode-two-levels.svg": two_levels,
-            "two-levels-in-time.svg": two_levels_in_time, "detector.svg": detector}
+            "two-levels-in-time.svg": two_levels_in_time, "detector.svg": detector, "directions.svg": directions}
 
 if __name__ == "__main__":
     main(PICTURES)
