@@ -294,6 +294,15 @@ class Usage(Case):
         self.refused("replay", "--id=5", says="kor: RECORDING, --prm are required\n")
         self.refused("replay", "--prm=.", "a.csv", says="kor: --id is required\n")
 
+    def test_what_is_too_much_is_told(self):
+        for line, says in (((), "a subcommand is required\nSee kor --help.\n"),
+                           (("replay", "--prm=.", "--id=5", "--foo", "a.csv"), 'there is no option "--foo"\nSee kor replay --help.\n'),
+                           (("replay", "--prm=.", "--id=5", "a.csv", "--id", "6"), "--id is given more than once\n"),
+                           (("replay", "--id=5", "a.csv", "--prm"), "--prm: found nothing, expected DIR\n"),
+                           (("compare", "a.csv", "b.csv", "c.csv"), 'found "c.csv", expected no further argument\n')):
+            with self.subTest(line=line):
+                self.refused(*line, says="kor: " + says)
+
     def test_mount_modes_are_1_to_10_and_the_message_names_them(self):
         for mode in ("99", "0", "11", "-1"):
             self.refused("replay", "--prm", ".", "--id", "5", f"--mode={mode}", "a.csv",

@@ -3,6 +3,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -149,6 +150,29 @@ std::string missing(const CLI::App& app)
                          : fmt::format("{} {} required", fmt::join(names, ", "), names.size() == 1 ? "is" : "are");
 }
 
+// What is wrong with a command line. The parser's own words tell neither what was found nor what is expected.
+std::string wordsOf(const CLI::ParseError& error, const CLI::App& app)
+{
+    if (dynamic_cast<const CLI::RequiredError*>(&error) != nullptr) {
+        const std::string names = missing(app);
+        return names.empty() ? "a subcommand is required" : names;
+    }
+    if (const auto others = app.remaining(); !others.empty()) {
+        return others.front().starts_with('-')
+                   ? fmt::format("there is no option {}", inQuotes(others.front()))
+                   : fmt::format("found {}, expected no further argument", inQuotes(others.front()));
+    }
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+        const std::string_view words = error.what(); // the option's name stands in front of a colon
+        const std::string name(words.substr(0, words.find(':')));
+        if (const CLI::Option* const option = app.get_option_no_throw(name); option != nullptr) {
+            return option->count() > 1 ? fmt::format("{} is given more than once", name)
+                                       : fmt::format("{}: found nothing, expected {}", name, option->get_type_name());
+        }
+    }
+    return error.what();
+}
+
 int run(int argc, char** argv)
 {
     CLI::App root("Raw readings of a KOR sensor to calibrated angles and orientation.", "kor");
@@ -194,9 +218,7 @@ int run(int argc, char** argv)
                              nameOf(chosen)));
             return kExitUsage;
         }
-        const bool incomplete = dynamic_cast<const CLI::RequiredError*>(&error) != nullptr;
-        const std::string names = incomplete ? missing(chosen) : std::string();
-        tell(fmt::format("kor: {}\nSee {} --help.\n", names.empty() ? error.what() : names, nameOf(chosen)));
+        tell(fmt::format("kor: {}\nSee {} --help.\n", wordsOf(error, chosen), nameOf(chosen)));
         return kExitUsage;
     }
     for (const Command& command : commands) {
