@@ -7,6 +7,7 @@ One browser serves all tests. Chromium, its driver and Selenium are Debian's (ch
 """
 import base64
 import csv
+import io
 import math
 import os
 import pathlib
@@ -47,6 +48,31 @@ for (let i = 0; i < pixels.length; i += 4) {
   count += [0, 1, 2].every((c) => Math.abs(pixels[i + c] - wanted[c]) < arguments[2]) && pixels[i + 3] > 128;
 }
 return count;
+"""
+
+
+PICTURE = DATA.parents[1] / "docs" / "img" / "report.png"
+# Size of a stored picture, and the share of its pixels that are plainly others than those of one just taken.
+DIFFERENCES = """
+const [taken, stored, done] = arguments;
+const pixels = async (data) => {
+  const image = new Image();
+  image.src = "data:image/png;base64," + data;
+  await image.decode();
+  const canvas = document.createElement("canvas");
+  canvas.width = image.width;
+  canvas.height = image.height;
+  const context = canvas.getContext("2d");
+  context.drawImage(image, 0, 0);
+  return context.getImageData(0, 0, image.width, image.height);
+};
+Promise.all([pixels(taken), pixels(stored)]).then(([a, b]) => {
+  let count = 0;
+  for (let i = 0; i < b.data.length; i += 4) {
+    count += [0, 1, 2].some((c) => Math.abs(a.data[i + c] - b.data[i + c]) > 60);
+  }
+  done([[b.width, b.height], count / (b.data.length / 4)]);
+});
 """
 
 
@@ -385,6 +411,33 @@ class Report(Case):
                       .get_attribute("aria-label"))
         self.assertIn("base x along", self.find("#scene").get_attribute("aria-label"))
         self.assertIn("median", self.find("#histogram svg").get_attribute("aria-label"))
+
+    def test_picture_in_the_documents_is_this_page(self):
+        """KOR_STORE_PICTURE=1 stores it anew; look at it before you commit it."""
+        folder = os.path.join(self.dir, "picture")
+        os.mkdir(folder)
+        os.symlink(DATA.parent, os.path.join(folder, "data"))
+        sensor = ["--prm", "data/polarizer", "--id", "1005"]
+        subprocess.run([KOR, "replay", *sensor, "data/polarizer/polarizer.csv", "-o", "polarizer.csv", "-q"], check=True, cwd=folder)
+        subprocess.run([KOR, "report", "polarizer.csv", "--truth", "data/polarizer/polarizer_truth.csv", *sensor, "-o",
+                        "report.html"], check=True, cwd=folder)
+        self.open(os.path.join(folder, "report.html"))
+        self.look(width=1060, height=2450)
+        self.wait(lambda: self.script("return innerWidth") == 1060)
+        # The row with the largest error.
+        self.script("korPage.page.jumpTo(korPage.page.recording.poses.nearestRow(1540))")
+        self.drawn()
+        clip = {"x": 0, "y": 0, "width": 1060, "height": 2450, "scale": 0.75}
+        taken = self.browser.execute_cdp_cmd("Page.captureScreenshot", {"clip": clip, "captureBeyondViewport": True})["data"]
+        if os.environ.get("KOR_STORE_PICTURE"):
+            from PIL import Image
+            Image.open(io.BytesIO(base64.b64decode(taken))).convert("RGB").quantize(256, method=Image.Quantize.MAXCOVERAGE).save(PICTURE, optimize=True)
+        stored = base64.b64encode(PICTURE.read_bytes()).decode()
+        self.browser.get("about:blank")  # where no policy forbids to load pictures
+        size, others = self.browser.execute_async_script(DIFFERENCES, taken, stored)
+        self.assertEqual(size, [795, 1838])
+        # Another release of the browser or of a font moves the edges of letters; another page moves everything.
+        self.assertLess(others, 0.03)
 
     def test_hostile_names_do_nothing(self):
         name = "script><img src=x onerror=korPage.hit=1>\"'&amp;"

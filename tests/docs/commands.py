@@ -392,6 +392,11 @@ def itself():
         if len(documents.broken_links(root, ["README.md"])) != 3:
             failed += 1
             print("broken links are not found")
+        (root / "docs").mkdir()
+        (root / "docs" / "index.md").write_text("- [a](a.md): b\n[c](c.md)\n", encoding="utf-8")
+        if len(documents.not_listed(root, ["README.md", "docs/index.md", "docs/a.md", "docs/c.md"])) != 1:
+            failed += 1
+            print("a page that the front page does not list is not found")
     print(f"{len(cases) + 3} documents")
     return 1 if failed else 0
 

@@ -180,6 +180,14 @@ def links(text):
                 yield number, target
 
 
+def not_listed(root, names):
+    """Pages of docs/ to which no list of the manual's front page leads."""
+    text = (root / "docs" / "index.md").read_text(encoding="utf-8")
+    listed = set(re.findall(r"^[-*] +\[[^\]]*\]\(([^)#\s]+)\)", text, re.M))
+    return [f"docs/index.md: no list leads to {name}; write a line for it" for name in names
+            if re.fullmatch(r"docs/[^/]*\.md", name) and name != "docs/index.md" and name[5:] not in listed]
+
+
 def broken_links(root, names):
     """Where a document of a tree links to what is not in it."""
     found = []

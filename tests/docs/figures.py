@@ -19,7 +19,7 @@ import documents
 
 # Pictures that something else makes: name, what makes and compares it.
 ELSEWHERE = {
-    "report.png": "a screenshot of the page of kor report",
+    "report.png": "a screenshot of the page of kor report, which tests/browser/report_test.py takes",
 }
 
 
