@@ -82,7 +82,7 @@ ALONG_X, ALONG_Y = "4000,0,700,2,0,-20", "0,4000,700,0,2,-20"
 HANGING = "0,4000,700,180,2,-20"
 MODES = {1: ALONG_X, 3: ALONG_X, 4: ALONG_X, 5: ALONG_Y, 7: ALONG_Y, 8: ALONG_Y, 9: HANGING, 10: ALONG_Y}
 # How large a change is, by the unit of the input.
-STEPS = {"deg": (0.01, "0.01 degrees"), "1": (0.001, "0.001"), "mm": (1.0, "1 mm")}
+STEPS = {"deg": (0.01, "0.01\u00b0"), "1": (0.001, "0.001"), "mm": (1.0, "1 mm")}
 
 
 def cross(a, b):
@@ -106,9 +106,9 @@ def along(axes, turn):
 
 
 def effect(parts):
-    """What of a turn is worth telling: "+36 A, -27 S"."""
-    told = [f"{round(part):+d} {name}" if abs(part) >= 10 else f"{part:+.1f} {name}" for part, name in zip(parts, "AES")
-            if abs(part) >= 0.05 and abs(part) >= 0.005 * max(map(abs, parts))]
+    """What of a turn is worth telling: "+36 A, -27 S"; the blanks within do not break."""
+    told = [(f"{round(part):+d}" if abs(part) >= 10 else f"{part:+.1f}") + f"\u00a0{name}" for part, name in zip(parts, "AES")
+            if abs(part) >= 0.05 and abs(part) >= 0.02 * max(map(abs, parts))]
     return ", ".join(told).replace("-", "\u2212") or "0"
 
 
