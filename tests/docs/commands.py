@@ -83,18 +83,18 @@ STAND_INS = {
     "DIRECTORY": "data/polarizer", "DIR": "data/polarizer", "N": "1005", "ID": "1005",
     "RECORDING": "data/polarizer/polarizer.csv", "RESULTS": "results.csv",
 }
-# Names that the documents use as examples: document, name, the shipped file or folder that is copied there.
+# Names that the documents use as examples: pattern of documents, name, the shipped file or folder that is copied there.
 FILES = [
     ("docs/formats.md", "calibration", "data/polarizer"),
     ("docs/formats.md", "monday/a.csv", "data/polarizer/polarizer.csv"),
     ("docs/formats.md", "tuesday/b.korraw", "data/polarizer/polarizer.korraw"),
     ("docs/formats.md", "truth.csv", "data/polarizer/polarizer_truth.csv"),
-    ("docs/man/kor.1", "calibration", "data/polarizer"),
+    ("docs/man/*.1", "calibration", "data/polarizer"),
     ("docs/parameter-check.md", "calibration", "data/polarizer"),
     ("docs/parameter-check.md", "Tg1005.prm", "data/polarizer/Tg1005.prm"),
     ("docs/parameter-check.md", "Tg1006.prm", "data/polarizer_even/Tg1006.prm"),
-    ("docs/man/kor.1", "run.csv", "data/polarizer/polarizer.csv"),
-    ("docs/man/kor.1", "second.korraw", "data/polarizer/polarizer.korraw"),
+    ("docs/man/*.1", "run.csv", "data/polarizer/polarizer.csv"),
+    ("docs/man/*.1", "second.korraw", "data/polarizer/polarizer.korraw"),
 ]
 
 WHAT_TO_DO = """
@@ -313,7 +313,7 @@ def check(root, tree, kor, not_run=NOT_RUN, elsewhere=RUN_ELSEWHERE):
                 continue
             restore(copy, root, names, stamps)
             for owner, name, source in FILES:
-                if owner == document:
+                if fnmatch.fnmatch(document, owner):
                     (copy / name).parent.mkdir(parents=True, exist_ok=True)
                     (shutil.copytree if (root / source).is_dir() else shutil.copy2)(root / source, copy / name)
             home.mkdir()

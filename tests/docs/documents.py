@@ -132,15 +132,24 @@ def table_commands(text):
     return found
 
 
+def plain(line):
+    """A line of a manual page without troff's escapes."""
+    marks = {"-": "-", "e": "\\", "&": "", "(aq": "'", "(ha": "^", "(ti": "~", "(ga": "`"}
+    return re.sub(r"\\(\(\w\w|.)", lambda escape: marks[escape[1]], line)
+
+
 def manual_commands(text):
     found, inside, section = [], False, ""
     for number, line in enumerate(text.split("\n"), 1):
         if line.startswith(".SH "):
             section = line[4:].strip('"')
-        elif line in (".nf", ".fi"):
-            inside = line == ".nf"
+        elif line == ".nf":
+            inside, first, lines = True, number + 1, []
+        elif line == ".fi":
+            found += lines_to_commands(lines, first, section, "")
+            inside = False
         elif inside and line and not line.startswith((".", "'")):
-            found.append(Command(number, line.replace("\\-", "-").replace("\\e", "\\").replace("\\&", ""), section))
+            lines.append(plain(line))
     return found
 
 

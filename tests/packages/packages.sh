@@ -4,7 +4,6 @@
 #   packages.sh lintian BUILD      what lintian says of them is what docs/releasing.md explains
 #   packages.sh tgz BUILD          archive
 #   packages.sh zip BUILD PREFIX   archive of the Windows build, with Wine's prefix
-#   packages.sh manual BUILD       the manual page and the program's help list the same options
 set -euo pipefail
 export LC_ALL=C.UTF-8
 here=$(cd "$(dirname "$0")" && pwd)
@@ -108,12 +107,14 @@ deb)
     [ "$(grep -c ', stripped$' "$work/files")" -eq 2 ] || fail "not stripped: $(<"$work/files")"
     is_hardened "$(readlink -f "$library")" "$work/root/usr/bin/kor"
     ! readelf -d "$work/root/usr/bin/kor" | grep -qE 'R(UN)?PATH' || fail "kor looks for its library in a place of its own"
-    zcat "$work/root/usr/share/man/man1/kor.1.gz" | cmp - "$root/docs/man/kor.1"
-    # What the manual page names is there.
-    mapfile -t named < <(sed 's/\\-/-/g' "$root/docs/man/kor.1" | grep -oE '/usr/[[:alnum:]_./-]*[[:alnum:]]' | sort -u)
-    [ "${#named[@]}" -ge 4 ] || fail "the manual page names ${#named[@]} places"
+    gunzip -k "$work/root/usr/share/man/man1"/*.gz
+    diff -r -x '*.gz' "$root/docs/man" "$work/root/usr/share/man/man1" || fail "the manual pages are others"
+    cmp "$root/tools/completion/kor" "$work/root/usr/share/bash-completion/completions/kor"
+    # What the manual pages name is there.
+    mapfile -t named < <(sed 's/\\-/-/g' "$root/docs/man"/*.1 | grep -ohE '/usr/[[:alnum:]_./-]*[[:alnum:]]' | sort -u)
+    [ "${#named[@]}" -ge 4 ] || fail "the manual pages name ${#named[@]} places"
     for place in "${named[@]}"; do
-        [ -e "$work/root$place" ] || fail "the manual page names $place, which no package holds"
+        [ -e "$work/root$place" ] || fail "the manual pages name $place, which no package holds"
     done
     contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md docs/parameter-check.md "${documents[@]:14}"
     contains "$work/root/usr/share/doc/libkorinterface-dev" docs/c.md docs/kept-behaviour.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/CMakeLists.txt \
@@ -167,7 +168,8 @@ tgz)
     packed TGZ
     mkdir "$work/elsewhere"
     tar -xzf "$work/packages"/*.tar.gz -C "$work/elsewhere" --strip-components=1
-    contains "$work/elsewhere" README.md CHANGELOG.md copyright share/man/man1/kor.1 "${documents[@]}"
+    contains "$work/elsewhere" README.md CHANGELOG.md copyright share/man/man1/kor.1 share/man/man1/kor-prm-from-json.1 \
+        share/bash-completion/completions/kor "${documents[@]}"
     reads_well "$work/elsewhere"
     # A build for the prefix /usr has its libraries elsewhere than the archive of a release has them.
     if [ -d "$work/elsewhere/lib/pkgconfig" ]; then
@@ -183,7 +185,7 @@ zip)
     packed ZIP
     silently unzip -q "$work/packages"/*.zip -d "$work/unpacked"
     tree=$(echo "$work/unpacked"/*)
-    contains "$tree" README.md CHANGELOG.md copyright bin/KORInterface.dll bin/kor.exe lib/KORInterface.def "${documents[@]}"
+    contains "$tree" README.md CHANGELOG.md copyright share/bash-completion/completions/kor bin/KORInterface.dll bin/kor.exe lib/KORInterface.def "${documents[@]}"
     reads_well "$tree"
     consumer_built "$tree" -DCMAKE_TOOLCHAIN_FILE="$root/cmake/mingw-w64.cmake" \
         -DKORInterface_DIR="$tree/lib/cmake/KORInterface" # the toolchain looks for packages in its own root only
@@ -207,24 +209,6 @@ zip)
     done
     cmp "$work/host.out" "$work/host_shared.out"
     "$python" "$here/host_agrees.py" "$work/host.out" "$tree/results.csv"
-    ;;
-manual)
-    options() { grep -oE '(^|[^a-z-])--[a-z][a-z-]*' | grep -oE '[a-z][a-z-]*$' | sort -u; }
-    for part in replay simulate accuracy compare convert plot report "prm check" "prm show" "prm json" "prm from-json" "prm diff" "prm rewrite" "prm new"; do
-        read -ra words <<<"$part"
-        "$build/tools/kor" "${words[@]}" --help | options | grep -vx help >"$work/help"
-        awk -v heading=".SH KOR ${part^^}" '/^\.SH/ { inside = $0 == heading; next } inside' "$root/docs/man/kor.1" |
-            sed 's/\\-/-/g; s/\\f[A-Z]//g' | grep '^\.B[RI]* ' | options >"$work/page"
-        [ -s "$work/help" ] || fail "kor $part --help lists no options"
-        diff "$work/help" "$work/page" || fail "kor $part: help (<) and docs/man/kor.1 (>) differ"
-    done
-    "$build/tools/kor" --help | awk '/^Subcommands:/ { inside = 1; next } /^$/ { inside = 0 } inside { print $1 }' |
-        sort >"$work/help"
-    for heading in SYNOPSIS DESCRIPTION 'EXIT STATUS' FILES EXAMPLES 'SEE ALSO'; do
-        awk -v heading=".SH $heading" '/^\.SH/ { inside = $0 == heading; next } inside' "$root/docs/man/kor.1" >"$work/part"
-        [ "$(wc -l <"$work/part")" -ge 5 ] || fail "docs/man/kor.1 says nothing under $heading"
-    done
-    printf '%s\n' accuracy compare convert plot prm replay report simulate | diff "$work/help" - || fail "a subcommand lacks its part of docs/man/kor.1 and of this test"
     ;;
 *)
     fail "unknown check $check"

@@ -340,7 +340,7 @@ class Refusals(Case):
     def test_help_names_every_option(self):
         out = self.convert("--help")[0].decode()
         for option in ("--format", "--input-format", "--from", "--to", "--every", "--skip-bad", "--progress", "OUT",
-                       "Example:"):
+                       "Examples:"):
             self.assertIn(option, out)
 
     @posix_only

@@ -2,7 +2,9 @@
 
 A Windows program runs under the emulator that KOR_EMULATOR in the environment names, quoted as for a shell.
 """
+import functools
 import os
+import re
 import shlex
 import subprocess
 import sys
@@ -16,6 +18,19 @@ KOR = [*EMULATOR, PATH]
 # For what Windows does not have (FIFOs, signals, limits of a process, links for everybody) or the emulator hides
 # (it gives the program files for standard output and standard error).
 posix_only = unittest.skipIf(WINDOWS, "POSIX only")
+
+
+@functools.cache
+def helps():
+    """The help of the program and of each of its subcommands, by what calls them: "kor prm show"."""
+    found, left = {}, ["kor"]
+    while left:
+        name = left.pop(0)
+        done = subprocess.run([*KOR, *name.split(" ")[1:], "--help"], check=True, stdout=subprocess.PIPE)
+        found[name] = done.stdout.decode()
+        below = re.search(r"^Subcommands:\n((?:  .*\n)*)", found[name], re.M)
+        left += [f"{name} {word}" for word in re.findall(r"^  (\S+)  ", below[1] if below else "", re.M)]
+    return found
 
 
 def run_line(arguments, **options):

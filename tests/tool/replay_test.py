@@ -196,9 +196,9 @@ class Help(Case):
         for status in (0, 1, USAGE, DATA, NO_INPUT, SOFTWARE, CANNOT_CREATE, IO_ERROR):
             self.assertRegex(statuses, rf"(?m)^  {status} +\S")
 
-    def test_help_of_replay_says_where_the_exit_statuses_are(self):
+    def test_help_of_replay_says_where_the_other_exit_statuses_are(self):
         out, _ = self.kor("replay", "--help")
-        self.assertIn("kor --help lists the exit statuses", out.decode())
+        self.assertIn("kor --help lists the others.\n", out.decode())
 
     def test_help_of_replay_names_every_option(self):
         out, _ = self.kor("replay", "--help")

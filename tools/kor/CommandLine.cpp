@@ -1,78 +1,125 @@
 #include "tools/kor/CommandLine.h"
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include <CLI/CLI.hpp>
 
+#include "platform/Text.h"
+
 namespace kor::tool {
 
-Subcommand::Subcommand(CLI::App& above, const std::string& name, const std::string& what)
-    : m_app(above.add_subcommand(name, what))
+std::vector<std::string> namesOf(const std::string& names)
 {
-    m_app->get_help_ptr()->description("Print this help and exit");
+    std::vector<std::string> each;
+    for (const std::string_view name : platform::split(names, ',')) {
+        each.emplace_back(name);
+    }
+    return each;
 }
 
-void Subcommand::option(const std::string& names, std::string& into, const std::string& type, const std::string& text)
+Subcommand::Subcommand(const CommandGroup& above, const std::string& name, const std::string& what)
+    : m_parser(above.parser.add_subcommand(name)), m_described(nullptr)
 {
-    m_app->add_option(names, into, text)->type_name(type);
+    above.described.below.push_back(std::make_unique<Described>());
+    m_described = above.described.below.back().get();
+    m_described->name = above.described.name + " " + name;
+    m_described->what = what;
+    describe("-h,--help", "", "Print this help and exit");
 }
 
-void Subcommand::option(const std::string& names, std::optional<std::string>& into, const std::string& type,
-                        const std::string& text)
+DescribedOption& Subcommand::describe(const std::string& names, const std::string& type, const std::string& text)
 {
-    m_app->add_option(names, into, text)->type_name(type);
+    m_described->options.push_back({.names = namesOf(names), .value = type, .text = text});
+    return m_described->options.back();
 }
 
-void Subcommand::required(const std::string& names, std::string& into, const std::string& type, const std::string& text)
+DescribedOption& Subcommand::option(const std::string& names, std::string& into, const std::string& type,
+                                    const std::string& text)
 {
-    m_app->add_option(names, into, text)->type_name(type)->required();
+    m_parser->add_option(names, into)->type_name(type);
+    return describe(names, type, text);
 }
 
-void Subcommand::repeatable(const std::string& names, std::vector<std::string>& into, const std::string& type,
-                            const std::string& text)
+DescribedOption& Subcommand::option(const std::string& names, std::optional<std::string>& into, const std::string& type,
+                                    const std::string& text)
 {
-    m_app->add_option(names, into, text)
+    m_parser->add_option(names, into)->type_name(type);
+    return describe(names, type, text);
+}
+
+DescribedOption& Subcommand::required(const std::string& names, std::string& into, const std::string& type,
+                                      const std::string& text)
+{
+    m_parser->add_option(names, into)->type_name(type)->required();
+    DescribedOption& option = describe(names, type, text);
+    option.required = true;
+    return option;
+}
+
+DescribedOption& Subcommand::repeatable(const std::string& names, std::vector<std::string>& into,
+                                        const std::string& type, const std::string& text)
+{
+    m_parser->add_option(names, into)
         ->type_name(type)
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    DescribedOption& option = describe(names, type, text);
+    option.repeatable = true;
+    return option;
 }
 
-void Subcommand::arguments(const std::string& name, std::vector<std::string>& into, const std::string& text)
+DescribedOption& Subcommand::arguments(const std::string& name, std::vector<std::string>& into, const std::string& text)
 {
-    m_app->add_option(name, into, text)->type_name("");
+    m_parser->add_option(name, into)->type_name("");
+    DescribedOption& option = describe(name, "", text);
+    option.repeatable = true;
+    return option;
 }
 
-void Subcommand::requiredArguments(const std::string& name, std::vector<std::string>& into, const std::string& text)
+DescribedOption& Subcommand::requiredArguments(const std::string& name, std::vector<std::string>& into,
+                                               const std::string& text)
 {
-    m_app->add_option(name, into, text)->type_name("")->required();
+    m_parser->add_option(name, into)->type_name("")->required();
+    DescribedOption& option = describe(name, "", text);
+    option.required = true;
+    option.repeatable = true;
+    return option;
 }
 
-void Subcommand::flag(const std::string& names, bool& into, const std::string& text)
+DescribedOption& Subcommand::flag(const std::string& names, bool& into, const std::string& text)
 {
-    m_app->add_flag(names, into, text);
+    m_parser->add_flag(names, into);
+    return describe(names, "", text);
 }
 
 void Subcommand::hiddenFlag(const std::string& names, bool& into)
 {
-    m_app->add_flag(names, into)->group("");
+    m_parser->add_flag(names, into);
 }
 
 void Subcommand::hiddenOption(const std::string& names, std::optional<std::string>& into)
 {
-    m_app->add_option(names, into)->group("");
+    m_parser->add_option(names, into);
 }
 
-void Subcommand::footer(const std::string& text)
+void Subcommand::about(const std::string& text, const std::string& moreInManual)
 {
-    m_app->footer(text);
+    m_described->about = text;
+    m_described->more = moreInManual;
 }
 
-CLI::App& Subcommand::asGroup()
+void Subcommand::example(const std::string& what, const std::vector<std::string>& commands)
 {
-    m_app->require_subcommand(1);
-    return *m_app;
+    m_described->examples.push_back({what, commands});
+}
+
+CommandGroup Subcommand::asGroup()
+{
+    m_parser->require_subcommand(1);
+    return {*m_parser, *m_described};
 }
 
 } // namespace kor::tool

@@ -13,19 +13,22 @@ class App;
 
 namespace kor::tool {
 
+/// What a subcommand is added to (CommandLine.h).
+struct CommandGroup;
+
 struct Command {
     CLI::App* app;            ///< where the command line says whether it was chosen
     std::function<int()> run; ///< returns the exit status, or throws Failure
 };
 
-Command declareAccuracy(CLI::App& root);
-Command declareCompare(CLI::App& root);
-Command declareConvert(CLI::App& root);
-Command declarePlot(CLI::App& root);
-std::vector<Command> declarePrm(CLI::App& root); ///< a group: its subcommands
-Command declareReplay(CLI::App& root);
-Command declareReport(CLI::App& root);
-Command declareSimulate(CLI::App& root);
+Command declareAccuracy(const CommandGroup& root);
+Command declareCompare(const CommandGroup& root);
+Command declareConvert(const CommandGroup& root);
+Command declarePlot(const CommandGroup& root);
+std::vector<Command> declarePrm(const CommandGroup& root); ///< a group: its subcommands
+Command declareReplay(const CommandGroup& root);
+Command declareReport(const CommandGroup& root);
+Command declareSimulate(const CommandGroup& root);
 
 /// Writes a file that appears complete or not at all; "-" is standard output. Throws Failure.
 void writeOutput(const std::string& path, const std::string& text);

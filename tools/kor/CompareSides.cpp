@@ -83,6 +83,13 @@ void add(Columns& columns, std::string_view name, const Column& first, const Col
     columns.second.push_back(&second);
 }
 
+// Whether two values of a column have a difference that means something.
+bool isQuantity(const Column& column)
+{
+    return column.type != Type::text && column.type != Type::outcome && column.name != "valid" &&
+           column.name != "timeStampMs";
+}
+
 Columns commonColumns(const series::File& first, const series::File& second)
 {
     Columns columns;
@@ -102,9 +109,7 @@ Columns commonColumns(const series::File& first, const series::File& second)
     const std::span<const Column> all = first.columns();
     for (std::size_t i = 0; i < all.size(); ++i) {
         const Column& column = all[i];
-        const bool quantity = column.type != Type::text && column.type != Type::outcome && column.name != "valid" &&
-                              column.name != "timeStampMs";
-        if (quantity && first.has(i) && second.has(i)) {
+        if (isQuantity(column) && first.has(i) && second.has(i)) {
             add(columns, column.name, column, column);
         }
     }
@@ -227,6 +232,20 @@ Sides readSides(const std::string& a, const std::string& b, const std::optional<
     }
     const Columns columns = commonColumns(first, second);
     return {read(first, columns.first, note), read(second, columns.second, note), columns.named};
+}
+
+std::vector<std::string> comparableColumns()
+{
+    std::vector<std::string> names;
+    for (const std::span<const Column> columns :
+         {std::span<const Column>(kResultColumns), std::span<const Column>(kTruthColumns)}) {
+        for (const Column& column : columns) {
+            if (isQuantity(column)) {
+                names.emplace_back(column.name);
+            }
+        }
+    }
+    return names;
 }
 
 const std::vector<std::string>& orientationColumns(SideKind kind)

@@ -49,6 +49,9 @@ struct Sides {
 ///        2  All rows are kept, some 350 bytes each.
 Sides readSides(const std::string& a, const std::string& b, const std::optional<std::string>& note);
 
+/// The names of all columns that there may be a difference of.
+std::vector<std::string> comparableColumns();
+
 /// The columns that a side has its orientations from, row by row: those of the engine's answer.
 const std::vector<std::string>& orientationColumns(SideKind kind);
 

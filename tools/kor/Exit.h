@@ -26,26 +26,36 @@ enum Exit : int {
     kExitTerminated = 143
 };
 
-/// What they mean: the help prints this table, and a test holds the documents to it.
+/// What they mean: help and manual pages print this table, and a test holds the documents to it. A row without a
+/// command is true of all, or of all that write files; the others are those of one command, and stand behind it.
 struct ExitMeaning {
     Exit status;
+    const char* command; ///< without "kor" in front
     const char* meaning;
 };
 inline constexpr ExitMeaning kExitMeanings[] = {
-    {kExitOk, "done"},
-    {kExitBeyondBound, "kor accuracy: a bound is exceeded; kor compare: a tolerance is exceeded; "
-                       "kor prm diff: the files differ; kor prm check: warnings"},
-    {kExitUsage, "wrong usage"},
-    {kExitDataError, "bad recording or parameter file, or no usable orientation"},
-    {kExitNoInput, "an input cannot be opened"},
-    {kExitUnavailable, "a program that draws is missing (gnuplot), or the view of kor replay cannot be served"},
-    {kExitSoftware, "internal error"},
-    {kExitNoMemory, "not enough memory"},
-    {kExitCannotCreate, "an output cannot be created"},
-    {kExitIoError, "reading or writing failed"},
-    {kExitInterrupted, "interrupted"},
-    {kExitNobodyReads, "the reader of the output has closed it"},
-    {kExitTerminated, "terminated"},
+    {kExitOk, "", "done"},
+    {kExitBeyondBound, "accuracy", "a bound is exceeded"},
+    {kExitBeyondBound, "compare", "a tolerance is exceeded"},
+    {kExitBeyondBound, "prm diff", "the files differ"},
+    {kExitBeyondBound, "prm check", "a file has warnings, and none has errors"},
+    {kExitUsage, "", "wrong usage"},
+    {kExitDataError, "", "an input holds bad data"},
+    {kExitDataError, "replay", "no sample, or with --strict not every one, has a usable orientation"},
+    {kExitDataError, "compare", "there is nothing to compare"},
+    {kExitDataError, "convert", "there is nothing to convert"},
+    {kExitDataError, "prm check", "a file has errors"},
+    {kExitNoInput, "", "an input cannot be opened"},
+    {kExitUnavailable, "replay", "the view cannot be served"},
+    {kExitUnavailable, "accuracy", "gnuplot, which draws, is not there"},
+    {kExitUnavailable, "plot", "gnuplot, which draws, is not there"},
+    {kExitSoftware, "", "internal error"},
+    {kExitNoMemory, "", "not enough memory"},
+    {kExitCannotCreate, "", "an output cannot be created"},
+    {kExitIoError, "", "reading or writing failed"},
+    {kExitInterrupted, "", "interrupted"},
+    {kExitNobodyReads, "", "the reader of the output has closed it"},
+    {kExitTerminated, "", "terminated"},
 };
 
 /// The status that a problem with a file ends a command with.

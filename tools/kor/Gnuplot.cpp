@@ -72,11 +72,26 @@ std::string shownErrors(const std::string& errors)
 
 } // namespace
 
+namespace {
+
+constexpr std::pair<const char*, PictureKind> kEndings[] = {
+    {"svg", PictureKind::svg}, {"png", PictureKind::png}, {"pdf", PictureKind::pdf}};
+
+} // namespace
+
+std::vector<std::string> pictureEndings()
+{
+    std::vector<std::string> endings;
+    for (const auto& [ending, kind] : kEndings) {
+        endings.emplace_back(ending);
+    }
+    return endings;
+}
+
 std::optional<PictureKind> pictureNamed(const std::string& path)
 {
-    for (const auto& [ending, kind] : {std::pair{".svg", PictureKind::svg}, std::pair{".png", PictureKind::png},
-                                       std::pair{".pdf", PictureKind::pdf}}) {
-        if (recordings::hasExtension(path, ending)) {
+    for (const auto& [ending, kind] : kEndings) {
+        if (recordings::hasExtension(path, std::string(".") + ending)) {
             return kind;
         }
     }

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace kor::tool {
 
@@ -10,6 +11,9 @@ enum class PictureKind { svg, png, pdf };
 
 /// What the name of a file says: .svg, .png or .pdf, with .gz or .zst behind it to compress; nothing for other names.
 std::optional<PictureKind> pictureNamed(const std::string& path);
+
+/// "svg" and so on.
+std::vector<std::string> pictureEndings();
 
 /// In pixels; of a PDF a hundred of them are an inch.
 struct PictureSize {

@@ -1,6 +1,8 @@
 #include "tools/kor/MountMode.h"
 
 #include <optional>
+#include <string>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -34,6 +36,15 @@ std::string mountModeNames(std::string_view separator)
         }
     }
     return names;
+}
+
+std::vector<std::string> mountModeWords()
+{
+    std::vector<std::string> words;
+    for (std::int32_t mode = kFirstMode; mode <= kLastMode; ++mode) {
+        words.push_back(std::to_string(mode));
+    }
+    return words;
 }
 
 std::int32_t mountModeOption(std::string_view text)

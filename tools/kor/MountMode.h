@@ -4,11 +4,15 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace kor::tool {
 
 /// The modes by the names of their models: "1, 2 dual level; 3, 4 pendulum; ...", with what separates the models.
 std::string mountModeNames(std::string_view separator = "; ");
+
+/// "1", "2" and so on.
+std::vector<std::string> mountModeWords();
 
 /// The value of --mode. Throws Misuse for anything but 1 to 10.
 std::int32_t mountModeOption(std::string_view text);

@@ -30,9 +30,22 @@ Integer wholeOption(std::string_view option, std::string_view text, Integer leas
     return *value;
 }
 
+/// The words that an option accepts, and what each means.
 template <typename Value>
-Value choiceOption(std::string_view option, std::string_view text,
-                   const std::vector<std::pair<std::string, Value>>& choices)
+using Choices = std::vector<std::pair<std::string, Value>>;
+
+template <typename Value>
+std::vector<std::string> wordsOf(const Choices<Value>& choices)
+{
+    std::vector<std::string> words;
+    for (const auto& [name, value] : choices) {
+        words.push_back(name);
+    }
+    return words;
+}
+
+template <typename Value>
+Value choiceOption(std::string_view option, std::string_view text, const Choices<Value>& choices)
 {
     std::string names;
     for (const auto& [name, value] : choices) {

@@ -36,6 +36,6 @@ std::string cannotOpenText(const std::string& path);
 std::string resultText(int status, unsigned message);
 
 /// Help of the option that makes the checking a forced one.
-inline constexpr const char* kForceHelp = "Go on in spite of errors that the check of the\nparameter file finds";
+inline constexpr const char* kForceHelp = "Go on in spite of errors that the check of the parameter file finds";
 
 } // namespace kor::tool

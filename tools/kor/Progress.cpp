@@ -56,14 +56,26 @@ double Pace::at(double seconds, std::uint64_t counted)
     return passed > 0 ? static_cast<double>(counted - m_older.counted) / passed : 0;
 }
 
+namespace {
+
+Choices<ShowProgress> progressChoices()
+{
+    return {{"auto", ShowProgress::automatic}, {"always", ShowProgress::always}, {"never", ShowProgress::never}};
+}
+
+} // namespace
+
 ShowProgress progressOption(const std::optional<std::string>& when)
 {
     if (!when) {
         return ShowProgress::automatic;
     }
-    return choiceOption<ShowProgress>(
-        "--progress", *when,
-        {{"auto", ShowProgress::automatic}, {"always", ShowProgress::always}, {"never", ShowProgress::never}});
+    return choiceOption("--progress", *when, progressChoices());
+}
+
+std::vector<std::string> progressWords()
+{
+    return wordsOf(progressChoices());
 }
 
 std::string grouped(std::uint64_t number)

@@ -36,6 +36,7 @@ enum class ShowProgress { automatic, always, never };
 
 /// What --progress asks for: auto when it is not given. Throws Misuse for anything but auto, always and never.
 ShowProgress progressOption(const std::optional<std::string>& when);
+std::vector<std::string> progressWords(); ///< what it accepts
 
 class Progress {
 public:

@@ -1,19 +1,31 @@
 #include "tools/kor/RecordingOptions.h"
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
-#include "tools/kor/Options.h"
+#include "tools/kor/Progress.h"
 
 namespace kor::tool {
 
 using recordings::Format;
+
+Choices<Format> inputFormatChoices()
+{
+    return {{"csv", Format::csv}, {"bin", Format::binary}};
+}
+
+Choices<Format> formatChoices()
+{
+    return {{"csv", Format::csv}, {"bin", Format::binary}, {"bare", Format::bare}};
+}
 
 std::optional<Format> inputFormatOption(const std::optional<std::string>& text)
 {
     if (!text) {
         return std::nullopt;
     }
-    return choiceOption<Format>("--input-format", *text, {{"csv", Format::csv}, {"bin", Format::binary}});
+    return choiceOption("--input-format", *text, inputFormatChoices());
 }
 
 std::optional<Format> formatOption(const std::optional<std::string>& text)
@@ -21,8 +33,37 @@ std::optional<Format> formatOption(const std::optional<std::string>& text)
     if (!text) {
         return std::nullopt;
     }
-    return choiceOption<Format>("--format", *text,
-                                {{"csv", Format::csv}, {"bin", Format::binary}, {"bare", Format::bare}});
+    return choiceOption("--format", *text, formatChoices());
+}
+
+std::vector<std::string> recordingEndings()
+{
+    return compressible({"csv", "korraw"});
+}
+
+std::vector<std::string> resultEndings()
+{
+    return compressible({"csv", "korinfo"});
+}
+
+std::vector<std::string> truthEndings()
+{
+    return compressible({"csv"});
+}
+
+std::vector<std::string> rowEndings()
+{
+    return compressible({"csv", "korraw", "korinfo"});
+}
+
+void declareProgress(Subcommand& command, std::optional<std::string>& when)
+{
+    command
+        .option(
+            "--progress", when, "WHEN",
+            "Line on standard error that says how far the run has come: auto (the default: when standard error is a "
+            "terminal), always or never")
+        .takes(oneOf(progressWords()));
 }
 
 Window windowOption(const std::optional<std::string>& from, const std::optional<std::string>& to)
@@ -43,12 +84,12 @@ void declareWindow(Subcommand& command, std::optional<std::string>& from, std::o
     command.option("--from", from, "MS", "Leave out " + rows + " before this time stamp");
     command.option("--to", to, "MS",
                    "Leave out " + rows +
-                       " after this time stamp; with --from\nthe larger one, the window lies across the wrap");
+                       " after this time stamp. If --from is larger, the window lies across the wrap of the stamps");
 }
 
-void declareSkipBad(Subcommand& command, bool& skipBad)
+DescribedOption& declareSkipBad(Subcommand& command, bool& skipBad)
 {
-    command.flag("--skip-bad", skipBad, "Leave out bad rows and records and count them");
+    return command.flag("--skip-bad", skipBad, "Leave out rows and records that cannot be read, and count them");
 }
 
 } // namespace kor::tool

@@ -30,6 +30,7 @@
 #include "tools/kor/Overwrite.h"
 #include "tools/kor/ParameterFile.h"
 #include "tools/kor/Progress.h"
+#include "tools/kor/RecordingOptions.h"
 #include "tools/kor/SimulatedSensor.h"
 #include "tools/kor/UncertaintyFile.h"
 #include "tools/kor/UncertaintyReport.h"
@@ -289,38 +290,56 @@ int runAccuracy(const AccuracyRequest& request)
 
 } // namespace
 
-Command declareAccuracy(CLI::App& root)
+Command declareAccuracy(const CommandGroup& root)
 {
     const auto request = std::make_shared<AccuracyRequest>();
     Subcommand command(root, "accuracy", "Measure how exactly known poses are found again");
-    command.option("--mode", request->mode, "M", "One mount mode (default: all):\n" + mountModeNames("\n"));
+    command.option("--mode", request->mode, "M", "One mount mode (default: all):\n" + mountModeNames("\n"))
+        .takes(oneOf(mountModeWords()));
     command.option("--poses", request->poses, "N", "Poses of each stratum (default: 2000)");
     command.option("--seed", request->seed, "S", "Seed of the poses or trials (default: 1)");
     command.flag("--json", request->json, "Print JSON in place of the table");
-    command.flag(
-        "--budget", request->budget,
-        "Print how much the orientation turns per unit of each\ninput and parameter, in place of the measurement");
-    command.option(
-        "--uncertainty", request->uncertainty, "FILE",
-        "Print the uncertainty of the orientation that follows\nfrom those of the inputs, which FILE states as JSON");
-    command.option("--trials", request->trials, "N", "Monte Carlo trials of --uncertainty (default: 10000)");
-    command.option("--plot", request->plot, "FILE",
-                   "Draw bars by stratum or by input as well; the name of\nFILE ends in .svg, .png or .pdf");
+    command
+        .flag("--budget", request->budget,
+              "Print how much the orientation turns per unit of each input and parameter, in place of the measurement")
+        .moreInManual("An angle's unit is also given in arc-seconds, that of a level's table at the level's reading");
+    command
+        .option("--uncertainty", request->uncertainty, "FILE",
+                "Print the uncertainty of the orientation that follows from the standard uncertainties of the inputs, "
+                "which FILE states as JSON")
+        .takes(fileNamed({"json"}))
+        .moreInManual("Standard and expanded (k = 2), in arc-seconds, by the law of propagation (JCGM 100:2008, 5.1.2) "
+                      "and by Monte Carlo through the model with its filters (JCGM 101:2008), with the share of each "
+                      "input. If the two differ, it says which one to believe and why");
+    command
+        .option("--trials", request->trials, "N",
+                "Monte Carlo trials of --uncertainty, 100 to 1000000 (default: 10000)")
+        .moreInManual("Each input alone is given a tenth of them, but no fewer than 100");
+    command
+        .option(
+            "--plot", request->plot, "FILE",
+            "Draw bars by stratum or by input as well, with gnuplot(1); the name of FILE ends in .svg, .png or .pdf")
+        .takes(outputNamed(compressible(pictureEndings())));
     command.option("--pose", request->pose, "X,Y,Z,R,P,Y",
-                   "Pose of a budget or uncertainty: target point, mm; roll,\npitch and yaw of the base, degrees "
-                   "(default: one that\nsuits)");
-    command.option("--prm", request->prm, "DIR",
-                   "Directory of a parameter file for a budget or an\nuncertainty (default: a typical sensor)");
-    command.option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm");
+                   "Pose of a budget or uncertainty: target point, mm; roll, pitch and yaw of the base, degrees "
+                   "(default: one that suits)");
+    command
+        .option("--prm", request->prm, "DIR",
+                "Directory of a parameter file for a budget or an uncertainty (default: a typical sensor)")
+        .takes(parameterDirectory());
+    command.option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm").takes(sensorId());
     command.flag("--force", request->force, kForceHelp);
-    command.option("--progress", request->progress, "WHEN",
-                   "auto (the default: when standard error is a\nterminal), always or never");
-    command.footer(
-        "True poses go through the inverse of the library and back through it; an error is the angle of the\n"
-        "rotation between the found and the true orientation. Exit status 1 when a stratum is beyond its bound.\n"
-        "Uncertainties: by the law of propagation (JCGM 100:2008, 5.1.2) and by Monte Carlo through the model with "
-        "its\n"
-        "filters (JCGM 101:2008), standard and expanded (k = 2), in arc-seconds, with the share of each input.");
+    declareProgress(command, request->progress);
+    command.about(
+        "True poses go through the inverse of the library and back through it. An error is the angle of the rotation "
+        "between the found and the true orientation. If the largest error of a stratum of poses exceeds its bound, the "
+        "exit status is 1.\n\n"
+        "In place of this measurement --budget and --uncertainty tell how the orientation follows its inputs.");
+    command.example("The errors in mount mode 5, over fewer poses than usual", {"kor accuracy --mode 5 --poses 50"});
+    command.example("How far the orientation of sensor 1005 turns per unit of each input",
+                    {"kor accuracy --budget --mode 5 --prm calibration --id 1005"});
+    command.example("The uncertainty of the orientation from those of the inputs",
+                    {"kor accuracy --uncertainty examples/uncertainty.json --mode 5 --trials 1000"});
     return command.runs([request] { return runAccuracy(*request); });
 }
 

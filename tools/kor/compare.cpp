@@ -19,6 +19,7 @@
 #include "tools/kor/CompareSides.h"
 #include "tools/kor/Exit.h"
 #include "tools/kor/Options.h"
+#include "tools/kor/RecordingOptions.h"
 
 namespace kor::tool {
 
@@ -57,6 +58,12 @@ Tolerance toleranceOf(const std::string& text)
     return {column == kOrientation ? "" : column, text.substr(at + 1)};
 }
 
+// Units of an angle, in degrees.
+std::vector<std::pair<std::string, double>> angleUnits()
+{
+    return {{"deg", 1.0}, {"arcsec", 1.0 / 3600.0}, {"rad", 180.0 / std::acos(-1.0)}};
+}
+
 // A number, perhaps with a unit: that of the column, and for degrees arc-seconds or radians as well.
 double limitOf(const Tolerance& tolerance, const std::string& unit)
 {
@@ -66,7 +73,8 @@ double limitOf(const Tolerance& tolerance, const std::string& unit)
     const std::string given(end, text.data() + text.size());
     std::vector<std::pair<std::string, double>> units = {{"", 1.0}, {unit, 1.0}};
     if (unit == "deg") {
-        units.insert(units.end(), {{"arcsec", 1.0 / 3600.0}, {"rad", 180.0 / std::acos(-1.0)}});
+        units = angleUnits();
+        units.emplace_back("", 1.0);
     }
     for (const auto& [name, factor] : units) {
         if (error == std::errc() && value >= 0.0 && given == name) {
@@ -184,30 +192,41 @@ int compare(const CompareRequest& request)
 
 } // namespace
 
-Command declareCompare(CLI::App& root)
+Command declareCompare(const CommandGroup& root)
 {
     const auto request = std::make_shared<CompareRequest>();
-    Subcommand command(root, "compare", "Compare two results, or results with the truth");
-    command.required("A", request->first, "", "Results of kor replay or truth of kor simulate; - is standard\ninput");
-    command.required("B", request->second, "", "The same, to compare with");
-    command.repeatable("--tolerance", request->tolerances, "VALUE",
-                       "Largest angle between the orientations, degrees, or with\n"
-                       "deg, arcsec or rad behind the number; COLUMN=VALUE: largest\n"
-                       "difference of a column. Repeatable. Exit status 1 beyond it");
+    Subcommand command(root, "compare", "Compare two results, results with the truth, or two truths");
+    command.required("A", request->first, "", "Results of kor replay or truth of kor simulate; - is standard input")
+        .takes(fileNamed(resultEndings()));
+    command.required("B", request->second, "", "The same, to compare with").takes(fileNamed(resultEndings()));
+    std::vector<std::string> columns = comparableColumns();
+    columns.insert(columns.begin(), std::string(kOrientation));
+    Values tolerances = assignmentTo(std::move(columns));
+    for (const auto& [unit, factor] : angleUnits()) {
+        tolerances.units.push_back(unit);
+    }
+    command
+        .repeatable("--tolerance", request->tolerances, "VALUE",
+                    "Largest angle between the orientations, degrees, or with deg, arcsec or rad behind the number. "
+                    "COLUMN=VALUE: largest difference of a column, in its unit. Repeatable. Exit status 1 beyond it")
+        .takes(tolerances);
     command.flag("--strict", request->strict,
-                 "Exit status 1 also if rows have no counterpart, or are\nusable on one side only");
-    command.option("--note", request->note, "NOTE",
-                   "Compare the rows of the truth with this note, not the valid\nones");
+                 "Exit status 1 also if rows have no counterpart, or are usable on one side only");
+    command.option("--note", request->note, "NOTE", "Compare the rows of the truth with this note, not the valid ones")
+        .takes(oneOf({"ok", "range", "status", "nan", "reference", "level", "moving", "side"}));
     command.option("--lag", request->lag, "N",
-                   "Compare each row of the results (of A) with the row of the\n"
-                   "truth (of B) N before its own");
+                   "Compare each row of the results (of A) with the row of the truth (of B) N before its own");
     command.flag("--brief", request->brief, "Print one line: the angle between the orientations");
     command.flag("--json", request->json, "Print JSON in place of the table");
-    command.footer("Example:\n"
-                   "  kor compare run_results.csv run_truth.csv --tolerance 0.05arcsec\n\n"
-                   "Rows belong together if their time stamps are the same. Results are compared where their outcome\n"
-                   "is ok, a truth where it is valid; all other rows are counted. Two files with nothing to compare\n"
-                   "end with status 65.");
+    command.about(
+        "Rows belong together if their time stamps are the same. Results are compared where their outcome is ok, a "
+        "truth where it is valid; all other rows are counted. Two files with nothing to compare end with status 65.",
+        "Of the angle between the orientations, and of every column that both files have, it prints the median, the "
+        "root mean square, the size that 99.9 % do not exceed, and the largest difference with its time stamp.");
+    command.example("How far results are from the truth, and whether that is within a twentieth of an arc-second",
+                    {"kor simulate --prm calibration --id 1005 --motion random -o sim.csv --truth sim_truth.csv",
+                     "kor replay --prm calibration --id 1005 sim.csv -o sim_results.csv",
+                     "kor compare sim_results.csv sim_truth.csv --tolerance 0.05arcsec"});
     return command.runs([request] { return compare(*request); });
 }
 

@@ -355,29 +355,34 @@ int convert(const ConvertRequest& request)
 
 } // namespace
 
-Command declareConvert(CLI::App& root)
+Command declareConvert(const CommandGroup& root)
 {
     const auto request = std::make_shared<ConvertRequest>();
     Subcommand command(root, "convert", "Convert, cut out, thin out and join recordings and results");
-    command.requiredArguments("FILES", request->files,
-                              "IN... OUT: recordings, results or truths, several are joined\n"
-                              "in their order; - is standard input and output. The name of\n"
-                              "OUT says the format: .csv, .korraw (recordings) or .korinfo\n"
-                              "(results), compressed with .gz or .zst behind it");
-    command.option("--format", request->format, "FORMAT",
-                   "Format of OUT: csv, bin, or bare, the engine's records of\nresults alone (default: by the name)");
-    command.option("--input-format", request->inputFormat, "FORMAT",
-                   "Format of the inputs: csv or bin (default: by name and\ncontent)");
+    command
+        .requiredArguments(
+            "FILES", request->files,
+            "IN... OUT: recordings, results or truths; several of one kind are joined in their order; - is "
+            "standard input and output. The name of OUT says the format: .csv, .korraw (recordings) or "
+            ".korinfo (results), compressed with .gz or .zst behind it")
+        .takes(outputNamed(rowEndings()));
+    command
+        .option("--format", request->format, "FORMAT",
+                "Format of OUT: csv, bin, or bare, the engine's records of results alone (default: by the name)")
+        .takes(oneOf(wordsOf(formatChoices())));
+    command
+        .option("--input-format", request->inputFormat, "FORMAT",
+                "Format of the inputs: csv or bin (default: by name and content)")
+        .takes(oneOf(wordsOf(inputFormatChoices())));
     declareWindow(command, request->from, request->to, "rows");
     command.option("--every", request->every, "N", "Keep the first of every N rows");
     declareSkipBad(command, request->skipBad);
-    command.option("--progress", request->progress, "WHEN",
-                   "auto (the default: when standard error is a terminal),\nalways or never");
-    command.footer(
-        "Example:\n"
-        "  kor convert monday.csv tuesday.csv.gz both.korraw\n\n"
-        "The way to binary and back gives the same CSV, byte by byte. OUT appears under its name when it is\n"
-        "complete. A summary goes to standard error.");
+    declareProgress(command, request->progress);
+    command.about("The way to binary and back gives the same CSV, byte by byte. OUT appears under its name when it is "
+                  "complete. A summary goes to standard error.");
+    command.example("Two recordings as one, compressed", {"kor convert run.csv second.korraw both.csv.gz"});
+    command.example("Every tenth row of the first second, as binary records",
+                    {"kor convert --from 0 --to 999 --every 10 run.csv part.korraw"});
     return command.runs([request] { return convert(*request); });
 }
 

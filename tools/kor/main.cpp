@@ -1,6 +1,7 @@
 // kor: the command line of the KOR engine.
 
 #include <exception>
+#include <memory>
 #include <new>
 #include <string>
 #include <string_view>
@@ -15,8 +16,12 @@
 #include "platform/Process.h"
 #include "platform/Text.h"
 #include "recordings/Output.h"
+#include "tools/kor/BashCompletion.h"
+#include "tools/kor/CommandLine.h"
 #include "tools/kor/Commands.h"
 #include "tools/kor/Exit.h"
+#include "tools/kor/HelpText.h"
+#include "tools/kor/Program.h"
 
 namespace kor::tool {
 
@@ -137,6 +142,16 @@ std::string nameOf(const CLI::App& app)
     return above == nullptr ? app.get_name() : nameOf(*above) + " " + app.get_name();
 }
 
+// Ends the reading of the command line with what is to be printed.
+class Answer : public std::exception {
+public:
+    explicit Answer(std::string text) : m_text(std::make_shared<const std::string>(std::move(text))) {}
+    const std::string& text() const { return *m_text; }
+
+private:
+    std::shared_ptr<const std::string> m_text; // copying an exception must not throw
+};
+
 // The parser names only the first of what is required and not there.
 std::string missing(const CLI::App& app)
 {
@@ -175,21 +190,23 @@ std::string wordsOf(const CLI::ParseError& error, const CLI::App& app)
 
 int run(int argc, char** argv)
 {
-    CLI::App root("Raw readings of a KOR sensor to calibrated angles and orientation.", "kor");
-    root.set_version_flag("--version", "kor " KOR_VERSION, "Print the version and exit");
-    root.get_help_ptr()->description("Print this help and exit");
+    CLI::App root("", "kor");
     root.require_subcommand(1);
     root.allow_windows_style_options(false); // a slash begins a path
-    std::string statuses = "Exit statuses:\n";
-    for (const ExitMeaning& exit : kExitMeanings) {
-        statuses += fmt::format("  {:<3} {}\n", static_cast<int>(exit.status), exit.meaning);
-    }
-    root.footer(statuses);
+    Described program = describedProgram();
+    const CommandGroup group{root, program};
+    root.add_flag_callback("--version", [] { throw Answer("kor " KOR_VERSION "\n"); });
+    root.add_flag_callback("--bash-completion", [&program] { throw Answer(bashCompletion(program)); });
+    const auto writeAll = [&program](const std::string& directory) {
+        writeManual(program, directory);
+        throw Answer("");
+    };
+    root.add_option_function<std::string>("--manual", writeAll)->type_name("DIR");
 
-    std::vector<Command> commands = {declareReplay(root),  declareSimulate(root), declareAccuracy(root),
-                                     declareCompare(root), declareConvert(root),  declarePlot(root),
-                                     declareReport(root)};
-    for (const Command& command : declarePrm(root)) {
+    std::vector<Command> commands = {declareReplay(group),  declareSimulate(group), declareAccuracy(group),
+                                     declareCompare(group), declareConvert(group),  declarePlot(group),
+                                     declareReport(group)};
+    for (const Command& command : declarePrm(group)) {
         commands.push_back(command);
     }
     const std::vector<std::string> arguments = platform::arguments(argc, argv);
@@ -200,15 +217,11 @@ int run(int argc, char** argv)
     }
     try {
         root.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend())); // takes the last one first
-    } catch (const CLI::CallForVersion& version) {
-        print(std::string(version.what()) + "\n");
+    } catch (const Answer& answer) {
+        print(answer.text());
         return kExitOk;
     } catch (const CLI::CallForHelp&) {
-        const auto chosen = root.get_subcommands();
-        print(chosen.empty() ? root.help() : chosen.front()->help(root.get_name()));
-        return kExitOk;
-    } catch (const CLI::CallForAllHelp&) {
-        print(root.help("", CLI::AppFormatMode::All));
+        print(helpText(*find(program, nameOf(chosenOf(root)))));
         return kExitOk;
     } catch (const CLI::ParseError& error) {
         const CLI::App& chosen = chosenOf(root);

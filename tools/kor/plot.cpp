@@ -311,35 +311,55 @@ int plot(const PlotRequest& request)
 
 } // namespace
 
-Command declarePlot(CLI::App& root)
+Command declarePlot(const CommandGroup& root)
 {
     const auto request = std::make_shared<PlotRequest>();
     Subcommand command(root, "plot", "Plot recordings, results and truths over time");
-    command.requiredArguments("FILES", request->files,
-                              "Recordings, results of kor replay or truths of kor simulate,\n"
-                              "drawn over each other; - is standard input");
-    command.option(
-        "-o,--output", request->output, "FILE",
-        "Picture, of the kind that its name ends in: .svg, .png or\n.pdf (default: a window on the desktop)");
-    command.option(
-        "--truth", request->truth, "FILE",
-        "Truth of kor simulate: adds the error of the results, in\narc-seconds, as an angle and about each axis");
-    command.option(
-        "--columns", request->columns, "NAMES",
-        "Columns to draw, with commas between them (default: angles,\nlevels, temperatures; of a truth position "
-        "and axes)");
+    command
+        .requiredArguments("FILES", request->files,
+                           "Recordings, results of kor replay or truths of kor simulate, drawn over each other; - is "
+                           "standard input")
+        .takes(fileNamed(rowEndings()));
+    command
+        .option("-o,--output", request->output, "FILE",
+                "Picture, of the kind that its name ends in: .svg, .png or .pdf (default: a window on the desktop)")
+        .takes(outputNamed(compressible(pictureEndings())))
+        .moreInManual("With .gz or .zst behind that it is compressed");
+    command
+        .option("--truth", request->truth, "TRUTH",
+                "Truth of kor simulate: adds the error of the results, in arc-seconds, as an angle and about each axis")
+        .takes(fileNamed(truthEndings()))
+        .moreInManual("The angle is that which kor compare finds");
+    std::vector<std::string> columns;
+    for (const Kind kind : {Kind::recording, Kind::results, Kind::truth}) {
+        for (const recordings::Column& column : series::columnsOf(kind)) {
+            const std::string name(column.name);
+            if (series::isNumber(column) && std::find(columns.begin(), columns.end(), name) == columns.end()) {
+                columns.push_back(name);
+            }
+        }
+    }
+    command
+        .option("--columns", request->columns, "NAMES",
+                "Columns to draw, with commas between them (default: angles, levels, temperatures; of a truth position "
+                "and axes)")
+        .takes(listOf(std::move(columns)));
     declareWindow(command, request->from, request->to, "rows");
     command.option(
         "--size", request->size, "WxH",
-        "Width and height in pixels, of a PDF a hundred to the inch\n(default: 1200 wide, as high as needed)");
+        "Width and height in pixels, of a PDF a hundred to the inch (default: 1200 wide, as high as needed)");
     declareSkipBad(command, request->skipBad);
-    command.footer(
-        "Example:\n"
-        "  kor plot run_results.csv --truth run_truth.csv -o run.png\n\n"
-        "Lines break at gaps and where there is no orientation. The strip at the bottom tells gaps, rejected and\n"
-        "unusable samples, and the broken vertical line is where the reference was captured. Of every column of\n"
-        "pixels the smallest and the largest value are drawn, so nothing is lost of millions of rows. gnuplot\n"
-        "draws the picture and has to be installed.");
+    command.about(
+        "Lines break at gaps and where there is no orientation. The strip at the bottom tells gaps, rejected and "
+        "unusable samples, and the broken vertical line is where the reference was captured. Of every column of pixels "
+        "the smallest and the largest value are drawn, so that nothing is lost of millions of rows. The program "
+        "gnuplot(1) draws the picture and has to be installed.",
+        "Columns that belong together are in one panel, and the panels are one above the other.");
+    command.example("Results and their error, as a picture",
+                    {"kor simulate --prm calibration --id 1005 --motion random -o sim.csv --truth sim_truth.csv",
+                     "kor replay --prm calibration --id 1005 sim.csv -o sim_results.csv",
+                     "kor plot sim_results.csv --truth sim_truth.csv -o sim.svg"});
+    command.example("The levels of a recording", {"kor plot run.csv --columns levelXRaw,levelYRaw -o levels.png"});
     return command.runs([request] { return plot(*request); });
 }
 

@@ -9,13 +9,13 @@
 
 namespace kor::tool {
 
-Command declarePrmCheck(CLI::App& group);
-Command declarePrmDiff(CLI::App& group);
-Command declarePrmFromJson(CLI::App& group);
-Command declarePrmJson(CLI::App& group);
-Command declarePrmNew(CLI::App& group);
-Command declarePrmRewrite(CLI::App& group);
-Command declarePrmShow(CLI::App& group);
+Command declarePrmCheck(const CommandGroup& group);
+Command declarePrmDiff(const CommandGroup& group);
+Command declarePrmFromJson(const CommandGroup& group);
+Command declarePrmJson(const CommandGroup& group);
+Command declarePrmNew(const CommandGroup& group);
+Command declarePrmRewrite(const CommandGroup& group);
+Command declarePrmShow(const CommandGroup& group);
 
 /// Warns if a file holds more than its content says.
 /// Given     unread, rest  what values that could not be read, and text behind the last block, are in the output

@@ -279,22 +279,29 @@ int check(const CheckRequest& request)
 
 } // namespace
 
-Command declarePrmCheck(CLI::App& group)
+Command declarePrmCheck(const CommandGroup& group)
 {
     const auto request = std::make_shared<CheckRequest>();
     Subcommand command(group, "check", "Tell what is wrong or unusual with parameter files");
-    command.arguments("FILE|DIR", request->paths,
-                      "Parameter files, or directories with files Tg*.prm. The\n"
-                      "name TgN.prm says that the file must hold the ID N");
-    command.option("--mode", request->mode, "N", "Mount mode that the files are used with, in place of\ntheir own");
+    command
+        .arguments(
+            "FILE|DIR", request->paths,
+            "Parameter files, or directories with files Tg*.prm. The name TgN.prm says that the file must hold the "
+            "ID N")
+        .takes(fileNamed({"prm"}));
+    command
+        .option("--mode", request->mode, "N",
+                "Mount mode, 1 to 10, that the files are used with, in place of their own")
+        .takes(oneOf(mountModeWords()));
     command.flag("--json", request->json, "Print JSON in place of lines");
     command.flag("--notes", request->notes, "Print notes, too: what is worth knowing and not wrong");
     command.flag("--ranges", request->ranges, "Print the plausible range of every field and end");
     command.flag("--rules", request->rules, "Print the rules of the check and end");
-    command.footer(
-        "Example:\n"
-        "  kor prm check calibration\n\n"
-        "Exit status 0 when nothing was found, 1 with warnings, 65 with errors, 66 when a file cannot be opened.");
+    command.about(
+        "Each finding has its line, what was found, what was expected and what to do. Status 66, for a file that "
+        "cannot be opened, comes before 65, and that before 1.");
+    command.example("The parameter files of a directory", {"kor prm check calibration"});
+    command.example("The rules of the check", {"kor prm check --rules"});
     return command.runs([request] { return check(*request); });
 }
 

@@ -118,19 +118,22 @@ int runDiff(const DiffRequest& request)
 
 } // namespace
 
-Command declarePrmDiff(CLI::App& group)
+Command declarePrmDiff(const CommandGroup& group)
 {
     const auto request = std::make_shared<DiffRequest>();
     Subcommand command(group, "diff", "Compare two parameter files value by value");
-    command.required("A", request->a, "", "The first parameter file; - is standard input");
-    command.required("B", request->b, "", "The second parameter file");
+    command.required("A", request->a, "", "The first parameter file; - is standard input").takes(fileNamed({"prm"}));
+    command.required("B", request->b, "", "The second parameter file").takes(fileNamed({"prm"}));
     command.option("--tolerance", request->tolerance, "T",
-                   "Numbers may differ by so much, in the unit of each\n(default: 0)");
+                   "Numbers may differ by so much, in the unit of each (default: 0)");
     command.flag("--all", request->all, "List every row of a table that differs, not ten");
     command.flag("--json", request->json, "Print JSON in place of text, with every row");
-    command.footer(
-        "Values are compared as the library stores them: 1.5 and 1.500000 are the same, and so are two that are\n"
-        "not a number. Exit status 1 if the files differ.");
+    command.about(
+        "Values are compared as the library stores them: 1.5 and 1.500000 are the same, and so are two that are "
+        "not a number. Rows of tables of different lengths are matched by their readings.");
+    command.example("Whether a parameter file is the same after its way to JSON and back",
+                    {"kor prm json calibration/Tg1005.prm -o sensor.json",
+                     "kor prm from-json sensor.json -o Tg1005.prm", "kor prm diff calibration/Tg1005.prm Tg1005.prm"});
     return command.runs([request] { return runDiff(*request); });
 }
 

@@ -34,16 +34,20 @@ int runFromJson(const FromJsonRequest& request)
 
 } // namespace
 
-Command declarePrmFromJson(CLI::App& group)
+Command declarePrmFromJson(const CommandGroup& group)
 {
     const auto request = std::make_shared<FromJsonRequest>();
     Subcommand command(group, "from-json", "Make the parameter file that a JSON text describes");
-    command.required("JSON", request->json, "", "JSON text as kor prm json prints it; - is standard input");
-    command.option("-o,--output", request->output, "FILE",
-                   "The parameter file, DIR/TgN.prm (default: standard output)");
-    command.footer(
-        "Each number has the shortest text that reads back as the same float. The same JSON text gives the same\n"
+    command.required("TEXT", request->json, "", "JSON text as kor prm json prints it; - is standard input")
+        .takes(fileNamed({"json"}));
+    command.option("-o,--output", request->output, "FILE", "The parameter file, DIR/TgN.prm (default: standard output)")
+        .takes(outputNamed({"prm"}));
+    command.about(
+        "Each number has the shortest text that reads back as the same float. The same JSON text gives the same "
         "bytes on every system.");
+    command.example(
+        "A parameter file from the JSON text of another",
+        {"kor prm json calibration/Tg1005.prm -o sensor.json", "kor prm from-json sensor.json -o Tg1005.prm"});
     return command.runs([request] { return runFromJson(*request); });
 }
 

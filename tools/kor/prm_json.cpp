@@ -33,15 +33,20 @@ int runJson(const JsonRequest& request)
 
 } // namespace
 
-Command declarePrmJson(CLI::App& group)
+Command declarePrmJson(const CommandGroup& group)
 {
     const auto request = std::make_shared<JsonRequest>();
     Subcommand command(group, "json", "Print a parameter file as JSON");
-    command.required("FILE", request->file, "", "The parameter file; - is standard input");
-    command.option("-o,--output", request->output, "JSON", "Where the JSON text goes (default: standard output)");
-    command.footer(
-        "Each block is a member with the block's title for its name. kor prm from-json makes the parameter file\n"
-        "again, in which every value is the same to the last bit.");
+    command.required("FILE", request->file, "", "The parameter file; - is standard input").takes(fileNamed({"prm"}));
+    command.option("-o,--output", request->output, "OUT", "Where the JSON text goes (default: standard output)")
+        .takes(outputNamed({"json"}));
+    command.about(
+        "Each block is a member with the block's title for its name. kor prm from-json makes the parameter file "
+        "again, in which every value is the same to the last bit.",
+        "It warns of values that could not be read, which are null, and of text that the library ignores, which "
+        "is left out.");
+    command.example("The parameter file of sensor 1005 as JSON",
+                    {"kor prm json calibration/Tg1005.prm -o sensor.json"});
     return command.runs([request] { return runJson(*request); });
 }
 

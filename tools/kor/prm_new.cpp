@@ -121,18 +121,20 @@ int runNew(const NewRequest& request)
 
 } // namespace
 
-Command declarePrmNew(CLI::App& group)
+Command declarePrmNew(const CommandGroup& group)
 {
     const auto request = std::make_shared<NewRequest>();
     Subcommand command(group, "new", "Make a parameter file of a sensor without deviations");
-    command.required("--mode", request->mode, "M", "Mount mode, 1 to 10");
+    command.required("--mode", request->mode, "M", "Mount mode:\n" + mountModeNames("\n"))
+        .takes(oneOf(mountModeWords()));
     command.option("--id", request->id, "N", "Sensor ID (default: that in the name of FILE)");
-    command.option("-o,--output", request->output, "FILE",
-                   "The parameter file, DIR/TgN.prm (default: standard output)");
+    command.option("-o,--output", request->output, "FILE", "The parameter file, DIR/TgN.prm (default: standard output)")
+        .takes(outputNamed({"prm"}));
     command.flag("--force", request->force, "Replace a file that exists already");
-    command.footer(
-        "Offsets are 0, gains 1, matrices the identity and tables straight lines: every value is there to be\n"
-        "replaced. Blocks that the mount mode does not read are left out.");
+    command.about(
+        "Offsets are 0, gains 1, matrices the identity and tables straight lines: every value is there to be replaced. "
+        "Blocks that the mount mode does not read are left out.");
+    command.example("A file for sensor 7 in mount mode 5", {"kor prm new --mode 5 -o Tg7.prm"});
     return command.runs([request] { return runNew(*request); });
 }
 

@@ -293,15 +293,21 @@ int runRewrite(const RewriteRequest& request)
 
 } // namespace
 
-Command declarePrmRewrite(CLI::App& group)
+Command declarePrmRewrite(const CommandGroup& group)
 {
     const auto request = std::make_shared<RewriteRequest>();
     Subcommand command(group, "rewrite", "Rewrite a parameter file as the library does");
-    command.required("FILE", request->file, "", "The parameter file");
-    command.option("--backup", request->backup, "NAME", "Name of the backup, which must be free (default: FILE.bak)");
-    command.footer(
-        "Prints what the rewriting has dropped, added or rounded to six decimals. The library rewrites only files\n"
-        "that end before the block \"Mounting Mode\"; if it refuses, the file stays as it was.");
+    command.required("FILE", request->file, "", "The parameter file").takes(fileNamed({"prm"}));
+    command.option("--backup", request->backup, "NAME", "Name of the backup, which must be free (default: FILE.bak)")
+        .takes(outputNamed({"bak"}));
+    command.about(
+        "Prints what the rewriting has dropped, added or rounded to six decimals. The library rewrites only files that "
+        "end before the block \"Mounting Mode\"; if it refuses, the file stays as it was.",
+        "A file that the user may not write is refused, and so is every file while the current directory holds "
+        "$tmp.prm, the name of the library's copy. If the rewritten file could not be read, the backup takes its place "
+        "again. A killed run can leave the backup and the copy.");
+    command.example("A parameter file that ends before that block",
+                    {"sed '/^Mounting Mode/,$d' calibration/Tg1005.prm >Tg1005.prm", "kor prm rewrite Tg1005.prm"});
     return command.runs([request] { return runRewrite(*request); });
 }
 

@@ -31,13 +31,16 @@ int runShow(const ShowRequest& request)
 
 } // namespace
 
-Command declarePrmShow(CLI::App& group)
+Command declarePrmShow(const CommandGroup& group)
 {
     const auto request = std::make_shared<ShowRequest>();
     Subcommand command(group, "show", "Print a parameter file with names and units");
-    command.required("FILE", request->file, "", "The parameter file; - is standard input");
+    command.required("FILE", request->file, "", "The parameter file; - is standard input").takes(fileNamed({"prm"}));
     command.flag("--rows", request->rows, "Print every row of the tables");
-    command.footer("Says of each block and value whether the orientation depends on it in the file's mount mode.");
+    command.about(
+        "Says of each block its line, and of each block and value whether the orientation depends on it in the "
+        "file's mount mode.");
+    command.example("The parameter file of sensor 1005", {"kor prm show calibration/Tg1005.prm"});
     return command.runs([request] { return runShow(*request); });
 }
 

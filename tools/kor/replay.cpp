@@ -25,6 +25,16 @@ using recordings::Format;
 
 namespace {
 
+Choices<bool> mcsChoices()
+{
+    return {{"on", true}, {"off", false}};
+}
+
+Choices<SummaryForm> summaryChoices()
+{
+    return {{"text", SummaryForm::text}, {"json", SummaryForm::json}};
+}
+
 ReplayPlan understood(const ReplayRequest& request)
 {
     ReplayPlan plan;
@@ -33,7 +43,7 @@ ReplayPlan understood(const ReplayRequest& request)
     if (request.mode) {
         plan.mode = mountModeOption(*request.mode);
     }
-    plan.mcs = choiceOption<bool>("--mcs", request.mcs.value_or("on"), {{"on", true}, {"off", false}});
+    plan.mcs = choiceOption("--mcs", request.mcs.value_or("on"), mcsChoices());
     if (request.psd) {
         const std::vector<std::string_view> parts = split(*request.psd, ',');
         if (parts.size() != 3) {
@@ -58,8 +68,7 @@ ReplayPlan understood(const ReplayRequest& request)
     plan.checking = request.checked ? Checking::done : request.force ? Checking::forced : Checking::strict;
     plan.strict = request.strict;
     if (request.summary) {
-        plan.summary = choiceOption<SummaryForm>("--summary", *request.summary,
-                                                 {{"text", SummaryForm::text}, {"json", SummaryForm::json}});
+        plan.summary = choiceOption("--summary", *request.summary, summaryChoices());
     }
     if (request.quiet) {
         if (request.summary) {
@@ -149,81 +158,98 @@ void refuseToOverwrite(const std::string& output, const std::vector<std::string>
     tool::refuseToOverwrite("-o", output, used);
 }
 
-Command declareReplay(CLI::App& root)
+Command declareReplay(const CommandGroup& root)
 {
     const auto request = std::make_shared<ReplayRequest>();
     Subcommand command(root, "replay", "Feed recordings to an engine and write its results");
-    command.requiredArguments("RECORDING", request->recordings,
-                              "CSV or binary (.korraw), as it is or compressed by gzip\n"
-                              "or zstd; - is standard input.\n"
-                              "Several run side by side, each in a process of its own");
-    command.required("--prm", request->prm, "DIR", "Directory of the parameter file");
-    command.required("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm");
-    command.option("-o,--output", request->output, "RESULTS",
-                   "Where the results go, compressed when the name ends in\n"
-                   ".gz or .zst (default: standard output);\n"
-                   "for several recordings the directory to put them in");
-    command.option("--format", request->format, "FORMAT",
-                   "Format of the results: csv, bin, or bare, the engine's\n"
-                   "records alone (default: bin when RESULTS ends in\n"
-                   ".korinfo, otherwise csv)");
-    command.option("--input-format", request->input, "FORMAT",
-                   "Format of the recordings: csv or bin (default: by\n"
-                   ".csv or .korraw, otherwise by content)");
+    command
+        .requiredArguments("RECORDING", request->recordings,
+                           "CSV or binary (.korraw), as it is or compressed by gzip or zstd; - is standard input. "
+                           "Several run side by side, each in a process of its own")
+        .takes(fileNamed(recordingEndings()));
+    command.required("--prm", request->prm, "DIR", "Directory of the parameter file").takes(parameterDirectory());
+    command.required("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm").takes(sensorId());
+    command
+        .option("-o,--output", request->output, "RESULTS",
+                "Where the results go, compressed when the name ends in .gz or .zst (default: standard output). For "
+                "several recordings the directory to put them in")
+        .takes(outputNamed(resultEndings()));
+    command
+        .option("--format", request->format, "FORMAT",
+                "Format of the results: csv, bin, or bare, the engine's records alone (default: bin when RESULTS ends "
+                "in .korinfo, otherwise csv)")
+        .takes(oneOf(wordsOf(formatChoices())))
+        .moreInManual("The format bin has all columns behind a header");
+    command
+        .option("--input-format", request->input, "FORMAT",
+                "Format of the recordings: csv or bin (default: by .csv or .korraw, otherwise by content)")
+        .takes(oneOf(wordsOf(inputFormatChoices())))
+        .moreInManual("A file that does not look like what its name says is refused; this option overrides that");
     declareWindow(command, request->from, request->to, "samples");
-    command.option("--mode", request->mode, "N",
-                   "Mount mode in place of the parameter file's:\n" + mountModeNames("\n"));
-    command.option("--mcs", request->mcs, "on|off",
-                   "Machine (on, the default) or local (off) coordinates\n"
-                   "in mount modes below 7");
-    command.option("--psd", request->psd, "A,B,D",
-                   "Reading of the position-sensitive detector:\n"
-                   "FIRST,SECOND,DIVISOR, the last one not 0; with --store,\n"
-                   "in mount modes 7 to 10");
+    command
+        .option("--mode", request->mode, "N", "Mount mode in place of the parameter file's:\n" + mountModeNames("\n"))
+        .takes(oneOf(mountModeWords()));
+    command
+        .option("--mcs", request->mcs, "on|off",
+                "Machine (on, the default) or local (off) coordinates in mount modes below 7")
+        .takes(oneOf(wordsOf(mcsChoices())));
+    command.option("--psd", request->psd, "F,S,D",
+                   "Reading of the position-sensitive detector: first, second, divisor, which must not be 0. It has an "
+                   "effect in mount modes 7 to 10, with --store");
     command.flag("--store", request->store,
-                 "Load the parameter store: the detector's coefficients\n"
-                 "and, in mount modes 9 and 10, the dynamic parameters;\n"
-                 "in mount modes 7 to 10");
-    declareSkipBad(command, request->skipBad);
-    command.flag("--repair", request->repair,
-                 "Go on with fresh values and a new engine behind a\n"
-                 "sample that is not finite and would spoil all that\n"
-                 "follow: mount modes 9 and 10, or --mcs off with such a\n"
-                 "sample as the reference");
+                 "Load the parameter store: the detector's coefficients and, in mount modes 9 and 10, the dynamic "
+                 "parameters. It has an effect in mount modes 7 to 10");
+    declareSkipBad(command, request->skipBad).moreInManual("If nothing is left, the exit status is 65");
+    command
+        .flag("--repair", request->repair,
+              "Go on with fresh values and a new engine behind a sample that is not finite and would spoil all that "
+              "follow: mount modes 9 and 10, or --mcs off with such a sample as the reference")
+        .moreInManual("From there on the results are those of a new process, whose filters have to fill again and "
+                      "which captures a reference of its own. Each repair is told, and the summary counts them");
     command.flag("--force", request->force, kForceHelp);
     command.hiddenFlag("--checked", request->checked);
     command.hiddenOption("--child-of", request->childOf);
     command.flag("--strict", request->strict,
-                 "Exit status 65 if a sample has no usable orientation;\n"
-                 "those before the reference and the first ones of a\n"
-                 "model with filters do not count");
-    command.option("--summary", request->summary, "FORM",
-                   "Form of the summary: text (the default) or json, one\n"
-                   "object that holds all messages, too");
+                 "Exit status 65 if a sample has no usable orientation. Those before the reference and the first ones "
+                 "of a model with filters do not count");
+    command
+        .option("--summary", request->summary, "FORM",
+                "Form of the summary: text (the default) or json, one object that holds all messages, too")
+        .takes(oneOf(wordsOf(summaryChoices())));
     command.flag("-q,--quiet", request->quiet, "No summary; errors and warnings only");
-    command.option("--progress", request->progress, "WHEN",
-                   "auto (the default: when standard error is a\n"
-                   "terminal), always or never");
+    declareProgress(command, request->progress);
     command.option("--jobs", request->jobs, "N", "Processes at a time, 1 to 256 (default: one per core)");
-    command.option("--threads", request->threads, "N",
-                   "Threads that share the work on one recording, 1 to 256\n"
-                   "(default: one per core, of several recordings at a time\n"
-                   "each its share; 1 for a live one)");
-    command.flag("--view", request->view,
-                 "Show the results in a browser while they come: serves\n"
-                 "a page on 127.0.0.1, whose address is printed, until\n"
-                 "an interrupt");
+    command
+        .option("--threads", request->threads, "N",
+                "Threads that share the work on one recording, 1 to 256 (default: one per core, of several recordings "
+                "at a time each its share; 1 for a live one)")
+        .moreInManual("One reads, one feeds the engine, others make and write the results, which are the same with any "
+                      "number of threads. More than eight find nothing to do");
+    command
+        .flag("--view", request->view,
+              "Show the results in a browser while they come: serve a page on 127.0.0.1, print its address, and go on "
+              "until an interrupt. For one recording")
+        .moreInManual(
+            "No other host reaches that address; it is printed on standard error, of a live recording before its first "
+            "byte comes. Charts, orientation in space and findings are those of kor report, and go on with the rows. A "
+            "viewer that is slow or goes does not delay the replay. The replay itself is as without the option. After "
+            "its summary the page is served on until an interrupt or a termination, and the exit status is that of the "
+            "replay. An interrupt during a live recording ends both");
     command.option("--view-port", request->viewPort, "N", "Port of the page, 1 to 65535 (default: a free one)");
-    command.footer(
-        "Example:\n"
-        "  kor replay --prm calibration --id 1005 run.csv -o run_results.csv\n\n"
-        "A recording that is no regular file, a pipe for example, is live: results are written whenever the\n"
-        "next row has yet to come, and an interrupt or a termination keeps those that are finished.\n\n"
-        "A summary goes to standard error. Results appear under their name when they are complete; if the\n"
-        "recording breaks off, those before the break are in NAME.partial.csv. If no sample has a usable\n"
-        "orientation, the exit status is 65.\n\n"
-        "kor --help lists the exit statuses. Several recordings end with the first status in their order\n"
-        "that is not 0.");
+    command.about(
+        "A summary goes to standard error. Results appear under their name when they are complete. If the recording "
+        "breaks off, those before the break are in NAME.partial.csv.\n\n"
+        "A recording that is no regular file, a pipe for example, is live: results are written whenever the next row "
+        "has yet to come, and an interrupt or a termination keeps those of all rows that have been read.\n\n"
+        "Several recordings end with the first status in their order that is not 0.",
+        "A recording whose process a signal has ended counts as 128 plus the number of the signal. If a run leaves no "
+        "results, a file of that name that existed before stays as it was.");
+    command.example("Orientations of a recording of sensor 1005, whose parameter file is calibration/Tg1005.prm",
+                    {"kor replay --prm calibration --id 1005 run.csv -o run_results.csv"});
+    command.example("Ten seconds of it, in local coordinates, on standard output",
+                    {"kor replay --prm calibration --id 1005 --mcs off --from 0 --to 10000 run.csv"});
+    command.example("Two recordings side by side, with their results in the directory out",
+                    {"kor replay --prm calibration --id 1005 run.csv second.korraw -o out"});
     return command.runs([request] { return replay(*request); });
 }
 

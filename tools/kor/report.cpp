@@ -17,6 +17,7 @@
 #include "tools/kor/Options.h"
 #include "tools/kor/Overwrite.h"
 #include "tools/kor/ParameterFile.h"
+#include "tools/kor/RecordingOptions.h"
 #include "tools/kor/ReportContent.h"
 
 namespace kor::tool {
@@ -102,21 +103,35 @@ int report(const ReportRequest& request)
 
 } // namespace
 
-Command declareReport(CLI::App& root)
+Command declareReport(const CommandGroup& root)
 {
     const auto request = std::make_shared<ReportRequest>();
-    Subcommand command(root, "report", "Write a page for the browser: findings, charts, orientation in space");
-    command.required("FILE", request->file, "", "Results of kor replay, a truth, or a recording; - is standard\ninput");
-    command.required("-o,--output", request->output, "PAGE", "The page, report.html for example; - is standard output");
-    command.option("--truth", request->truth, "TRUTH", "Truth of kor simulate: adds the error against it");
-    command.option("--prm", request->prm, "DIR", "Directory of the parameter file that the rows were made with");
-    command.option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm");
-    command.option("--mode", request->mode, "N",
-                   "Mount mode that the rows were made with, in place of the\nfile's own");
-    command.footer("Example:\n"
-                   "  kor report run_results.csv --truth run_truth.csv --prm calibration --id 1005 -o report.html\n\n"
-                   "The page is one file that opens without a network. It has at most 8 MB, with fewer details of\n"
-                   "long files than of short ones; it says which.");
+    Subcommand command(root, "report", "Write a page for the browser: findings, charts, orientation");
+    command.required("FILE", request->file, "", "Results of kor replay, a truth, or a recording; - is standard input")
+        .takes(fileNamed(rowEndings()));
+    command.required("-o,--output", request->output, "PAGE", "The page, report.html for example; - is standard output")
+        .takes(outputNamed({"html"}));
+    command.option("--truth", request->truth, "TRUTH", "Truth of kor simulate: adds the error against it")
+        .takes(fileNamed(truthEndings()))
+        .moreInManual("The figures are those of kor compare");
+    command.option("--prm", request->prm, "DIR", "Directory of the parameter file that the rows were made with")
+        .takes(parameterDirectory())
+        .moreInManual("It adds the findings of its check, its blocks with units, model and mount mode");
+    command.option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm").takes(sensorId());
+    command
+        .option("--mode", request->mode, "N",
+                "Mount mode, 1 to 10, that the rows were made with, in place of the file's own")
+        .takes(oneOf(mountModeWords()));
+    command.about(
+        "The page is one file that opens without a network. It has at most 8 MB, with fewer details of long "
+        "files than of short ones; it says which.",
+        "It shows findings first, then the orientation in space with a slider, charts with one window and one "
+        "cursor, a table of unusable stretches, and the error and the parameters if they are given. Of files "
+        "that do not fit, it holds the smallest and the largest values of so many rows as it says.");
+    command.example("A page about the results of a simulated recording",
+                    {"kor simulate --prm calibration --id 1005 --motion random -o sim.csv --truth sim_truth.csv",
+                     "kor replay --prm calibration --id 1005 sim.csv -o sim_results.csv",
+                     "kor report sim_results.csv --truth sim_truth.csv --prm calibration --id 1005 -o report.html"});
     return command.runs([request] { return report(*request); });
 }
 

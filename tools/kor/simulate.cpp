@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "KORInterface/CKorPrm.h"
 #include "KORInterface/Session.h"
@@ -31,6 +32,7 @@
 #include "tools/kor/Overwrite.h"
 #include "tools/kor/ParameterFile.h"
 #include "tools/kor/Progress.h"
+#include "tools/kor/RecordingOptions.h"
 #include "tools/kor/SimulatedSensor.h"
 
 namespace kor::tool {
@@ -64,6 +66,15 @@ double number(const std::string& option, std::string_view text, double least, do
     return value;
 }
 
+std::vector<std::string> columnNames()
+{
+    std::vector<std::string> names;
+    for (const recordings::Column& column : kChannels) {
+        names.emplace_back(column.name);
+    }
+    return names;
+}
+
 // COLUMN=VALUE, several times; each column once.
 void channelValues(const char* option, const std::vector<std::string>& given, double least,
                    std::array<double, kChannels.size()>& into)
@@ -74,12 +85,8 @@ void channelValues(const char* option, const std::vector<std::string>& given, do
         const std::optional<std::size_t> channel =
             at == std::string::npos ? std::nullopt : channelNamed(std::string_view(text).substr(0, at));
         if (!channel) {
-            std::string names;
-            for (const recordings::Column& column : kChannels) {
-                names += (names.empty() ? "" : ", ") + std::string(column.name);
-            }
-            throw Misuse(
-                fmt::format("{}: found {}, expected COLUMN=VALUE with a column of {}", option, inQuotes(text), names));
+            throw Misuse(fmt::format("{}: found {}, expected COLUMN=VALUE with a column of {}", option, inQuotes(text),
+                                     fmt::join(columnNames(), ", ")));
         }
         if (set[*channel]) {
             throw Misuse(fmt::format("{}: {} is given twice", option, kChannels[*channel].name));
@@ -261,7 +268,7 @@ int simulate(const SimulateRequest& request)
     Format format =
         request.output && recordings::hasExtension(*request.output, ".korraw") ? Format::binary : Format::csv;
     if (request.format) {
-        format = choiceOption<Format>("--format", *request.format, {{"csv", Format::csv}, {"bin", Format::binary}});
+        format = choiceOption("--format", *request.format, inputFormatChoices());
     }
     const ShowProgress show = progressOption(request.progress);
 
@@ -333,46 +340,67 @@ int simulate(const SimulateRequest& request)
 
 } // namespace
 
-Command declareSimulate(CLI::App& root)
+Command declareSimulate(const CommandGroup& root)
 {
     const auto request = std::make_shared<SimulateRequest>();
     Subcommand command(root, "simulate", "Make the recording of a sensor that is moved in a known way");
-    command.required("--prm", request->prm, "DIR", "Directory of the parameter file");
-    command.required("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm");
-    command.required("--motion", request->motion, "NAME|FILE",
-                     "static, circle, roll, swing or random, or a CSV file of\nway-points");
-    command.option(
-        "-o,--output", request->output, "REC",
-        "Where the recording goes: CSV, or binary when REC ends\nin .korraw; compressed when it ends in .gz or .zst\n"
-        "(default: standard output)");
-    command.option("--truth", request->truth, "TRUTH", "CSV of the true poses, line by line for the same samples");
-    command.option("--format", request->format, "FORMAT", "Format of the recording: csv or bin");
-    command.option("--mode", request->mode, "N",
-                   "Mount mode in place of the parameter file's:\n" + mountModeNames("\n"));
+    command.required("--prm", request->prm, "DIR", "Directory of the parameter file").takes(parameterDirectory());
+    command.required("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm").takes(sensorId());
+    Values motions = fileNamed(compressible({"csv"}));
+    motions.words = wordsIn(kMotionNames);
+    command
+        .required("--motion", request->motion, "NAME|FILE",
+                  fmt::format("{}, or a CSV file of way-points", kMotionNames))
+        .takes(motions);
+    command
+        .option("-o,--output", request->output, "REC",
+                "Where the recording goes: CSV, or binary when REC ends in .korraw; compressed when it ends in .gz or "
+                ".zst (default: standard output)")
+        .takes(outputNamed(recordingEndings()));
+    command.option("--truth", request->truth, "TRUTH", "CSV of the true poses, line by line for the same samples")
+        .takes(outputNamed(truthEndings()))
+        .moreInManual("It appears together with REC or not at all");
+    command.option("--format", request->format, "FORMAT", "Format of the recording: csv or bin")
+        .takes(oneOf(wordsOf(inputFormatChoices())));
+    command
+        .option("--mode", request->mode, "N", "Mount mode in place of the parameter file's:\n" + mountModeNames("\n"))
+        .takes(oneOf(mountModeWords()));
     command.option("--samples", request->samples, "N", "Samples, dropped ones included (default: 1000)");
     command.option("--rate", request->rate, "HZ", "Samples per second (default: 100)");
     command.option("--seed", request->seed, "S", "Seed of everything random (default: 1)");
     command.option("--start-stamp", request->startStamp, "MS", "Time stamp of the first sample (default: 0)");
-    command.option("--reference", request->reference, "N",
-                   "The reference may be captured from sample N on\n(default: 20)");
-    command.repeatable("--noise", request->noise, "C=S",
-                       "Normal noise of standard deviation S on column C of the\nrecording; "
-                       "repeatable, as are the next three");
-    command.repeatable("--bias", request->bias, "C=V", "V added to column C");
-    command.repeatable("--quantise", request->quantised, "C=Q",
-                       "Column C rounded to multiples of Q, after bias and noise");
+    command
+        .option("--reference", request->reference, "N", "The reference may be captured from sample N on (default: 20)")
+        .moreInManual("Before, hold and gate keep it back: both in the first half, then the gate alone, in the last "
+                      "quarter the hold alone");
+    const Values channels = assignmentTo(columnNames());
+    command
+        .repeatable("--noise", request->noise, "C=S",
+                    "Normal noise of standard deviation S on column C of the recording. Repeatable, as are the next "
+                    "three")
+        .takes(channels);
+    command.repeatable("--bias", request->bias, "C=V", "V added to column C").takes(channels);
+    command
+        .repeatable("--quantise", request->quantised, "C=Q", "Column C rounded to multiples of Q, after bias and noise")
+        .takes(channels);
     command.repeatable("--time-jump", request->jumps, "N=MS", "From sample N on the clock runs MS ahead (or behind)");
     command.option("--drop", request->dropped, "P", "Probability that a sample is lost");
     command.option("--bad-status", request->badStatus, "P", "Probability that a sample's status is 0, 1 or 3");
     command.option("--level-out", request->levelOut, "P", "Probability that a level reads beyond its table");
     command.option("--nan", request->nan, "P", "Probability that one value of a sample is replaced by nan");
     command.flag("--force", request->force, kForceHelp);
-    command.option("--progress", request->progress, "WHEN",
-                   "auto (the default: when standard error is a\nterminal), always or never");
-    command.footer(
-        "Example:\n"
-        "  kor simulate --prm calibration --id 1005 --motion random -o run.csv --truth run_truth.csv\n\n"
-        "The same command gives the same bytes on every platform. A summary with the seed goes to standard error.");
+    declareProgress(command, request->progress);
+    command.about(
+        "The same command gives the same bytes on every platform. A summary with the seed goes to standard error.",
+        "The motion goes through the inverse of everything that the engine does. The truth tells of each sample "
+        "whether "
+        "the engine's orientation can be compared with it; kor compare does that. Columns of recordings, truths and "
+        "way-points are described in the page on file formats, see FILES in kor(1).");
+    command.example("A simulated recording with its truth",
+                    {"kor simulate --prm calibration --id 1005 --motion random -o sim.csv --truth sim_truth.csv"});
+    command.example(
+        "One with noise of a thousandth of a degree on the azimuth encoder, as binary records",
+        {"kor simulate --prm calibration --id 1005 --motion circle --noise azimuthRaw=0.001 -o noisy.korraw"});
     return command.runs([request] { return simulate(*request); });
 }
 
