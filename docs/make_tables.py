@@ -164,7 +164,8 @@ def main():
     parser.add_argument("--check", action="store_true", help="compare with what is stored, write nothing")
     arguments = parser.parse_args()
     kor = str(pathlib.Path(arguments.kor).resolve())
-    tables = {"mount-modes.md": {"measured": measured(), **{f"limits of {name}": limits(modes) for name, modes in LIMITED.items()}}, "parameter-file.md": {"turns": turns(kor)}}
+    limited = {f"limits of {name}": limits(modes) for name, modes in LIMITED.items()}
+    tables = {"mount-modes.md": {"measured": measured(), **limited}, "parameter-file.md": {"turns": turns(kor)}}
     found = []
     for page, of_page in tables.items():
         text = (DOCS / page).read_text(encoding="utf-8")

@@ -4,7 +4,7 @@
     docs/figures/frames.py [FOLDER]     into docs/img, or into FOLDER
 """
 from scene import (ANGLE, BASE, BLUE, FAINT, GREEN, HEAD, INK, LEVEL, O, RED, SOFT, STAGE, X, Y, Z, Picture, Sensor, add,
-                   dot, looking, main, plumb, product, times, times_matrix, tracker, turn, turned, unit, vial)
+                   dot, looking, main, plumb, product, times, times_matrix, tracker, turn, unit, vial)
 import math
 
 

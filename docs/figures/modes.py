@@ -5,7 +5,7 @@
 """
 import math
 
-from scene import (ANGLE, BLUE, FAINT, GLASS, GREEN, HEAD, INK, LEVEL, O, RED, SOFT, X, Y, Z, Picture, add, cross, dot,
+from scene import (ANGLE, BLUE, FAINT, GLASS, GREEN, INK, LEVEL, O, RED, SOFT, X, Y, Z, Picture, add, cross, dot,
                    looking, main, plumb, product, shaded, times, times_matrix, tracker, transposed, turn, turned, unit,
                    vial)
 
@@ -34,14 +34,15 @@ def beam(v, u, start, words="u", length=1.45, shift=(2, -9), under=74):
     v.label(start, "tracker", 0, under, SOFT, 12, "middle")
 
 
-def gravity_from(sight, axis, to_sight, to_axis, side):
-    """The direction that makes two angles with two directions, on the side of a third; and its mirror image."""
-    cosine, p, q = dot(sight, axis), math.cos(math.radians(to_sight)), math.cos(math.radians(to_axis))
-    det = 1.0 - cosine * cosine
-    s = add(times(sight, (p - cosine * q) / det), axis, (q - cosine * p) / det)
-    n = times(unit(cross(sight, axis)), math.sqrt(1.0 - dot(s, s)))
-    found, mirrored = add(s, n), add(s, n, -1.0)
-    return (found, mirrored) if dot(found, side) >= dot(mirrored, side) else (mirrored, found)
+def between(a, b):
+    """The angle between two unit vectors, degrees."""
+    return math.degrees(math.acos(dot(a, b)))
+
+
+def mirror_image(sight, axis, down):
+    """The other direction that makes the same angles with the sight and with a level axis as gravity does."""
+    normal = unit(cross(sight, axis))
+    return add(down, normal, -2.0 * dot(down, normal))
 
 
 def dual_level():
@@ -173,23 +174,19 @@ def polarizer():
     return p
 
 
-def sphere(p, x, y, sight, cones, side, title):
+def sphere(p, x, y, sight, cones, down, title):
     """Directions as points of a sphere: circles of equal angle about sight and level axes, and where they meet."""
     v = p.view(x, y, 104, side=32, lift=-14, distance=9)
     v.ball(O, 1.0)
-    found, mirrored = gravity_from(sight, cones[0][0], 90.0 + math.degrees(math.asin(sight[2])), 90.0, side)
-    truth = times(side, 1.0)
-    v.on_ball(O, 1.0, sight, math.degrees(math.acos(dot(sight, truth))), INK, 1.8)
+    v.on_ball(O, 1.0, sight, between(sight, down), INK, 1.8)
     for axis, _, colour, _ in cones:
-        v.on_ball(O, 1.0, axis, math.degrees(math.acos(dot(axis, truth))), colour, 1.8)
+        v.on_ball(O, 1.0, axis, between(axis, down), colour, 1.8)
     v.vector(O, times(sight, 1.32), INK, 2.4, 10)
     for axis, name, colour, shift in cones:
         v.vector(O, times(axis, 1.32), colour, 2.4, 10)
         v.label(times(axis, 1.32), name, *shift, colour=colour)
-        images = gravity_from(sight, axis, math.degrees(math.acos(dot(sight, truth))),
-                              math.degrees(math.acos(dot(axis, truth))), side)
-        v.dot(images[1], "#9aa3ab", 4.5)
-    v.dot(truth, ANGLE, 6.0)
+        v.dot(mirror_image(sight, axis, down), "#9aa3ab", 4.5)
+    v.dot(down, ANGLE, 6.0)
     p.text(x, 76, title, INK, 13.5, "middle", "bold")
     return v
 
@@ -222,9 +219,7 @@ def three_vectors():
     w = sphere(p, 600, 230, sight, ((X, "axis l", LEVEL, (-2, 20)),), down, "Directions in the stage")
     w.label(times(sight, 1.32), "sight", 2, -8)
     w.label(down, "gravity", 10, 18, ANGLE)
-    mirror = gravity_from(sight, X, math.degrees(math.acos(dot(sight, down))), math.degrees(math.acos(dot(X, down))),
-                          down)[1]
-    w.note(mirror, "mirror image", 505, 112, SOFT, 12, "end")
+    w.note(mirror_image(sight, X, down), "mirror image", 505, 112, SOFT, 12, "end")
     p.text(20, 396, "The position gives the angle between sight and gravity, the level that between axis l and gravity.", INK,
            12.5)
     p.text(20, 415, "Two directions make both angles. The one on the side of the mode's vertical is taken.", INK, 12.5)
@@ -250,10 +245,8 @@ def two_levels():
                "Directions in the stage")
     w.label(times(sight, 1.32), "sight", 2, -8)
     w.label(down, "gravity", 10, 18, ANGLE)
-    for axis, x in ((first, 505), (second, 465)):
-        mirror = gravity_from(sight, axis, math.degrees(math.acos(dot(sight, down))),
-                              math.degrees(math.acos(dot(axis, down))), down)[1]
-        w.note(mirror, "mirror images" if x == 465 else "", x, 112 if x == 465 else 112, SOFT, 12, "end")
+    w.note(mirror_image(sight, first, down), "", 505, 112, SOFT, 12, "end")
+    w.note(mirror_image(sight, second, down), "mirror images", 465, 112, SOFT, 12, "end")
     p.text(20, 396, "Each level gives one orientation, as in modes 7 and 8; both are averaged. If one level leaves its table,",
            INK, 12.5)
     p.text(20, 415, "the other one goes on alone. In mode 9 the base hangs upside down.", INK, 12.5)

@@ -212,12 +212,11 @@ class View:
     def note(self, p, words, x, y, colour=INK, size=12.0, anchor="start"):
         """Words beside the scene with a thin line to what they name; x and y are places of the paper."""
         px, py = self.at(p)
-        width = 0.0
         start = (x - 4 if anchor == "start" else x + 4, y - 4)
         self.picture.path([start, (px, py)], SOFT, 0.9)
         self.picture.path([(px + 2 * math.cos(a), py + 2 * math.sin(a)) for a in
                            (0, 0.785, 1.571, 2.356, 3.142, 3.927, 4.712, 5.498)], None, 0, fill=SOFT)
-        self.picture.text(x + width, y, words, colour, size, anchor)
+        self.picture.text(x, y, words, colour, size, anchor)
 
     def frame(self, origin, axes, length, names=("x", "y", "z"), width=2.2, shifts=((4, 4), (4, 4), (4, -4)), size=13.0):
         for axis, name, colour, shift in zip(axes, names, (RED, GREEN, BLUE), shifts):
@@ -267,12 +266,15 @@ class View:
     # -- solids
 
     def face(self, points, fill, edge=None, width=0.7, shade=True, alpha=1.0):
-        """One area; lit from the upper left of the eye."""
-        if shade:
-            normal = unit(cross(add(points[1], points[0], -1.0), add(points[2], points[1], -1.0)))
-            light = unit(add(add(self.out, self.up, 0.9), self.right, -0.5))
-            fill = shaded(fill, 0.80 + 0.20 * max(0.0, dot(normal, light)))
+        """One area, seen from either side."""
+        fill = self.lit(points, fill) if shade else fill
         self.picture.path([self.at(p) for p in points], edge or shaded(fill, 0.62), width, fill=fill, alpha=alpha)
+
+    def lit(self, points, fill):
+        """The colour of an area in the light, which comes from above the eye and from its left."""
+        normal = unit(cross(add(points[1], points[0], -1.0), add(points[2], points[1], -1.0)))
+        light = unit(add(add(self.out, self.up, 0.9), self.right, -0.5))
+        return shaded(fill, 0.78 + 0.22 * max(0.0, dot(normal, light)))
 
     def visible(self, points):
         normal = cross(add(points[1], points[0], -1.0), add(points[2], points[1], -1.0))
@@ -317,9 +319,7 @@ class View:
             for face in faces:
                 if self.visible(face):
                     side = smooth and len(face) == 4
-                    normal = unit(cross(add(face[1], face[0], -1.0), add(face[2], face[1], -1.0)))
-                    light = unit(add(add(self.out, self.up, 0.9), self.right, -0.5))
-                    colour = shaded(fill, 0.78 + 0.22 * max(0.0, dot(normal, light)))
+                    colour = self.lit(face, fill)
                     self.picture.path([self.at(p) for p in face], colour if side else shaded(fill, 0.55),
                                       0.6, fill=colour)
         self.solids = []
