@@ -56,7 +56,7 @@ STEPS = {
     "platform_test": {"platform"},
     "models_test": {"mek", "models"},
     "geometric_models_test": {"mek", "models"},
-    "two_level_test": {"mek", "models"},
+    "two_level_test": {"mek", "models", "session"},
     "engine_test": NUMERIC | {"platform", "session"},
     "engine_noalloc_test": NUMERIC,
     "equality random": NUMERIC,

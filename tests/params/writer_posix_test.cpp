@@ -874,17 +874,21 @@ TEST_F(Ownership, whoMayKeepNeitherLeavesTheFileReadableToItsOwner)
 {
     belongTo(m_somebody, m_someGroup, 0674);
     EXPECT_EQ(afterRewritingBy(dropPrivileges), owned(::geteuid(), m_ownGroup, m_isSuperuser ? 0644 : 0674));
+    const auto readAll = [this] {
+        // May read every file and give none away.
+        __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+        std::array<__user_cap_data_struct, 2> kept{};
+        kept[0].effective = kept[0].permitted = m_isSuperuser ? 1U << CAP_DAC_OVERRIDE : 0;
+        if (::syscall(SYS_capset, &header, kept.data()) != 0) {
+            kor_test::endChild(1);
+        }
+    };
     belongTo(m_somebody, m_someGroup, 0600);
-    EXPECT_EQ(afterRewritingBy([this] {
-                  // May read every file and give none away.
-                  __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
-                  std::array<__user_cap_data_struct, 2> kept{};
-                  kept[0].effective = kept[0].permitted = m_isSuperuser ? 1U << CAP_DAC_OVERRIDE : 0;
-                  if (::syscall(SYS_capset, &header, kept.data()) != 0) {
-                      kor_test::endChild(1);
-                  }
-              }),
-              owned(::geteuid(), m_ownGroup, m_isSuperuser ? 0644 : 0600));
+    EXPECT_EQ(afterRewritingBy(readAll), owned(::geteuid(), m_ownGroup, m_isSuperuser ? 0644 : 0600));
+    if (m_isSuperuser) { // the former owner could not read it, and nobody else is let in for him
+        belongTo(m_somebody, m_someGroup, 0040);
+        EXPECT_EQ(afterRewritingBy(readAll), owned(::geteuid(), m_ownGroup, 0600));
+    }
 }
 
 // Whoever reads a file by its group's rights owns the copy, and would be shut out of it.
