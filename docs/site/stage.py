@@ -13,6 +13,7 @@ import re
 import shutil
 import subprocess
 import sys
+import textwrap
 from xml.etree import ElementTree
 
 import docblocks
@@ -116,7 +117,7 @@ class Stage:
                 parts.append((line[3:], []))
             elif parts and (item := ITEM.match(line)):
                 parts[-1][1].append(f"{item[1]} <{self.target('docs/index.md', item[2]).removesuffix('.md')}>")
-        parts.append(("Reference", ["api/index", "api/python", *(f"files/{name}" for name in self.manual_pages())]))
+        parts.append(("Reference", ["api/index", "api/python", "files/docs/man/index"]))
         return "".join("\n```{toctree}\n:hidden:\n:caption: " + heading + "\n\n" + "\n".join(pages) + "\n```\n"
                        for heading, pages in parts if pages)
 
@@ -127,8 +128,27 @@ class Stage:
         text = subprocess.run(["man", "--local-file", "--no-hyphenation", "--no-justification", str(self.root / path)],
                               env={"PATH": "/usr/bin:/bin", "LC_ALL": "C.UTF-8", "MANWIDTH": "100", "MANPAGER": "cat"},
                               check=True, stdout=subprocess.PIPE).stdout.decode()
-        name = posixpath.basename(path).removesuffix(".1")
-        self.write(f"files/{path}", f"# The manual page {name}(1)\n\n```text\n{text.strip()}\n```\n")
+        # The first and the last line name page and release; a line in the first column is a heading.
+        lines = text.strip("\n").split("\n")[1:-1]
+        page, block = [f"# {posixpath.basename(path).removesuffix('.1')}(1)", ""], []
+        for line in [*lines, "End"]:
+            if line[:1].strip():
+                while block and not block[-1].strip():
+                    block.pop()
+                if block:
+                    page += ["```text", *textwrap.dedent("\n".join(block)).split("\n"), "```", ""]
+                page, block = [*page, f"## {line.capitalize()}", ""], []
+            else:
+                block.append(line)
+        self.write(f"files/{path}", "\n".join(page[:-2]))
+
+    def manual_index(self):
+        names = [name.removeprefix("docs/man/") for name in self.manual_pages()]
+        names.sort(key=lambda name: (name != "kor.1", name))
+        self.write("files/docs/man/index", "\n".join(
+            ["# The manual pages", "", "As `man kor` shows them where the tool is installed.", "",
+             *(f"- [{name.removesuffix('.1')}(1)]({name}.md)" for name in names), "",
+             "```{toctree}", ":hidden:", "", *names, "```", ""]))
 
     def file(self, path):
         text = (self.root / path).read_text(encoding="utf-8")
@@ -204,6 +224,7 @@ class Stage:
         for path in self.manual_pages():
             self.manual_page(path)
             self.made.add(path)
+        self.manual_index()
         self.waiting = ["docs/index.md", *(name for name in documents.tracked(self.root)
                                            if re.fullmatch(r"docs/[^/]*\.md", name) and name != "docs/index.md")]
         self.made.update(self.waiting)
