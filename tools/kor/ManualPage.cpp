@@ -74,7 +74,6 @@ class PageWriter {
 public:
     PageWriter(const Described& command, const Described& program) : m_command(command), m_program(program)
     {
-        m_placeholders = {"NAME", "SUBCOMMAND", "OPTIONS"};
         for (const DescribedOption& option : command.options) {
             addPlaceholders(option.isArgument() ? option.names.front() : option.value);
         }
@@ -207,38 +206,43 @@ private:
         return troffText(word.substr(0, begin), false) + marked + troffText(word.substr(end), false);
     }
 
-    // Sentences; each begins a line of its own. The text lacks its last full stop, unless it ends in one.
-    void sentences(std::string_view text)
+    // Ends a line of the page's source.
+    void put(std::string& line)
+    {
+        if (!line.empty()) {
+            m_page += (line.front() == '.' || line.front() == '\'' ? "\\&" : "") + line + "\n";
+        }
+        line.clear();
+    }
+
+    // Sentences, each of which begins a line of the source.
+    void filledLines(std::string_view text)
     {
         std::string inCommand;
         std::string line;
-        const auto put = [this, &line] {
-            if (!line.empty()) {
-                m_page += (line.front() == '.' || line.front() == '\'' ? "\\&" : "") + line + "\n";
+        for (const std::string& word : filled(text, 1)) {
+            const std::string marked = markedWord(word, inCommand);
+            if (!line.empty() && line.size() + 1 + marked.size() > kSourceColumns) {
+                put(line);
             }
-            line.clear();
-        };
-        const std::vector<std::string> parts = filled(text, text.size() + 1); // its own lines
-        for (std::size_t i = 0; i < parts.size(); ++i) {
-            if (i > 0) {
-                put();
-                m_page += ".br\n";
-            }
-            const std::vector<std::string> words = parts[i].empty() ? std::vector<std::string>() : filled(parts[i], 1);
-            for (std::size_t at = 0; at < words.size(); ++at) {
-                const bool isLast = i + 1 == parts.size() && at + 1 == words.size();
-                const std::string word = words[at] + (isLast && words[at].back() != '.' ? "." : "");
-                const std::string marked = markedWord(word, inCommand);
-                if (!line.empty() && line.size() + 1 + marked.size() > kSourceColumns) {
-                    put();
-                }
-                line += (line.empty() ? "" : " ") + marked;
-                if (word.ends_with('.') && !word.ends_with("..")) {
-                    put();
-                }
+            line += (line.empty() ? "" : " ") + marked;
+            if (word.ends_with('.') && !word.ends_with("..")) {
+                put(line);
             }
         }
-        put();
+        put(line);
+    }
+
+    // A text with its own line breaks, and a full stop unless a colon leads on.
+    void sentences(std::string text)
+    {
+        text += text.ends_with('.') || text.ends_with(':') ? "" : ".";
+        bool isFirst = true;
+        for (const std::string& line : filled(text, text.size())) {
+            m_page += isFirst ? "" : ".br\n";
+            filledLines(line);
+            isFirst = false;
+        }
     }
 
     void paragraphs(std::string_view all)
@@ -249,7 +253,7 @@ private:
             if (!isFirst) {
                 m_page += ".PP\n";
             }
-            sentences(all.substr(0, end));
+            sentences(std::string(all.substr(0, end)));
             all.remove_prefix(std::min(end + 2, all.size()));
             isFirst = false;
         }
@@ -327,8 +331,7 @@ private:
         for (std::size_t i = 0; i < m_command.examples.size(); ++i) {
             const Example& example = m_command.examples[i];
             m_page += i > 0 ? ".PP\n" : "";
-            sentences(example.what + ":.");
-            m_page.erase(m_page.size() - 2, 1); // the full stop behind the colon
+            sentences(example.what + ":");
             m_page += ".PP\n.RS 4\n.nf\n";
             for (const std::string& command : example.commands) {
                 for (const std::string& line : brokenCommand(command, kSourceColumns - 4)) {
@@ -361,7 +364,7 @@ private:
 
     const Described& m_command;
     const Described& m_program;
-    std::set<std::string> m_placeholders;
+    std::set<std::string> m_placeholders{"NAME", "SUBCOMMAND", "OPTIONS"};
     std::set<std::string> m_mentioned; // other commands
     std::string m_page;
 };

@@ -69,6 +69,7 @@ double number(const std::string& option, std::string_view text, double least, do
 std::vector<std::string> columnNames()
 {
     std::vector<std::string> names;
+    names.reserve(kChannels.size());
     for (const recordings::Column& column : kChannels) {
         names.emplace_back(column.name);
     }
