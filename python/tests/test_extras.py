@@ -43,8 +43,8 @@ def test_tables_that_hold_something_else_are_refused(polarizer, results):
     table = ki.to_pandas(polarizer.samples())
     with pytest.raises(KeyError, match="found no column azimuthRaw; expected the columns of a recording"):
         ki.from_pandas(table.drop(columns="azimuthRaw"))
-    for column, value, words in (("referenceHold", 256, "out of range"), ("timeStampMs", 0.5, "no whole number"),
-                                 ("status", np.nan, "no whole number")):
+    for column, value, words in (("referenceHold", 256, "out of range"), ("timeStampMs", 0.5, "not a whole number"),
+                                 ("status", np.nan, "not a whole number")):
         other = table.astype({column: float})
         other.loc[3, column] = value
         with pytest.raises(ValueError, match=f"column {column}: found a value .*{words}|column {column}: .*{words}"):
