@@ -3,7 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 . scripts/packages.sh
-need "${build_packages[@]}" "${test_packages[@]}" "${windows_packages[@]}"
+need "${build_packages[@]}" "${test_packages[@]}" "${windows_packages[@]}" "${python_packages[@]}"
 
 step() { printf '\n== %s (after %d s)\n' "$*" "$SECONDS"; }
 # Runs a command with its output in a log that is shown only if the command fails.
@@ -21,6 +21,14 @@ quietly() {
 built() {
     quietly cmake --preset "$1" "${@:2}"
     quietly cmake --build --preset "$1"
+}
+# Debian's Python and its packages; what archives of recordings need besides is not in Debian.
+python_environment() {
+    cmp -s python/requirements-oldest.txt build/check-venv/requirements.txt && return
+    rm -rf build/check-venv
+    /usr/bin/python3 -m venv --system-site-packages build/check-venv
+    build/check-venv/bin/pip install --quiet -r python/requirements-oldest.txt
+    cp python/requirements-oldest.txt build/check-venv/requirements.txt
 }
 # Some tests wait rather than compute.
 jobs=$(($(nproc) + 1))
@@ -42,8 +50,10 @@ builds() {
     step "clang-tidy, cppcheck"
     quietly scripts/tidy.sh
     quietly scripts/cppcheck.sh
-    step "g++: build"
-    built dev -DKORINTERFACE_JOIN=ON -DKORINTERFACE_TESTS_GROUPED=ON
+    step "g++: build, with the Python package"
+    quietly python_environment
+    built dev -DKORINTERFACE_JOIN=ON -DKORINTERFACE_TESTS_GROUPED=ON -DKORINTERFACE_PYTHON=ON \
+        -DPython_EXECUTABLE="$PWD/build/check-venv/bin/python"
     step "MinGW: build; tests of DLL, program and archive under Wine"
     built mingw -DKORINTERFACE_TESTS_SMOKE=ON -DKORINTERFACE_JOIN=ON
     quietly ctest --preset mingw -j "$jobs"
