@@ -141,12 +141,13 @@ deb)
         module=$(echo "$work/root/usr/lib/python3/dist-packages/korinterface/_core".*.so)
         ! readelf -d "$module" | grep -qE 'R(UN)?PATH' || fail "the module looks for its library in a place of its own"
         is_hardened "$module"
-        contains "$work/root/usr/share/doc/python3-korinterface" docs/python.md
-        reads_well "$work/root/usr/share/doc" python3-korinterface/docs/python.md
+        contains "$work/root/usr/share/doc/python3-korinterface" docs/python.md docs/scaling.md
+        reads_well "$work/root/usr/share/doc" python3-korinterface/docs/python.md python3-korinterface/docs/scaling.md
         PYTHONPATH=$work/root/usr/lib/python3/dist-packages LD_LIBRARY_PATH=$(dirname "$library") \
             "$(sed -n 's/^_*Python_EXECUTABLE:[A-Z]*=//p' "$build/CMakeCache.txt" | head -n 1)" - "$root" "$work/python.csv" <<'END'
 import sys
 import korinterface
+import korinterface.batch  # Debian has not all that it works with, but it is there
 folder = sys.argv[1] + "/data/polarizer"
 results = korinterface.replay(folder + "/polarizer.csv", korinterface.Prm.read(folder, 1005))
 korinterface.write_results(sys.argv[2], results)
