@@ -193,6 +193,7 @@ class Deadly(distributed.WorkerPlugin):
     def setup(self, worker):
         import os as system
         import signal as signals
+        import time as clock
 
         import fsspec
         from fsspec.implementations.memory import MemoryFileSystem
@@ -205,6 +206,8 @@ class Deadly(distributed.WorkerPlugin):
                 return "/" + path.split("://", 1)[-1].lstrip("/")
 
             def _open(self, path, *arguments, **options):
+                # A worker that dies while it starts is not started again by Dask.
+                clock.sleep(2)
                 system.kill(system.getpid(), signals.SIGKILL)
 
         fsspec.register_implementation("deadly", DeadlyFileSystem, clobber=True)

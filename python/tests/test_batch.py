@@ -6,6 +6,7 @@ import runpy
 import shutil
 import subprocess
 import sys
+import threading
 
 import numpy as np
 import pytest
@@ -446,8 +447,11 @@ def test_threads_of_one_worker_do_not_mix_recordings(shared, tmp_path):
     folder, made = shared
     options = {"prm": folder / "calibration", "pattern": PATTERN, "root": folder / "recordings"}
     batch.replay(folder / "recordings", tmp_path / "alone", **options)
-    with distributed.Client(n_workers=1, threads_per_worker=4, processes=False, dashboard_address="127.0.0.1:0") as client:
-        report = batch.replay(folder / "recordings", tmp_path / "threads", client=client, recordings_per_task=1, **options)
+    with distributed.Client(n_workers=0, threads_per_worker=4, processes=False, dashboard_address="127.0.0.1:0") as client:
+        threading.Timer(0.5, lambda: client.cluster.scale(1)).start()
+        with pytest.warns(ki.KorWarning, match="no worker: the run waits"):
+            report = batch.replay(folder / "recordings", tmp_path / "threads", client=client, recordings_per_task=1,
+                                  **options)
         assert report.replayed == 14
         assert batch.replay(folder / "recordings", tmp_path / "threads", client=client, **options).recognised == 14
         with pytest.raises(ki.KorError, match="cannot write"):

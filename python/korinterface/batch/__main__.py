@@ -5,10 +5,11 @@ import argparse
 import contextlib
 import sys
 import time
+import warnings
 from typing import Any, Iterator, NoReturn, Optional
 
 from .. import __version__
-from .._errors import KorError
+from .._errors import KorError, KorWarning
 from ._plan import read_table
 from ._run import Report, failures, replay
 
@@ -175,7 +176,10 @@ def main(given: Optional[list[str]] = None) -> int:
     """The command. Returns its exit status."""
     arguments = _parser().parse_args(given)
     try:
-        return _run(arguments)
+        with warnings.catch_warnings():
+            warnings.simplefilter("always", KorWarning)
+            warnings.showwarning = lambda message, *_: print(f"korinterface.batch: {message}", file=sys.stderr)
+            return _run(arguments)
     except KeyboardInterrupt:
         return _INTERRUPTED
     except KorError as error:

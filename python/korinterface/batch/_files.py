@@ -227,11 +227,18 @@ class Folder:
         cut = len(self._root) + 1
         return [name[cut:] for name in fs.find(begin)]
 
-    def exists(self, name: str) -> bool:
-        return bool(self._system().exists(self.path(name)))
+    def open(self, name: str, whole: bool) -> Any:
+        """A file of it, to be read by pyarrow, whole or in some places.
 
-    def open(self, name: str) -> Any:
-        """A file of it, to be read."""
+        None of Python's files, as far as possible: pyarrow's threads, which read ahead, would let go of it at any time,
+        and those that do so while the interpreter ends abort the process.
+        """
+        import pyarrow
+
+        if is_local(self.url):
+            return pyarrow.OSFile(self.path(name), "rb")
+        if whole:
+            return pyarrow.BufferReader(self._system().cat_file(self.path(name)))
         return self._system().open(self.path(name), "rb")
 
     def remove(self, name: str) -> None:

@@ -7,13 +7,14 @@ import math
 import os
 import queue
 import time
+import warnings
 from collections import deque
 from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any, Callable, Iterable, Iterator, Mapping, Optional, Union
 
 from .. import _core
 from .._engine import Detector
-from .._errors import KorError, missing_extra
+from .._errors import KorError, KorWarning, missing_extra
 from .._prm import _mode
 from .._records import Results, _window
 from ._files import Folder, NoRoom, cannot, shown
@@ -145,7 +146,7 @@ def replay(recordings: Union[str, "os.PathLike[str]", Iterable[Union[str, "os.Pa
                  pattern=pattern, day=day, options=settings.storage_options)
     report = Report(settings.folder.url, len(items))
     tables = _Tables(settings.folder, items)
-    threads = 1 if client is None else _threads(client)
+    threads = 1 if client is None else max(1, _threads(client))
     tasks = _tasks(_with_existing(settings.folder, items), recordings_per_task, threads)
     try:
         for done in _in_this_process(settings, tasks) if client is None else _on_workers(client, settings, tasks):
@@ -203,14 +204,18 @@ def _on_workers(client: Any, settings: Settings, tasks: list[list[Item]]) -> Ite
     flying: dict[Any, list[Item]] = {}
     landed: "queue.Queue[Any]" = queue.Queue()
     silent_since: Optional[float] = None
-    most, counted = 0, 0.0
+    most, counted, told = 0, 0.0, False
     try:
         while waiting or flying:
             if client.status == "running":
                 silent_since = None
                 if time.monotonic() - counted > _BETWEEN_COUNTS:  # workers come and go
                     with contextlib.suppress(OSError, asyncio.TimeoutError):  # so does the scheduler
-                        most, counted = _TASKS_OF_THREAD * _threads(client) + 4, time.monotonic()
+                        threads, counted = _threads(client), time.monotonic()
+                        most = _TASKS_OF_THREAD * max(1, threads) + 4
+                        if threads == 0 and not told:
+                            warnings.warn("the scheduler has no worker: the run waits for one", KorWarning, stacklevel=4)
+                        told = threads == 0
                 while waiting and len(flying) < most:
                     items = waiting.popleft()
                     future = client.submit(work, settings, items, pure=False, key=None)
@@ -249,7 +254,7 @@ def _on_workers(client: Any, settings: Settings, tasks: list[list[Item]]) -> Ite
 
 
 def _threads(client: Any) -> int:
-    return max(1, sum(int(count) for count in client.nthreads().values()))
+    return sum(int(count) for count in client.nthreads().values())
 
 
 def _take_back_lost(flying: dict[Any, list[Item]], waiting: "deque[list[Item]]") -> None:
@@ -297,7 +302,7 @@ class _Tables:
 def _read(folder: Folder, name: str, schema: Any) -> Any:
     """A table; None if there is none, or none that can be read."""
     try:
-        with folder.open(name) as file:
+        with folder.open(name, whole=True) as file:
             return pyarrow().parquet.read_table(file).cast(schema)
     except FileNotFoundError:
         return None
@@ -368,7 +373,7 @@ def read_results(output: Union[str, "os.PathLike[str]"], recording: str, *,
                        f"{known.num_rows} that have results", kind="cannot open", file=folder.shown(_SUMMARIES),
                        expected="the name of a recording")
     try:
-        with folder.open(row[0]["results"]) as file:
+        with folder.open(row[0]["results"], whole=True) as file:
             return results_of_table(pyarrow().parquet.read_table(file))
     except (OSError, ValueError) as error:
         raise cannot("cannot read", folder.shown(row[0]["results"]), error) from error

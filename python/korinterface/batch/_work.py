@@ -142,7 +142,7 @@ def _file_of(item: Item, sensor: int) -> str:
 def _told_by(folder: Folder, name: str) -> Optional[dict[str, Any]]:
     """The row of the summaries that a file of results holds; None if it is not such a file."""
     try:
-        with folder.open(name) as file:
+        with folder.open(name, whole=False) as file:
             metadata = pyarrow().parquet.read_metadata(file).metadata or {}
         row: dict[str, Any] = json.loads(metadata[b"korinterface.summary"])
         return row
