@@ -60,6 +60,7 @@ def two_beside_one(folder, recordings):
     """Returns whether both give the same answer."""
     print(f"### One and two workers\n\n{recordings} recordings of 1200 samples, {ROUNDS} rounds in turn\n")
     found = {1: [], 2: []}
+    processor = {1: [], 2: []}  # of the workers, and of client and scheduler, which share a process here
     answers = {}
     clusters = {count: distributed.LocalCluster(n_workers=count, threads_per_worker=1, dashboard_address="127.0.0.1:0")
                 for count in found}
@@ -68,11 +69,14 @@ def two_beside_one(folder, recordings):
         for turn in range(ROUNDS + 1):
             for count in (1, 2) if turn % 2 else (2, 1):
                 output = folder / f"output{count}"
-                seconds, _ = timed(lambda: replay(folder, output, client=clients[count]))
+                before = sum(clients[count].run(time.process_time).values())
+                seconds, own = timed(lambda: replay(folder, output, client=clients[count]))
+                spent = sum(clients[count].run(time.process_time).values()) - before
                 answers[count] = archives.contents(output)
                 shutil.rmtree(output)
                 if turn:  # the first one warms up
                     found[count].append(seconds)
+                    processor[count].append((spent, own))
             if answers[1] != answers[2]:
                 return False
             if not turn:
@@ -82,10 +86,11 @@ def two_beside_one(folder, recordings):
             client.close()
         for cluster in clusters.values():
             cluster.close()
-    table("workers", "least s", "median s", "recordings per s", "samples per s")
+    table("workers", "least s", "median s", "recordings per s", "samples per s", "processor s of the workers",
+          "of client and scheduler")
     for count, times in found.items():
         row(str(count), f"{min(times):.2f}", f"{statistics.median(times):.2f}", f"{recordings / min(times):.0f}",
-            f"{1200 * recordings / min(times):.0f}")
+            f"{1200 * recordings / min(times):.0f}", *(f"{min(each):.2f}" for each in zip(*processor[count])))
     ratios = [one / two for one, two in zip(found[1], found[2])]
     print(f"\nTwo are {statistics.median(ratios):.2f} times as fast as one (median of the rounds; "
           f"{min(ratios):.2f} to {max(ratios):.2f}). Load {os.getloadavg()[0]:.1f} behind.\n", flush=True)
