@@ -24,11 +24,12 @@ built() {
 }
 # Debian's Python and its packages; what archives of recordings need besides is not in Debian.
 python_environment() {
-    cmp -s python/requirements-oldest.txt build/check-venv/requirements.txt && return
-    rm -rf build/check-venv
-    /usr/bin/python3 -m venv --system-site-packages build/check-venv
-    build/check-venv/bin/pip install --quiet -r python/requirements-oldest.txt
-    cp python/requirements-oldest.txt build/check-venv/requirements.txt
+    cmp -s python/requirements-oldest.txt build/check-venv/requirements.txt || {
+        rm -rf build/check-venv &&
+            /usr/bin/python3 -m venv --system-site-packages build/check-venv &&
+            build/check-venv/bin/pip install --quiet -r python/requirements-oldest.txt &&
+            cp python/requirements-oldest.txt build/check-venv/requirements.txt
+    }
 }
 # Some tests wait rather than compute.
 jobs=$(($(nproc) + 1))
