@@ -6,6 +6,7 @@
 Most tests call the function that the script gives to `complete`, with the words as bash would part them. Some type into a
 bash at a terminal, and look at the arguments that the command gets in the end.
 """
+import fcntl
 import os
 import pathlib
 import pty
@@ -15,6 +16,7 @@ import shlex
 import shutil
 import subprocess
 import tempfile
+import termios
 import time
 import unittest
 
@@ -314,15 +316,18 @@ class Shell(Case):
 
     def typed(self, *lines):
         primary, secondary = pty.openpty()
-        environment = dict(os.environ, HOME=str(self.here), PS1="", TERM="dumb", LC_ALL="C.UTF-8", INPUTRC="/dev/null")
+        environment = dict(os.environ, HOME=str(self.here), PS1="", TERM="dumb", LC_ALL="C.UTF-8", INPUTRC="/dev/null",
+                           HISTFILE="/dev/null")
+        # Without a terminal that controls it, a shell now and then waits for ever behind a pipeline.
         shell = subprocess.Popen(["bash", "--norc", "--noprofile", "-i"], cwd=self.here, stdin=secondary, stdout=secondary,
-                                 stderr=secondary, env=environment, start_new_session=True)
+                                 stderr=secondary, env=environment, start_new_session=True,
+                                 preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
         os.close(secondary)
         try:
             say = lambda text: os.write(primary, text.encode())
             say(f"PS1=; bind 'set bell-style none'; bind 'set enable-bracketed-paste off'; . {shlex.quote(str(SCRIPT))}; "
                 "kor() { printf '<%s>' \"$@\"; echo read''y; }; kor now\n")  # parted, as the line itself is shown, too
-            seen, deadline = "", time.monotonic() + 20
+            seen, deadline = "", time.monotonic() + 60
             for number, line in enumerate(("",) + lines):
                 if number:
                     say(line + "\n")
