@@ -44,7 +44,7 @@ build_packages=(g++ cmake ninja-build libboost-dev libcli11-dev libdragonbox-dev
 test_packages=(clang libclang-rt-14-dev llvm clang-format clang-tidy codespell cppcheck libgtest-dev librapidcheck-dev libeigen3-dev
                gnuplot-nox graphviz libgsl-dev libboost-math-dev pkg-config locales python3-numpy python3-mpmath python3-matplotlib git dpkg-dev lintian file man-db valgrind
                chromium chromium-driver python3-selenium eslint abigail-tools groff-base mandoc
-               bash-completion shellcheck)
+               bash-completion shellcheck mono-mcs mono-runtime)
 # For the Python package; a build with Debian's Python takes Debian's pybind11, pip another one.
 python_packages=(python3-dev python3-venv pybind11-dev python3-numpy python3-pytest python3-hypothesis python3-pandas
                  python3-scipy python3-matplotlib)
