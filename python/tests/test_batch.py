@@ -1,4 +1,5 @@
 """Archives of recordings. scripts/batch.sh does the same with a thousand, a cluster, and what may happen to it."""
+import asyncio
 import datetime
 import os
 import re
@@ -457,6 +458,45 @@ def test_threads_of_one_worker_do_not_mix_recordings(shared, tmp_path):
         with pytest.raises(ki.KorError, match="cannot write"):
             batch.replay(folder / "recordings", "/dev/null/x", client=client, **options)
     assert archives.contents(tmp_path / "threads") == archives.contents(tmp_path / "alone")
+
+
+def test_an_answer_that_is_lost_on_its_way_is_asked_for_again(few):
+    client_module = pytest.importorskip("distributed.client")
+    from korinterface.batch import _work
+
+    cancelled = getattr(client_module, "FutureCancelledError", None)
+    lost = [asyncio.CancelledError(), OSError("closed")]
+    if cancelled is not None:
+        lost.append(cancelled("key", "scheduler-connection-lost", ""))
+
+    class Future:
+        status = "finished"
+
+        def __init__(self, answer):
+            self.answer = answer
+
+        def add_done_callback(self, call):
+            call(self)
+
+        def exception(self):
+            if isinstance(self.answer, BaseException):
+                raise self.answer
+
+        def result(self):
+            return self.answer
+
+    class Client:
+        status = "running"
+
+        def nthreads(self):
+            return {"worker": 1}
+
+        def submit(self, call, *arguments, **options):
+            assert call is _work.work
+            return Future(lost.pop() if lost else call(*arguments))
+
+    report = replay(few, client=Client())
+    assert not lost and (report.replayed, report.failed) == (4, 0)
 
 
 def test_the_command_does_the_same(few, capsys):

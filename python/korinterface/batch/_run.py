@@ -2,6 +2,7 @@
 from __future__ import annotations
 
 import asyncio
+import concurrent.futures
 import contextlib
 import math
 import os
@@ -237,9 +238,14 @@ def _on_workers(client: Any, settings: Settings, tasks: list[list[Item]]) -> Ite
             if future.status in ("cancelled", "lost"):
                 waiting.append(items)
                 continue
-            error = future.exception()
+            try:
+                error = future.exception()
+                done: Any = future.result() if error is None else None
+            except (concurrent.futures.CancelledError, asyncio.CancelledError, OSError):  # the scheduler went meanwhile
+                waiting.append(items)
+                continue
             if error is None:
-                yield future.result()
+                yield done
             elif isinstance(error, KilledWorker):
                 # Which of them it was is found out one by one.
                 if len(items) > 1:
