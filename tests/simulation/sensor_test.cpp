@@ -247,7 +247,9 @@ TEST(SimulatedSensor, aPoseThatCannotSeeTheTrackerIsToldWithItsSample)
     Simulator simulator(plan, *motion);
     SimulatedSample sample;
     EXPECT_FALSE(simulator.next(sample));
-    EXPECT_EQ(simulator.problem(), "sample 0: the sensor cannot look at the tracker in this pose");
+    EXPECT_EQ(simulator.problem(), "sample 0: the sensor cannot look at the tracker in this pose; move the target "
+                                   "point, or tilt the base, so that "
+                                   "the tracker is off its azimuth axis");
 }
 
 TEST(SimulatedMotion, wayPointsHaveToAscend)
