@@ -36,7 +36,7 @@ python_environment() {
 jobs=$(($(nproc) + 1))
 
 step "source format"
-git ls-files -z -- '*.h' '*.cpp' | xargs -0 clang-format --dry-run -Werror
+git ls-files -z -- '*.h' '*.cpp' '*.c' | xargs -0 clang-format --dry-run -Werror
 
 # Two lanes side by side: each has stretches that keep one processor waiting.
 export CMAKE_BUILD_PARALLEL_LEVEL=$jobs
