@@ -49,7 +49,7 @@ contains() { # FOLDER PATTERN...: each matches a file that is not empty
 }
 
 # What every user finds: the documents, a host, a recording with its parameter file and its truth.
-documents=(docs/formats.md docs/accuracy.md docs/parameter-check.md docs/mount-modes.md docs/frames.md docs/parameter-file.md docs/img/frames.svg docs/c.md docs/kept-behaviour.md docs/windows.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/CMakeLists.txt
+documents=(docs/formats.md docs/accuracy.md docs/parameter-check.md docs/mount-modes.md docs/frames.md docs/parameter-file.md docs/img/frames.svg docs/c.md docs/kept-behaviour.md docs/windows.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/short.c examples/CMakeLists.txt
            examples/first.cpp examples/live.cpp)
 # Of these the package of the program has the last ones.
 beside_kor=(examples/uncertainty.json data/polarizer/Tg1005.prm data/polarizer/polarizer.csv data/polarizer/polarizer.korraw
@@ -120,7 +120,7 @@ deb)
         [ -e "$work/root$place" ] || fail "the manual pages name $place, which no package holds"
     done
     contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md docs/parameter-check.md "${beside_kor[@]}"
-    contains "$work/root/usr/share/doc/libkorinterface-dev" docs/c.md docs/kept-behaviour.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/CMakeLists.txt \
+    contains "$work/root/usr/share/doc/libkorinterface-dev" docs/c.md docs/kept-behaviour.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/short.c examples/CMakeLists.txt \
         examples/first.cpp examples/live.cpp
     reads_well "$work/root/usr/share/doc/kor-tools"
     reads_well "$work/root/usr/share/doc/libkorinterface-dev"
