@@ -868,6 +868,12 @@ TEST_F(Ownership, whoBelongsToTheGroupKeepsIt)
               owned(::geteuid(), m_someGroup, 0660));
 }
 
+TEST_F(Ownership, whoOwnsTheFileButMayNotKeepItsGroupLetsNobodyIn)
+{
+    belongTo(::geteuid(), m_someGroup, 0600);
+    EXPECT_EQ(afterRewritingBy(dropPrivileges), owned(::geteuid(), m_isSuperuser ? m_ownGroup : m_someGroup, 0600));
+}
+
 // Another group gets no more than everybody has, and the former owner is one of them.
 // Pins [rewriting-ownership].
 TEST_F(Ownership, whoMayKeepNeitherLeavesTheFileReadableToItsOwner)

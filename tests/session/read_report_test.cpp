@@ -274,6 +274,7 @@ TEST_F(Report, whatIsBeyondThemIsCountedOnceForEachPlace)
     EXPECT_EQ(reported(prm, file.text(), report), kor::kSuccess) << report.text();
     EXPECT_EQ(report.findings(), 10000U);
     EXPECT_EQ(report.allFindings(), 11001U) << "and the title behind the table, where a thousand rows fail";
+    EXPECT_EQ(report.finding(9999).values, report.finding(0).values) << "these rows are none of the last one kept";
 }
 
 TEST_F(Report, argumentsAndFilesThatAreNotThere)
