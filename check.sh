@@ -3,8 +3,7 @@
 set -euo pipefail
 cd "$(dirname "$0")"
 . scripts/packages.sh
-need "${build_packages[@]}" "${test_packages[@]}" "${windows_packages[@]}" "${python_packages[@]}" \
-    "${docs_packages[@]}"
+need "${build_packages[@]}" "${test_packages[@]}" "${windows_packages[@]}" "${python_packages[@]}"
 
 step() { printf '\n== %s (after %d s)\n' "$*" "$SECONDS"; }
 # Runs a command with its output in a log that is shown only if the command fails.
@@ -50,10 +49,8 @@ sanitizers() {
 }
 builds() {
     step "clang-tidy, cppcheck"
-    quietly scripts/tidy.sh
+    quietly scripts/tidy.sh --library
     quietly scripts/cppcheck.sh
-    step "manual: warnings, links"
-    quietly ./docs.sh
     step "g++: build, with the Python package"
     quietly python_environment
     built dev -DKORINTERFACE_JOIN=ON -DKORINTERFACE_TESTS_GROUPED=ON -DKORINTERFACE_PYTHON=ON \

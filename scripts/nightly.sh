@@ -10,7 +10,8 @@ Runs, on a build of the preset dev: every 32-bit pattern of a level reading thro
 in order and in jumps; parameter files of every mount mode cut at every byte, against the C library's formatted input;
 the comparisons with the independent implementation and the plain transcription, with seeds that the date gives; and all
 memory, system calls and places that can fail (tests/faults/faults.py). Then the unit tests with the checks of the C and C++
-libraries (preset checked), and the hardening of an optimised build and of its packages (preset release-tests).
+libraries (preset checked), and the hardening of an optimised build and of its packages (preset release-tests); clang-tidy on
+the tool as well, and the manual with its warnings and links.
 
 With PART/PARTS, for example 1/100, only that part of the level readings. All of them take about half an hour of a processor,
 the two builds half an hour more. Needs the packages that check.sh installs. The exit status is 1 when something differs.
@@ -84,4 +85,8 @@ tail -n 5 "$log" | grep 'tests passed'
 step "hardening of an optimised build and its packages"
 quietly ctest --preset release-tests -R '^(hardening|packages)\.' -j "$processors"
 tail -n 5 "$log" | grep 'tests passed'
+step "clang-tidy, on the tool as well"
+quietly scripts/tidy.sh
+step "manual: warnings, links, search"
+quietly ./docs.sh --browser
 step "no differences"
