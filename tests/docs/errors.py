@@ -118,7 +118,7 @@ class Facts:
         self.session = (headers / "Session.h").read_text(encoding="utf-8")
         self.status = (headers / "Status.h").read_text(encoding="utf-8")
         self.c = (headers / "kor.h").read_text(encoding="utf-8")
-        self.library = ctypes.CDLL(str(library))
+        self.loaded = ctypes.CDLL(str(library))
         texts = [re.sub(r"\{[^{}]*\}", "\n", literal) for _, text in sources(root) for literal in literals(text)]
         texts.append((root / "params/file/messages.txt").read_text(encoding="utf-8"))
         self.pool = plain("\n".join(texts))
@@ -134,7 +134,7 @@ class Facts:
         self.outcomes = list(json.loads(summary)["outcomes"])
 
     def text(self, function, number):
-        call = getattr(self.library, function)
+        call = getattr(self.loaded, function)
         call.restype = ctypes.c_char_p
         return call(number).decode()
 
