@@ -202,6 +202,18 @@ def level_axes(v, s, axes):
         v.label(tip, name, *shift, colour=colour)
 
 
+def finish_scene(p, v, s, base, u, start, title):
+    """What the scenes of vectors have in common behind their level axes; gravity and sight in the stage."""
+    v.vector(O, times(base[2], 1.4), BLUE, 2.2)
+    v.label(times(base[2], 1.4), "base z", 6, -2, BLUE)
+    plumb(v, add(O, times(s.rest, 0.95)), 0.8, "gravity")
+    beam(v, u, start, "sight", 1.35, (6, -4))
+    p.text(20, 28, title, INK, 15, weight="bold")
+    down = times_matrix(transposed(s.stage), times(Z, -1.0))
+    sight = times_matrix(transposed(s.stage), u)
+    return down, sight
+
+
 def three_vectors():
     p = Picture(760, 430, "Three vectors: modes 7 and 8")
     base = product(turn(unit((0.7, 0.7, 0.0)), -13), turn(Z, 12))
@@ -209,13 +221,7 @@ def three_vectors():
     v, s, start = scene(p, Y, base, u, x=250, y=225, scale=98, far=2.4)
     s.draw(v)
     level_axes(v, s, ((X, "level Y: axis l", LEVEL, (-20, 20)),))
-    v.vector(O, times(base[2], 1.4), BLUE, 2.2)
-    v.label(times(base[2], 1.4), "base z", 6, -2, BLUE)
-    plumb(v, add(O, times(s.rest, 0.95)), 0.8, "gravity")
-    beam(v, u, start, "sight", 1.35, (6, -4))
-    p.text(20, 28, "Three vectors: modes 7 and 8", INK, 15, weight="bold")
-    down = times_matrix(transposed(s.stage), times(Z, -1.0))
-    sight = times_matrix(transposed(s.stage), u)
+    down, sight = finish_scene(p, v, s, base, u, start, "Three vectors: modes 7 and 8")
     w = sphere(p, 600, 230, sight, ((X, "axis l", LEVEL, (-2, 20)),), down, "Directions in the stage")
     w.label(times(sight, 1.32), "sight", 2, -8)
     w.label(down, "gravity", 10, 18, ANGLE)
@@ -234,13 +240,7 @@ def two_levels():
     v, s, start = scene(p, Y, base, u, x=250, y=225, scale=98, far=2.4)
     s.draw(v)
     level_axes(v, s, ((first, "level X: axis l1", LEVEL, (-20, 20)), (second, "level Y: axis l2", GREEN, (-18, 20))))
-    v.vector(O, times(base[2], 1.4), BLUE, 2.2)
-    v.label(times(base[2], 1.4), "base z", 6, -2, BLUE)
-    plumb(v, add(O, times(s.rest, 0.95)), 0.8, "gravity")
-    beam(v, u, start, "sight", 1.35, (6, -4))
-    p.text(20, 28, "Two levels: modes 9 and 10", INK, 15, weight="bold")
-    down = times_matrix(transposed(s.stage), times(Z, -1.0))
-    sight = times_matrix(transposed(s.stage), u)
+    down, sight = finish_scene(p, v, s, base, u, start, "Two levels: modes 9 and 10")
     w = sphere(p, 600, 230, sight, ((first, "l1", LEVEL, (-2, 20)), (second, "l2", GREEN, (8, 4))), down,
                "Directions in the stage")
     w.label(times(sight, 1.32), "sight", 2, -8)

@@ -44,16 +44,20 @@ def _line(axes: "Axes", times: npt.NDArray[np.float64], values: npt.NDArray[Any]
     axes.plot(times, np.where(mask, values.astype(np.float64), np.nan), label=label, linewidth=1.0)
 
 
+def _over_time(axes: "Axes", quantity: str) -> "Axes":
+    axes.set_xlabel("time, s")
+    axes.set_ylabel(quantity)
+    axes.legend()
+    return axes
+
+
 def angles(results: Results, axes: Optional["Axes"] = None) -> "Axes":
     """Orientation angles over time; samples without a usable orientation leave gaps."""
     axes = _new_axes(axes)
     times = seconds(results.time_stamps)
     for i, name in enumerate(_AXES):
         _line(axes, times, results.angles[:, i], results.usable, f"about {name}")
-    axes.set_xlabel("time, s")
-    axes.set_ylabel("orientation angle, degrees")
-    axes.legend()
-    return axes
+    return _over_time(axes, "orientation angle, degrees")
 
 
 def levels(results: Results, axes: Optional["Axes"] = None) -> "Axes":
@@ -64,10 +68,7 @@ def levels(results: Results, axes: Optional["Axes"] = None) -> "Axes":
         values = results.info[field]
         _line(axes, times, values, np.isfinite(values), name)
         axes.plot(times[outside], values[outside], ".", color=axes.lines[-1].get_color(), label=f"{name} outside its table")
-    axes.set_xlabel("time, s")
-    axes.set_ylabel("level, degrees")
-    axes.legend()
-    return axes
+    return _over_time(axes, "level, degrees")
 
 
 def outcomes(results: Results, axes: Optional["Axes"] = None) -> "Axes":
