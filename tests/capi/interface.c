@@ -624,6 +624,19 @@ static void recordings(const char* data, const char* folder)
     }
     CHECK(read == 0 || problem.goes_on == 0);
 
+#ifdef __linux__
+    /* A full device: the write that finds it says so, and so does the end. */
+    CHECK(kor_writer_open(writer, "/dev/full", KOR_FORMAT_BINARY) == 0);
+    int status = 0;
+    for (int i = 0; i < 100 && status == 0; ++i) {
+        status = kor_writer_write(writer, raw, kSamples);
+    }
+    CHECK(status == 550);
+    CHECK(kor_writer_problem_text(writer, KOR_TEXT_SENTENCE, text, sizeof text, NULL) == 0);
+    CHECK(strstr(text, "cannot write ") == text && strstr(text, "/dev/full") != NULL);
+    CHECK(kor_writer_close(writer) == 550);
+#endif
+
     /* Compressed recordings are refused, with advice. */
     write_file(joined(folder, "c.csv.gz"), "\x1f\x8b\x08\x00\x00\x00\x00\x00\x00\x03", 10);
     CHECK(kor_reader_open(reader, joined(folder, "c.csv.gz"), KOR_FORMAT_ANY) == 553);
