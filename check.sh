@@ -53,7 +53,7 @@ builds() {
     quietly scripts/cppcheck.sh
     step "g++: build, with the Python package"
     quietly python_environment
-    built dev -DKORINTERFACE_JOIN=ON -DKORINTERFACE_TESTS_GROUPED=ON -DKORINTERFACE_PYTHON=ON \
+    built dev -DCMAKE_CXX_FLAGS_DEBUG=-O0 -DKORINTERFACE_JOIN=ON -DKORINTERFACE_TESTS_GROUPED=ON -DKORINTERFACE_PYTHON=ON \
         -DPython_EXECUTABLE="$PWD/build/check-venv/bin/python"
     step "MinGW: build; tests of DLL, program and archive under Wine"
     built mingw -DKORINTERFACE_TESTS_SMOKE=ON -DKORINTERFACE_JOIN=ON
