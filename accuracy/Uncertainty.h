@@ -82,7 +82,7 @@ struct Uncertainty {
     TurnUncertainty law;
     Trials trials;
     std::vector<Contribution> contributions;
-    std::vector<std::string> notInputs; ///< what has an uncertainty and is no input of this mode
+    std::vector<std::string> notInputs; ///< names that have an uncertainty but are not inputs of this mode
     Believe believe = Believe::either;
     std::optional<std::size_t> cause; ///< the contribution that the two differ most about, if one does
 };

@@ -102,7 +102,7 @@ int kor::ParameterAccess::read(CKorPrm& prm, const wchar_t* directory, unsigned 
         const std::uint32_t lowId = static_cast<std::uint32_t>(id);
         *std::copy(chosen->begin(), chosen->end(), prm.prmDirectory) = L'\0';
 
-        // A directory that is no valid text is one that cannot be opened.
+        // A directory that is not a valid text is one that cannot be opened.
         const std::optional<std::string> utf8 = platform::toUtf8(*chosen);
         if (!utf8) {
             return report.status = kCannotOpen;

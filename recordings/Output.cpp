@@ -60,7 +60,7 @@ std::unique_ptr<Output> Output::open(const std::string& path, Problem& problem)
         problem.advice = "remove the symbolic link or choose another name";
         return nullptr;
     }
-    // The link /dev/stdout leads to a pipe, or to a file whose name is gone: what it says is no path then.
+    // The link /dev/stdout leads to a pipe, or to a file whose name is gone: what it says is not a path then.
     const bool hasPath = platform::fileId(*led) == platform::fileId(path);
     if (fs::exists(status) && (!fs::is_regular_file(status) || !hasPath)) {
         output->m_direct = platform::openAnyForWriting(path);

@@ -18,7 +18,7 @@ namespace kor::recordings {
 std::string partialName(const std::string& path);
 
 /// Bytes collect in a buffer and go to a temporary file beside the target, which close() renames. A target that exists
-/// and is no regular file (a device, a pipe) is written directly, and so is "-", standard output.
+/// and is not a regular file (a device, a pipe) is written directly, and so is "-", standard output.
 /// keeps its permissions. A symbolic link is followed, also one to a file that is not there yet.
 /// Notes  1  Without close() or closePartial() nothing takes the target's place and no temporary file remains.
 ///        2  After a failure everything that is written is dropped; problem() says what has failed first.

@@ -2,7 +2,7 @@
 
 The sources are taken apart into tokens only, not understood: a change that does not compile is found out by the compiler.
 The white space is what clang-format makes of it: an operator with blanks on both sides takes two operands, a bracket
-without one before it is no comparison.
+without one before it is not a comparison.
 """
 import bisect
 import collections

@@ -64,7 +64,7 @@ constexpr RuleText kRules[] = {
     {Rule::overshoot, "overshoot", Severity::warning, "the spline through a tilt table swings beyond its points"},
     {Rule::notFinite, "not-finite", Severity::warning, "a number is nan, infinite or too large for single precision"},
     {Rule::implausible, "implausible", Severity::warning, "a number lies outside the plausible range of its field"},
-    {Rule::notRotation, "not-rotation", Severity::warning, "a matrix is no rotation to six digits"},
+    {Rule::notRotation, "not-rotation", Severity::warning, "a matrix is not a rotation to six digits"},
     {Rule::limitsReversed, "limits-reversed", Severity::warning, "a lower limit is not below its upper limit"},
     {Rule::ignoredText, "ignored-text", Severity::warning, "text behind the last block is ignored"},
     {Rule::precision, "precision", Severity::warning, "numbers have digits beyond single precision, which are lost"},

@@ -143,7 +143,7 @@ private:
 
 void Structure::cut()
 {
-    // Beyond this a file is no parameter file that a person could put right.
+    // Beyond this a file is not a parameter file that a person could put right.
     constexpr std::size_t kEnough = std::size_t{1} << 20;
     const std::string_view text =
         std::string_view(m_document.bytes).substr(0, std::min<std::size_t>(m_document.textEnd, kEnough));

@@ -193,7 +193,7 @@ def test_a_broken_recording_is_a_row_of_the_failures(few):
     before = archives.tree(few / "output")
     assert replay(few).failed == 14 and archives.tree(few / "output") == before
 
-    # Once it is good it is no failure any more.
+    # Once it is good it is not a failure any more.
     shutil.copy(day / "good.csv", day / "empty.csv")
     report = replay(few)
     assert (report.replayed, report.failed) == (1, 13)

@@ -103,7 +103,7 @@ What to do, for each line above:
   - the command is wrong or needs something that is not there: correct the document;
   - the output shown is another one now: build the tool again; if it stays, correct the block text or console; a line `...`
     in a console stands for lines that differ from run to run;
-  - it is no command: fence the block with its language (```text, ```cpp, ```cmake, ```bat);
+  - it is not a command: fence the block with its language (```text, ```cpp, ```cmake, ```bat);
   - it holds a word that stands for something, or names a file: add that to STAND_INS or FILES in tests/docs/commands.py;
   - it ends with another status than 0, on purpose: write a comment behind it, `# exit status 65`;
   - it cannot run within seconds on any machine: add it to NOT_RUN in tests/docs/commands.py, with the reason.

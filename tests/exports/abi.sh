@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Holds the binary form of the C interface against the stored one: functions, their parameters, structures, enumerations.
-#   abi.sh LIBRARY            fails when something has changed; what has been added is no change
+#   abi.sh LIBRARY            fails when something has changed; an addition is not a change
 #   abi.sh LIBRARY --update   writes the stored form anew
 #
 # LIBRARY is one built by g++ for x86-64 with its types (build type Debug). c_interface.abi holds the form of the last

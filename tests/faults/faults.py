@@ -363,7 +363,7 @@ class Campaign:
             if shared.is_dir() and os.stat(shared).st_dev != os.stat(tempfile.gettempdir()).st_dev:
                 self.kills("two file systems", shared)
             else:
-                print("kills, two file systems: /dev/shm is no file system of its own here, left out")
+                print("kills, two file systems: /dev/shm is not a file system of its own here, left out")
         print(f"{self.runs} disturbed runs, {len(self.wrong)} wrong")
         return 1 if self.wrong else 0
 

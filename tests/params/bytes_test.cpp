@@ -285,7 +285,7 @@ TEST(ReportOfBytes, tellsAnIdThatIsAnothers)
     }
 }
 
-// A read that fails is no end of the text.
+// A read that fails is not an end of the text.
 TEST(ScannerBytes, thatCannotBeReadAreNone)
 {
     kor::platform::File none;

@@ -207,7 +207,7 @@ TEST_F(Reader, theEndIsNoticedWithAndWithoutAFinalNewlineOrBlanks)
 TEST_F(Reader, aFileMayEndWithinTheTiltXTable)
 {
     PrmFile file(firstSensor(9));
-    // Two of four rows, then nothing: the end is met while reading values, and it is no title that is missing.
+    // Two of four rows, then nothing: the end is met while reading values, and what is missing is not a title.
     file[17].body = "4\n-30\t1\n-5\t2\n";
     CKorPrm prm;
     ASSERT_EQ(read(prm, file.text(1, 17)), kSuccess);

@@ -540,7 +540,7 @@ TEST_F(Writer, aPathThatDoesNotExistGives0AndCreatesNothing)
     CKorPrm prm;
     EXPECT_EQ(prm.PrmFileCopy(), kSuccess) << "a new object has an empty path";
     std::fill(std::begin(prm.prmDirectory), std::end(prm.prmDirectory), L'x');
-    EXPECT_EQ(prm.PrmFileCopy(), kSuccess) << "a path without end is no path";
+    EXPECT_EQ(prm.PrmFileCopy(), kSuccess) << "a path without end is not a path";
     EXPECT_TRUE(fs::is_empty(m_here.path()));
 }
 

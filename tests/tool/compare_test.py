@@ -351,7 +351,7 @@ class TwoResults(Case):
                 rows[row][header.index(name)] = repr(factor * float(rows[row][header.index(name)]))
         a, b = self.put("a.csv", header, rows), self.put("b.csv", *self.few(count=5))
         out, errors = self.compare(a, b)
-        self.assertIn("a.csv: in 2 rows the matrix is no rotation", errors)
+        self.assertIn("a.csv: in 2 rows the matrix is not a rotation", errors)
         self.assertIn(f"first at {rows[1][0]} ms", errors)
         self.assertIn("2.0e+00 off", errors)
         self.assertIn("no_rotation 2, not_finite 1", out)

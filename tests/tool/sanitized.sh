@@ -17,7 +17,7 @@ tells() { # STATUS ARGUMENT...: kor ends with the status
     [ "$status" -eq "$1" ] || { cat err; echo "status $status, expected $1: kor ${*:2}"; exit 1; }
 }
 
-# Recordings of some rows: the two-level model keeps buffers on purpose, which is no leak.
+# Recordings of some rows: the two-level model keeps buffers on purpose, which is not a leak.
 head -n 200 "$data/two_level/two_level.csv" >two.csv
 head -n 200 "$data/two_level/two_level_truth.csv" >two_truth.csv
 head -n 160 "$data/polarizer/polarizer.csv" >one.csv

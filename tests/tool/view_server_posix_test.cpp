@@ -125,7 +125,7 @@ TEST_F(Server, endsAConnectionWhoseRequestDoesNotComeToItsEnd)
     const Client halfway(m_server->port());
     ASSERT_TRUE(silent.isConnected() && halfway.isConnected());
     halfway.send("GET / HTTP/1.1\r\nHost: 127.0");
-    std::thread drop([&halfway] { // word by word is no request either
+    std::thread drop([&halfway] { // word by word is not a request either
         for (int i = 0; i < 100; ++i) {
             halfway.send("x");
             std::this_thread::sleep_for(milliseconds(10));

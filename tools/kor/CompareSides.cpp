@@ -116,7 +116,7 @@ Columns commonColumns(const series::File& first, const series::File& second)
     return columns;
 }
 
-// A matrix that is no rotation has no angle to another.
+// A matrix that is not a rotation has no angle to another.
 void admit(Side& side, std::uint32_t stamp, const double* matrix, bool formed, std::uint8_t state)
 {
     accuracy::Mat3 orientation{};
@@ -288,9 +288,10 @@ Side sideOf(const series::Series& rows)
 void warnOfNoRotation(const Side& side)
 {
     if (side.noRotation > 0) {
-        warn(fmt::format("{}: in {} rows the matrix is no rotation, first at {} ms: M M' or the determinant is up to "
-                         "{:.1e} off; they are left out",
-                         side.title, side.noRotation, side.firstNoRotation, side.mostOffRotation));
+        warn(
+            fmt::format("{}: in {} rows the matrix is not a rotation, first at {} ms: M M' or the determinant is up to "
+                        "{:.1e} off; they are left out",
+                        side.title, side.noRotation, side.firstNoRotation, side.mostOffRotation));
     }
 }
 

@@ -130,7 +130,7 @@ private:
             refuse(Status::payload_too_large, "A request has no body here.");
         } else if (error.category() == http::make_error_code(http::error::end_of_stream).category() &&
                    error != http::error::end_of_stream && error != http::error::partial_message) {
-            refuse(Status::bad_request, "This is no request of HTTP.");
+            refuse(Status::bad_request, "This is not an HTTP request.");
         } else if (!error) {
             answer();
         }

@@ -239,7 +239,8 @@ Command declareReplay(const CommandGroup& root)
     command.about(
         "A summary goes to standard error. Results appear under their name when they are complete. If the recording "
         "breaks off, those before the break are in NAME.partial.csv.\n\n"
-        "A recording that is no regular file, a pipe for example, is live: results are written whenever the next row "
+        "A recording that is not a regular file, a pipe for example, is live: results are written whenever the next "
+        "row "
         "has yet to come, and an interrupt or a termination keeps those of all rows that have been read.\n\n"
         "Several recordings end with the first status in their order that is not 0.",
         "A recording whose process a signal has ended counts as 128 plus the number of the signal. If a run leaves no "
