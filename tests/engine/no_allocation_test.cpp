@@ -1,9 +1,13 @@
-// Feeding samples allocates nothing. Replaces the global operator new of this program to count its calls.
+// Feeding samples and solving small systems allocate nothing. Replaces the global operator new of this program to count
+// its calls.
 #include "engine/engine_pair.h"
 
 #include <atomic>
 #include <cstdlib>
 #include <new>
+
+#include "mek/Matrix.h"
+#include "mek/Polyfit.h"
 
 namespace {
 
@@ -119,6 +123,27 @@ TEST(Allocations, aThousandSamplesAllocateNothingInAnyMode)
             engine.ReadMatrix(matrix.data());
         }
         EXPECT_EQ(g_allocations.load(), before) << "mode " << mode;
+    }
+}
+
+TEST(Allocations, systemsOfUpToSixteenUnknownsNeedNone)
+{
+    for (const int size : {2, 15, 16, 17}) {
+        std::vector<double> matrix(static_cast<std::size_t>(size) * static_cast<std::size_t>(size));
+        std::vector<double> points;
+        for (int i = 0; i < size; ++i) {
+            matrix[static_cast<std::size_t>(i) * static_cast<std::size_t>(size + 1)] = 2.0;
+            points.push_back(static_cast<double>(i) / size);
+            points.push_back(1.0);
+        }
+        std::vector<double> coefficients(static_cast<std::size_t>(size));
+        const long before = g_allocations.load();
+        EXPECT_TRUE(mek::MatrixInverse(matrix.data(), size));
+        EXPECT_EQ(g_allocations.load() > before, size > 16) << "an inverse of size " << size;
+        const long between = g_allocations.load();
+        mek::JPolyfit(size, points.data(), size - 1, coefficients.data());
+        EXPECT_EQ(g_allocations.load() > between, size > 16) << "a fit of order " << size - 1;
+        EXPECT_EQ(matrix[0], 0.5);
     }
 }
 

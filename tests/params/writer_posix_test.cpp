@@ -554,6 +554,23 @@ TEST_F(ForcedToDisk, theCopyThenTheDirectoryThatNamesIt)
 }
 
 // Pins [rewriting-reaches-disk].
+TEST_F(ForcedToDisk, aNameWithoutFolderIsInTheOneThatTheProcessIsIn)
+{
+    fs::copy_file(file(), "Tg17.prm");
+    std::vector<fs::path> directories;
+    g_beforeFsync = [&directories](int descriptor) {
+        const fs::path path = fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor));
+        if (fs::is_directory(path)) {
+            directories.push_back(path);
+        }
+        return 0;
+    };
+    EXPECT_EQ(rewrite("Tg17.prm"), kSuccess);
+    EXPECT_EQ(directories, std::vector<fs::path>{fs::current_path()});
+    EXPECT_EQ(bytesOf("Tg17.prm"), m_copy);
+}
+
+// Pins [rewriting-reaches-disk].
 TEST_F(ForcedToDisk, theDirectoryBeforeTheCopyOnTheOtherFileSystemGoes)
 {
     EXPECT_EQ(across([this] {
