@@ -36,13 +36,14 @@ install(FILES ${PROJECT_BINARY_DIR}/KORInterface.pc DESTINATION ${CMAKE_INSTALL_
         COMPONENT development)
 
 # Documents, example and sample recording lie to each other as in the repository, so that links lead from one to another.
-install(FILES docs/c.md docs/kept-behaviour.md docs/windows.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development)
+install(FILES docs/c.md docs/first-host.md docs/glossary.md docs/kept-behaviour.md docs/live.md docs/windows.md
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs COMPONENT development)
 install(FILES examples/CMakeLists.txt examples/KorExample.cs examples/first.cpp examples/host.c examples/host.cpp examples/live.cpp examples/many.c
               examples/short.c
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT development)
 if(KORINTERFACE_BUILD_TOOLS)
-  install(FILES docs/formats.md docs/accuracy.md docs/parameter-check.md docs/mount-modes.md docs/frames.md
-                docs/parameter-file.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
+  install(FILES docs/accuracy.md docs/errors.md docs/formats.md docs/frames.md docs/mount-modes.md docs/parameter-check.md
+                docs/parameter-file.md docs/tasks.md docs/uncertainty.md DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
   install(FILES examples/uncertainty.json DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples)
   install(DIRECTORY docs/img DESTINATION ${CMAKE_INSTALL_DOCDIR}/docs)
   install(DIRECTORY data/polarizer DESTINATION ${CMAKE_INSTALL_DOCDIR}/data)

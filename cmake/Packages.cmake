@@ -63,8 +63,10 @@ set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/packa
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libkorinterface-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${kor_library_package} (= ${kor_debian_version})")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS kor-tools) # whose documents those of this package lead to
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "orientation from the readings of a KOR sensor - development files
-${about}This package holds headers, CMake package, pkg-config file and an example.")
+${about}This package holds headers, CMake package, pkg-config file, examples, and the
+documents for those who write a host program.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME kor-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION science)

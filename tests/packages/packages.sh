@@ -49,18 +49,21 @@ contains() { # FOLDER PATTERN...: each matches a file that is not empty
 }
 
 # What every user finds: the documents, a host, a recording with its parameter file and its truth.
-documents=(docs/formats.md docs/accuracy.md docs/parameter-check.md docs/mount-modes.md docs/frames.md docs/parameter-file.md docs/img/frames.svg docs/c.md docs/kept-behaviour.md docs/windows.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/short.c examples/CMakeLists.txt
-           examples/first.cpp examples/live.cpp)
+pages_of_kor=(docs/accuracy.md docs/errors.md docs/formats.md docs/frames.md docs/mount-modes.md docs/parameter-check.md
+              docs/parameter-file.md docs/tasks.md docs/uncertainty.md docs/img/frames.svg)
+hosts=(docs/c.md docs/first-host.md docs/glossary.md docs/kept-behaviour.md docs/live.md docs/windows.md examples/CMakeLists.txt
+       examples/KorExample.cs examples/first.cpp examples/host.c examples/host.cpp examples/live.cpp examples/many.c
+       examples/short.c)
 # Of these the package of the program has the last ones.
 beside_kor=(examples/uncertainty.json data/polarizer/Tg1005.prm data/polarizer/polarizer.csv data/polarizer/polarizer.korraw
             data/polarizer/polarizer_truth.csv)
-documents+=("${beside_kor[@]}")
+documents=("${pages_of_kor[@]}" "${hosts[@]}" "${beside_kor[@]}")
 
-reads_well() { # FOLDER [DOCUMENT...]: the links of its documents lead somewhere in it, and nothing needs Python
-    local names=("${@:2}")
-    [ "${#names[@]}" -gt 0 ] || mapfile -t names < <(cd "$1" && find . -name '*.md' -printf '%P\n')
+reads_well() { # FOLDER [BELOW]: the links of the documents below it lead somewhere in FOLDER, and nothing needs Python
+    local names below=$1/${2-}
+    mapfile -t names < <(find "$below" -name '*.md' -printf '%P\n' | sed "s|^|${2:+$2/}|")
     silently "$python" "$root/tests/docs/links.py" "$1" "${names[@]}"
-    [ -z "$(find "$1" -name '*.py' -o -name '__pycache__')" ] || fail "the package holds Python: $(find "$1" -name '*.py')"
+    [ -z "$(find "$below" -name '*.py' -o -name '__pycache__')" ] || fail "the package holds Python: $(find "$below" -name '*.py')"
 }
 
 commands_run() { # FOLDER DOCUMENT SECTION [EMULATOR...]
@@ -119,16 +122,18 @@ deb)
     for place in "${named[@]}"; do
         [ -e "$work/root$place" ] || fail "the manual pages name $place, which no package holds"
     done
-    contains "$work/root/usr/share/doc/kor-tools" docs/formats.md docs/accuracy.md docs/parameter-check.md "${beside_kor[@]}"
-    contains "$work/root/usr/share/doc/libkorinterface-dev" docs/c.md docs/kept-behaviour.md examples/KorExample.cs examples/host.c examples/host.cpp examples/many.c examples/short.c examples/CMakeLists.txt \
-        examples/first.cpp examples/live.cpp
-    reads_well "$work/root/usr/share/doc/kor-tools"
-    reads_well "$work/root/usr/share/doc/libkorinterface-dev"
+    contains "$work/root/usr/share/doc/kor-tools" "${pages_of_kor[@]}" "${beside_kor[@]}"
+    contains "$work/root/usr/share/doc/libkorinterface-dev" "${hosts[@]}"
+    ! has_python || contains "$work/root/usr/share/doc/python3-korinterface" docs/python.md docs/scaling.md
+    # From one package into another as well, and to the headers.
+    reads_well "$work/root/usr" share/doc
+    grep -q '](../../kor-tools/docs/frames.md#' "$work/root/usr/share/doc/libkorinterface-dev/docs/first-host.md" ||
+        fail "a page does not lead to that of another package"
     consumer_built "$work/root/usr"
     "$work/consumer/consumer"
     replays env LD_LIBRARY_PATH="$(dirname "$library")" "$work/root/usr/bin/kor"
     # The first program of the documents; the packages are unpacked, not installed.
-    sed "s|/usr/|$work/root/usr/|g" "$root/docs/first-host.md" >"$work/first-host.md"
+    sed "s|/usr/|$work/root/usr/|g" "$work/root/usr/share/doc/libkorinterface-dev/docs/first-host.md" >"$work/first-host.md"
     mkdir "$work/first"
     (
         PKG_CONFIG_PATH=$(dirname "$(find "$work/root" -name KORInterface.pc)") LD_LIBRARY_PATH=$(dirname "$library")
@@ -141,8 +146,6 @@ deb)
         module=$(echo "$work/root/usr/lib/python3/dist-packages/korinterface/_core".*.so)
         ! readelf -d "$module" | grep -qE 'R(UN)?PATH' || fail "the module looks for its library in a place of its own"
         is_hardened "$module"
-        contains "$work/root/usr/share/doc/python3-korinterface" docs/python.md docs/scaling.md
-        reads_well "$work/root/usr/share/doc" python3-korinterface/docs/python.md python3-korinterface/docs/scaling.md
         PYTHONPATH=$work/root/usr/lib/python3/dist-packages LD_LIBRARY_PATH=$(dirname "$library") \
             "$(sed -n 's/^_*Python_EXECUTABLE:[A-Z]*=//p' "$build/CMakeCache.txt" | head -n 1)" - "$root" "$work/python.csv" <<'END'
 import sys
@@ -201,7 +204,7 @@ zip)
 
     commands_run "$tree" "$tree/README.md" "On Windows" "${wine[@]}"
     commands_run "$tree" "$tree/docs/windows.md" "A host program" "${wine[@]}"
-    commands_run "$tree" "$root/docs/first-host.md" "On Windows, with MinGW" "${wine[@]}"
+    commands_run "$tree" "$tree/docs/first-host.md" "On Windows, with MinGW" "${wine[@]}"
     # One host has the run-time libraries in it, the other takes those of the compiler.
     needed() { x86_64-w64-mingw32-objdump -p "$tree/bin/$1" | grep -oE 'DLL Name: (KORInterface|lib[^ ]*|zlib[^ ]*)\.dll' | sort; }
     [ "$(needed kor.exe)" = "DLL Name: KORInterface.dll" ] || fail "kor.exe needs $(needed kor.exe)"
