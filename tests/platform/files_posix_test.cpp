@@ -315,6 +315,19 @@ TEST(PosixFile, ofAStandardStreamKeepsItsNumberInUseWhenItCloses)
     EXPECT_EQ(reading.read(bytes, sizeof bytes), 0) << "the reader sees the end";
 }
 
+TEST(PosixFile, ofAStandardStreamTellsAtItsEndThatAWriteFailed)
+{
+    File output = File::standard(kStandardOutput);
+    const File saved = output.shared();
+    const File full(::open("/dev/full", O_WRONLY | O_CLOEXEC));
+    ASSERT_EQ(::dup2(full.descriptor(), STDOUT_FILENO), STDOUT_FILENO);
+    const bool isWritten = output.write("x");
+    const bool isClosed = output.close();
+    ASSERT_EQ(::dup2(saved.descriptor(), STDOUT_FILENO), STDOUT_FILENO);
+    EXPECT_FALSE(isWritten);
+    EXPECT_FALSE(isClosed);
+}
+
 TEST_F(PosixFiles, areToldFromDirectories)
 {
     const File directory = openAnyForReading(m_folder.string());

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <set>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -353,20 +354,21 @@ TEST(ProcessSample, givesWhatTheSingleCallsGive)
     }
 }
 
-TEST(OutcomeTexts, everyValueHasATextAndAnyOtherNumberIsUnknown)
+TEST(OutcomeTexts, everyValueHasATextOfItsOwnAndAnyOtherNumberIsUnknown)
 {
+    std::set<std::string> texts = {"", "unknown"};
     for (int i = 0; i <= 7; ++i) {
-        EXPECT_STRNE(kor::OutcomeText(static_cast<SampleOutcome>(i)), "unknown") << i;
+        EXPECT_TRUE(texts.insert(kor::OutcomeText(static_cast<SampleOutcome>(i))).second) << i;
     }
-    for (int i = 0; i <= 3; ++i) {
-        EXPECT_STRNE(kor::ReasonText(static_cast<NoMatrixReason>(i)), "unknown") << i;
+    for (int i = 1; i <= 3; ++i) {
+        EXPECT_TRUE(texts.insert(kor::ReasonText(static_cast<NoMatrixReason>(i))).second) << i;
     }
     for (int i = 0; i <= 5; ++i) {
-        EXPECT_STRNE(kor::ModelText(static_cast<OrientationModel>(i)), "unknown") << i;
+        EXPECT_TRUE(texts.insert(kor::ModelText(static_cast<OrientationModel>(i))).second) << i;
     }
     EXPECT_STREQ(kor::ReasonText(NoMatrixReason::none), "");
     for (int i = 1; i <= 2; ++i) {
-        EXPECT_STRNE(kor::SpoiledText(static_cast<SpoiledBy>(i)), "unknown") << i;
+        EXPECT_TRUE(texts.insert(kor::SpoiledText(static_cast<SpoiledBy>(i))).second) << i;
     }
     EXPECT_STREQ(kor::SpoiledText(SpoiledBy::nothing), "");
     EXPECT_STREQ(kor::SpoiledText(static_cast<SpoiledBy>(3)), "unknown");
