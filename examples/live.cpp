@@ -21,7 +21,7 @@ std::unique_ptr<CKor> newEngine(const CKorPrm& parameters)
     return engine;
 }
 
-// The clock wraps to 0 after 4294967295 ms. A difference of unsigned numbers does not mind.
+// The clock wraps to 0 after 4294967295 ms. The difference of unsigned numbers is right all the same.
 void lookAtTime(std::uint32_t before, std::uint32_t now)
 {
     const std::uint32_t step = now - before;
