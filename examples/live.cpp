@@ -1,5 +1,5 @@
-// What a live host looks at with every sample: live DIRECTORY ID SAMPLES.korraw
-// The samples come from a file or a pipe of binary records; what happens on the way is printed, and at the end a count.
+// What a live host checks at every sample: live DIRECTORY ID SAMPLES.korraw
+// The samples come from a file or a pipe of binary records. Changes of the outcome are printed, and at the end a count.
 #include <KORInterface/KORInterface.h>
 
 #include <cstdint>
@@ -68,7 +68,7 @@ int main(int argc, char** argv)
         kor::ProcessSample(*engine, raw, sample);
         const kor::SampleReport& what = sample.report;
 
-        // An orientation is an orientation only with this outcome; sample.matrix may be used here.
+        // Only this outcome means that the sample has an orientation; sample.matrix may be used here.
         if (what.outcome == kor::SampleOutcome::valid) {
             ++usable;
         }
@@ -82,7 +82,7 @@ int main(int argc, char** argv)
             std::printf("%lu ms: this is the reference\n", static_cast<unsigned long>(raw.timeStampMs));
         }
 
-        // What one sample has spoiled stays so until the host does something about it.
+        // Every later sample is spoiled as well until the host does something about it.
         if (what.spoiledBy != kor::SpoiledBy::nothing) {
             kor::FreshProcessValues();
             engine = newEngine(parameters);

@@ -1,4 +1,4 @@
-/* How many samples have an orientation, read and fed a thousand at a time: many DIRECTORY ID RECORDING */
+/* Counts the samples with an orientation, reading and feeding a thousand at a time: many DIRECTORY ID RECORDING */
 #include <KORInterface/kor.h>
 
 #include <inttypes.h>

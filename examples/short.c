@@ -1,4 +1,4 @@
-/* Orientations of a recording in thirty lines: short DIRECTORY ID RECORDING. Handles end with the program. */
+/* Orientations of a recording in thirty lines: short DIRECTORY ID RECORDING. The program's end frees the handles. */
 #include <KORInterface/kor.h>
 #include <stdio.h>
 #include <stdlib.h>
