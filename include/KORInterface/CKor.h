@@ -15,7 +15,7 @@
 ///           samples. setThermalFactor, setMountMode, the two inverse calibrations and Calc_HV0 do not take it: call
 ///           the first two only while no other operation runs on the engine, and the inverse calibrations only while
 ///           no encoder table is set, released or replaced.
-///        2  Fields that the host has not set are zero, but for the MCS flag, which starts true.
+///        2  Fields that the host has not set are zero, except the MCS flag, which is true at first.
 ///        3  Only the two constructors throw, and only the allocator's std::bad_alloc.
 ///        4  Copies share the tables, the model and the parameter store of their source; each has a lock of its
 ///           own, which does not cover what they share. Feed or configure only one of them at a time.
@@ -53,8 +53,8 @@ public:
     ///           coefficients  4 x count doubles: c0..c3 of each of the count - 1 intervals; the last four are kept
     ///                         and not used
     /// Returned  result        20 also for a count below 1 or above that of the first call
-    /// Notes  1  The table is allocated by the first call and keeps its size; when that fails, the result is 20.
-    ///        2  A level without a table, or with a single knot, passes its reading on and counts as out of range.
+    /// Notes  1  The table is allocated by the first call and keeps its size. If this fails, the result is 20.
+    ///        2  If a level has no table, or a single knot, its reading is not corrected and counts as out of range.
     int setLevelXComp(int count, const float* knots, const double* coefficients);
 
     /// Compensation table of level Y, as setLevelXComp.
@@ -63,8 +63,8 @@ public:
     /// Calibration table of the azimuth encoder.
     /// Given     count   rows; below 1 for no correction
     ///           table   2 x count floats: reading and correction of each row, degrees, readings ascending
-    /// Returned  result  20 also for a count above that of the first call, and when there is no memory
-    /// Notes  1  The table is allocated by the first call and keeps its size, a size of zero too.
+    /// Returned  result  20 also for a count above that of the first call, and if there is not enough memory
+    /// Notes  1  The table is allocated by the first call and keeps its size, even if the size is zero.
     int setAzimuthComp(int count, const float* table);
 
     /// Calibration table of the elevation encoder, as setAzimuthComp.
@@ -102,7 +102,7 @@ public:
     ///                 anything else pendulum
     /// Returned  result  0
     /// Notes  1  A later call changes the mode of the per-sample steps but keeps the model, its kind and its parity.
-    ///        2  When there is no memory for the model, samples stay refused.
+    ///        2  If there is not enough memory for the model, samples are still refused.
     int setMountMode(int mode);
 
     /// Encoder reading that calibrates to an azimuth; degrees in and out.
@@ -118,17 +118,17 @@ public:
     /// Notes  1  The orientation matrix is kept for ReadMatrix.
     ///        2  The first valid sample with referenceGate at most 0.4 and referenceHold zero becomes the
     ///           reference; its own angles are zero.
-    ///        3  A sample that is not finite may become the reference too. Nothing clears it again, and below mode 7
-    ///           with the MCS flag off no later sample is finite.
-    ///        4  Mount modes 9 and 10: one nan or infinity may spoil every later sample of the process, those of other
-    ///           engines and after Destroy too, until kor::FreshProcessValues (Session.h) is called.
+    ///        3  A sample that is not finite may become the reference too. Nothing clears this reference: in mount
+    ///           modes below 7 with the MCS flag false, no later result is finite.
+    ///        4  Mount modes 9 and 10: one nan or infinity may spoil all later samples of the process, including those
+    ///           of other engines and those after Destroy, until kor::FreshProcessValues (Session.h) is called.
     void updateKORData(const KOR_RAWINFO& raw, KOR_INFO& info);
 
     /// Orientation matrix of the last sample.
     /// Returned  matrix  nine doubles, row-major, base to tracker frame; the identity after a sample that was rejected
     ///                   or refused, and after Destroy; zeros before the first sample
     ///           result  0, 20 for a null pointer, 554 when the last sample was not valid or there was none
-    /// Notes  1  A null pointer is answered without the lock.
+    /// Notes  1  For a null pointer the call does not take the lock.
     int ReadMatrix(double* matrix);
 
     /// Home-vector solve: two directions and two pairs of angles to two angles. Uses no engine state.

@@ -18,7 +18,7 @@
 ///   w  = (90 + S[0]) k          angle between the two level axes
 /// g = (cos l sin t, sin l sin t, cos t), or (0, 0, 1) while a3 and a4 both lie within 1.745329251994e-5:
 ///   t     = asin(sqrt(sin^2 a3 + sin^2 a4 - 2 sin a3 sin a4 cos w) / sin w)                 total tilt
-///   p     = acos(sin|a4| / sin|t|) + S[1] k                                                 its side
+///   p     = acos(sin|a4| / sin|t|) + S[1] k                                                 its direction
 ///   psi   = asin(cos p sin t), from a quarter turn on -asin(cos(pi - p) sin t); negated for a4 < 0
 ///   beta  = acos(min(1, |z/tan t| / |z/tan a4|))
 ///   alpha = acos(-tan psi |z| / sqrt(x^2 + y^2))
@@ -36,8 +36,8 @@
 ///           both levels in the dead zone  the tilt is dropped: about 1e-3 degrees
 /// Notes  1  Slots 7 and 8, the parity, S[2] to S[7], the QVC and the level parameters have no influence. Where the
 ///           result is exact, level X has none either.
-///        2  S[1] turns the place of the tilt but not level Y's own part in it: S[1] = 0.5 costs up to 2.4e-3 degrees
-///           at tilts to 5 degrees, more where |level Y| < tan|S[1]| |level X|.
+///        2  S[1] turns the direction of the tilt but not level Y's own part in it: S[1] = 0.5 costs up to 2.4e-3
+///           degrees at tilts to 5 degrees, more where |level Y| < tan|S[1]| |level X|.
 ///        3  An upside-down base is never recovered: g points upwards.
 ///        4  Not-a-number throughout, with the result still true: a zero position, one along g, z = 0 with a tilt, and
 ///           level readings that no tilt can give. With level X exactly 0 and level Y not, rounding does the same in

@@ -10,7 +10,7 @@
 /// CalTranxMatrix once per valid sample. A host may also make, prime and call a model itself.
 ///
 /// Notes  1  The base ignores every parameter and leaves every buffer as it is; each derived class says which
-///           operations it takes up.
+///           operations it implements.
 ///        2  A model has no lock: never enter one from two threads at once. The two-level models share state, so all
 ///           objects of those classes together need one lock when threads feed them.
 ///        3  Copies and moves carry every field; the results of a copy are bit-identical to the original's.
@@ -68,15 +68,15 @@ public:
     /// Time since the start of each level's current run, seconds.
     virtual void SetTimeInterval(double time1, double time2);
 
-    /// Level values after the model's own filtering, degrees; untouched by models without any.
+    /// Level values after the model's own filtering, degrees; untouched by models without such filters.
     virtual void GetLevelValues(float& level1, float& level2);
 
-    /// The seven dynamic parameters, a null pointer for no change; ignored by all models but the second two-level one.
+    /// The seven dynamic parameters; null changes nothing. Only the second two-level model uses them.
     virtual void SetDynamicParameters(float* values);
 
-    /// Sets or asks for the mount parity.
-    /// Given     mode    mount mode modulo 2, or any negative number to ask only
-    /// Returned  result  the parity in force after the call
+    /// Sets or returns the mount parity.
+    /// Given     mode    mount mode modulo 2; a negative number changes nothing
+    /// Returned  result  the parity after the call
     int set_iMMode(int mode);
 
 protected:

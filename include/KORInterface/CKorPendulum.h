@@ -33,9 +33,9 @@
 ///           The search stops at its tolerance of 1e-3 degrees and always on the same side: a bias, not a scatter.
 /// Notes  1  Slots 3, 7 and 8, S[7], the QVC and the level parameters have no influence. Lengths are in mm, but the arm
 ///           of 1000 mm shows in the rounding only.
-///        2  After frame 500 the last one is used, converged or not, and nothing tells. A pendulum 80 degrees off the
-///           elevation axis takes some 80 frames, one beyond 90 degrees never arrives.
-///        3  Right only while D lies left of the line of sight, (u x D).z > 0: within a quarter turn of roll about it.
+///        2  After 500 frames the last one is used, even if the search has not converged, and no result says so. A
+///           pendulum 80 degrees off the elevation axis takes some 80 frames; beyond 90 degrees none converges.
+///        3  R is right only while D lies left of the line of sight, (u x D).z > 0: roll within a quarter turn.
 ///           An upside-down sensor is described by the odd parity, S[0] of the other sign and p turned by Rx(180).
 ///        4  A small height costs digits: 2e-7 degrees at z = 0.1 mm, 3e-3 at 0.001 mm, not-a-number below 1e-5 mm;
 ///           with z = 0 and |rho| above the dead zone D vanishes and the frame is arbitrary. A position along the

@@ -37,12 +37,12 @@ public:
     /// Returned  result     0, 20 (null directory), 550 (cannot be opened, or the directory is too long), 553
     /// Notes  1  A failed read keeps what the blocks before the failure have replaced, and whether the object
     ///           counts as loaded.
-    ///        2  The azimuth table of the first read is used again by later ones, and so shows in the copies that
-    ///           share it; a file with more rows than it holds is refused with 553.
+    ///        2  Later reads use the azimuth table of the first read again, and so change it in the copies that share
+    ///           it; a file with more rows than that table holds is refused with 553.
     ///        3  A table whose row count is negative or larger than the bytes left in the file is refused with 553,
     ///           and so is one of more than a million rows with less than four bytes for each. A read takes less than
     ///           64 MB of memory and twelve times the size of the file.
-    ///        4  Without memory the read fails with 553.
+    ///        4  If there is not enough memory, the read fails with 553.
     int ReadCalibrationFile(const wchar_t* directory, unsigned long id);
 
     /// Rewrites the parameter file at prmDirectory, which the host has set to the file's full path: copies it block
@@ -51,8 +51,8 @@ public:
     /// Windows and with LF elsewhere.
     /// Given     prmDirectory  the path; a read leaves its directory there
     ///           mount mode    the object's, decides whether the blocks behind "Mounting Mode" are copied
-    /// Returned  result        0 (also when there is no such file), 550 (file or copy cannot be opened, or the copy
-    ///                         cannot be written), 553 (format)
+    /// Returned  result        0 (also if there is no such file), 550 (the file or the copy cannot be opened, or the
+    ///                         copy cannot be written), 553 (format)
     ///           dynamicParameters  those of the file, as far as the copying got
     /// Notes  1  What is written was read from the file; changes made through the set operations are not saved.
     ///        2  A file that holds a "Mounting Mode" block fails with 553, and so does every file when the object's
@@ -60,15 +60,15 @@ public:
     ///           rewrite of a file that ends before "Scale Factor" lacks the tilt Y table and is not read again (619).
     ///        3  After 553 and 550 the file is as it was, but no longer read-only; "$tmp.prm" holds the blocks copied
     ///           so far.
-    ///        4  A file is replaced in one step and only by a complete copy. When that is refused the result is 0, the
-    ///           file is as it was and the copy stays in "$tmp.prm".
+    ///        4  A file is replaced in one step and only by a complete copy. If the system refuses that, the result is
+    ///           0, the file is as it was and the copy stays in "$tmp.prm".
     ///        5  A symbolic link at the path is replaced, not followed. "$tmp.prm" itself cannot be rewritten (550),
     ///           and nothing is when that name is a link to another file, symbolic or hard (550).
     ///        6  The file keeps owner, group and permissions where the process may give them, and its owner may read
     ///           and write it. Where it may not be given to its owner, it belongs to the user of the process, and the
     ///           former owner may read it: as one of its group, or as anybody if that cannot be kept either. On
     ///           Windows it has the rights that its directory hands down.
-    ///        7  Without memory the call fails with 553, and the file is as it was.
+    ///        7  If there is not enough memory, the call fails with 553, and the file is as it was.
     ///        8  Two calls at a time in one current directory would share "$tmp.prm".
     int PrmFileCopy();
 
@@ -136,7 +136,7 @@ public:
     void SetVector(D_VECTOR3 vector);
 
     /// Local coordinate transform.
-    /// Given     n  3; with a larger n the values behind the matrix in the object follow, never beyond the object
+    /// Given     n  3; with a larger n the values that follow the matrix in the object are copied too, none beyond it
     /// Returned  m  n x n, row-major
     int getLocalMatrix(double* m, int n) const;
     int setLocalMatrix(const double* m, int n);

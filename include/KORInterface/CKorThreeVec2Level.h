@@ -6,13 +6,13 @@
 
 #include "KORInterface/CKorModel.h"
 
-/// Orientation from the line of sight and two levels that are freed of the sensor's own acceleration.
+/// Orientation from the line of sight and two levels, which are corrected for the sensor's own acceleration.
 ///
 /// For each level that is not excluded, with L its parameters (the names of CKorThreeVec):
 ///   1  F(level) = B A^T with x at el + 90 degrees to r and 90 - (L[5] + level) L[6] degrees to l (GetF1)
 ///   2  raw value: centre = P - F q with q = (Q[0], Q[2], Q[1]); axis = unit(F (1, tan L[3], tan L[4]))
 ///   3  acceleration of the centre along the axis (GetAccLx, GetAccLy)
-///   4  moving average over 80 samples, then the acceleration out of it (GetLevelAfterAccComp)
+///   4  moving average over 80 samples, from which the acceleration is removed (GetLevelAfterAccComp)
 ///   5  s += (level - s) 0.006; F(s + drift), drift += (third temperature - its first value)/1000 with every sample
 /// R = F Rz(-(azimuth - A1 K) k). Two rotations are blended: the means of their angles x, y, z in Rx Ry Rz.
 /// GetQVCMatrix gives P - F q (tracker frame, mm), entries 3 to 5 stay as they are.
@@ -24,8 +24,8 @@
 ///           motion the levels are 40 + 167 samples old: about 2.5 degrees for each degree per second of tilting.
 /// Notes  1  No mount mode selects this class; it is the base of the second version and open to hosts that drive a
 ///           model themselves.
-///        2  References and smoothing belong to the process: objects fed in turn disturb each other, and objects fed
-///           from two threads need a lock of the host's.
+///        2  References and smoothing belong to the process: objects that are fed in turn disturb each other, and for
+///           objects that two threads feed the host needs a lock.
 ///        3  Angles are blended without regard to the full turn: when the two rotations lie on both sides of a heading
 ///           of 180 degrees the blend points the other way.
 ///        4  The compensation takes the reading before offset and gain: exact for L[5] = 0, L[6] = 1 only.
@@ -33,7 +33,7 @@
 ///        6  Copies share the two moving-average buffers of their source. The buffers are never released.
 ///        7  The counters are 32-bit: larger values are reduced modulo 2^32.
 ///        8  When only one of two usable levels has an acceleration, the QVC values are those of its first solve.
-///        9  A nan or an infinity that reaches the smoothing stays there, and spoils all later samples, until
+///        9  A nan or an infinity that reaches the smoothing stays there and spoils all later samples until
 ///           kor::FreshProcessValues (Session.h) is called or an object has two usable levels and no acceleration yet.
 class KORINTERFACE_API CKorThreeVec2Level : public CKorModel {
 public:

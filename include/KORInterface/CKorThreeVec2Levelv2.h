@@ -15,7 +15,7 @@
 ///      two samples old, the middle of that mean
 ///   2  geometry from row(d[4]): P, axis angles, and the detector for the line of sight at zero elevation
 ///   3  levels from row(d[5]): (1 - d[0]) the sample before it + d[0] that row; angle = (L[5] + level) L[6]
-///   4  acceleration (GetAccO1) along the level's axis, placed by the previous rotation F: out of the angle
+///   4  the acceleration (GetAccO1) along the level's axis, turned by the previous F, is removed from the angle
 ///   5  temperature terms: c7 = (T1 - T1ref) 0.01 d[1] (F[4] h.x - F[1] h.y) and
 ///      c8 = (T3 - T3ref) 0.01 d[2] (F[5] h.x - F[2] h.y), h the unit horizontal part of the level's axis;
 ///      sums S7 = (S7 + c7) d[3], S8 likewise. T1ref and T3ref are the first sample's; after 400 samples with a
@@ -32,10 +32,10 @@
 ///
 /// Accuracy  degrees, tilts to 5, elevations to 30 (tests/models/two_level): at rest 1.7e-10 from call 16 on; at
 ///           100 mm/s and 1 degree/s, against the truth two samples back, 8e-6 with d[0] = 1 and 1.4e-2 with d = 0.
-/// Notes  1  The solve's state belongs to the process and outlives its objects: objects fed in turn disturb each other,
-///           and objects fed from two threads need a lock of the host's, also inside two engines.
-///        2  A sample with the time stamps of the one before returns the previous matrix; so does the first call of the
-///           process, whose previous matrix is zero.
+/// Notes  1  The model's state belongs to the process and outlives its objects: objects that are fed in turn disturb
+///           each other, and for objects that two threads feed, also inside two engines, the host needs a lock.
+///        2  A sample with the times of the sample before it gives the previous matrix again; the first call of the
+///           process gives the previous matrix too, which is zero then.
 ///        3  Samples must be 0.01 s apart: the acceleration takes no account of the times it is given.
 ///        4  A level whose solve fails keeps its rotation: level 1 the last blend, level 2 its own last one, zero at
 ///           first.
@@ -44,7 +44,7 @@
 ///        6  Angles are blended without regard to the full turn: near a heading of 180 degrees the blend may be a
 ///           quarter turn off.
 ///        7  d[6] has no effect. Lags are truncated and reduced to the 51 rows; -1 reads the oldest.
-///        8  A copy carries every member; its stream is a closed one of its own.
+///        8  A copy carries every member; the copy has a stream of its own, which is closed.
 ///        9  A nan or an infinity that reaches the smoother or the sums of step 5 stays there: all later samples of the
 ///           process are spoiled, those of new objects too, until kor::FreshProcessValues (Session.h) is called.
 class KORINTERFACE_API CKorThreeVec2Levelv2 : public CKorThreeVec2Level {
@@ -82,7 +82,7 @@ public:
     ///           counter, time  not used
     virtual bool GetAccO1(const double* pos, unsigned long counter, double time);
 
-    /// As the first version, but out of place.
+    /// As in the first version, but the result goes to outDeg.
     /// Given     levelDeg  degrees; unchanged
     ///           acc       mm/s^2
     /// Returned  outDeg    degrees; keeps its value when the corrected sine is beyond one; a NaN passes on

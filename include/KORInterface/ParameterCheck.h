@@ -1,7 +1,7 @@
 // The check of a parameter file: an addition beside the system's own interface.
 //
-// The library passes over much that is wrong with a parameter file, and what it complains of is often not what is
-// wrong. The check tells both, with the line, what was found, what was expected and what to do.
+// The library accepts many faults of a parameter file silently, and if it refuses a file, its message often names
+// another place than the fault's. The check names each fault: its line, what was found and expected, and what to do.
 #ifndef KORINTERFACE_PARAMETERCHECK_H
 #define KORINTERFACE_PARAMETERCHECK_H
 
@@ -16,14 +16,14 @@ namespace kor {
 enum class CheckSeverity : std::int32_t {
     note = 0,    ///< worth knowing; nothing is wrong
     warning = 1, ///< the library takes the file, and its results are probably not what is wanted
-    error = 2    ///< the library refuses the file, or takes something else than what it says
+    error = 2    ///< the library refuses the file, or takes other values than the file says
 };
 
 /// A rule of the check. The texts live as long as the library is loaded.
 struct CheckRule {
     const char* name; ///< stable: lower-case words with hyphens
     CheckSeverity severity;
-    const char* meaning; ///< when it speaks, a clause without full stop
+    const char* meaning; ///< the fault that it finds, a clause without full stop
 };
 
 /// Number of rules.
@@ -44,7 +44,7 @@ struct CheckFinding {
     const char* expected;
     const char* advice; ///< what to do
     const char* text;   ///< all of this in one sentence, with the path of the file
-    std::uint64_t more; ///< further findings of the same rule in the same block, which are not told
+    std::uint64_t more; ///< further findings of the same rule in the same block, which have no entry
 };
 
 struct CheckReportData;
@@ -67,7 +67,7 @@ public:
     /// another block than the one that is wrong; the findings do not.
     unsigned int message() const;
 
-    /// Whether there was no memory for the check: the result is kFormatError then, and there are no findings.
+    /// Whether there was not enough memory for the check: the result is kFormatError then, without findings.
     bool outOfMemory() const;
 
     /// Path of the file, UTF-8.
@@ -98,7 +98,7 @@ const std::int32_t kModeOfFile = -2147483647 - 1;
 ///           result  report.status()
 KORINTERFACE_API int CheckParameters(const ParameterFile& file, std::int32_t mode, CheckReport& report);
 
-/// The same with the loading: by directory and ID, or by the path of the file (LoadParameterFile).
+/// Loads a parameter file, by directory and ID or by its path (LoadParameterFile), and checks it.
 KORINTERFACE_API int CheckParameterFile(const char* directory, std::uint32_t id, std::int32_t mode,
                                         CheckReport& report);
 KORINTERFACE_API int CheckParameterFile(const char* path, std::int32_t mode, CheckReport& report);

@@ -29,7 +29,7 @@ struct ParameterBlockKind {
     ParameterLayout layout;
     std::uint32_t rows;    ///< 0 for tables; 1 for separate values
     std::uint32_t columns; ///< values of a row, 0 without rows
-    std::uint32_t fields;  ///< fields that ParameterFieldOf tells: of a table those of one row and the extra ones
+    std::uint32_t fields;  ///< fields of ParameterFieldOf: for a table, those of one row and the extra values
     bool required;         ///< a file that ends before it is refused, if its mount mode has the block at all
     bool modeSevenUp;      ///< only in mount modes 7 and above
 };
@@ -52,7 +52,7 @@ KORINTERFACE_API ParameterBlockKind ParameterBlockKindOf(std::uint32_t kind);
 
 /// A value of a block of the format.
 /// Given  field  below the block's number of fields. Of rows and separate values the values in their order; of a table
-///               0 and 1 its columns, of a tilt table also 2, 3 and 4 its extra values
+///               0 and 1 its columns; of a tilt table also 2, 3 and 4, its extra values
 KORINTERFACE_API ParameterField ParameterFieldOf(std::uint32_t kind, std::uint32_t field);
 
 /// Whether a model's orientation depends on a block, or on one of its fields.
@@ -69,7 +69,7 @@ enum class ParameterEncoding : std::int32_t {
 
 /// One value of a file. The text is UTF-8 and lives as long as the object that handed it out.
 struct ParameterValue {
-    const char* text;   ///< as it stands, control characters and what is no UTF-8 as \xNN; empty if nothing was there
+    const char* text;   ///< as it stands, but \xNN for control characters and invalid UTF-8; empty if nothing was there
     std::uint32_t line; ///< from 1; 0 if the read did not look for it
     bool readable;      ///< whether the library takes it; if not, the value keeps its previous content
     double number;      ///< what the text says, in double precision; 0 unless readable
@@ -93,7 +93,7 @@ struct ParameterBlock {
 
 struct ParameterFileData;
 
-/// An account of a parameter file without loss.
+/// The whole content of a parameter file.
 ///
 /// Notes  1  The texts that the operations hand out live as long as the object and until it is used for another file.
 ///        2  Only the constructors throw, and only the allocator's std::bad_alloc.
@@ -108,8 +108,8 @@ public:
     /// kFormatError (Status.h); kFormatError also for a file of more than 16 MiB, which is not taken apart.
     int status() const;
 
-    /// Whether there was no memory to take the file apart: the result is kFormatError then, too, and nothing is known
-    /// of the file.
+    /// Whether there was not enough memory to take the file apart: the result is kFormatError then, too, and nothing is
+    /// known of the file.
     bool outOfMemory() const;
 
     /// Where and why that read fails, as ReadReport tells it; empty texts after a success.
@@ -166,8 +166,8 @@ private:
 ///           result     file.status()
 KORINTERFACE_API int LoadParameterFile(ParameterFile& file, const char* directory, std::uint32_t id);
 
-/// The same by the file's path. Its name decides which ID it must hold: that of Tg<id>.prm, in any case; with another
-/// name any ID will do.
+/// The same by the file's path. A file whose name is Tg<id>.prm, in upper or lower case, must hold that ID; a file with
+/// another name may hold any ID.
 KORINTERFACE_API int LoadParameterFile(ParameterFile& file, const char* path);
 
 /// The same for bytes in memory, which may hold any ID.

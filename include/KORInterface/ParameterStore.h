@@ -9,8 +9,8 @@
 /// Fills the parameter store, which is empty after construction.
 ///
 /// A filled store changes two things: setMountMode hands the dynamic parameters to the model, and in mount modes
-/// 7 and above every sample moves QVC[3] and QVC[4] by the detector reading. Without this call the engine does
-/// neither.
+/// 7 and above the detector reading moves QVC[3] and QVC[4] for every sample. Without this call neither of them
+/// happens.
 ///
 /// Given     engine    the engine; call this before its setMountMode
 ///           dynamic   seven dynamic parameters

@@ -1,4 +1,4 @@
-// What a host wants to know and the system's own interface does not tell: additions beside it.
+// What a host needs and the system's own interface does not offer: additions beside it.
 //
 // A session with one sensor: read the parameter file with an account of what is wrong with it (ReadParameterFile),
 // configure an engine in one call (Configure), feed it and learn what became of each sample (ProcessSample), and, when
@@ -16,9 +16,9 @@
 
 namespace kor {
 
-/// What a read passed over in silence.
+/// What a read passed over without a message.
 enum class FindingKind : std::int32_t {
-    unreadableValue = 0, ///< a value that cannot be read; it keeps its previous content, as do the others of its call
+    unreadableValue = 0, ///< a value that cannot be read: it and those read with it keep their previous content
     shortTable = 1       ///< a table that cannot be read to the end of the rows that its count announces
 };
 
@@ -54,8 +54,8 @@ public:
     /// Number of the message that the failure loaded, 601 to 624 (MessageText); 0 if there was none.
     unsigned int message() const;
 
-    /// Whether the read has failed for want of memory: its result is kFormatError then, too, and nothing is known of
-    /// the file.
+    /// Whether the read has failed because there was not enough memory: its result is kFormatError then, too, and
+    /// nothing is known of the file.
     bool outOfMemory() const;
 
     /// Line of the text that made the read fail, from 1; 0 if the read did not get that far.
@@ -93,7 +93,7 @@ private:
 /// Given     prm        the parameter set to fill
 ///           directory  as for ReadCalibrationFile
 ///           id         sensor ID, as for ReadCalibrationFile
-/// Returned  report     what came of it
+/// Returned  report     the account of the read
 ///           result     that of ReadCalibrationFile
 KORINTERFACE_API int ReadParameterFile(CKorPrm& prm, const wchar_t* directory, std::uint32_t id, ReadReport& report);
 
@@ -166,13 +166,13 @@ private:
 ///                    memory for it or for the model. The groups before that step have been copied
 KORINTERFACE_API int Configure(CKor& engine, const CKorPrm& prm, const ConfigureOptions& options);
 
-/// The same with nothing beyond the file.
+/// The same with the default options.
 inline int Configure(CKor& engine, const CKorPrm& prm)
 {
     return Configure(engine, prm, ConfigureOptions());
 }
 
-/// What became of a sample.
+/// The outcome of a sample.
 enum class SampleOutcome : std::int32_t {
     neverFed = 0,         ///< no sample has been fed since construction or Destroy
     noModel = 1,          ///< refused: no mount mode has been chosen, or the engine has been destroyed
@@ -197,7 +197,7 @@ enum class SpoiledBy : std::int32_t {
 
 /// Why a model formed no matrix.
 enum class NoMatrixReason : std::int32_t {
-    none = 0,               ///< it formed one, or was not asked
+    none = 0,               ///< it formed one, or was not called
     bothLevelsExcluded = 1, ///< mount modes 9, 10: both levels are outside their tables
     filtersFilling = 2,     ///< mount modes 9, 10: the filters do not hold enough samples yet
     modelRefused = 3        ///< the model's equations have no solution for this sample
@@ -211,11 +211,11 @@ struct SampleReport {
     bool capturedReference; ///< this sample became the reference
     bool levelXOutside;     ///< level X was outside its table, or has none; false without a model
     bool levelYOutside;     ///< the same for level Y
-    SpoiledBy spoiledBy;    ///< nothing unless the model was asked
-    /// The sample since which that is so, counted from 1 over all samples that this engine was fed; 0 if nothing is
-    /// spoiled. The outcome of this very sample is what its own readings make it, or what the model's filters hand on
-    /// from a sample shortly before it; that of later ones is spoiled. If another engine has spoiled the values of the
-    /// process, it is the first sample of this engine that met them so.
+    SpoiledBy spoiledBy;    ///< nothing if the model was not called
+    /// The sample from which on this is so, counted from 1 over all samples that this engine was fed; 0 if nothing is
+    /// spoiled. The outcome of that sample follows from its own readings, or from a sample shortly before it that the
+    /// model's filters still hold; the outcome of later samples is spoiled. If another engine has spoiled the values of
+    /// the process, it is the first sample that was fed to this engine after that.
     std::uint64_t spoiledSince;
 };
 
@@ -228,26 +228,26 @@ struct SampleResult {
 };
 
 /// Account of the last sample that an engine was fed, by updateKORData or ProcessSample.
-/// Notes  1  Takes the engine's lock. Feeding keeps what is needed at no cost that can be measured; this call works it
-///           out.
+/// Notes  1  Takes the engine's lock. Each sample stores what this call needs, at no cost that can be measured; this
+///           call computes the account.
 KORINTERFACE_API SampleReport LastSample(CKor& engine);
 
 /// Feeds one sample and collects what the engine tells of it, all under one hold of the engine's lock: updateKORData,
 /// ReadMatrix and LastSample.
 /// Given     raw     the sample
-/// Returned  result  what became of it
+/// Returned  result  its results and its account
 KORINTERFACE_API void ProcessSample(CKor& engine, const KOR_RAWINFO& raw, SampleResult& result);
 
-/// An outcome, a reason, a model in words: a few lower-case words, ASCII, for as long as the library is loaded; never
-/// null, empty for reason none, "unknown" for a number without meaning.
+/// An outcome, a reason, a model or a cause in words: lower case, ASCII, valid as long as the library is loaded; never
+/// null, empty for reason none and cause nothing, "unknown" for a number without meaning.
 KORINTERFACE_API const char* OutcomeText(SampleOutcome outcome);
 KORINTERFACE_API const char* ReasonText(NoMatrixReason reason);
 KORINTERFACE_API const char* ModelText(OrientationModel model);
 KORINTERFACE_API const char* SpoiledText(SpoiledBy by);
 
-/// A report in one line of words: the outcome, its reason, and since which sample what is spoiled.
-/// Given     size    bytes that text has room for; 0 to ask for the length
-/// Returned  text    ASCII, ended by a zero; cut off if the room does not suffice
+/// A report in one line of words: the outcome, its reason, and what is spoiled since which sample.
+/// Given     size    size of text in bytes; 0 to ask for the length
+/// Returned  text    ASCII, ended by a zero; cut off if it does not fit
 ///           result  length of the whole line without the zero
 KORINTERFACE_API std::uint32_t SampleText(const SampleReport& report, char* text, std::uint32_t size);
 
@@ -260,8 +260,8 @@ KORINTERFACE_API std::uint32_t SampleText(const SampleReport& report, char* text
 ///
 /// Notes  1  Call it while no engine with such a model is being fed. The set-up itself stays safe when several threads
 ///           get to it at once.
-///        2  The model of an engine that goes on forgets its earlier samples too: its results are those of a new
-///           engine in a new process, but for the reference, which the engine keeps.
+///        2  If an engine is fed further, its model forgets its earlier samples too: its results are those of a new
+///           engine in a new process, except for the reference, which the engine keeps.
 ///        3  A model object that the host has made itself keeps its earlier samples; make a new one.
 KORINTERFACE_API void FreshProcessValues();
 

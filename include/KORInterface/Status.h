@@ -19,13 +19,13 @@ enum StatusCode {
 
 /// A result in words.
 /// Given     status  what an operation returned
-/// Returned  text    one sentence without its full stop, ASCII, for as long as the library is loaded; never null
+/// Returned  text    one sentence without its full stop, ASCII, valid as long as the library is loaded; never null
 /// Notes  1  A number that no operation returns gives "unknown status".
 KORINTERFACE_API const char* StatusText(int status);
 
 /// A message of the module's string table, the one that DisplayErrMsg loads.
 /// Given     id    601 to 624
-/// Returned  text  exactly as stored, ASCII, for as long as the library is loaded; never null, empty for any other id
+/// Returned  text  exactly as stored, ASCII, valid as long as the library is loaded; never null, empty for another id
 KORINTERFACE_API const char* MessageText(unsigned int id);
 
 } // namespace kor

@@ -2,27 +2,26 @@
 //
 // A session with one sensor: read its parameter file (kor_prm_read), configure an engine (kor_engine_configure), open a
 // recording (kor_reader_open), feed the engine and take what it gives (kor_engine_update or kor_engine_update_many).
-// The functions stand on the classes CKor and CKorPrm and on Session.h, which describe what they do in full; results
-// are the same to the last bit.
+// The functions call the classes CKor and CKorPrm and the functions of Session.h, whose headers describe them in full;
+// results are the same to the last bit.
 //
 // Results   A function that can fail returns a kor_status. KOR_BAD_ARGUMENT (20) means: a handle or a required pointer
-//           is null, a size or a number is out of range, or, all arguments being good, there is no memory. Nothing has
-//           been written through the other pointers then, unless the function says so.
-// Threads   One engine: as CKor. It may be configured or read by one thread while another feeds it, but for
+//           is null, a size or a number is out of range, or there is not enough memory. Nothing has been written
+//           through the other pointers then, unless the function says so.
+// Threads   One thread may configure or read an engine while another feeds it, as with CKor, except by
 //           kor_engine_set_thermal_factor, kor_engine_set_mount_mode, kor_engine_configure and the inverse
-//           calibrations, which need an engine that nobody else uses. A kor_prm, a kor_reader and a kor_writer belong
-//           to one thread at a time. Different handles have nothing to do with each other, but for what
-//           kor_fresh_process_values says. A handle is destroyed when no other call uses it any more. The texts by
-//           number may be asked for from anywhere.
-// Structs   A structure that begins with `size` is one that later releases may make longer. The caller sets size to
-//           sizeof of the structure that it was compiled with. The library reads and writes no more than that. A size
-//           below that of the first release, or above 1024, is answered with KOR_BAD_ARGUMENT.
+//           calibrations: no other thread may use the engine during these calls. Use a kor_prm, a kor_reader and a
+//           kor_writer from one thread at a time. Different handles are independent of each other, except for what
+//           kor_fresh_process_values says. Destroy a handle when no other call uses it any more. Any thread may call
+//           the functions that give the text of a number.
+// Structs   A structure that begins with `size` may become longer in later releases. The caller sets size to sizeof of
+//           the structure that it was compiled with. The library reads and writes no more than that. A size below that
+//           of the first release, or above 1024, gives KOR_BAD_ARGUMENT.
 // Texts     UTF-8. Functions with the arguments text, room and length write at most room bytes, always with a zero at
 //           the end; what does not fit is cut off in front of a character. length becomes the number of bytes of the
 //           whole text without the zero. text may be null if room is 0, and length may be null, but not both of them.
-// Notes  1  No function throws or lets an exception pass, changes the locale or a signal, or writes to a standard
-// stream
-//           that it was not given by name.
+// Notes  1  No function throws or lets an exception pass, or changes the locale or a signal. None writes to a
+//           standard stream, except a writer that was given the name "-".
 //        2  Only releases of the same major version promise to keep what stands here; functions and fields are added
 //           at the end.
 #ifndef KORINTERFACE_KOR_H
@@ -48,7 +47,7 @@ enum kor_status {
     KOR_NO_MATRIX = 554     ///< the engine has no valid orientation matrix
 };
 
-/// What became of a sample: the numbers of kor::SampleOutcome.
+/// The outcome of a sample: the numbers of kor::SampleOutcome.
 enum kor_outcome {
     KOR_OUTCOME_NEVER_FED = 0,          ///< no sample has been fed
     KOR_OUTCOME_NO_MODEL = 1,           ///< refused: no mount mode has been chosen
@@ -62,7 +61,7 @@ enum kor_outcome {
 
 /// Why a model formed no matrix: the numbers of kor::NoMatrixReason.
 enum kor_reason {
-    KOR_REASON_NONE = 0,                 ///< it formed one, or was not asked
+    KOR_REASON_NONE = 0,                 ///< it formed one, or was not called
     KOR_REASON_BOTH_LEVELS_EXCLUDED = 1, ///< mount modes 9, 10: both levels are outside their tables
     KOR_REASON_FILTERS_FILLING = 2,      ///< mount modes 9, 10: the filters do not hold enough samples yet
     KOR_REASON_MODEL_REFUSED = 3         ///< the model's equations have no solution for this sample
@@ -101,7 +100,7 @@ enum kor_text {
 /// How the samples of a recording stand in its file.
 enum kor_format {
     KOR_FORMAT_ANY = 0, ///< reading: by the name and the content; writing: binary if the name ends in .korraw, else CSV
-    KOR_FORMAT_CSV = 1, ///< a header line, then one line a sample
+    KOR_FORMAT_CSV = 1, ///< a header line, then one line for each sample
     KOR_FORMAT_BINARY = 2 ///< KOR_RAWINFO records one behind the other
 };
 
@@ -115,7 +114,7 @@ enum kor_finding_kind {
 enum kor_severity {
     KOR_SEVERITY_NOTE = 0,    ///< worth knowing; nothing is wrong
     KOR_SEVERITY_WARNING = 1, ///< the library takes the file, and its results are probably not what is wanted
-    KOR_SEVERITY_ERROR = 2    ///< the library refuses the file, or takes something else than what it says
+    KOR_SEVERITY_ERROR = 2    ///< the library refuses the file, or takes other values than the file says
 };
 
 /// The mount mode to check a parameter file for: that of the file itself.
@@ -139,7 +138,7 @@ typedef struct kor_read_report {
     int32_t status;        ///< result of the read
     uint32_t message;      ///< number of the message that the failure loaded, 601 to 624; 0 if there was none
     uint32_t line;         ///< line of the text that made the read fail, from 1; 0 if it did not get that far
-    int32_t out_of_memory; ///< 1 if the read failed for want of memory: its result is KOR_FORMAT_ERROR then, too
+    int32_t out_of_memory; ///< 1 if there was not enough memory: the result is KOR_FORMAT_ERROR then, too
     uint32_t findings;     ///< findings that can be asked for: the first ten thousand
     uint64_t all_findings; ///< number of all
 } kor_read_report;
@@ -173,7 +172,7 @@ typedef struct kor_check_finding {
     int32_t severity;  ///< a kor_severity
     uint32_t line;     ///< from 1; 0 if the finding has no place
     uint32_t reserved; ///< 0
-    uint64_t more;     ///< further findings of the same rule in the same block, which are not told
+    uint64_t more;     ///< further findings of the same rule in the same block, which have no entry
 } kor_check_finding;
 
 /// What kor_engine_configure does beyond copying the parameter groups; all zeros but size: nothing.
@@ -198,7 +197,7 @@ typedef struct kor_sample_report {
     int32_t level_x_outside;    ///< 1: level X was outside its table, or has none
     int32_t level_y_outside;    ///< 1: the same for level Y
     int32_t spoiled_by;         ///< a kor_spoiled_by
-    uint64_t spoiled_since;     ///< number of the sample since which that is so, from 1; 0 if nothing is spoiled
+    uint64_t spoiled_since;     ///< number of the sample from which on this is so, from 1; 0 if nothing is spoiled
 } kor_sample_report;
 
 /// Account of what has gone wrong with a recording.
@@ -208,12 +207,12 @@ typedef struct kor_problem {
     uint64_t line;         ///< of a CSV file, from 1; 0 when no line is meant
     uint64_t record;       ///< of a binary file, from 1; 0 when no record is meant
     uint64_t byte;         ///< where that record begins, from 0
-    int32_t goes_on;       ///< 1: one sample could not be read, and the next kor_reader_read goes on behind it
-    int32_t out_of_memory; ///< 1: there was no memory
+    int32_t goes_on;       ///< 1: one sample could not be read, and the next kor_reader_read goes on after it
+    int32_t out_of_memory; ///< 1: there was not enough memory
 } kor_problem;
 
-/// A number in words: a short ASCII text for as long as the library is loaded; never null, "unknown" for a number that
-/// has no meaning, empty for one that means none.
+/// A number in words: a short ASCII text, valid as long as the library is loaded; never null, "unknown" for a number
+/// that has no meaning, empty for a number that means none.
 KORINTERFACE_API const char* kor_status_text(int32_t status);
 KORINTERFACE_API const char* kor_outcome_text(int32_t outcome);
 KORINTERFACE_API const char* kor_reason_text(int32_t reason);
@@ -230,7 +229,7 @@ KORINTERFACE_API const char* kor_message_text(uint32_t id);
 ///           result  KOR_BAD_ARGUMENT also when there is no memory; the same holds for the other handles
 KORINTERFACE_API int32_t kor_prm_create(kor_prm** prm);
 
-/// Ends a parameter set. Engines that were configured with it keep what they have.
+/// Destroys a parameter set. Engines that were configured with it keep their parameters.
 KORINTERFACE_API int32_t kor_prm_destroy(kor_prm* prm);
 
 /// Reads a sensor's parameter file, with an account of it.
@@ -256,9 +255,8 @@ KORINTERFACE_API int32_t kor_prm_read_finding_text(const kor_prm* prm, uint32_t 
 
 /// Checks a parameter file: what is wrong or unusual with it. The content of the set stays as it is.
 /// Given     directory, id  as for kor_prm_read
-///           path           of the file itself. Its name decides which ID it must hold: that of Tg<id>.prm; with
-///           another
-///                          name any ID will do
+///           path           of the file itself. A file whose name is Tg<id>.prm must hold that ID; a file with
+///                          another name may hold any ID
 ///           mode           mount mode that the file is to be used with, or KOR_MODE_OF_FILE
 /// Returned  result         that of the library's own read; findings say what is wrong
 KORINTERFACE_API int32_t kor_prm_check(kor_prm* prm, const char* directory, uint32_t id, int32_t mode);
@@ -276,15 +274,15 @@ KORINTERFACE_API int32_t kor_prm_check_finding_text(const kor_prm* prm, uint32_t
                                                     size_t room, size_t* length);
 
 /// Calibration table of the azimuth or the elevation encoder.
-/// Given     room   rows that the table has room for
-/// Returned  count  rows; written also if the table does not suffice or is null, which gives KOR_BAD_ARGUMENT
+/// Given     room   size of table, in rows
+/// Returned  count  rows; written also if the table is too small or null, which gives KOR_BAD_ARGUMENT
 ///           table  2 x count floats: reading and correction of each row, degrees
 ///           result KOR_NOT_LOADED until a read has succeeded; the same holds for all that follow
 KORINTERFACE_API int32_t kor_prm_get_azimuth_table(const kor_prm* prm, float* table, size_t room, size_t* count);
 KORINTERFACE_API int32_t kor_prm_get_elevation_table(const kor_prm* prm, float* table, size_t room, size_t* count);
 
 /// Compensation table of level X or level Y.
-/// Given     room          rows that both arrays have room for
+/// Given     room          size of both arrays, in rows
 /// Returned  count         as above; 0 if the file has no such table
 ///           knots         count + 3 floats: the knots, then the three extra values
 ///           coefficients  4 x count doubles: spline coefficients c0..c3 of each interval
@@ -325,20 +323,20 @@ KORINTERFACE_API int32_t kor_prm_set_level_limits(kor_prm* prm, const F_VECTOR4*
 /// Makes an engine without parameters and without a mount mode; it refuses samples.
 KORINTERFACE_API int32_t kor_engine_create(kor_engine** engine);
 
-/// Ends an engine.
+/// Destroys an engine.
 KORINTERFACE_API int32_t kor_engine_destroy(kor_engine* engine);
 
 /// Copies every parameter group of a loaded set into an engine and chooses the mount mode, in the only order that has
 /// full effect.
-/// Given     engine   a new one; one that has a model already keeps that model's kind
-///           options  null: nothing beyond the file
+/// Given     engine   a new engine; an engine that has a model already keeps the kind of that model
+///           options  null: the default options
 /// Returned  result   KOR_NOT_LOADED when the set is not loaded; KOR_BAD_ARGUMENT also when a table does not fit the
 ///                    engine's. The groups before that step have been copied
 KORINTERFACE_API int32_t kor_engine_configure(kor_engine* engine, const kor_prm* prm,
                                               const kor_configure_options* options);
 
-/// The parameter groups by hand, before the mount mode is chosen.
-/// Given     count  values; those beyond the group are ignored, and a count below 1 changes nothing
+/// Set the parameter groups one by one, before the mount mode is chosen.
+/// Given     count  number of values; those beyond the group are ignored, and a count below 1 changes nothing
 KORINTERFACE_API int32_t kor_engine_set_scale_factors(kor_engine* engine, const float* values, int32_t count);  ///< 8
 KORINTERFACE_API int32_t kor_engine_set_qvc_parameters(kor_engine* engine, const float* values, int32_t count); ///< 6
 KORINTERFACE_API int32_t kor_engine_set_level1_parameters(kor_engine* engine, const float* values,
@@ -347,7 +345,7 @@ KORINTERFACE_API int32_t kor_engine_set_level2_parameters(kor_engine* engine, co
                                                           int32_t count); ///< 7
 
 /// Compensation table of level X or level Y.
-/// Given     count         knots, at least 1 and not above that of the first call, which makes the room
+/// Given     count         knots, at least 1 and not more than in the first call, which allocates the table
 ///           knots         count + 3 floats: the knots, then the three extra values
 ///           coefficients  4 x count doubles: c0..c3 of each interval
 KORINTERFACE_API int32_t kor_engine_set_level_x_table(kor_engine* engine, int32_t count, const float* knots,
@@ -356,7 +354,7 @@ KORINTERFACE_API int32_t kor_engine_set_level_y_table(kor_engine* engine, int32_
                                                       const double* coefficients);
 
 /// Calibration table of the azimuth or the elevation encoder.
-/// Given     count  rows, not above that of the first call, which makes the room; below 1 for no correction
+/// Given     count  rows, not more than in the first call, which allocates the table; below 1 for no correction
 ///           table  2 x count floats: reading and correction of each row, degrees, readings ascending
 KORINTERFACE_API int32_t kor_engine_set_azimuth_table(kor_engine* engine, int32_t count, const float* table);
 KORINTERFACE_API int32_t kor_engine_set_elevation_table(kor_engine* engine, int32_t count, const float* table);
@@ -385,7 +383,7 @@ KORINTERFACE_API int32_t kor_engine_set_parameter_store(kor_engine* engine, cons
 /// Returned  result  KOR_BAD_ARGUMENT also when there is no memory for the model
 KORINTERFACE_API int32_t kor_engine_set_mount_mode(kor_engine* engine, int32_t mode);
 
-/// Feeds one sample. What is not wanted of the four may be null.
+/// Feeds one sample. Each of the four pointers that are returned through may be null.
 /// Given     raw     the sample
 /// Returned  info    the result
 ///           matrix  nine values, row by row: base to tracker frame; the identity after a sample that was refused
@@ -395,20 +393,20 @@ KORINTERFACE_API int32_t kor_engine_set_mount_mode(kor_engine* engine, int32_t m
 KORINTERFACE_API int32_t kor_engine_update(kor_engine* engine, const KOR_RAWINFO* raw, KOR_INFO* info, double* matrix,
                                            int32_t* code, kor_sample_report* report);
 
-/// Feeds many samples, one behind the other. What is not wanted of the four may be null.
+/// Feeds many samples, one after the other. Each of the four pointers that are returned through may be null.
 /// Given     raw       count samples, in the order of time
 /// Returned  info      count results
 ///           matrices  9 x count values
 ///           codes     count results as kor_engine_update gives them
 ///           outcomes  count numbers of kor_outcome
-/// Notes  1  Each sample is fed under a hold of the lock of its own.
+/// Notes  1  The engine's lock is taken and released for each sample.
 KORINTERFACE_API int32_t kor_engine_update_many(kor_engine* engine, const KOR_RAWINFO* raw, size_t count,
                                                 KOR_INFO* info, double* matrices, int32_t* codes, int32_t* outcomes);
 
 /// Account of the last sample that the engine was fed.
 KORINTERFACE_API int32_t kor_engine_last_sample(kor_engine* engine, kor_sample_report* report);
 
-/// An account in one line of words: the outcome, its reason, and since which sample what is spoiled.
+/// An account in one line of words: the outcome, its reason, and what is spoiled since which sample.
 KORINTERFACE_API int32_t kor_sample_text(const kor_sample_report* report, char* text, size_t room, size_t* length);
 
 /// Orientation matrix of the last sample.
@@ -431,28 +429,28 @@ KORINTERFACE_API int32_t kor_engine_home_vector(kor_engine* engine, const D_VECT
                                                 double* second, int32_t* solved);
 
 /// Gives the values that the two-level models (mount modes 9 and 10) keep for the whole process the content that they
-/// have in a new process. To be called before each recording that is fed to a new engine, while no engine of these
-/// modes is being fed.
+/// have in a new process. Call it before each recording that is fed to a new engine, while no engine of these modes is
+/// being fed.
 KORINTERFACE_API int32_t kor_fresh_process_values(void);
 
-/// Makes a reader; kor_reader_open opens a recording. The handle tells what has gone wrong also when nothing is open.
+/// Makes a reader; kor_reader_open opens a recording. kor_reader_problem may be called also when nothing is open.
 KORINTERFACE_API int32_t kor_reader_create(kor_reader** reader);
 
-/// Ends a reader and closes its file.
+/// Destroys a reader and closes its file.
 KORINTERFACE_API int32_t kor_reader_destroy(kor_reader* reader);
 
 /// Opens a recording; one that is open is closed first.
 /// Given     path    UTF-8; "-" is standard input
 ///           format  a kor_format
 /// Returned  result  KOR_CANNOT_OPEN, KOR_FORMAT_ERROR: kor_reader_problem says what and where
-/// Notes  1  The library unpacks nothing: a compressed recording is refused with KOR_FORMAT_ERROR. gzip -d, zstd -d, or
-///           kor convert make a plain one of it.
+/// Notes  1  The library does not decompress: a compressed recording is refused with KOR_FORMAT_ERROR. Decompress it
+///           with gzip -d, zstd -d or kor convert.
 KORINTERFACE_API int32_t kor_reader_open(kor_reader* reader, const char* path, int32_t format);
 
 /// Reads samples, at most room of them.
 /// Returned  raw     count samples, in the order of the file
 ///           count   fewer than room when the recording ends or the result is not KOR_SUCCESS; 0 at the end
-///           result  KOR_FORMAT_ERROR when the sample behind those cannot be read: the next call goes on behind it if
+///           result  KOR_FORMAT_ERROR when the sample after them cannot be read: the next call goes on after it if
 ///                   the problem's goes_on is 1; KOR_CANNOT_OPEN when reading fails; KOR_NOT_LOADED when nothing is
 ///                   open
 KORINTERFACE_API int32_t kor_reader_read(kor_reader* reader, KOR_RAWINFO* raw, size_t room, size_t* count);
@@ -460,7 +458,7 @@ KORINTERFACE_API int32_t kor_reader_read(kor_reader* reader, KOR_RAWINFO* raw, s
 /// Where the sample that was read last stands: its line in a CSV file, its number in a binary one, from 1.
 KORINTERFACE_API int32_t kor_reader_place(const kor_reader* reader, uint64_t* place);
 
-/// What the last open or read met.
+/// What went wrong in the last open or read.
 KORINTERFACE_API int32_t kor_reader_problem(const kor_reader* reader, kor_problem* problem);
 
 /// The same in words.
@@ -469,7 +467,7 @@ KORINTERFACE_API int32_t kor_reader_problem(const kor_reader* reader, kor_proble
 KORINTERFACE_API int32_t kor_reader_problem_text(const kor_reader* reader, int32_t which, char* text, size_t room,
                                                  size_t* length);
 
-/// Columns of the file that are left out, because they are none of a recording's: how many, and each in a sentence.
+/// Columns of the file that are left out, because a recording has no such column: how many, and each in a sentence.
 /// Given     index  below count
 KORINTERFACE_API int32_t kor_reader_warnings(const kor_reader* reader, size_t* count);
 KORINTERFACE_API int32_t kor_reader_warning_text(const kor_reader* reader, size_t index, char* text, size_t room,
@@ -482,30 +480,29 @@ KORINTERFACE_API int32_t kor_reader_close(kor_reader* reader);
 /// Makes a writer; kor_writer_open opens a recording.
 KORINTERFACE_API int32_t kor_writer_create(kor_writer** writer);
 
-/// Ends a writer. A recording that has not been closed is dropped.
+/// Destroys a writer. A recording that has not been closed is dropped.
 KORINTERFACE_API int32_t kor_writer_destroy(kor_writer* writer);
 
-/// Opens a new recording; one that is open is dropped. The samples collect in a file beside it, which takes its place
-/// when kor_writer_close is called; until then a file of that name stays as it is.
+/// Opens a new recording; one that is open is dropped. The samples go to a temporary file in the same directory, which
+/// gets the name when kor_writer_close is called; until then an older file of that name stays as it is.
 /// Given     path    UTF-8; "-" is standard output. A device or a pipe is written directly
 ///           format  a kor_format
 /// Returned  result  KOR_CANNOT_OPEN: kor_writer_problem says why
-/// Notes  1  The library packs nothing: a name that ends in .gz or .zst is refused.
+/// Notes  1  The library does not compress: a name that ends in .gz or .zst is refused.
 ///        2  At most 64 recordings can be open for writing at a time.
 ///        3  On systems with SIGPIPE a host that writes to a pipe handles or ignores that signal.
 KORINTERFACE_API int32_t kor_writer_open(kor_writer* writer, const char* path, int32_t format);
 
 /// Writes samples.
-/// Returned  result  KOR_CANNOT_OPEN when writing has failed; the recording cannot be completed then. KOR_NOT_LOADED
-/// when
-///                   nothing is open
+/// Returned  result  KOR_CANNOT_OPEN when writing has failed; the recording cannot be completed then.
+///                   KOR_NOT_LOADED when nothing is open
 KORINTERFACE_API int32_t kor_writer_write(kor_writer* writer, const KOR_RAWINFO* raw, size_t count);
 
-/// Completes the recording and puts it in its place.
+/// Completes the recording and gives it its name.
 /// Returned  result  KOR_CANNOT_OPEN when this, or any writing before it, has failed: a file of that name is as it was
 KORINTERFACE_API int32_t kor_writer_close(kor_writer* writer);
 
-/// What the last open, write or close met.
+/// What went wrong in the last open, write or close.
 KORINTERFACE_API int32_t kor_writer_problem(const kor_writer* writer, kor_problem* problem);
 
 /// The same in words.
