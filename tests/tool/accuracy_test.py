@@ -556,7 +556,7 @@ class Uncertainty(Case):
         found = self.mode(5, inputs, "--trials=100")
         self.assertEqual((found["not_inputs"], len(found["inputs"])), (["QVC 4"], 1))
         text = self.run_kor("--uncertainty", self.file(inputs), "--mode=5", "--trials=100").stdout
-        self.assertIn("no inputs of this mount mode: QVC 4\n", text)
+        self.assertIn("not inputs of this mount mode: QVC 4\n", text)
 
     def test_the_example_is_taken_in_every_mode_from_a_parameter_file_and_at_a_pose(self):
         example = os.path.join(ROOT, "examples", "uncertainty.json")

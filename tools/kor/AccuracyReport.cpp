@@ -97,7 +97,7 @@ std::string budgetTable(const Budget& budget)
     std::string text =
         fmt::format("mount mode {}, {}: target point at {:g}, {:g}, {:g} mm\n"
                     "turn of the base about the tracker's x, y and z, arc-seconds per unit of the input\n"
-                    "an angle's unit is also given in arc-seconds, that of a level's table at the level's reading\n"
+                    "column arcsec: the unit of an angle in arc-seconds; of a level, by the slope of its table at the reading\n"
                     "  {:<12} {:<29} {:<10} {:>9} {:>12} {:>11} {:>11} {:>11} {:>9}\n",
                     budget.mode, ModelText(ModelOf(budget.mode)), P[0], P[1], P[2], "", "input", "unit", "arcsec",
                     "value", "about x", "about y", "about z", "+-");

@@ -63,19 +63,19 @@ std::string sentenceOf(const Contribution& c)
     switch (c.why) {
     case Discrepancy::filters:
         return fmt::format(
-            "Held the same in all samples it comes to {:.3g}, as the law has it: the model's filters\n{}.",
+            "If this input is the same in all samples, Monte Carlo gives {:.3g}, as the law does: the model's\nfilters {}.",
             c.held->standard.angle,
-            c.alone.standard.angle > c.law.angle ? "make more of what changes from sample to sample"
+            c.alone.standard.angle > c.law.angle ? "amplify what changes from sample to sample"
                                                  : "average what changes from sample to sample");
     case Discrepancy::search:
-        return "The model's search stops too early to follow so small a change, which is there all the same.";
+        return "The model's search stops too early to follow so small a change, although the change exists.";
     case Discrepancy::jumps:
         return fmt::format(
             "A few of its trials turn by up to {:.3g}: near this pose the model changes over to another\n"
             "solution, of which the law knows nothing.",
             c.alone.farthest);
     case Discrepancy::notLinear:
-        return "The orientation does not follow this input in proportion, which the law takes for granted.";
+        return "The orientation does not follow this input in proportion, although the law assumes it.";
     case Discrepancy::withoutTurn:
         return "With this input alone no trial has a matrix.";
     case Discrepancy::none:
@@ -97,13 +97,13 @@ std::string verdictOf(const Uncertainty& found)
     const std::string head =
         fmt::format("They differ, by more than {:g} % and {:g} times Monte Carlo's own uncertainty.\nBelieve {}. ",
                     100.0 * kAgreement, kDoubt,
-                    found.believe == Believe::law ? "the law" : "Monte Carlo, which goes the way of every sample");
+                    found.believe == Believe::law ? "the law" : "Monte Carlo, which computes each sample as the library does");
     if (!found.cause && found.trials.far > 0) {
         return head + "A few trials turn much farther than all others: near this pose the model\n"
                       "changes over to another solution, of which the law knows nothing.";
     }
     if (!found.cause) {
-        return head + "No input alone makes the difference: together they are not in proportion.";
+        return head + "No input alone makes the difference: several inputs that change together do.";
     }
     const Contribution& c = found.contributions[*found.cause];
     return head +
@@ -209,7 +209,7 @@ std::string uncertaintyTable(const Uncertainty& found, const MonteCarloPlan& pla
                     "than {:.4g}\n",
                     trials.count, plan.alone(), 100.0 * trials.withinExpanded, trials.ninetyFivePercent);
     if (trials.without > 0) {
-        text += fmt::format("{:.2g} % of the trials have no matrix and are in no figure\n",
+        text += fmt::format("{:.2g} % of the trials have no matrix and are left out of all figures\n",
                             100.0 * static_cast<double>(trials.without) / static_cast<double>(trials.count));
     }
     if (trials.far > 0) {
@@ -219,8 +219,7 @@ std::string uncertaintyTable(const Uncertainty& found, const MonteCarloPlan& pla
     }
     if (isOneSided(trials)) {
         text +=
-            fmt::format("on average the trials are turned by {:.3g}, {:.3g}, {:.3g}: add this, no standard uncertainty "
-                        "holds it\n",
+            fmt::format("on average the trials are turned by {:.3g}, {:.3g}, {:.3g}: add this, because no standard uncertainty contains it\n",
                         trials.mean[0], trials.mean[1], trials.mean[2]);
     }
     text += verdictOf(found) + "\n";
@@ -234,7 +233,7 @@ std::string uncertaintyTable(const Uncertainty& found, const MonteCarloPlan& pla
                             100.0 * c.lawShare, c.alone.standard.angle, c.alone.own.angle, 100.0 * c.aloneShare);
     }
     for (std::size_t i = 0; i < found.notInputs.size(); ++i) {
-        text += (i == 0 ? "no inputs of this mount mode: " : ", ") + found.notInputs[i] +
+        text += (i == 0 ? "not inputs of this mount mode: " : ", ") + found.notInputs[i] +
                 (i + 1 == found.notInputs.size() ? "\n" : "");
     }
     return text;
