@@ -36,7 +36,7 @@ class SampleReport:
     level_x_outside: bool
     level_y_outside: bool
     spoiled_by: str  #: what carries a nan or an infinity on to the samples that follow; empty if nothing does
-    spoiled_since: int  #: the sample since which that is so, from 1; 0 if nothing is spoiled
+    spoiled_since: int  #: number of the sample from which on this is so, from 1; 0 if nothing is spoiled
 
 
 class Kor:
@@ -45,8 +45,8 @@ class Kor:
     Parameters
     ----------
     prm
-        The parameter set that configures it. None: it is configured by hand, through `set_scale_factors` and its
-        neighbours and `set_mount_mode` last; before that every sample is refused.
+        The parameter set that configures the engine. None: configure it by hand, with `set_scale_factors` and the other set
+        methods, `set_mount_mode` last; until then every sample is refused.
     mode
         Mount mode in place of the parameter set's.
     mcs
@@ -58,11 +58,12 @@ class Kor:
 
     Notes
     -----
-    Threads: an engine works for one thread at a time; another one that calls it waits. Engines of mount modes below 9 run
-    side by side. Those of modes 9 and 10 share values of the whole process: they wait for one another, and arrays that
-    two of them are given in turn disturb each other, unless `fresh_process_values` or `replay` comes in between.
+    Threads: an engine works for one thread at a time; another thread that calls it waits. Engines of mount modes below 9 run
+    side by side. Those of modes 9 and 10 share values of the whole process: they wait for one another, and if two of them
+    process arrays in turn, they disturb each other, unless `fresh_process_values` or `replay` is called in between.
 
-    Fork: an engine may be used in a child process. One that another thread was using at that moment is refused there.
+    Fork: an engine may be used in a child process. An engine that another thread was using
+    at the moment of the fork is refused in the child.
 
     Examples
     --------
@@ -101,8 +102,8 @@ class Kor:
         Parameters
         ----------
         samples
-            Shape (n,), dtype `RAW_DTYPE`, contiguous; read-only and empty ones are fine. Any values are: what is not
-            finite comes out as such, and its outcome says so.
+            Shape (n,), dtype `RAW_DTYPE`, contiguous; read-only and empty ones are fine. So are any
+            values: the results of values that are not finite are not finite, and their outcome says so.
 
         Returns
         -------
@@ -151,7 +152,7 @@ class Kor:
         """Encoder reading that calibrates to an elevation; degrees in and out, single precision."""
         return self._core.inverse_elevation(value)
 
-    # Configuration by hand. What each group means, the properties of the same name of Prm tell.
+    # Configuration by hand. The properties of the same names of Prm say what each group means.
 
     def set_scale_factors(self, values: npt.ArrayLike) -> None:
         """Eight scale factors of the orientation model."""
@@ -238,7 +239,7 @@ def _refuse_what_has_no_effect(mode: int, mcs: bool, store: bool, psd: Optional[
     if psd is not None and not store:
         raise ValueError("psd has no effect without store=True, which loads the detector's coefficients")
     if psd is not None and psd[2] == 0:
-        raise ValueError("psd: found a divisor of 0, with which the reading has no effect")
+        raise ValueError("psd: found a divisor of 0, expected another number; with 0 the reading has no effect")
 
 
 def replay(recording: Union[AnyPath, npt.NDArray[np.void]], prm: Prm, *, mode: Optional[int] = None, mcs: bool = True,
@@ -257,7 +258,7 @@ def replay(recording: Union[AnyPath, npt.NDArray[np.void]], prm: Prm, *, mode: O
     format, from_ms, to_ms, skip_bad
         As for `read_recording`, of a file.
     repair
-        Goes on with fresh values and a new engine behind a sample that is not finite and would spoil all that follow.
+        Goes on with fresh values and a new engine after a sample that is not finite and would spoil all samples after it.
 
     Returns
     -------
@@ -268,11 +269,11 @@ def replay(recording: Union[AnyPath, npt.NDArray[np.void]], prm: Prm, *, mode: O
     KorError
         The recording cannot be read to its end, or the parameter set cannot be used.
     ValueError
-        An option that has no effect.
+        An option has no effect in the mount mode.
 
     Notes
     -----
-    In mount modes 9 and 10 the values that all such engines of the process share begin anew.
+    In mount modes 9 and 10 a replay resets the values that all engines of these modes share in the process.
 
     Examples
     --------
@@ -295,8 +296,8 @@ def replay_parts(recording: AnyPath, prm: Prm, take: Callable[[Results], object]
                  mode: Optional[int] = None, mcs: bool = True, store: bool = False, psd: Optional[Detector] = None,
                  format: Optional[str] = None, from_ms: Optional[int] = None, to_ms: Optional[int] = None,
                  skip_bad: bool = False, repair: bool = False) -> dict[str, Any]:
-    """The same as `replay` for a file of any length, in memory for so many rows: reads, feeds and hands over the results
-    a part at a time.
+    """The same as `replay` for a file of any length: reads and feeds a part at a time, hands over its results, and needs
+    memory for one part only.
 
     Parameters
     ----------
@@ -318,10 +319,10 @@ def replay_parts(recording: AnyPath, prm: Prm, take: Callable[[Results], object]
     Raises
     ------
     KorError
-        The recording cannot be read to its end, or the parameter set cannot be used. What was handed over before that
-        are the results up to there.
+        The recording cannot be read to its end, or the parameter set cannot be used. The results up to
+        there have been handed over.
     ValueError
-        An option that has no effect.
+        An option has no effect in the mount mode.
 
     Examples
     --------
@@ -462,7 +463,7 @@ class Model:
         self._core.set_time_interval(first, second)
 
     def set_parity(self, mode: int) -> int:
-        """Sets the mount parity, the mount mode modulo 2, or asks for it with a negative number; returns it."""
+        """Sets the mount parity, which is the mount mode modulo 2, and returns it. A negative number only returns it."""
         return self._core.set_parity(mode)
 
 

@@ -14,9 +14,9 @@ class KorError(Exception):
         ``"library"`` (an operation of the library has refused), ``"bad data"``, ``"cannot open"``, ``"cannot read"``,
         ``"cannot create"``, ``"cannot write"``, ``"interrupted"``, ``"usage"`` or ``"internal"``.
     status : int or None
-        The library's status code: 20, 550, 551, 553 or 554. None if the library was not asked.
+        The library's status code: 20, 550, 551, 553 or 554. None if the error is not one of the library.
     file, column, found, expected, reason, advice : str or None
-        Of a file: where and what. None where it does not apply.
+        Where in a file, and what is wrong there. None if it does not apply.
     line, record : int or None
         Of a text or a binary file, from 1.
     """
@@ -49,7 +49,7 @@ def _again(text: str, attributes: dict[str, Any]) -> KorError:
 
 
 class KorWarning(UserWarning):
-    """Something that the package passes over and tells: a column that is left out, a row that cannot be read."""
+    """Something that the package leaves out with a warning: an unknown column, a row that cannot be read."""
 
 
 def warn_all(texts: list[str]) -> None:

@@ -59,7 +59,7 @@ class Simulation:
     truth : Truth
         Row by row for the same samples.
     dropped : int
-        Samples that never left the sensor.
+        Number of samples that were dropped.
     """
 
     samples: npt.NDArray[np.void]
@@ -85,11 +85,11 @@ def simulate(prm: Prm, motion: Union[str, "os.PathLike[str]", npt.ArrayLike], *,
     mode
         Mount mode in place of the parameter set's.
     samples
-        Their number, dropped ones included.
+        Number of samples, dropped ones included.
     rate
         Samples per second.
     seed
-        Of everything random.
+        Seed of all random numbers.
     start_stamp
         Time stamp of the first sample, ms.
     reference
@@ -159,7 +159,8 @@ def accuracy(mode: Optional[int] = None, *, poses: int = 2000, seed: int = 1) ->
     -------
     dict
         ``seed``; ``noise``; ``strata``, a list of dicts with ``mode``, ``model``, ``stratum``, ``samples``, ``without``,
-        ``median_deg``, ``p999_deg``, ``worst_deg``, their bounds, and ``exceeded``, which says which are beyond them.
+        ``median_deg``, ``p999_deg``, ``worst_deg``, their bounds, and ``exceeded``, the figures beyond their
+        bounds in words, empty if there are none.
 
     Examples
     --------
@@ -183,7 +184,7 @@ def budget(prm: Optional[Prm] = None, mode: Optional[int] = None, *,
     mode
         Mount mode in place of the parameter set's; without one, that of the typical sensor (None: all ten).
     pose
-        Target point in mm, roll, pitch and yaw of the base in degrees; None: one that suits.
+        Target point in mm, roll, pitch and yaw of the base in degrees; None: a pose that suits the mount mode.
 
     Returns
     -------
@@ -217,12 +218,12 @@ def uncertainty(inputs: Union[AnyPath, Mapping[str, Mapping[str, Any]]], prm: Op
     trials
         Monte Carlo trials.
     seed
-        Their seed.
+        Seed of the trials.
 
     Raises
     ------
     KorError
-        An input is not understood, or the sensor cannot look at the tracker in this pose.
+        An input has another name or value than the format allows, or the sensor cannot look at the tracker in this pose.
     """
     if isinstance(inputs, Mapping):
         with tempfile.TemporaryDirectory(prefix="kor") as directory:
@@ -242,11 +243,11 @@ def compare(first: Union[AnyPath, Results, Truth], second: Union[AnyPath, Result
     Parameters
     ----------
     first, second
-        Files, or what `replay`, `simulate` and their neighbours have given.
+        Files, or objects that `replay`, `simulate` and the functions that read files have returned.
     note
         Compares the rows of the truth with this note in place of its valid ones.
     lag
-        Compares each row with the one that stands so many rows before its counterpart in the truth (of `second`).
+        Compares each row with the row that is so many rows before its counterpart in the truth, or in `second`.
 
     Returns
     -------

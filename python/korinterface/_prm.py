@@ -53,7 +53,7 @@ class CheckFinding:
     expected: str
     advice: str  #: what to do
     text: str  #: all of this in one sentence
-    more: int  #: further findings of the same rule in the same block, which are not told
+    more: int  #: further findings of the same rule in the same block, which are not listed
 
 
 def _mode(mode: Optional[int]) -> Optional[int]:

@@ -36,7 +36,7 @@ def to_rotation(matrices: npt.ArrayLike) -> "Rotation":
         scipy is not installed: ``pip install 'korinterface[scipy]'``.
     ValueError
         A matrix is not a rotation: one of its values is not finite, or its rows are more than 1e-6 from being
-        orthonormal. scipy would turn it into one without a word.
+        orthonormal. scipy would turn it into a rotation without a warning.
 
     Notes
     -----

@@ -72,7 +72,7 @@ def levels(results: Results, axes: Optional["Axes"] = None) -> "Axes":
 
 
 def outcomes(results: Results, axes: Optional["Axes"] = None) -> "Axes":
-    """What became of the samples over time: a row of dots for each outcome that there is."""
+    """Outcomes of the samples over time: a row of marks for each outcome that occurs."""
     axes = _new_axes(axes)
     times = seconds(results.time_stamps)
     names = list(results.outcome_counts())
