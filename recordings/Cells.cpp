@@ -163,7 +163,7 @@ std::string_view expectation(Type type)
     case Type::flag:
         return "0 or 1";
     case Type::float32:
-        return "a number, not too large for single precision";
+        return "a number that single precision can hold";
     case Type::float64:
         return "a number";
     case Type::outcome:

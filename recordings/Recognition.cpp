@@ -290,7 +290,7 @@ Recognised recognise(std::string_view start)
         return recogniseText(line);
     }
     if (start.find_first_not_of('\0') == std::string_view::npos) {
-        return {Content::other, "zero bytes alone", "the file may have been damaged; fetch it again"};
+        return {Content::other, "only bytes that are 0", "the file may have been damaged; fetch it again"};
     }
     return {Content::unknown, "bytes that are neither text nor plausible records, " + platform::inQuotes(start), {}};
 }

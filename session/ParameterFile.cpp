@@ -125,7 +125,7 @@ int guarded(ParameterFile& file, Load&& step) noexcept
     try {
         return step(data);
     } catch (const std::exception&) {
-        fail(data, kFormatError, "less than the memory has room for");
+        fail(data, kFormatError, "a file that fits into the memory");
         data.outOfMemory = true;
         return kFormatError;
     }

@@ -32,16 +32,17 @@ using platform::inQuotes;
 constexpr RuleText kRules[] = {
     {Rule::notText, "not-text", Severity::error, "the file is UTF-16, compressed or binary and not a text file"},
     {Rule::tooLarge, "too-large", Severity::error, "the file has more than 16 MiB"},
-    {Rule::titleMissing, "title-missing", Severity::error, "a block's title does not stand where it is due"},
-    {Rule::blockOrder, "block-order", Severity::error, "a block stands twice or behind its place"},
+    {Rule::titleMissing, "title-missing", Severity::error, "the title of a block is not where the format expects it"},
+    {Rule::blockOrder, "block-order", Severity::error,
+     "a block stands in the file twice, or later than its place in the order"},
     {Rule::fileEnds, "file-ends", Severity::error, "the file ends before a block that it must have"},
-    {Rule::unreadableValue, "unreadable-value", Severity::error, "something else stands where a number should"},
+    {Rule::unreadableValue, "unreadable-value", Severity::error, "a word stands where a number is expected"},
     {Rule::missingValue, "missing-value", Severity::error, "a row or block has too few numbers"},
     {Rule::surplusValue, "surplus-value", Severity::error, "a row or block has too many values"},
     {Rule::missingWord, "missing-word", Severity::error, "the owner, or the word behind a tilt table, is missing"},
     {Rule::rowCount, "row-count", Severity::error, "a table's count is not the number of its rows"},
     {Rule::modeRange, "mode-range", Severity::error, "the mount mode is not one of 0 to 10"},
-    {Rule::idMismatch, "id-mismatch", Severity::error, "the file holds another ID than its name"},
+    {Rule::idMismatch, "id-mismatch", Severity::error, "the ID in the file is not the one in the file's name"},
     {Rule::refused, "refused", Severity::error,
      "the library refuses the file for a reason that no other rule explains"},
     {Rule::modePendulum, "mode-pendulum", Severity::warning,
@@ -72,7 +73,7 @@ constexpr RuleText kRules[] = {
      "a title has more text than the format gives it, which a rewrite drops"},
     {Rule::rewriteTruncates, "rewrite-truncates", Severity::warning,
      "numbers have more than the six decimals that a rewrite writes"},
-    {Rule::blockIgnored, "block-ignored", Severity::note, "the mount mode makes no use of some blocks"},
+    {Rule::blockIgnored, "block-ignored", Severity::note, "the mount mode does not use some of the blocks"},
     {Rule::rewriteRefused, "rewrite-refused", Severity::note, "CKorPrm::PrmFileCopy cannot rewrite the file"},
 };
 
@@ -307,7 +308,7 @@ void Checks::checkNumber(const Number& number)
     const bool counts = wide != 0.0 || (field.models & bitOf(m_model)) != 0;
     if (counts && !(size >= field.least && size <= field.most)) {
         add(Rule::implausible, item.line, title, number.place(), inQuotes(m_document.textOf(item)), rangeText(field),
-            "look for a lost decimal point, another unit or another block's number");
+            "look for a lost decimal point, a wrong unit or the number of another block");
     }
     checkPrecision(number);
 }
@@ -340,7 +341,7 @@ void Checks::checkPrecision(const Number& number)
             add(Rule::precision, item.line, title, number.place(), inQuotes(text),
                 "at most 8 digits; the library stores " + shortest(item.single),
                 "the digits behind are lost, " + rounded(lost, 2) +
-                    " here; nothing is to be done if that is small enough");
+                    " here; nothing needs to be done if that is small enough");
         }
     }
     std::string copy;
@@ -411,7 +412,7 @@ void Checks::checkMatrix(const DocumentBlock& block)
     std::copy(std::begin(m.m), std::end(m.m), inverse);
     const bool isSingular = !mek::MatrixInverse(inverse, 3);
     add(Rule::notRotation, block.values.front().line, block.kind().title, "",
-        "determinant " + rounded(determinant, 7) + ", rows off right angles and unit length by up to " +
+        "determinant " + rounded(determinant, 7) + ", rows that differ from right angles and unit length by up to " +
             rounded(deviation, 2),
         "a rotation: determinant 1, rows at right angles and of unit length, to six digits",
         isSingular ? "the matrix is singular, and the library then uses it in place of its inverse; write the right one"
@@ -427,7 +428,7 @@ bool Checks::checkOrder(const DocumentBlock& block)
             add(Rule::tableEmpty, block.whole.line, block.kind().title, "row count", std::to_string(rows),
                 "two rows or more",
                 rows == 0 ? "without rows nothing is corrected; put the table back"
-                          : "one row corrects nothing properly");
+                          : "one row is not enough for a correction");
         }
         return false;
     }
@@ -537,8 +538,9 @@ void Checks::checkRollover(const DocumentBlock& block)
     } else if (open > 2.0 * largestStep) {
         add(Rule::rollover, line, block.kind().title, rowText(rows - 1),
             "readings from " + span + ", which leave " + rounded(open, 6) + " degrees of the turn out",
-            "rows all around",
-            "put the missing rows back; there the correction runs straight from the last row to the first");
+            "rows for the whole turn",
+            "put the missing rows back; in that gap the correction runs in a straight line from the last row to the "
+            "first");
     } else if (rows > 3) {
         const double jump = std::fabs(second(block, rows - 1) - second(block, 0));
         const double share = open < largestStep ? open / largestStep : 1.0;
@@ -657,8 +659,8 @@ void Checks::checkTiltRows()
     add(Rule::tiltRows, y->whole.line, y->kind().title, "row count",
         std::to_string(y->number) + " rows, and " + std::to_string(x->number) + " in the tilt X table",
         "no more rows than the tilt X table has",
-        "the library stores the limits of this table at the row count of the tilt X table, over rows of this one; give "
-        "both tables the same number of rows");
+        "the library stores the limits of this table behind as many rows as the tilt X table has, and overwrites rows "
+        "of this table there; give both tables the same number of rows");
 }
 
 void Checks::checkUse()
@@ -685,7 +687,7 @@ void Checks::checkUse()
     }
     if (!unused.empty()) {
         add(Rule::blockIgnored, firstUnused, "", "", unused, "blocks that " + modeText() + " uses",
-            "nothing is to be done; changes there do not turn the orientation");
+            "nothing needs to be done; changes in these blocks do not change the orientation");
     }
 }
 

@@ -465,7 +465,7 @@ void readScanned(Scanner& scanner, std::uint64_t size, std::uint32_t id, Paramet
             report.status = kFormatError;
             report.outOfMemory = true;
             report.line = scanner.line();
-            report.expected = "less than the memory has room for";
+            report.expected = "a file that fits into the memory";
         }
     }
 }

@@ -445,7 +445,7 @@ TEST(WithoutMemory, whatIsRefusedAtOnceIsRefusedAllTheSame)
         [&untold](const kor::ParameterFile& file, const Ended& ended, bool failed) {
             EXPECT_FALSE(ended.threw);
             EXPECT_EQ(ended.result, kor::kFormatError);
-            EXPECT_EQ(file.outOfMemory(), std::string(file.expected()) == "less than the memory has room for");
+            EXPECT_EQ(file.outOfMemory(), std::string(file.expected()) == "a file that fits into the memory");
             EXPECT_EQ(std::string(file.found()), failed ? "" : "17179869184 bytes");
             untold += failed && !file.outOfMemory() ? 1 : 0;
         });

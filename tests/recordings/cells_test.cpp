@@ -242,7 +242,7 @@ TEST(Recognition, textIsNamedByItsFirstLine)
          "7zXZ\0\0"sv,
          Content::other, "an xz file"},
         {"SQLite format 3\0"sv, Content::other, "an SQLite database"},
-        {"\0\0\0\0\0"sv, Content::other, "zero bytes alone"},
+        {"\0\0\0\0\0"sv, Content::other, "only bytes that are 0"},
     };
     for (const auto& file : files) {
         const auto recognised = recognise(file.text);

@@ -114,7 +114,7 @@ TEST(Recording, badRowsAreNamedOneByOneAndTheRestIsRead)
     ASSERT_EQ(all.problems.size(), 2u);
     EXPECT_EQ(all.problems[0], ": line 3: found 2 fields, expected 15");
     EXPECT_EQ(all.problems[1],
-              ": line 5, column levelXRaw: found \"zero\", expected a number, not too large for single precision");
+              ": line 5, column levelXRaw: found \"zero\", expected a number that single precision can hold");
 }
 
 TEST(Recording, anEmptyCellIsAMissingValueWhereTheColumnCanHaveOne)

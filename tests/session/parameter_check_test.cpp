@@ -359,7 +359,7 @@ const Broken kBroken[] = {
          l.remove("AZ Calibration Table", 32, 7);
          l.at("AZ Calibration Table", 1) = "30";
      },
-     "rollover", 31, "AZ Calibration Table", "AZ Calibration Table", "leave 72.9", "rows all around"},
+     "rollover", 31, "AZ Calibration Table", "AZ Calibration Table", "leave 72.9", "rows for the whole turn"},
     {"tableBeyondATurn", 5, [](Lines& l) { l.at("AZ Calibration Table", 2) = "-3.5\t0.0"; }, "rollover", 38,
      "AZ Calibration Table", "AZ Calibration Table", "-3.5 to 356.9", "at most one turn"},
     {"tableThatDoesNotClose", 5, [](Lines& l) { l.at("AZ Calibration Table", 38) = "356.9\t0.9"; }, "rollover", 38,
@@ -446,14 +446,14 @@ const Broken kBroken[] = {
          l.setRows("AZ Calibration Table", {-80, -60, -40, -20, 0, 20, 40, 60, 80});
          l.at("Half Angle", 1) = "0\t60";
      },
-     "rollover", 10, "AZ Calibration Table", "AZ Calibration Table", "leave 200 degrees", "rows all around"},
+     "rollover", 10, "AZ Calibration Table", "AZ Calibration Table", "leave 200 degrees", "rows for the whole turn"},
     {"tableThatDoesNotGoRoundAndNobodyKnowsOfStops", 9,
      [](Lines& l) {
          l.setRows("AZ Calibration Table", {-80, -60, -40, -20, 0, 20, 40, 60, 80});
          l.at("Half Angle", 1) = "wide\t60";
      },
      "rollover unreadable-value", 10, "AZ Calibration Table", "AZ Calibration Table", "leave 200 degrees",
-     "rows all around"},
+     "rows for the whole turn"},
     {"nothingBehindTheCountOfATiltTable", 9, [](Lines& l) { l.remove("Tilt X Calibration Table", 2, 22); },
      "missing-value row-count", 1, "Tilt X Calibration Table", "Tilt X Calibration Table", "nothing behind the rows",
      "3 numbers"},
@@ -560,7 +560,7 @@ TEST(ParameterCheck, hasNothingToSayOfWhatIsNearTheLimitsOfItsRules)
          [](Lines& l) {
              l.setRows("Tilt Y Calibration Table", {-20, -15, -10, -5, 0, 5, 10, 15, 20}, -0.98);
          }},
-        {"three rows all around", 5,
+        {"three rows for the whole turn", 5,
          [](Lines& l) {
              l.setRows("AZ Calibration Table", {0, 120, 240}, 0.002);
          }},

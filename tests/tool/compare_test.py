@@ -353,7 +353,7 @@ class TwoResults(Case):
         out, errors = self.compare(a, b)
         self.assertIn("a.csv: in 2 rows the matrix is not a rotation", errors)
         self.assertIn(f"first at {rows[1][0]} ms", errors)
-        self.assertIn("2.0e+00 off", errors)
+        self.assertIn("by up to 2.0e+00;", errors)
         self.assertIn("no_rotation 2, not_finite 1", out)
         found = self.found(a, b)
         self.assertEqual(found["rows"]["compared"], 2)

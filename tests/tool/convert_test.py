@@ -326,7 +326,7 @@ class Refusals(Case):
         made = bytearray(self.get("a.korraw"))
         made[68:72], made[68 * 3 + 50] = b"\1\0\0\0", 7
         self.put("b.korraw", bytes(made))
-        self.assertIn("2 records hold something in bytes that the engine does not read",
+        self.assertIn("2 records have contents in bytes that the engine does not read",
                       self.convert("b.korraw", "out.csv")[1])
         self.assertNotIn("warning", self.convert("b.korraw", "out.korraw")[1])
         self.assertEqual(self.get("out.korraw"), bytes(made))

@@ -94,7 +94,7 @@ class Manual(Case):
         self.assertEqual(statuses("kor-compare.1")[1], "a tolerance is exceeded.")
         self.assertEqual(statuses("kor-compare.1")[65], "an input holds bad data, or there is nothing to compare.")
         self.assertNotIn(73, statuses("kor-compare.1"))  # it writes no file
-        self.assertEqual(statuses("kor-plot.1")[69], "gnuplot, which draws, is not there.")
+        self.assertEqual(statuses("kor-plot.1")[69], "gnuplot, which draws the pictures, is not installed.")
         self.assertNotIn(1, statuses("kor-replay.1"))
         self.assertEqual(statuses("kor-prm.1")[1],
                          r"\fBkor\fR \fBprm\fR \fBdiff\fR: the files differ; \fBkor\fR \fBprm\fR \fBcheck\fR: a file has "

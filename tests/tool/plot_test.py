@@ -256,7 +256,7 @@ class Refusals(Case):
                 ([POLARIZER / "polarizer.csv", "-o", "out.svg", "--to", "x"], USAGE, "--to"),
                 ([POLARIZER / "polarizer.csv", "-o", "out.svg", "--from", "1", "--to", "2"], DATA, "no row lies between"),
                 ([POLARIZER / "polarizer.csv", "-o", "out.svg", "--truth", POLARIZER / "polarizer_truth.csv"], USAGE,
-                 "--truth goes with results"),
+                 "--truth requires results"),
                 (["-", "-", "-o", "out.svg"], USAGE, "only one of the files")]:
             self.assertIn(words, self.kor("plot", *arguments, expect=status, stdin=subprocess.DEVNULL))
         self.assertEqual(list(self.place.iterdir()), [])
@@ -291,7 +291,7 @@ class Desktop(Case):
         self.assertIn("set terminal qt noenhanced persist", script)
         self.assertIn("unset multiplot", script)
         self.script(POLARIZER / "polarizer.csv", env={"DISPLAY": ":77"}, status=3, expect=UNAVAILABLE)
-        self.assertIn("this gnuplot opens no windows; give -o FILE", self.errors)
+        self.assertIn("this gnuplot cannot open windows; give -o FILE", self.errors)
 
 
 class OtherSystem(Case):

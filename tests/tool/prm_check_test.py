@@ -55,7 +55,7 @@ class Files(Case):
         self.put("Tg1005.prm", self.sound.replace("0.021500\t", "21.5\t"))
         out, _ = self.check("Tg1005.prm", status=FINDINGS)
         self.assertEqual(out, f'warning: Tg1005.prm: line {line}: block "Tilt Sensor Offset": x: found "21.5", expected '
-                              "-5 to 5 degrees; look for a lost decimal point, another unit or another block's number "
+                              "-5 to 5 degrees; look for a lost decimal point, a wrong unit or the number of another block "
                               "[implausible]\nTg1005.prm: 0 errors, 1 warning\n")
         self.put("Tg1005.prm", self.sound.replace("ADM Offset", "ADN Offset"))
         out, _ = self.check("Tg1005.prm", status=ERRORS)
@@ -131,7 +131,7 @@ class Lists(Case):
         self.assertEqual(len(self.check("--rules")[0].splitlines()), len(rules))
 
     def test_wrong_usage(self):
-        for line, says in (((), "FILE|DIR is required"), (("--ranges", "x.prm"), "--ranges and --rules each stand alone"),
+        for line, says in (((), "FILE|DIR is required"), (("--ranges", "x.prm"), "--ranges and --rules are each given alone"),
                            (("--mode", "11", "x.prm"), "--mode: found \"11\", expected a whole number from 1 to 10")):
             self.assertIn(says, self.check(*line, status=USAGE)[1])
 

@@ -426,7 +426,7 @@ class ParameterFile(Case):
                 ("1e50 among the thermal factors", plain.replace("0.001\t1.0\t0.001", "0.001\t1.0\t1e50"),
                  "y_gain: found \"1e50\", expected a number within single precision"),
                 ("no rotation", plain.replace("0.0\t-1.0\t0.0", "0.0\t-1.0\t0.5"),
-                 "block \"Local Coordinate Tranform Matrix\": found determinant 1, rows off right angles"),
+                 "block \"Local Coordinate Tranform Matrix\": found determinant 1, rows that differ from right angles"),
                 ("text behind the last block", plain + "QVC\n1\n", "found \"QVC\" and 1 more lines")):
             with self.subTest(what=what):
                 # A level that is not finite leaves no usable orientation.
@@ -821,7 +821,7 @@ class BinaryRecordings(Case):
                                (self.get("Tg5.prm"), "a parameter file"),
                                (b"timeStampMs,valid,note,R_00,R_01\n", "the header of a truth file of kor simulate"),
                                (b'{"a": 1}\n', "JSON"), (b"1,2,3\n4,5,6\n", "numbers in place of a header line"),
-                               (bytes(1000), "zero bytes alone"),
+                               (bytes(1000), "only bytes that are 0"),
                                (chance.randbytes(5000), "bytes that are neither text nor plausible records")):
             for name in ("x", "x.korraw") if content[:1] > b"\x7f" or b"\0" in content else ("x", "x.csv"):
                 with self.subTest(found=found, name=name):
@@ -1873,7 +1873,7 @@ class Several(Case):
     def test_results_of_a_broken_recording_never_take_the_place_of_others(self):
         shutil.copy(self.path("a.csv"), self.path("a.partial.csv"))
         _, errors = self.replay("a.partial.csv", "a.csv", "-o", "out", status=USAGE)
-        self.assertIn("if a.csv breaks off, its results would take the place of those of a.partial.csv", errors)
+        self.assertIn("if a.csv breaks off, its partial results would replace the results of a.partial.csv", errors)
         _, errors = self.replay("c.csv", "a.partial.csv", "-o", ".", status=USAGE)
         os.rename(self.path("c.csv"), self.path("a.korraw"))
         _, errors = self.replay("a.korraw", "a.partial.csv", "-o", ".", status=USAGE)

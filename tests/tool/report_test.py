@@ -343,10 +343,10 @@ class Refusals(Case):
         results = self.results()
         self.refused(USAGE, results, text="--output is required")
         self.refused(USAGE, results, "-o", self.output, "--prm", self.dir, text="--prm and --id go together")
-        self.refused(USAGE, results, "-o", self.output, "--mode", "5", text="--mode goes with")
+        self.refused(USAGE, results, "-o", self.output, "--mode", "5", text="--mode requires")
         self.refused(USAGE, results, "-o", self.output, "--prm", self.dir, "--id", "x", text="--id: found")
         self.refused(USAGE, results, "-o", self.output, "--truth", results, text="expected a truth")
-        self.refused(USAGE, "-", "-o", self.output, "--truth", self.truth(), text="have to be named")
+        self.refused(USAGE, "-", "-o", self.output, "--truth", self.truth(), text="must not be -")
         self.refused(USAGE, results, "-o", results, text="the file that is reported")
         self.assertFalse(os.path.exists(self.output))
 

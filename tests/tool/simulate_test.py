@@ -512,7 +512,7 @@ class Output(Case):
                 ("polarizer", [], "static", 10, ["10 of 10 have the note reference: no reference is captured before "
                                                 "sample 20; take more --samples or an earlier --reference"]),
                 ("polarizer", ["--bad-status=1"], "static", 30, ["30 of 30 have the note status: "]),
-                ("polarizer", ["--drop=1"], "static", 30, ["all of them were dropped"]),
+                ("polarizer", ["--drop=1"], "static", 30, ["all samples were dropped"]),
                 ("two_level", ["--nan=0.2"], "random", 40, [" have the note nan: "]),
                 ("two_level", [], "random", 40, [" have the note reference: ", " have the note moving: "])):
             errors = self.simulate(sensor, *options, motion=motion, samples=samples).stderr

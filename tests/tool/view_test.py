@@ -347,7 +347,7 @@ class Listening(Case):
 
 class Usage(Case):
     def test_wrong_usage(self):
-        for arguments, text in ((["--view-port=80"], "--view-port goes with --view"),
+        for arguments, text in ((["--view-port=80"], "--view-port requires --view"),
                                 (["--view", "--view-port=0"], "from 1 to 65535"),
                                 (["--view", "--view-port=65536"], "from 1 to 65535"),
                                 (["--view", "--view-port=x"], "--view-port: found"),

@@ -228,7 +228,7 @@ Sides readSides(const std::string& a, const std::string& b, const std::optional<
         std::swap(first, second);
     }
     if (note && kindOf(second) != SideKind::truth) {
-        throw Misuse("--note goes with a truth: neither file is one");
+        throw Misuse("--note requires a truth, and neither file is one");
     }
     const Columns columns = commonColumns(first, second);
     return {read(first, columns.first, note), read(second, columns.second, note), columns.named};
@@ -288,10 +288,9 @@ Side sideOf(const series::Series& rows)
 void warnOfNoRotation(const Side& side)
 {
     if (side.noRotation > 0) {
-        warn(
-            fmt::format("{}: in {} rows the matrix is not a rotation, first at {} ms: M M' or the determinant is up to "
-                        "{:.1e} off; they are left out",
-                        side.title, side.noRotation, side.firstNoRotation, side.mostOffRotation));
+        warn(fmt::format("{}: in {} rows the matrix is not a rotation, first at {} ms: M M' differs from the identity, "
+                         "or the determinant from 1, by up to {:.1e}; these rows are left out",
+                         side.title, side.noRotation, side.firstNoRotation, side.mostOffRotation));
     }
 }
 

@@ -138,7 +138,7 @@ void drawInWindow(const std::string& title, PictureSize size, const std::string&
     const platform::ProgramResult shown =
         runGnuplot({"-persist"}, kSettings + terminal + "\n" + script, platform::ProgramOutput::passedOn);
     if (shown.status == kNoWindows) {
-        throw Failure(kExitUnavailable, "this gnuplot opens no windows; give -o FILE, or install one that does: on "
+        throw Failure(kExitUnavailable, "this gnuplot cannot open windows; give -o FILE, or install one that does: on "
                                         "Debian apt-get install gnuplot-qt");
     }
     if (shown.status != 0) {

@@ -54,7 +54,7 @@ void tellFindings(const ParameterSource& source, const std::string& path, Checki
     }
     const std::uint32_t all = report.errors() + report.warnings();
     if (all > told) {
-        warn(std::to_string(all - told) + " more findings: kor prm check tells all");
+        warn(std::to_string(all - told) + " more findings: kor prm check prints all of them");
     }
     if (checking != Checking::strict || (report.errors() == 0 && status == kSuccess)) {
         return;

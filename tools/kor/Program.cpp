@@ -17,19 +17,19 @@ Described describedProgram()
     program.about =
         "A KOR sensor is a motorised target with six degrees of freedom that a laser tracker follows. kor feeds "
         "recordings of its raw readings to the library KORInterface, which turns them into calibrated angles, "
-        "corrected "
-        "tilts, temperatures and an orientation, and makes such recordings of a simulated sensor.\n\n"
+        "corrected tilts, temperatures and an orientation. kor also makes such recordings of a simulated sensor.\n\n"
         "kor SUBCOMMAND --help describes a subcommand.";
     program.more =
-        "The parameter file of sensor N is DIR/TgN.prm, in which DIR is a directory that the command line names.\n\n"
-        "An option's value stands behind it, as in --id 1005 or --id=1005. Behind -- there are arguments only.";
+        "The parameter file of sensor N is DIR/TgN.prm: the option --prm gives the directory DIR, and --id gives N.\n\n"
+        "The value of an option follows it, as in --id 1005 or --id=1005. Everything after -- is an argument, even if "
+        "it begins with a hyphen.";
     program.options = {
         {.names = {"-h", "--help"}, .text = "Print this help and exit"},
         {.names = {"--version"}, .text = "Print the version and exit"},
         {.names = {"--bash-completion"},
          .text = "Print a script that completes the command line in bash, and exit",
-         .more = "Packages have it installed already. Without them, eval \"$(kor --bash-completion)\" gives it to one "
-                 "shell"},
+         .more = "The packages install this script. Without them, eval \"$(kor --bash-completion)\" loads it into the "
+                 "current shell"},
         {.names = {"--manual"},
          .value = "DIR",
          .text = "Write the manual pages into a directory and exit",
@@ -45,25 +45,22 @@ Described describedProgram()
           "kor report sim_results.csv --truth sim_truth.csv --prm calibration --id 1005 -o report.html"}},
     };
     program.environment = {
-        {"DISPLAY",
-         "With this or WAYLAND_DISPLAY there is a desktop, on which kor plot opens a window unless it writes a "
-         "file"},
-        {"PATH", "Where gnuplot(1) is looked for"},
+        {"DISPLAY", "If DISPLAY or WAYLAND_DISPLAY is set, there is a desktop, on which kor plot opens a window unless "
+                    "-o names a file"},
+        {"PATH", "The directories in which gnuplot(1) is looked for"},
     };
     program.files = {
         {"DIR/TgN.prm", "The parameter file of sensor N, a text file"},
         {"NAME.csv, NAME.korraw", "A recording as CSV and as binary records of 68 bytes"},
         {"NAME.csv, NAME.korinfo", "Results as CSV and as binary"},
-        {".kor.*.tmp",
-         "Results that are not complete yet, beside the place where they will be. What a killed process has left is "
-         "removed by the next run that writes there. Files that are replaced keep their permissions; symbolic links "
-         "are "
-         "followed"},
+        {".kor.*.tmp", "Results that are not complete yet, in the directory where the complete file will be. If a "
+                       "killed process leaves such a file, the next run that writes into that directory removes it. A "
+                       "file that is replaced keeps its permissions; symbolic links are followed"},
         {"/usr/share/doc/kor-tools/docs/formats.md",
-         "All file formats, column by column. In an archive docs/formats.md"},
-        {"/usr/share/doc/kor-tools/docs/accuracy.md", "How exact the orientations are; frames, signs and units"},
+         "All file formats, column by column. In a release archive this file is docs/formats.md"},
+        {"/usr/share/doc/kor-tools/docs/accuracy.md", "How exact the orientations are"},
         {"/usr/share/doc/kor-tools/examples/uncertainty.json",
-         "Standard uncertainties of the inputs for kor accuracy --uncertainty"},
+         "Example for kor accuracy --uncertainty: the standard uncertainties of the inputs"},
         {"/usr/share/doc/kor-tools/data/polarizer",
          "A simulated sensor: parameter file, recording and true orientations"},
     };

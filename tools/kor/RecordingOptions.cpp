@@ -59,10 +59,9 @@ std::vector<std::string> rowEndings()
 void declareProgress(Subcommand& command, std::optional<std::string>& when)
 {
     command
-        .option(
-            "--progress", when, "WHEN",
-            "Line on standard error that says how far the run has come: auto (the default: when standard error is a "
-            "terminal), always or never")
+        .option("--progress", when, "WHEN",
+                "Show on standard error how far the run has come: always, never, or auto (the default: if standard "
+                "error is a terminal)")
         .takes(oneOf(progressWords()));
 }
 
@@ -84,7 +83,8 @@ void declareWindow(Subcommand& command, std::optional<std::string>& from, std::o
     command.option("--from", from, "MS", "Leave out " + rows + " before this time stamp");
     command.option("--to", to, "MS",
                    "Leave out " + rows +
-                       " after this time stamp. If --from is larger, the window lies across the wrap of the stamps");
+                       " after this time stamp. If --from is larger than --to, the window contains the wrap of the "
+                       "time stamps from 4294967295 to 0");
 }
 
 DescribedOption& declareSkipBad(Subcommand& command, bool& skipBad)

@@ -107,7 +107,7 @@ std::vector<Job> jobsOf(const ReplayPlan& plan, const std::vector<std::string>& 
     for (const auto& [stem, recording] : stems) {
         const std::string partial = platform::textOf(pathFrom(recordings::partialName(stem + extension)).stem());
         if (const auto other = stems.find(partial); other != stems.end()) {
-            throw Misuse(fmt::format("if {} breaks off, its results would take the place of those of {}",
+            throw Misuse(fmt::format("if {} breaks off, its partial results would replace the results of {}",
                                      shown(recording), shown(other->second)));
         }
     }
@@ -309,7 +309,7 @@ int replaySeveral(const ReplayPlan& plan, const ReplayRequest& request)
     fs::create_directories(pathFrom(directory), error);
     if (error || !fs::is_directory(pathFrom(directory), error)) {
         throw Failure(kExitCannotCreate, "cannot create the directory " + shown(directory) +
-                                             (error ? ": " + error.message() : ": it is something else already"));
+                                             (error ? ": " + error.message() : ": it exists and is not a directory"));
     }
 
     const std::size_t atATime = std::min({std::size_t{plan.jobs}, jobs.size(), platform::kMostChildren});

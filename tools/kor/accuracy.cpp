@@ -147,8 +147,8 @@ void warnIfOff(double off, int mode, const char* what)
 {
     constexpr double kOff = 0.01; // the pendulum's search stops a tenth of it away
     if (!(off <= kOff)) {
-        warn(fmt::format("in mount mode {} the model finds the sensor {:.2g} degrees from this pose; the {} is that of "
-                         "what it finds",
+        warn(fmt::format("in mount mode {} the orientation that the model finds is {:.2g} degrees from this pose; the "
+                         "{} is for the orientation found",
                          mode, off, what));
     }
 }
@@ -180,7 +180,7 @@ int runBudget(const AccuracyRequest& request, int only)
 int runUncertainty(const AccuracyRequest& request, int only)
 {
     if (request.poses) {
-        throw Misuse("--uncertainty takes no --poses");
+        throw Misuse("--uncertainty does not take --poses");
     }
     MonteCarloPlan plan;
     plan.trials = request.trials ? wholeOption<std::uint64_t>("--trials", *request.trials, 100, 1'000'000) : 10'000;
@@ -261,7 +261,7 @@ int runMeasurement(const AccuracyRequest& request, int only)
     picture.draw(findings);
     tell(fmt::format("seed: {}\n", seed));
     if (!sound) {
-        complain("the library is less exact than recorded: see the strata beyond their bounds");
+        complain("the library is less exact than recorded: see the strata whose errors exceed their bounds");
         return kExitBeyondBound;
     }
     return kExitOk;
@@ -274,7 +274,7 @@ int runAccuracy(const AccuracyRequest& request)
         throw Misuse("--budget and --uncertainty exclude each other");
     }
     if (request.trials && !request.uncertainty) {
-        throw Misuse("--trials goes with --uncertainty");
+        throw Misuse("--trials requires --uncertainty");
     }
     if (request.uncertainty) {
         return runUncertainty(request, only);
@@ -283,7 +283,7 @@ int runAccuracy(const AccuracyRequest& request)
         return runBudget(request, only);
     }
     if (request.pose || request.prm || request.id || request.force) {
-        throw Misuse("--pose, --prm, --id and --force go with --budget and --uncertainty");
+        throw Misuse("--pose, --prm, --id and --force require --budget or --uncertainty");
     }
     return runMeasurement(request, only);
 }
@@ -294,51 +294,55 @@ Command declareAccuracy(const CommandGroup& root)
 {
     const auto request = std::make_shared<AccuracyRequest>();
     Subcommand command(root, "accuracy", "Measure how exactly known poses are found again");
-    command.option("--mode", request->mode, "M", "One mount mode (default: all):\n" + mountModeNames("\n"))
+    command.option("--mode", request->mode, "M", "Only this mount mode (default: all):\n" + mountModeNames("\n"))
         .takes(oneOf(mountModeWords()));
-    command.option("--poses", request->poses, "N", "Poses of each stratum (default: 2000)");
+    command.option("--poses", request->poses, "N", "Number of poses in each stratum (default: 2000)");
     command.option("--seed", request->seed, "S", "Seed of the poses or trials (default: 1)");
     command.flag("--json", request->json, "Print JSON in place of the table");
     command
         .flag("--budget", request->budget,
               "Print how much the orientation turns per unit of each input and parameter, in place of the measurement")
-        .moreInManual("An angle's unit is also given in arc-seconds, that of a level's table at the level's reading");
+        .moreInManual("The unit of an angle is also given in arc-seconds. For a level, this is the slope of its table "
+                      "at the reading");
     command
         .option("--uncertainty", request->uncertainty, "FILE",
                 "Print the uncertainty of the orientation that follows from the standard uncertainties of the inputs, "
                 "which FILE states as JSON")
         .takes(fileNamed({"json"}))
-        .moreInManual("Standard and expanded (k = 2), in arc-seconds, by the law of propagation (JCGM 100:2008, 5.1.2) "
-                      "and by Monte Carlo through the model with its filters (JCGM 101:2008), with the share of each "
-                      "input. If the two differ, it says which one to believe and why");
+        .moreInManual(
+            "The standard and the expanded uncertainty (k = 2) are given in arc-seconds, by the law of propagation "
+            "(JCGM 100:2008, 5.1.2) and by Monte Carlo through the model with its filters (JCGM 101:2008), with the "
+            "share of each input. If the two ways differ, the output says which of them to believe and why");
     command
         .option("--trials", request->trials, "N",
                 "Monte Carlo trials of --uncertainty, 100 to 1000000 (default: 10000)")
-        .moreInManual("Each input alone is given a tenth of them, but no fewer than 100");
+        .moreInManual("The share of each input has trials of its own: a tenth of this number, but no fewer than 100");
     command
-        .option(
-            "--plot", request->plot, "FILE",
-            "Draw bars by stratum or by input as well, with gnuplot(1); the name of FILE ends in .svg, .png or .pdf")
+        .option("--plot", request->plot, "FILE",
+                "Also draw a bar chart by stratum or by input, with gnuplot(1). The name of FILE ends in .svg, .png or "
+                ".pdf")
         .takes(outputNamed(compressible(pictureEndings())));
     command.option("--pose", request->pose, "X,Y,Z,R,P,Y",
-                   "Pose of a budget or uncertainty: target point, mm; roll, pitch and yaw of the base, degrees "
-                   "(default: one that suits)");
+                   "Pose for --budget or --uncertainty: target point in mm, then roll, pitch and yaw of the base in "
+                   "degrees (default: a pose that suits the mount mode)");
     command
-        .option("--prm", request->prm, "DIR",
-                "Directory of a parameter file for a budget or an uncertainty (default: a typical sensor)")
+        .option(
+            "--prm", request->prm, "DIR",
+            "Directory of the parameter file for --budget or --uncertainty (default: the values of a typical sensor)")
         .takes(parameterDirectory());
     command.option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm").takes(sensorId());
     command.flag("--force", request->force, kForceHelp);
     declareProgress(command, request->progress);
-    command.about(
-        "True poses go through the inverse of the library and back through it. An error is the angle of the rotation "
-        "between the found and the true orientation. If the largest error of a stratum of poses exceeds its bound, the "
-        "exit status is 1.\n\n"
-        "In place of this measurement --budget and --uncertainty tell how the orientation follows its inputs.");
+    command.about("The raw readings of known poses are computed by the inverse of the library, and the library turns "
+                  "them into orientations again. The error of a pose is the angle of the rotation between the "
+                  "orientation found and the true one. The poses of each mount mode are grouped into strata. If the "
+                  "largest error of a stratum exceeds its bound, the exit status is 1.\n\n"
+                  "With --budget or --uncertainty, the command prints how the orientation depends on its inputs, in "
+                  "place of this measurement.");
     command.example("The errors in mount mode 5, over fewer poses than usual", {"kor accuracy --mode 5 --poses 50"});
     command.example("How far the orientation of sensor 1005 turns per unit of each input",
                     {"kor accuracy --budget --mode 5 --prm calibration --id 1005"});
-    command.example("The uncertainty of the orientation from those of the inputs",
+    command.example("The uncertainty of the orientation, from the uncertainties of the inputs",
                     {"kor accuracy --uncertainty examples/uncertainty.json --mode 5 --trials 1000"});
     return command.runs([request] { return runAccuracy(*request); });
 }

@@ -198,7 +198,8 @@ Command declareCompare(const CommandGroup& root)
     Subcommand command(root, "compare", "Compare two results, results with the truth, or two truths");
     command.required("A", request->first, "", "Results of kor replay or truth of kor simulate; - is standard input")
         .takes(fileNamed(resultEndings()));
-    command.required("B", request->second, "", "The same, to compare with").takes(fileNamed(resultEndings()));
+    command.required("B", request->second, "", "The file to compare it with, of the same kinds")
+        .takes(fileNamed(resultEndings()));
     std::vector<std::string> columns = comparableColumns();
     columns.insert(columns.begin(), std::string(kOrientation));
     Values tolerances = assignmentTo(std::move(columns));
@@ -207,21 +208,26 @@ Command declareCompare(const CommandGroup& root)
     }
     command
         .repeatable("--tolerance", request->tolerances, "VALUE",
-                    "Largest angle between the orientations, degrees, or with deg, arcsec or rad behind the number. "
-                    "COLUMN=VALUE: largest difference of a column, in its unit. Repeatable. Exit status 1 beyond it")
+                    "Largest angle allowed between the orientations, in degrees unless deg, arcsec or rad follows the "
+                    "number. COLUMN=VALUE: largest difference allowed in a column, in its unit. May be repeated. Exit "
+                    "status 1 if it is exceeded")
         .takes(tolerances);
     command.flag("--strict", request->strict,
-                 "Exit status 1 also if rows have no counterpart, or are usable on one side only");
-    command.option("--note", request->note, "NOTE", "Compare the rows of the truth with this note, not the valid ones")
+                 "Exit status 1 also if a row has no counterpart, or is usable in one of the files only");
+    command
+        .option("--note", request->note, "NOTE",
+                "Compare the rows of the truth that have this note, in place of the valid ones")
         .takes(oneOf({"ok", "range", "status", "nan", "reference", "level", "moving", "side"}));
     command.option("--lag", request->lag, "N",
-                   "Compare each row of the results (of A) with the row of the truth (of B) N before its own");
+                   "Compare each row of the results with the row of the truth that is N rows earlier; without a truth, "
+                   "each row of A with an earlier row of B");
     command.flag("--brief", request->brief, "Print one line: the angle between the orientations");
     command.flag("--json", request->json, "Print JSON in place of the table");
     command.about(
-        "Rows belong together if their time stamps are the same. Results are compared where their outcome is ok, a "
-        "truth where it is valid; all other rows are counted. Two files with nothing to compare end with status 65.",
-        "Of the angle between the orientations, and of every column that both files have, it prints the median, the "
+        "Rows belong together if their time stamps are the same. A row of results is compared if its outcome is ok, a "
+        "row of a truth if it is valid; all other rows are only counted. If there is nothing to compare, the exit "
+        "status is 65.",
+        "For the angle between the orientations, and for every column that both files have, it prints the median, the "
         "root mean square, the size that 99.9 % do not exceed, and the largest difference with its time stamp.");
     command.example("How far results are from the truth, and whether that is within a twentieth of an arc-second",
                     {"kor simulate --prm calibration --id 1005 --motion random -o sim.csv --truth sim_truth.csv",

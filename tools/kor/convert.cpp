@@ -345,9 +345,9 @@ int convert(const ConvertRequest& request)
         throw Failure(output->problem());
     }
     if (counts.unreadBytes > 0) {
-        warn(
-            fmt::format("{} records hold something in bytes that the engine does not read; CSV has no columns for them",
-                        counts.unreadBytes));
+        warn(fmt::format("{} records have contents in bytes that the engine does not read; CSV has no columns for "
+                         "them, so they are lost",
+                         counts.unreadBytes));
     }
     tell(summary(counts, plan, rows));
     return kExitOk;
@@ -362,24 +362,26 @@ Command declareConvert(const CommandGroup& root)
     command
         .requiredArguments(
             "FILES", request->files,
-            "IN... OUT: recordings, results or truths; several of one kind are joined in their order; - is "
-            "standard input and output. The name of OUT says the format: .csv, .korraw (recordings) or "
-            ".korinfo (results), compressed with .gz or .zst behind it")
+            "IN... OUT: one or more inputs and, last, the output. Inputs are recordings, results or truths; several of "
+            "one kind are joined in their order. The name of OUT gives the format: .csv, .korraw (recordings) or "
+            ".korinfo (results), and compression if .gz or .zst follows. - is standard input or standard output")
         .takes(outputNamed(rowEndings()));
     command
         .option("--format", request->format, "FORMAT",
-                "Format of OUT: csv, bin, or bare, the engine's records of results alone (default: by the name)")
+                "Format of OUT: csv, bin or bare; bare has only the engine's records of results, in binary (default: "
+                "by the name of OUT)")
         .takes(oneOf(wordsOf(formatChoices())));
     command
         .option("--input-format", request->inputFormat, "FORMAT",
-                "Format of the inputs: csv or bin (default: by name and content)")
+                "Format of the inputs: csv or bin (default: by their names and content)")
         .takes(oneOf(wordsOf(inputFormatChoices())));
     declareWindow(command, request->from, request->to, "rows");
     command.option("--every", request->every, "N", "Keep the first of every N rows");
     declareSkipBad(command, request->skipBad);
     declareProgress(command, request->progress);
-    command.about("The way to binary and back gives the same CSV, byte by byte. OUT appears under its name when it is "
-                  "complete. A summary goes to standard error.");
+    command.about("A CSV file that kor has written is the same, byte by byte, after it was converted to binary and "
+                  "back. OUT appears under "
+                  "its name when it is complete. A summary goes to standard error.");
     command.example("Two recordings as one, compressed", {"kor convert run.csv second.korraw both.csv.gz"});
     command.example("Every tenth row of the first second, as binary records",
                     {"kor convert --from 0 --to 999 --every 10 run.csv part.korraw"});

@@ -208,7 +208,7 @@ std::optional<Side> truthOf(const PlotPlan& plan, const std::vector<series::File
         return std::nullopt;
     }
     if (std::none_of(files.begin(), files.end(), [](const auto& file) { return file.kind() == Kind::results; })) {
-        throw Misuse("--truth goes with results: none of the files holds any");
+        throw Misuse("--truth requires results, and none of the files holds results");
     }
     series::File file = openedFile(*plan.truth);
     if (file.kind() != Kind::truth) {
@@ -322,14 +322,14 @@ Command declarePlot(const CommandGroup& root)
         .takes(fileNamed(rowEndings()));
     command
         .option("-o,--output", request->output, "FILE",
-                "Picture, of the kind that its name ends in: .svg, .png or .pdf (default: a window on the desktop)")
+                "File of the picture, whose name ends in .svg, .png or .pdf (default: a window on the desktop)")
         .takes(outputNamed(compressible(pictureEndings())))
-        .moreInManual("With .gz or .zst behind that it is compressed");
+        .moreInManual("If .gz or .zst follows, the picture is compressed");
     command
         .option("--truth", request->truth, "TRUTH",
                 "Truth of kor simulate: adds the error of the results, in arc-seconds, as an angle and about each axis")
         .takes(fileNamed(truthEndings()))
-        .moreInManual("The angle is that which kor compare finds");
+        .moreInManual("The angle is the one that kor compare finds");
     std::vector<std::string> columns;
     for (const Kind kind : {Kind::recording, Kind::results, Kind::truth}) {
         for (const recordings::Column& column : series::columnsOf(kind)) {
@@ -341,18 +341,18 @@ Command declarePlot(const CommandGroup& root)
     }
     command
         .option("--columns", request->columns, "NAMES",
-                "Columns to draw, with commas between them (default: angles, levels, temperatures; of a truth position "
-                "and axes)")
+                "Columns to draw, with commas between them (default: angles, levels and temperatures; for a truth, "
+                "position and axes)")
         .takes(listOf(std::move(columns)));
     declareWindow(command, request->from, request->to, "rows");
     command.option(
         "--size", request->size, "WxH",
-        "Width and height in pixels, of a PDF a hundred to the inch (default: 1200 wide, as high as needed)");
+        "Width and height in pixels; in a PDF, 100 pixels are an inch (default: 1200 wide, as high as needed)");
     declareSkipBad(command, request->skipBad);
     command.about(
-        "Lines break at gaps and where there is no orientation. The strip at the bottom tells gaps, rejected and "
-        "unusable samples, and the broken vertical line is where the reference was captured. Of every column of pixels "
-        "the smallest and the largest value are drawn, so that nothing is lost of millions of rows. The program "
+        "Lines break at gaps and where there is no orientation. The strip at the bottom shows gaps, rejected samples "
+        "and unusable samples, and the dashed vertical line shows where the reference was captured. In every column of "
+        "pixels the smallest and the largest value are drawn, so that no peak of millions of rows is lost. The program "
         "gnuplot(1) draws the picture and has to be installed.",
         "Columns that belong together are in one panel, and the panels are one above the other.");
     command.example("Results and their error, as a picture",

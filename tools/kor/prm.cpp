@@ -17,13 +17,13 @@ namespace kor::tool {
 std::vector<Command> declarePrm(const CommandGroup& root)
 {
     Subcommand command(root, "prm", "Check, show, compare and write parameter files");
-    command.about(
-        "A parameter file is a text file of one sensor, DIR/TgN.prm for the sensor N. kor prm SUBCOMMAND --help "
-        "describes a subcommand.",
-        "Its blocks and values are described in the page on file formats, see FILES in kor(1).");
-    command.example("A parameter file with names and units; the same as JSON, and the file that this describes",
-                    {"kor prm show calibration/Tg1005.prm", "kor prm json calibration/Tg1005.prm -o sensor.json",
-                     "kor prm from-json sensor.json -o Tg1005.prm", "kor prm diff calibration/Tg1005.prm Tg1005.prm"});
+    command.about("A parameter file is a text file of one sensor, DIR/TgN.prm for sensor N. kor prm SUBCOMMAND --help "
+                  "describes a subcommand.",
+                  "Its blocks and values are described in the page on file formats, see FILES in kor(1).");
+    command.example(
+        "Print a parameter file with names and units, convert it to JSON and back, and compare the two files",
+        {"kor prm show calibration/Tg1005.prm", "kor prm json calibration/Tg1005.prm -o sensor.json",
+         "kor prm from-json sensor.json -o Tg1005.prm", "kor prm diff calibration/Tg1005.prm Tg1005.prm"});
     const CommandGroup group = command.asGroup();
     return {declarePrmCheck(group), declarePrmShow(group),    declarePrmJson(group), declarePrmFromJson(group),
             declarePrmDiff(group),  declarePrmRewrite(group), declarePrmNew(group)};

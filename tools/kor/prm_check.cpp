@@ -190,7 +190,7 @@ std::string dumped(const Json& json)
 int describe(const CheckRequest& request)
 {
     if (!request.paths.empty() || (request.ranges && request.rules)) {
-        throw Misuse("--ranges and --rules each stand alone, without a file");
+        throw Misuse("--ranges and --rules are each given alone, without a file");
     }
     if (request.json) {
         print(dumped(request.ranges ? rangesJson() : rulesJson()));
@@ -286,20 +286,17 @@ Command declarePrmCheck(const CommandGroup& group)
     command
         .arguments(
             "FILE|DIR", request->paths,
-            "Parameter files, or directories with files Tg*.prm. The name TgN.prm says that the file must hold the "
-            "ID N")
+            "Parameter files, or directories with files Tg*.prm. A file whose name is TgN.prm must hold the ID N")
         .takes(fileNamed({"prm"}));
-    command
-        .option("--mode", request->mode, "N",
-                "Mount mode, 1 to 10, that the files are used with, in place of their own")
+    command.option("--mode", request->mode, "N", "Check the files for this mount mode, 1 to 10, in place of their own")
         .takes(oneOf(mountModeWords()));
     command.flag("--json", request->json, "Print JSON in place of lines");
-    command.flag("--notes", request->notes, "Print notes, too: what is worth knowing and not wrong");
-    command.flag("--ranges", request->ranges, "Print the plausible range of every field and end");
-    command.flag("--rules", request->rules, "Print the rules of the check and end");
+    command.flag("--notes", request->notes, "Also print notes: facts that are worth knowing, but not wrong");
+    command.flag("--ranges", request->ranges, "Print the plausible range of every field and exit");
+    command.flag("--rules", request->rules, "Print the rules of the check and exit");
     command.about(
-        "Each finding has its line, what was found, what was expected and what to do. Status 66, for a file that "
-        "cannot be opened, comes before 65, and that before 1.");
+        "Each finding gives its line, what was found, what was expected and what to do. With several files, exit "
+        "status 66 (a file cannot be opened) has precedence over 65 (errors), and 65 over 1 (warnings).");
     command.example("The parameter files of a directory", {"kor prm check calibration"});
     command.example("The rules of the check", {"kor prm check --rules"});
     return command.runs([request] { return check(*request); });

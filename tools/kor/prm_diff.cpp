@@ -125,13 +125,12 @@ Command declarePrmDiff(const CommandGroup& group)
     command.required("A", request->a, "", "The first parameter file; - is standard input").takes(fileNamed({"prm"}));
     command.required("B", request->b, "", "The second parameter file").takes(fileNamed({"prm"}));
     command.option("--tolerance", request->tolerance, "T",
-                   "Numbers may differ by so much, in the unit of each (default: 0)");
-    command.flag("--all", request->all, "List every row of a table that differs, not ten");
+                   "Largest difference allowed between two numbers, in their unit (default: 0)");
+    command.flag("--all", request->all, "List every row of a table that differs, not only the first ten");
     command.flag("--json", request->json, "Print JSON in place of text, with every row");
-    command.about(
-        "Values are compared as the library stores them: 1.5 and 1.500000 are the same, and so are two that are "
-        "not a number. Rows of tables of different lengths are matched by their readings.");
-    command.example("Whether a parameter file is the same after its way to JSON and back",
+    command.about("Values are compared as the library stores them: 1.5 and 1.500000 are the same, and so are two "
+                  "values that are both nan. If two tables differ in length, their rows are matched by the readings.");
+    command.example("Whether a parameter file is the same after it was converted to JSON and back",
                     {"kor prm json calibration/Tg1005.prm -o sensor.json",
                      "kor prm from-json sensor.json -o Tg1005.prm", "kor prm diff calibration/Tg1005.prm Tg1005.prm"});
     return command.runs([request] { return runDiff(*request); });

@@ -42,9 +42,9 @@ Command declarePrmFromJson(const CommandGroup& group)
         .takes(fileNamed({"json"}));
     command.option("-o,--output", request->output, "FILE", "The parameter file, DIR/TgN.prm (default: standard output)")
         .takes(outputNamed({"prm"}));
-    command.about(
-        "Each number has the shortest text that reads back as the same float. The same JSON text gives the same "
-        "bytes on every system.");
+    command.about("Each number is written as the shortest text that reads back as the same float. The same JSON text "
+                  "gives the same "
+                  "bytes on every system.");
     command.example(
         "A parameter file from the JSON text of another",
         {"kor prm json calibration/Tg1005.prm -o sensor.json", "kor prm from-json sensor.json -o Tg1005.prm"});

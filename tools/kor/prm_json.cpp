@@ -38,13 +38,12 @@ Command declarePrmJson(const CommandGroup& group)
     const auto request = std::make_shared<JsonRequest>();
     Subcommand command(group, "json", "Print a parameter file as JSON");
     command.required("FILE", request->file, "", "The parameter file; - is standard input").takes(fileNamed({"prm"}));
-    command.option("-o,--output", request->output, "OUT", "Where the JSON text goes (default: standard output)")
+    command.option("-o,--output", request->output, "OUT", "File of the JSON text (default: standard output)")
         .takes(outputNamed({"json"}));
-    command.about(
-        "Each block is a member with the block's title for its name. kor prm from-json makes the parameter file "
-        "again, in which every value is the same to the last bit.",
-        "It warns of values that could not be read, which are null, and of text that the library ignores, which "
-        "is left out.");
+    command.about("Each block is a member whose name is the title of the block. kor prm from-json makes a parameter "
+                  "file from the JSON text, in which every value is the same to the last bit.",
+                  "A value that cannot be read becomes null, and text that the library ignores is left out; a warning "
+                  "tells of both.");
     command.example("The parameter file of sensor 1005 as JSON",
                     {"kor prm json calibration/Tg1005.prm -o sensor.json"});
     return command.runs([request] { return runJson(*request); });

@@ -127,13 +127,13 @@ Command declarePrmNew(const CommandGroup& group)
     Subcommand command(group, "new", "Make a parameter file of a sensor without deviations");
     command.required("--mode", request->mode, "M", "Mount mode:\n" + mountModeNames("\n"))
         .takes(oneOf(mountModeWords()));
-    command.option("--id", request->id, "N", "Sensor ID (default: that in the name of FILE)");
+    command.option("--id", request->id, "N", "Sensor ID (default: the ID in the name of FILE)");
     command.option("-o,--output", request->output, "FILE", "The parameter file, DIR/TgN.prm (default: standard output)")
         .takes(outputNamed({"prm"}));
     command.flag("--force", request->force, "Replace a file that exists already");
-    command.about(
-        "Offsets are 0, gains 1, matrices the identity and tables straight lines: every value is there to be replaced. "
-        "Blocks that the mount mode does not read are left out.");
+    command.about("Offsets are 0, gains 1, matrices the identity and tables straight lines; replace them by the values "
+                  "of the sensor. "
+                  "Blocks that the mount mode does not read are left out.");
     command.example("A file for sensor 7 in mount mode 5", {"kor prm new --mode 5 -o Tg7.prm"});
     return command.runs([request] { return runNew(*request); });
 }

@@ -303,10 +303,10 @@ Command declarePrmRewrite(const CommandGroup& group)
     command.about(
         "Prints what the rewriting has dropped, added or rounded to six decimals. The library rewrites only files that "
         "end before the block \"Mounting Mode\"; if it refuses, the file stays as it was.",
-        "A file that the user may not write is refused, and so is every file while the current directory holds "
-        "$tmp.prm, the name of the library's copy. If the rewritten file could not be read, the backup takes its place "
-        "again. A killed run can leave the backup and the copy.");
-    command.example("A parameter file that ends before that block",
+        "A file that the user may not write is refused, and so is every file while the current directory holds a file "
+        "$tmp.prm, because the library gives its copy this name. If the rewritten file cannot be read, the backup "
+        "takes its place again. A run that is killed can leave the backup and the copy.");
+    command.example("Cut a copy of a parameter file off before the block \"Mounting Mode\", and rewrite the copy",
                     {"sed '/^Mounting Mode/,$d' calibration/Tg1005.prm >Tg1005.prm", "kor prm rewrite Tg1005.prm"});
     return command.runs([request] { return runRewrite(*request); });
 }

@@ -37,9 +37,8 @@ Command declarePrmShow(const CommandGroup& group)
     Subcommand command(group, "show", "Print a parameter file with names and units");
     command.required("FILE", request->file, "", "The parameter file; - is standard input").takes(fileNamed({"prm"}));
     command.flag("--rows", request->rows, "Print every row of the tables");
-    command.about(
-        "Says of each block its line, and of each block and value whether the orientation depends on it in the "
-        "file's mount mode.");
+    command.about("It prints the line of each block, and tells for each block and value whether the orientation "
+                  "depends on it in the mount mode of the file.");
     command.example("The parameter file of sensor 1005", {"kor prm show calibration/Tg1005.prm"});
     return command.runs([request] { return runShow(*request); });
 }

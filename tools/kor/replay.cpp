@@ -54,9 +54,9 @@ ReplayPlan understood(const ReplayRequest& request)
             (*plan.psd)[i] = wholeOption<std::int32_t>("--psd", parts[i]);
         }
         if (plan.psd->back() == 0) {
-            throw Misuse(fmt::format("--psd: found {}, expected a DIVISOR other than 0, with which the reading has no "
-                                     "effect",
-                                     inQuotes(*request.psd)));
+            throw Misuse(
+                fmt::format("--psd: found {}, expected a DIVISOR other than 0; with 0 the reading has no effect",
+                            inQuotes(*request.psd)));
         }
     }
     plan.store = request.store;
@@ -88,7 +88,7 @@ ReplayPlan understood(const ReplayRequest& request)
     plan.view = request.view;
     if (request.viewPort) {
         if (!request.view) {
-            throw Misuse("--view-port goes with --view");
+            throw Misuse("--view-port requires --view");
         }
         plan.viewPort = wholeOption<std::uint16_t>("--view-port", *request.viewPort, 1);
     }
@@ -164,90 +164,96 @@ Command declareReplay(const CommandGroup& root)
     Subcommand command(root, "replay", "Feed recordings to an engine and write its results");
     command
         .requiredArguments("RECORDING", request->recordings,
-                           "CSV or binary (.korraw), as it is or compressed by gzip or zstd; - is standard input. "
-                           "Several run side by side, each in a process of its own")
+                           "A recording, CSV or binary (.korraw), which may be compressed by gzip or zstd; - is "
+                           "standard input. Several recordings are replayed side by side, each in a process of its own")
         .takes(fileNamed(recordingEndings()));
     command.required("--prm", request->prm, "DIR", "Directory of the parameter file").takes(parameterDirectory());
     command.required("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm").takes(sensorId());
     command
         .option("-o,--output", request->output, "RESULTS",
-                "Where the results go, compressed when the name ends in .gz or .zst (default: standard output). For "
-                "several recordings the directory to put them in")
+                "File of the results, compressed if the name ends in .gz or .zst (default: standard output). For "
+                "several recordings: directory of their results")
         .takes(outputNamed(resultEndings()));
     command
         .option("--format", request->format, "FORMAT",
-                "Format of the results: csv, bin, or bare, the engine's records alone (default: bin when RESULTS ends "
-                "in .korinfo, otherwise csv)")
+                "Format of the results: csv, bin or bare; bare has only the engine's records, in binary (default: bin "
+                "if RESULTS ends in .korinfo, otherwise csv)")
         .takes(oneOf(wordsOf(formatChoices())))
-        .moreInManual("The format bin has all columns behind a header");
+        .moreInManual("The format bin has a header and, after it, all columns");
     command
-        .option("--input-format", request->input, "FORMAT",
-                "Format of the recordings: csv or bin (default: by .csv or .korraw, otherwise by content)")
+        .option(
+            "--input-format", request->input, "FORMAT",
+            "Format of the recordings: csv or bin (default: by the ending .csv or .korraw, otherwise by the content)")
         .takes(oneOf(wordsOf(inputFormatChoices())))
-        .moreInManual("A file that does not look like what its name says is refused; this option overrides that");
+        .moreInManual("A file whose content does not match its name is refused, unless this option is given");
     declareWindow(command, request->from, request->to, "samples");
     command
-        .option("--mode", request->mode, "N", "Mount mode in place of the parameter file's:\n" + mountModeNames("\n"))
+        .option("--mode", request->mode, "N",
+                "Mount mode in place of that in the parameter file:\n" + mountModeNames("\n"))
         .takes(oneOf(mountModeWords()));
     command
         .option("--mcs", request->mcs, "on|off",
-                "Machine (on, the default) or local (off) coordinates in mount modes below 7")
+                "Machine coordinates (on, the default) or local coordinates (off; in mount modes 1 to 6 only)")
         .takes(oneOf(wordsOf(mcsChoices())));
     command.option("--psd", request->psd, "F,S,D",
-                   "Reading of the position-sensitive detector: first, second, divisor, which must not be 0. It has an "
-                   "effect in mount modes 7 to 10, with --store");
+                   "Reading of the position-sensitive detector: first, second and divisor; the divisor must not be 0. "
+                   "Only for mount modes 7 to 10, together with --store");
     command.flag("--store", request->store,
-                 "Load the parameter store: the detector's coefficients and, in mount modes 9 and 10, the dynamic "
-                 "parameters. It has an effect in mount modes 7 to 10");
-    declareSkipBad(command, request->skipBad).moreInManual("If nothing is left, the exit status is 65");
+                 "Load the parameter store of the engine from the parameter file: the detector's coefficients and, in "
+                 "mount modes 9 and 10, the dynamic parameters. Only for mount modes 7 to 10");
+    declareSkipBad(command, request->skipBad).moreInManual("If none is left, the exit status is 65");
     command
         .flag("--repair", request->repair,
-              "Go on with fresh values and a new engine behind a sample that is not finite and would spoil all that "
-              "follow: mount modes 9 and 10, or --mcs off with such a sample as the reference")
-        .moreInManual("From there on the results are those of a new process, whose filters have to fill again and "
-                      "which captures a reference of its own. Each repair is told, and the summary counts them");
+              "Go on with fresh values and a new engine after a sample that is not finite and would spoil all samples "
+              "that follow. Such samples exist in mount modes 9 and 10, and with --mcs off if the reference is "
+              "captured from one")
+        .moreInManual(
+            "From there on, the results are those of a new process: its filters have to fill again, and it captures a "
+            "reference of its own. A warning tells of a repair, and the summary counts all of them");
     command.flag("--force", request->force, kForceHelp);
     command.hiddenFlag("--checked", request->checked);
     command.hiddenOption("--child-of", request->childOf);
     command.flag("--strict", request->strict,
-                 "Exit status 65 if a sample has no usable orientation. Those before the reference and the first ones "
-                 "of a model with filters do not count");
+                 "Exit status 65 if a sample has no usable orientation. The samples before the reference, and the "
+                 "first samples of a model with filters, do not count");
     command
-        .option("--summary", request->summary, "FORM",
-                "Form of the summary: text (the default) or json, one object that holds all messages, too")
+        .option(
+            "--summary", request->summary, "FORM",
+            "Form of the summary: text (the default), or json: one object, which also holds all warnings and errors")
         .takes(oneOf(wordsOf(summaryChoices())));
-    command.flag("-q,--quiet", request->quiet, "No summary; errors and warnings only");
+    command.flag("-q,--quiet", request->quiet, "Print errors and warnings, but no summary");
     declareProgress(command, request->progress);
-    command.option("--jobs", request->jobs, "N", "Processes at a time, 1 to 256 (default: one per core)");
+    command.option("--jobs", request->jobs, "N",
+                   "Number of recordings that are replayed at a time, 1 to 256 (default: one per core)");
     command
         .option("--threads", request->threads, "N",
-                "Threads that share the work on one recording, 1 to 256 (default: one per core, of several recordings "
-                "at a time each its share; 1 for a live one)")
-        .moreInManual("One reads, one feeds the engine, others make and write the results, which are the same with any "
-                      "number of threads. More than eight find nothing to do");
+                "Threads that share the work on one recording, 1 to 256 (default: one per core, divided among the "
+                "recordings that are replayed at a time; 1 for a live recording)")
+        .moreInManual("One thread reads, one feeds the engine, and the others make and write the results, which are "
+                      "the same with any number of threads. More than eight threads are of no use");
     command
         .flag("--view", request->view,
-              "Show the results in a browser while they come: serve a page on 127.0.0.1, print its address, and go on "
-              "until an interrupt. For one recording")
-        .moreInManual(
-            "No other host reaches that address; it is printed on standard error, of a live recording before its first "
-            "byte comes. Charts, orientation in space and findings are those of kor report, and go on with the rows. A "
-            "viewer that is slow or goes does not delay the replay. The replay itself is as without the option. After "
-            "its summary the page is served on until an interrupt or a termination, and the exit status is that of the "
-            "replay. An interrupt during a live recording ends both");
+              "Show the results of one recording in a browser while they are made: serve a page on 127.0.0.1 until an "
+              "interrupt, and print its address")
+        .moreInManual("No other host can reach that address. It is printed on standard error; for a live recording, "
+                      "before the first byte comes. The page has the charts, the orientation in space and the findings "
+                      "of kor report, and follows the rows as they come. A browser that is slow or is closed does not "
+                      "delay the replay, and the results are the same as without this option. After the summary, the "
+                      "page is served until an interrupt or a termination; the exit status is that of the replay. An "
+                      "interrupt during a live recording ends both the replay and the page");
     command.option("--view-port", request->viewPort, "N", "Port of the page, 1 to 65535 (default: a free one)");
-    command.about(
-        "A summary goes to standard error. Results appear under their name when they are complete. If the recording "
-        "breaks off, those before the break are in NAME.partial.csv.\n\n"
-        "A recording that is not a regular file, a pipe for example, is live: results are written whenever the next "
-        "row "
-        "has yet to come, and an interrupt or a termination keeps those of all rows that have been read.\n\n"
-        "Several recordings end with the first status in their order that is not 0.",
-        "A recording whose process a signal has ended counts as 128 plus the number of the signal. If a run leaves no "
-        "results, a file of that name that existed before stays as it was.");
+    command.about("A summary goes to standard error. The results appear under their name when they are complete. If "
+                  "the recording breaks off, the results before the break are in NAME.partial.csv.\n\n"
+                  "A recording that is not a regular file, a pipe for example, is live: the results are written out "
+                  "whenever kor has to wait for the next row, and an interrupt or a termination keeps the results of "
+                  "all rows that have been read.\n\n"
+                  "With several recordings, the exit status is that of the first one, in the order of the command "
+                  "line, whose status is not 0.",
+                  "If a signal ends the process of a recording, the status of the recording is 128 plus the number of "
+                  "the signal. If a run leaves no results, an older file with their name stays as it was.");
     command.example("Orientations of a recording of sensor 1005, whose parameter file is calibration/Tg1005.prm",
                     {"kor replay --prm calibration --id 1005 run.csv -o run_results.csv"});
-    command.example("Ten seconds of it, in local coordinates, on standard output",
+    command.example("Ten seconds of the same recording, in local coordinates, on standard output",
                     {"kor replay --prm calibration --id 1005 --mcs off --from 0 --to 10000 run.csv"});
     command.example("Two recordings side by side, with their results in the directory out",
                     {"kor replay --prm calibration --id 1005 run.csv second.korraw -o out"});

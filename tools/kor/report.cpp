@@ -73,10 +73,10 @@ int report(const ReportRequest& request)
         throw Misuse("--prm and --id go together");
     }
     if (request.mode && !request.prm) {
-        throw Misuse("--mode goes with --prm and --id");
+        throw Misuse("--mode requires --prm and --id");
     }
     if (request.truth && (request.file == "-" || *request.truth == "-")) {
-        throw Misuse("with --truth both files have to be named: the results are read twice");
+        throw Misuse("with --truth, FILE and TRUTH must not be -: the files are read twice");
     }
     std::vector<UsedFile> used = {{request.file, "the file that is reported"}};
     if (request.truth) {
@@ -111,23 +111,25 @@ Command declareReport(const CommandGroup& root)
         .takes(fileNamed(rowEndings()));
     command.required("-o,--output", request->output, "PAGE", "The page, report.html for example; - is standard output")
         .takes(outputNamed({"html"}));
-    command.option("--truth", request->truth, "TRUTH", "Truth of kor simulate: adds the error against it")
+    command.option("--truth", request->truth, "TRUTH", "Truth of kor simulate: adds the error of the rows against it")
         .takes(fileNamed(truthEndings()))
         .moreInManual("The figures are those of kor compare");
     command.option("--prm", request->prm, "DIR", "Directory of the parameter file that the rows were made with")
         .takes(parameterDirectory())
-        .moreInManual("It adds the findings of its check, its blocks with units, model and mount mode");
+        .moreInManual(
+            "It adds the findings of the check of that file, its blocks with units, the model and the mount mode");
     command.option("--id", request->id, "N", "Sensor ID: the parameter file is DIR/TgN.prm").takes(sensorId());
     command
         .option("--mode", request->mode, "N",
-                "Mount mode, 1 to 10, that the rows were made with, in place of the file's own")
+                "Mount mode, 1 to 10, that the rows were made with, in place of that in the parameter file")
         .takes(oneOf(mountModeWords()));
     command.about(
-        "The page is one file that opens without a network. It has at most 8 MB, with fewer details of long "
-        "files than of short ones; it says which.",
+        "The page is one file that opens without a network. It has at most 8 MB. Of a long file it shows fewer details "
+        "than of a short one, and it says which are left out.",
         "It shows findings first, then the orientation in space with a slider, charts with one window and one "
-        "cursor, a table of unusable stretches, and the error and the parameters if they are given. Of files "
-        "that do not fit, it holds the smallest and the largest values of so many rows as it says.");
+        "cursor, a table of unusable stretches, and, if they are given, the error against the truth and the "
+        "parameters. If not all rows of a file fit, each point of the charts stands for several rows, whose smallest "
+        "and largest values it shows; the page says how many.");
     command.example("A page about the results of a simulated recording",
                     {"kor simulate --prm calibration --id 1005 --motion random -o sim.csv --truth sim_truth.csv",
                      "kor replay --prm calibration --id 1005 sim.csv -o sim_results.csv",

@@ -247,7 +247,7 @@ void warnIfNoneIsValid(const Validity& validity, std::uint64_t samples, std::uin
         return;
     }
     if (samples == 0) {
-        warn("no sample is valid: all of them were dropped");
+        warn("no sample is valid: all samples were dropped");
         return;
     }
     std::string reasons;
@@ -284,7 +284,7 @@ int simulate(const SimulateRequest& request)
     mode = otherMode.value_or(mode);
     plan.sensor = sensorOf(prm, mode);
     if (ModelOf(mode) == Model::twoLevels && plan.rate != 100.0) {
-        warn(fmt::format("mount mode {} takes its samples to be 10 ms apart, also with another --rate", mode));
+        warn(fmt::format("mount mode {} assumes that its samples are 10 ms apart, even if --rate is not 100", mode));
     }
 
     std::unique_ptr<Motion> motion = builtInMotion(request.motion, mode, plan.seed);
@@ -355,52 +355,56 @@ Command declareSimulate(const CommandGroup& root)
         .takes(motions);
     command
         .option("-o,--output", request->output, "REC",
-                "Where the recording goes: CSV, or binary when REC ends in .korraw; compressed when it ends in .gz or "
-                ".zst (default: standard output)")
+                "File of the recording: CSV, or binary if REC ends in .korraw; compressed if .gz or .zst follows "
+                "(default: standard output)")
         .takes(outputNamed(recordingEndings()));
-    command.option("--truth", request->truth, "TRUTH", "CSV of the true poses, line by line for the same samples")
+    command
+        .option("--truth", request->truth, "TRUTH",
+                "File of the true poses: CSV with one line for each sample of the recording")
         .takes(outputNamed(truthEndings()))
-        .moreInManual("It appears together with REC or not at all");
+        .moreInManual("TRUTH and REC appear together or not at all");
     command.option("--format", request->format, "FORMAT", "Format of the recording: csv or bin")
         .takes(oneOf(wordsOf(inputFormatChoices())));
     command
-        .option("--mode", request->mode, "N", "Mount mode in place of the parameter file's:\n" + mountModeNames("\n"))
+        .option("--mode", request->mode, "N",
+                "Mount mode in place of that in the parameter file:\n" + mountModeNames("\n"))
         .takes(oneOf(mountModeWords()));
-    command.option("--samples", request->samples, "N", "Samples, dropped ones included (default: 1000)");
+    command.option("--samples", request->samples, "N", "Number of samples, dropped ones included (default: 1000)");
     command.option("--rate", request->rate, "HZ", "Samples per second (default: 100)");
-    command.option("--seed", request->seed, "S", "Seed of everything random (default: 1)");
+    command.option("--seed", request->seed, "S", "Seed of all random numbers (default: 1)");
     command.option("--start-stamp", request->startStamp, "MS", "Time stamp of the first sample (default: 0)");
     command
         .option("--reference", request->reference, "N", "The reference may be captured from sample N on (default: 20)")
-        .moreInManual("Before, hold and gate keep it back: both in the first half, then the gate alone, in the last "
-                      "quarter the hold alone");
+        .moreInManual("Before sample N, the columns referenceHold and referenceGate prevent that: both in the first "
+                      "half of these samples, then the gate alone, and in the last quarter the hold alone");
     const Values channels = assignmentTo(columnNames());
     command
         .repeatable("--noise", request->noise, "C=S",
-                    "Normal noise of standard deviation S on column C of the recording. Repeatable, as are the next "
-                    "three")
+                    "Add normal noise of standard deviation S to column C of the recording. May be repeated, like the "
+                    "next three options")
         .takes(channels);
-    command.repeatable("--bias", request->bias, "C=V", "V added to column C").takes(channels);
+    command.repeatable("--bias", request->bias, "C=V", "Add V to column C").takes(channels);
     command
-        .repeatable("--quantise", request->quantised, "C=Q", "Column C rounded to multiples of Q, after bias and noise")
+        .repeatable("--quantise", request->quantised, "C=Q", "Round column C to multiples of Q, after bias and noise")
         .takes(channels);
-    command.repeatable("--time-jump", request->jumps, "N=MS", "From sample N on the clock runs MS ahead (or behind)");
+    command.repeatable("--time-jump", request->jumps, "N=MS",
+                       "From sample N on, the clock is MS milliseconds ahead (behind if MS is negative)");
     command.option("--drop", request->dropped, "P", "Probability that a sample is lost");
     command.option("--bad-status", request->badStatus, "P", "Probability that a sample's status is 0, 1 or 3");
-    command.option("--level-out", request->levelOut, "P", "Probability that a level reads beyond its table");
+    command.option("--level-out", request->levelOut, "P",
+                   "Probability that the reading of a level is beyond its table");
     command.option("--nan", request->nan, "P", "Probability that one value of a sample is replaced by nan");
     command.flag("--force", request->force, kForceHelp);
     declareProgress(command, request->progress);
     command.about(
         "The same command gives the same bytes on every platform. A summary with the seed goes to standard error.",
-        "The motion goes through the inverse of everything that the engine does. The truth tells of each sample "
-        "whether "
-        "the engine's orientation can be compared with it; kor compare does that. Columns of recordings, truths and "
-        "way-points are described in the page on file formats, see FILES in kor(1).");
+        "The raw readings are computed from the motion by the inverse of everything that the engine does. The truth "
+        "tells for each sample whether the engine's orientation can be compared with it; kor compare does that. The "
+        "columns of recordings, truths and way-points are described in the page on file formats, see FILES in kor(1).");
     command.example("A simulated recording with its truth",
                     {"kor simulate --prm calibration --id 1005 --motion random -o sim.csv --truth sim_truth.csv"});
     command.example(
-        "One with noise of a thousandth of a degree on the azimuth encoder, as binary records",
+        "A recording with noise of a thousandth of a degree on the azimuth encoder, as binary records",
         {"kor simulate --prm calibration --id 1005 --motion circle --noise azimuthRaw=0.001 -o noisy.korraw"});
     return command.runs([request] { return simulate(*request); });
 }
