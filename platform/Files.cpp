@@ -167,6 +167,7 @@ namespace {
 
 constexpr std::string_view kTemporaryBegin = ".kor.";
 constexpr std::string_view kTemporaryEnd = ".tmp";
+constexpr std::string_view kLastingEnd = ".old";
 
 // Short, because the target's name may be as long as the file system allows.
 std::string temporaryName(unsigned number, std::string_view end)
@@ -206,8 +207,9 @@ void removeAbandonedFiles(const fs::path& directory)
 
 // A file that is to be replaced, so that it can come back.
 struct Kept {
-    std::string name; // empty when there was none
-    File claim;       // open for as long as the name is not to be taken for abandoned
+    std::string name;    // empty when there was none
+    File claim;          // open for as long as the name is not to be taken for abandoned
+    std::string lasting; // another name, which those who look for abandoned files pass over
 };
 
 // Gives what stands at a path a second name, which is that of a temporary file. Where the file system has no second
@@ -225,15 +227,18 @@ bool keepUnderAnotherName(const std::string& path, Kept& kept)
     constexpr unsigned kMostNames = 100;
     const fs::path target = pathFrom(path);
     for (unsigned number = 0; number < kMostNames; ++number) {
-        fs::path other = target.parent_path() / temporaryName(number, kTemporaryEnd);
+        const fs::path other = target.parent_path() / temporaryName(number, kTemporaryEnd);
+        const fs::path lasting = target.parent_path() / temporaryName(number, kLastingEnd);
+        std::string name = textOf(other); // memory may run out, so before the file has the name
+        kept.lasting = textOf(lasting);
         std::error_code error;
         fs::create_hard_link(target, other, error);
         if (error && error != std::errc::file_exists) {
-            other = target.parent_path() / temporaryName(number, ".old");
-            fs::rename(target, other, error);
+            name = kept.lasting;
+            fs::rename(target, lasting, error);
         }
         if (!error) {
-            kept.name = textOf(other);
+            kept.name = std::move(name);
             return true;
         }
         errno = error.value();
@@ -242,6 +247,19 @@ bool keepUnderAnotherName(const std::string& path, Kept& kept)
         }
     }
     return false;
+}
+
+// Without memory: nothing may be lost for want of it.
+void putBack(Kept& kept, const std::string& target, std::string* former) noexcept
+{
+    if (renameFile(kept.name, target, false) == Renamed::yes) {
+        removeFile(kept.name); // which is still there when both are names of one file
+        return;
+    }
+    const bool lasts = kept.name == kept.lasting || renameFile(kept.name, kept.lasting, false) == Renamed::yes;
+    if (former != nullptr) {
+        *former = std::move(lasts ? kept.lasting : kept.name);
+    }
 }
 
 } // namespace
@@ -311,7 +329,7 @@ bool TemporaryFile::takePlaceOf(const std::string& target)
     return takeTheirPlaces({{this, target}}) == 1;
 }
 
-std::size_t TemporaryFile::takeTheirPlaces(const std::vector<Placing>& placings)
+std::size_t TemporaryFile::takeTheirPlaces(const std::vector<Placing>& placings, std::string* former)
 {
     const EndingSignalsWait untilAllOrNoneIsThere;
     std::vector<Kept> kept(placings.size());
@@ -329,8 +347,7 @@ std::size_t TemporaryFile::takeTheirPlaces(const std::vector<Placing>& placings)
         for (std::size_t i = 0; i <= done; ++i) {
             kept[i].claim = File();
             if (!kept[i].name.empty()) {
-                renameFile(kept[i].name, placings[i].target, false);
-                removeFile(kept[i].name); // which is still there when both are names of one file
+                putBack(kept[i], placings[i].target, former);
             } else if (i < done) {
                 removeFile(placings[i].target);
             }

@@ -227,7 +227,8 @@ public:
     /// Gives several files their places: all of them or none. An ending signal waits meanwhile.
     /// Returned  result  the first one whose place cannot be taken, as lastError() says; then what stood at the
     ///                   others is back there. The number of all if there is none
-    static std::size_t takeTheirPlaces(const std::vector<Placing>& placings);
+    ///           former  the file with what stood at another one's place, if the system does not let it go back there
+    static std::size_t takeTheirPlaces(const std::vector<Placing>& placings, std::string* former = nullptr);
 
 private:
     std::string m_path;

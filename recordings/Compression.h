@@ -29,7 +29,8 @@ bool hasExtension(std::string_view path, std::string_view extension);
 /// What the format is called in messages.
 std::string_view nameOf(Compression compression);
 
-/// Unpacks one file, of one or several compressed pieces that stand one behind the other.
+/// Unpacks one file, of one or several compressed pieces that stand one behind the other. Without memory it throws
+/// std::bad_alloc, and so does a packer.
 class Unpacker {
 public:
     virtual ~Unpacker() = default;

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <new>
 
 #include <zlib.h>
 
@@ -15,6 +16,14 @@ constexpr int kGzip = 16;   // added to the window: with gzip's header and check
 constexpr int kMemory = 8;  // zlib's default
 constexpr int kUnknownSystem = 255;
 
+// The lack of memory is not a fault of the data or of the disk.
+void throwIfZlibLacksMemory(int code)
+{
+    if (code == Z_MEM_ERROR) {
+        throw std::bad_alloc();
+    }
+}
+
 uInt bounded(std::size_t size)
 {
     return static_cast<uInt>(std::min<std::size_t>(size, std::numeric_limits<uInt>::max()));
@@ -22,12 +31,7 @@ uInt bounded(std::size_t size)
 
 class GzipUnpacker final : public Unpacker {
 public:
-    GzipUnpacker()
-    {
-        if (inflateInit2(&m_stream, kWindow + kGzip) != Z_OK) {
-            m_fault = "there is no memory for it";
-        }
-    }
+    GzipUnpacker() { throwIfZlibLacksMemory(inflateInit2(&m_stream, kWindow + kGzip)); }
     ~GzipUnpacker() override { inflateEnd(&m_stream); }
     GzipUnpacker(const GzipUnpacker&) = delete;
     GzipUnpacker& operator=(const GzipUnpacker&) = delete;
@@ -50,6 +54,7 @@ public:
         const uInt given = m_stream.avail_in;
         const uInt free = m_stream.avail_out;
         const int code = m_ended ? Z_BUF_ERROR : inflate(&m_stream, Z_NO_FLUSH);
+        throwIfZlibLacksMemory(code);
         m_ended = m_ended || code == Z_STREAM_END;
         if (code != Z_OK && code != Z_STREAM_END && code != Z_BUF_ERROR) {
             m_fault = m_stream.msg != nullptr ? m_stream.msg : "the data are damaged";
@@ -72,9 +77,9 @@ public:
     {
         // The same bytes on every system and on every day: no time, no name, no system.
         m_header.os = kUnknownSystem;
-        m_ready = deflateInit2(&m_stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kWindow + kGzip, kMemory,
-                               Z_DEFAULT_STRATEGY) == Z_OK &&
-                  deflateSetHeader(&m_stream, &m_header) == Z_OK;
+        throwIfZlibLacksMemory(
+            deflateInit2(&m_stream, Z_DEFAULT_COMPRESSION, Z_DEFLATED, kWindow + kGzip, kMemory, Z_DEFAULT_STRATEGY));
+        deflateSetHeader(&m_stream, &m_header);
     }
     ~GzipPacker() override { deflateEnd(&m_stream); }
     GzipPacker(const GzipPacker&) = delete;
@@ -82,9 +87,6 @@ public:
 
     bool pack(std::string_view bytes, bool last, const Sink& sink) override
     {
-        if (!m_ready) {
-            return false;
-        }
         m_stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
         m_stream.avail_in = static_cast<uInt>(bytes.size());
         do {
@@ -101,7 +103,6 @@ public:
 private:
     z_stream m_stream{};
     gz_header m_header{};
-    bool m_ready = false;
     std::array<char, std::size_t{64} * 1024> m_packed{};
 };
 

@@ -148,9 +148,15 @@ bool Output::closeTogether(Output& first, Output& second)
             placings.push_back({&output->m_temporary, path});
         }
     }
-    const std::size_t failing = platform::TemporaryFile::takeTheirPlaces(placings);
+    std::string former;
+    const std::size_t failing = platform::TemporaryFile::takeTheirPlaces(placings, &former);
     if (failing < placed.size()) {
         placed[failing]->failPlacing(placings[failing].target);
+        if (!former.empty()) {
+            placed[failing]->m_problem.advice = platform::shown(placings.front().target) +
+                                                " holds the new content; move back what was there before from " +
+                                                platform::shown(former);
+        }
     }
     return failing == placed.size();
 }

@@ -1,6 +1,8 @@
 #include <array>
+#include <new>
 
 #include <zstd.h>
+#include <zstd_errors.h>
 
 #include "recordings/Compression.h"
 
@@ -11,14 +13,22 @@ namespace {
 // What a file may make the reader keep, as a power of two: 128 MB, more than any usual level asks for.
 constexpr int kLargestWindow = 27;
 
+// The lack of memory is not a fault of the data or of the disk.
+void throwIfZstdLacksMemory(std::size_t result)
+{
+    if (ZSTD_getErrorCode(result) == ZSTD_error_memory_allocation) {
+        throw std::bad_alloc();
+    }
+}
+
 class ZstandardUnpacker final : public Unpacker {
 public:
     ZstandardUnpacker() : m_context(ZSTD_createDCtx(), ZSTD_freeDCtx)
     {
-        if (!m_context ||
-            ZSTD_isError(ZSTD_DCtx_setParameter(m_context.get(), ZSTD_d_windowLogMax, kLargestWindow)) != 0) {
-            m_fault = "there is no memory for it";
+        if (!m_context) {
+            throw std::bad_alloc();
         }
+        ZSTD_DCtx_setParameter(m_context.get(), ZSTD_d_windowLogMax, kLargestWindow);
     }
 
     Progress unpack(std::string_view in, char* out, std::size_t room) override
@@ -30,6 +40,7 @@ public:
         ZSTD_inBuffer from{in.data(), in.size(), 0};
         ZSTD_outBuffer into{out, room, 0};
         const std::size_t result = ZSTD_decompressStream(m_context.get(), &into, &from);
+        throwIfZstdLacksMemory(result);
         if (ZSTD_isError(result) != 0) {
             m_fault = ZSTD_getErrorName(result);
         } else if (from.pos > 0 || into.pos > 0) {
@@ -51,24 +62,26 @@ class ZstandardPacker final : public Packer {
 public:
     ZstandardPacker() : m_context(ZSTD_createCCtx(), ZSTD_freeCCtx)
     {
-        if (m_context) {
-            ZSTD_CCtx_setParameter(m_context.get(), ZSTD_c_checksumFlag, 1);
+        if (!m_context) {
+            throw std::bad_alloc();
         }
+        ZSTD_CCtx_setParameter(m_context.get(), ZSTD_c_checksumFlag, 1);
     }
 
     bool pack(std::string_view bytes, bool last, const Sink& sink) override
     {
         ZSTD_inBuffer from{bytes.data(), bytes.size(), 0};
-        for (bool done = !m_context; !done;) {
+        for (bool done = false; !done;) {
             ZSTD_outBuffer into{m_packed.data(), m_packed.size(), 0};
             const std::size_t left =
                 ZSTD_compressStream2(m_context.get(), &into, &from, last ? ZSTD_e_end : ZSTD_e_continue);
+            throwIfZstdLacksMemory(left);
             if (ZSTD_isError(left) != 0 || !sink({m_packed.data(), into.pos})) {
                 return false;
             }
             done = last ? left == 0 : from.pos == from.size;
         }
-        return m_context != nullptr;
+        return true;
     }
 
 private:

@@ -52,6 +52,21 @@ extern "C" int flock(int descriptor, int operation) noexcept
     return static_cast<int>(::syscall(SYS_flock, descriptor, operation));
 }
 
+// Called before each rename of this program; what it returns is the error that the rename then fails with.
+namespace {
+std::function<int(const std::string& from, const std::string& to)> g_beforeRename;
+} // namespace
+
+extern "C" int rename(const char* from, const char* to) noexcept
+{
+    const int error = g_beforeRename ? g_beforeRename(from, to) : 0;
+    if (error != 0) {
+        errno = error;
+        return -1;
+    }
+    return static_cast<int>(::syscall(SYS_renameat, AT_FDCWD, from, AT_FDCWD, to));
+}
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -627,6 +642,36 @@ TEST_F(PosixFiles, areAllReplacedOrNone)
     EXPECT_FALSE(fs::exists(path("two")));
     EXPECT_TRUE(fs::is_directory(path("three")));
     EXPECT_EQ(files(), 3) << "and the last of the new ones, which has not been anywhere";
+}
+
+// Two files whose first replacement cannot be undone; with everyRename not even to another name.
+TEST_F(PosixFiles, areKeptUnderALastingNameIfTheyCannotGoBack)
+{
+    for (const bool everyRename : {false, true}) {
+        write("one", "old");
+        TemporaryFile first = TemporaryFile::beside(path("one"));
+        TemporaryFile second = TemporaryFile::beside(path("two"));
+        ASSERT_TRUE(first && second);
+        ASSERT_TRUE(first.file.write("new"));
+        bool failing = false;
+        g_beforeRename = [&](const std::string&, const std::string& to) {
+            failing = failing || to == path("two");
+            return failing && (everyRename || !to.ends_with(".old")) ? EACCES : 0;
+        };
+        std::string former;
+        const std::size_t done =
+            TemporaryFile::takeTheirPlaces({{&first, path("one")}, {&second, path("two")}}, &former);
+        g_beforeRename = nullptr;
+        EXPECT_EQ(done, 1U);
+        EXPECT_EQ(lastError(), "Permission denied");
+        EXPECT_EQ(content("one"), "new");
+        EXPECT_FALSE(fs::exists(path("two")));
+        EXPECT_TRUE(former.ends_with(everyRename ? ".tmp" : ".old")) << former;
+        ASSERT_EQ(fs::path(former).parent_path(), m_folder);
+        EXPECT_EQ(content(fs::path(former).filename().string()), "old");
+        fs::remove(former);
+        fs::remove(path("one"));
+    }
 }
 
 TEST_F(PosixFiles, thatMayNotBeWrittenAreReplacedAsOthersAre)

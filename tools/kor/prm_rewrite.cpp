@@ -264,24 +264,27 @@ int runRewrite(const RewriteRequest& request)
         copyLeft = platform::removeFile(kCopyName);
     }
     const std::string now = readWhole(path, kMostPrmBytes);
-    std::string why = code != kSuccess ? refusal(code, before, request.file)
-                      : copyLeft       ? "the library's copy could not take the place of the file"
-                                       : "";
+    std::string why;
     std::string effect;
-    if (why.empty()) {
+    Exit status = kExitIoError;
+    if (code != kSuccess) {
+        why = refusal(code, before, request.file);
+        status = code == kCannotOpen ? kExitCannotCreate : lacksMemory(code, before) ? kExitNoMemory : kExitDataError;
+    } else if (copyLeft) {
+        why = "the library's copy could not take the place of the file";
+    } else if (now == bytes) {
+        why = "the library did not see the file and has rewritten nothing"; // a rewriting adds a block at least
+    } else {
         try {
             effect = effectText(before, prmOf(now, shown(request.file)));
         } catch (const Failure& unreadable) {
             why = fmt::format("the library could not read what it has written ({})", unreadable.what());
+            status = unreadable.status();
         }
     }
     if (!why.empty()) {
         now == bytes ? backup.remove() : backup.restore();
-        throw Failure(code == kCannotOpen            ? kExitCannotCreate
-                      : copyLeft && code == kSuccess ? kExitIoError
-                      : lacksMemory(code, before)    ? kExitNoMemory
-                                                     : kExitDataError,
-                      fmt::format("{} is as it was: {}", shown(request.file), why));
+        throw Failure(status, fmt::format("{} is as it was: {}", shown(request.file), why));
     }
     const std::string text =
         fmt::format("{} is rewritten; {} holds it as it was.\n{}", shown(request.file), shown(backup.path()), effect);
