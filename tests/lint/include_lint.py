@@ -50,7 +50,7 @@ FOLDERS = {
     "session": Folder({"engine", "params", "params/file", "models", "mek", "platform"}),
     "capi": Folder({"recordings"}),
     # Beside the library: they stand on the public headers, as a host does.
-    "recordings": Folder({"platform"}, only={"Records.h", "Export.h"}, foreign=r"(zlib|zstd)\.h|dragonbox/.*"),
+    "recordings": Folder({"platform"}, only={"Records.h", "Export.h"}, foreign=r"(zlib|zstd|zstd_errors)\.h|dragonbox/.*"),
     "series": Folder({"recordings", "platform"}, only={"Records.h"}),
     "simulation": Folder({"recordings"}),
     "accuracy": Folder({"simulation"}),

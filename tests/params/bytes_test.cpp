@@ -13,6 +13,7 @@
 
 #include "KORInterface/ParameterSet.h"
 #include "KORInterface/Status.h"
+#include "params/file/Blocks.h"
 #include "params/file/ParameterSet.h"
 #include "params/file/Reader.h"
 #include "params/file/Scanner.h"
@@ -315,6 +316,23 @@ TEST(SharedArrays, areNotLargerThanTheAddressSpace)
     EXPECT_THROW(kor::params::allocateShared<double>(std::numeric_limits<std::size_t>::max()), std::bad_alloc);
     EXPECT_THROW(kor::params::allocateShared<float>(std::numeric_limits<std::size_t>::max()), std::bad_alloc);
     EXPECT_EQ(kor::params::sharedCapacity<float>(nullptr), 0U);
+}
+
+// Both the table with its extra values and four coefficients a row.
+TEST(SharedArrays, ofALevelHoldsTheRowsThatBothArraysHave)
+{
+    constexpr std::size_t kRows = 4;
+    for (const std::size_t tableRows : {kRows - 1, kRows}) {
+        for (const std::size_t coeffRows : {kRows - 1, kRows}) {
+            auto* table = kor::params::allocateShared<float>(tableRows + kor::params::kTiltExtras);
+            auto* coeffs = kor::params::allocateShared<double>(4 * coeffRows);
+            EXPECT_EQ(kor::params::levelTableHolds(table, coeffs, kRows), tableRows == kRows && coeffRows == kRows);
+            EXPECT_FALSE(kor::params::levelTableHolds(table, nullptr, 0));
+            EXPECT_FALSE(kor::params::levelTableHolds(nullptr, coeffs, 0));
+            kor::params::releaseShared(table);
+            kor::params::releaseShared(coeffs);
+        }
+    }
 }
 
 } // namespace

@@ -751,6 +751,20 @@ TEST(ParameterCheck, isDoneWithHostileFilesInSeconds)
 }
 
 // Two steps of four fall and two stand still: the table descends.
+// The lines of rows that break an order, which is to be this one.
+std::vector<std::uint32_t> linesThatAreNot(const char* expected, const CheckReport& report)
+{
+    std::vector<std::uint32_t> lines;
+    for (std::uint32_t i = 0; i < report.findings(); ++i) {
+        const CheckFinding finding = report.finding(i);
+        if (std::string_view(finding.rule) == "not-monotone") {
+            lines.push_back(finding.line);
+            EXPECT_STREQ(finding.expected, expected);
+        }
+    }
+    return lines;
+}
+
 TEST(ParameterCheck, takesRowsThatStandStillForNeitherDirection)
 {
     const char* const title = "Tilt X Calibration Table";
@@ -759,15 +773,29 @@ TEST(ParameterCheck, takesRowsThatStandStillForNeitherDirection)
     lines.at(title, 3) = "-10.0\t20.0";
     lines.at(title, 4) = "0.0\t20.0";
     const CheckReport report = checked(lines.text());
-    std::vector<std::uint32_t> found;
-    for (std::uint32_t i = 0; i < report.findings(); ++i) {
-        const CheckFinding finding = report.finding(i);
-        if (std::string_view(finding.rule) == "not-monotone") {
-            found.push_back(finding.line);
-            EXPECT_STREQ(finding.expected, "angles that descend with their rows");
-        }
-    }
+    const std::vector<std::uint32_t> found = linesThatAreNot("angles that descend with their rows", report);
     EXPECT_EQ(found, (std::vector<std::uint32_t>{lines.line(title) + 3, lines.line(title) + 4}));
+}
+
+// Of as many steps up as down those down are taken for wrong.
+TEST(ParameterCheck, takesATableToAscendUnlessMostOfItsStepsDescend)
+{
+    const char* const title = "Tilt X Calibration Table";
+    Lines lines(9);
+    lines.setRows(title, {-20.0, 0.0, 20.0}, 1.0);
+    lines.at(title, 4) = "20.0\t-1.0";
+    const CheckReport report = checked(lines.text());
+    const std::vector<std::uint32_t> found = linesThatAreNot("angles that ascend with their rows", report);
+    EXPECT_EQ(found, std::vector<std::uint32_t>{lines.line(title) + 4});
+}
+
+TEST(ParameterCheck, takesTwoRowsForATable)
+{
+    Lines lines(5);
+    lines.setRows("EL Calibration Table", {-60.0, 60.0});
+    EXPECT_EQ(rulesOf(checked(lines.text())), "");
+    lines.setRows("EL Calibration Table", {-60.0});
+    EXPECT_EQ(rulesOf(checked(lines.text())), "table-empty");
 }
 
 TEST(ParameterCheck, tellsWhatStandsBeforeTheFirstTitle)
