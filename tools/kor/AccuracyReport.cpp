@@ -94,13 +94,13 @@ std::string accuracyTable(const std::vector<Finding>& findings)
 std::string budgetTable(const Budget& budget)
 {
     const Vec3& P = budget.pose.position;
-    std::string text =
-        fmt::format("mount mode {}, {}: target point at {:g}, {:g}, {:g} mm\n"
-                    "turn of the base about the tracker's x, y and z, arc-seconds per unit of the input\n"
-                    "column arcsec: the unit of an angle in arc-seconds; of a level, by the slope of its table at the reading\n"
-                    "  {:<12} {:<29} {:<10} {:>9} {:>12} {:>11} {:>11} {:>11} {:>9}\n",
-                    budget.mode, ModelText(ModelOf(budget.mode)), P[0], P[1], P[2], "", "input", "unit", "arcsec",
-                    "value", "about x", "about y", "about z", "+-");
+    std::string text = fmt::format(
+        "mount mode {}, {}: target point at {:g}, {:g}, {:g} mm\n"
+        "turn of the base about the tracker's x, y and z, arc-seconds per unit of the input\n"
+        "column arcsec: the unit of an angle in arc-seconds; of a level, by the slope of its table at the reading\n"
+        "  {:<12} {:<29} {:<10} {:>9} {:>12} {:>11} {:>11} {:>11} {:>9}\n",
+        budget.mode, ModelText(ModelOf(budget.mode)), P[0], P[1], P[2], "", "input", "unit", "arcsec", "value",
+        "about x", "about y", "about z", "+-");
     for (const Sensitivity& s : budget.inputs) {
         text += fmt::format("  {:<12} {:<29} {:<10} {:>9} {:>12.6g} {:>11.4g} {:>11.4g} {:>11.4g} {:>9.1e}\n", s.group,
                             s.input, s.unit, s.arcSeconds ? fmt::format("{:.6g}", *s.arcSeconds) : "-", s.value,

@@ -62,11 +62,11 @@ std::string sentenceOf(const Contribution& c)
 {
     switch (c.why) {
     case Discrepancy::filters:
-        return fmt::format(
-            "If this input is the same in all samples, Monte Carlo gives {:.3g}, as the law does: the model's\nfilters {}.",
-            c.held->standard.angle,
-            c.alone.standard.angle > c.law.angle ? "amplify what changes from sample to sample"
-                                                 : "average what changes from sample to sample");
+        return fmt::format("If this input is the same in all samples, Monte Carlo gives {:.3g}, as the law does: the "
+                           "model's\nfilters {}.",
+                           c.held->standard.angle,
+                           c.alone.standard.angle > c.law.angle ? "amplify what changes from sample to sample"
+                                                                : "average what changes from sample to sample");
     case Discrepancy::search:
         return "The model's search stops too early to follow so small a change, although the change exists.";
     case Discrepancy::jumps:
@@ -94,10 +94,10 @@ std::string verdictOf(const Uncertainty& found)
     if (found.believe == Believe::neither) {
         return "No trial has a matrix: in this pose the model does not work. Believe neither.";
     }
-    const std::string head =
-        fmt::format("They differ, by more than {:g} % and {:g} times Monte Carlo's own uncertainty.\nBelieve {}. ",
-                    100.0 * kAgreement, kDoubt,
-                    found.believe == Believe::law ? "the law" : "Monte Carlo, which computes each sample as the library does");
+    const std::string head = fmt::format(
+        "They differ, by more than {:g} % and {:g} times Monte Carlo's own uncertainty.\nBelieve {}. ",
+        100.0 * kAgreement, kDoubt,
+        found.believe == Believe::law ? "the law" : "Monte Carlo, which computes each sample as the library does");
     if (!found.cause && found.trials.far > 0) {
         return head + "A few trials turn much farther than all others: near this pose the model\n"
                       "changes over to another solution, of which the law knows nothing.";
@@ -218,9 +218,9 @@ std::string uncertaintyTable(const Uncertainty& found, const MonteCarloPlan& pla
                             trials.farthest);
     }
     if (isOneSided(trials)) {
-        text +=
-            fmt::format("on average the trials are turned by {:.3g}, {:.3g}, {:.3g}: add this, because no standard uncertainty contains it\n",
-                        trials.mean[0], trials.mean[1], trials.mean[2]);
+        text += fmt::format("on average the trials are turned by {:.3g}, {:.3g}, {:.3g}: add this, because no standard "
+                            "uncertainty contains it\n",
+                            trials.mean[0], trials.mean[1], trials.mean[2]);
     }
     text += verdictOf(found) + "\n";
     if (!found.contributions.empty()) {
