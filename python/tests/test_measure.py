@@ -109,7 +109,7 @@ def test_comparisons_that_cannot_be(polarizer, tmp_path):
         ki.compare(polarizer.csv, polarizer.truth)
     spoiled = results[:]
     spoiled.matrices[700] *= 1.1
-    with pytest.warns(ki.KorWarning, match="no rotation") as told:
+    with pytest.warns(ki.KorWarning, match="is not a rotation") as told:
         ki.compare(spoiled, results)
     assert told[0].filename == __file__
 
