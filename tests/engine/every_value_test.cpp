@@ -168,8 +168,8 @@ TEST(EveryValue, ofALevelReadingInItsUpperBits)
         }
         for (const float knot : table) {
             const auto pattern = std::bit_cast<std::uint32_t>(knot);
-            for (std::uint32_t near = pattern - 500; near != pattern + 500; ++near) {
-                wrong += level.agreesAt(near) ? 0 : 1;
+            for (std::uint32_t neighbour = pattern - 500; neighbour != pattern + 500; ++neighbour) {
+                wrong += level.agreesAt(neighbour) ? 0 : 1;
             }
         }
         EXPECT_EQ(wrong, 0);
