@@ -1,18 +1,19 @@
 #!/usr/bin/env bash
 # Builds the Python package with pip in a virtual environment of its own, build/python-venv, and tests it.
 #   scripts/python.sh          wheel, auditwheel, mypy, all tests, the cost of a sample
+#   scripts/python.sh --wheel  a wheel for other machines, in build/wheel/repaired, without tests
 #   scripts/python.sh --smoke  the package and its quick tests; below a minute of processor time once it is built
 #   scripts/python.sh --cost   the cost of a sample alone
 #   scripts/python.sh --build  the package and the tool, for other scripts
 # What it installs is pinned in python/requirements.txt and comes from the index that pip is set up for.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-usage="usage: scripts/python.sh [--smoke|--cost|--build]"
+usage="usage: scripts/python.sh [--wheel|--smoke|--cost|--build]"
 part=${1:-all}
 [ $# -le 1 ] || { echo "$usage" >&2; exit 64; }
 case $part in
 -h | --help) echo "$usage"; exit 0 ;;
-all | --smoke | --cost | --build) ;;
+all | --wheel | --smoke | --cost | --build) ;;
 *) echo "$usage" >&2; exit 64 ;;
 esac
 
@@ -39,7 +40,7 @@ pip wheel --quiet --no-deps --no-build-isolation --wheel-dir build/wheel .
 pip install --quiet --no-deps --force-reinstall build/wheel/korinterface-*.whl
 folder=$(echo build/python/*)
 
-if [ "$part" != --cost ]; then
+if [ "$part" != --cost ] && [ "$part" != --wheel ]; then
     # The tool of the same tree, as the package has it: static, optimised.
     if [ -z "${KOR:-}" ]; then
         step "tool to compare with"
@@ -55,11 +56,13 @@ case $part in
     mypy --strict python/korinterface
     "$python" -m pytest -q -x python/tests
     ;;
-all)
+all | --wheel)
     step "auditwheel"
     auditwheel repair --wheel-dir build/wheel/repaired build/wheel/korinterface-*.whl
     auditwheel show build/wheel/repaired/*.whl
     pip install --quiet --no-deps --force-reinstall build/wheel/repaired/*.whl
+    ;;&
+all)
     step "mypy"
     mypy --strict python/korinterface
     "$python" -m mypy.stubtest --concise --ignore-positional-only --allowlist python/stubtest.txt korinterface._core

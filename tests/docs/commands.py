@@ -63,7 +63,7 @@ NOT_RUN = [
     ("docs/first-host.md", r"sudo apt-get install .*",
      "installs on this machine; the tests packages.* use the packages unpacked"),
     ("docs/tasks.md", r"kor replay .*--view", "serves until an interrupt; the tests kor.view.* run such commands"),
-    ("docs/python.md", r"(venv/bin/)?pip install .*|python3 -m venv venv|bash -c .*need.*",
+    ("docs/python.md", r"(venv/bin/)?pip install .*|python3 -m venv venv|bash -c .*need.*|scripts/python\.sh --wheel",
      "builds the package; scripts/python.sh does so and runs the examples of the page"),
     ("CONTRIBUTING.md", r"scripts/python\.sh", "builds a wheel, for minutes"),
     ("CONTRIBUTING.md", r"scripts/batch\.sh", "the same, and a cluster"),
