@@ -93,7 +93,7 @@ def two_beside_one(folder, recordings):
             f"{1200 * recordings / min(times):.0f}", *(f"{min(each):.2f}" for each in zip(*processor[count])))
     ratios = [one / two for one, two in zip(found[1], found[2])]
     print(f"\nTwo are {statistics.median(ratios):.2f} times as fast as one (median of the rounds; "
-          f"{min(ratios):.2f} to {max(ratios):.2f}). Load {os.getloadavg()[0]:.1f} behind.\n", flush=True)
+          f"{min(ratios):.2f} to {max(ratios):.2f}). Load {os.getloadavg()[0]:.1f} after it.\n", flush=True)
     return True
 
 
