@@ -295,8 +295,7 @@ TEST_F(Report, argumentsAndFilesThatAreNotThere)
 
 TEST_F(Report, aDirectoryInUtf8MayHoldAnyCharacter)
 {
-    const std::u8string name = u8"m\u00e4rz \u6e2c";
-    const std::filesystem::path folder = m_dir.path() / name;
+    const std::filesystem::path folder = m_dir.path() / u8"m\u00e4rz \u6e2c";
     std::filesystem::create_directories(folder);
     writeFile(folder / "Tg17.prm", sensorFile(3).text());
     const std::u8string directory = folder.u8string();
