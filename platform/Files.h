@@ -58,10 +58,10 @@ public:
     /// Returned  result  number of bytes; 0 at the end, -1 on failure
     std::ptrdiff_t read(char* into, std::size_t room) noexcept;
 
-    /// Whether a read would return at once: with bytes, at the end or with an error.
+    /// Whether a read would return at once: with bytes, at the end or with an error. Nothing if the system cannot tell
+    /// without reading, as Windows cannot for a console; there is no wait then.
     /// Given  patience  how long to wait for that; zero only asks. A signal ends the wait.
-    /// Notes  1  Windows can ask a pipe and cannot wait for it: with patience the answer is always yes.
-    bool isReadable(std::chrono::milliseconds patience) const noexcept;
+    std::optional<bool> isReadable(std::chrono::milliseconds patience) const noexcept;
 
     /// Writes all of it; false on failure.
     bool write(std::string_view bytes) noexcept;

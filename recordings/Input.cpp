@@ -37,7 +37,8 @@ void Input::tellBeforeWaiting()
 // Whether nothing can be read now: there is nothing yet, or a signal has ended the input.
 bool Input::isToWait()
 {
-    const bool there = m_file.isReadable(std::chrono::milliseconds(0));
+    const bool awaited = std::exchange(m_awaited, false);
+    const bool there = m_file.isReadable(std::chrono::milliseconds(0)).value_or(awaited);
     if (platform::notedSignal() != 0) {
         m_problem = {.kind = Problem::Kind::interrupted,
                      .file = m_title,
@@ -46,6 +47,12 @@ bool Input::isToWait()
     }
     m_mustWait = !there;
     return m_mustWait;
+}
+
+void Input::await(std::chrono::milliseconds patience)
+{
+    m_awaited = true;
+    m_file.isReadable(patience);
 }
 
 std::uint64_t Input::position() const

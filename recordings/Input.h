@@ -42,8 +42,9 @@ public:
     /// Whether the last call of more has returned false because it would have had to wait.
     bool mustWait() const { return m_mustWait; }
 
-    /// Waits for more, at most so long; a signal ends the wait.
-    void await(std::chrono::milliseconds patience) const { m_file.isReadable(patience); }
+    /// Waits for more, at most so long; a signal ends the wait. Where only a read can wait, that of the next call of
+    /// more does.
+    void await(std::chrono::milliseconds patience);
 
     /// Set when reading has failed, a signal has ended it, or a compressed file is damaged (badData).
     const Problem& problem() const { return m_problem; }
@@ -79,6 +80,7 @@ private:
     bool m_begun = false; ///< the compression is known
     bool m_live;          ///< no regular file
     bool m_mustWait = false;
+    bool m_awaited = false; ///< since the last read that had to wait
     std::optional<platform::EndingSignalsAreNoted> m_signalsAreNoted;
 
     /// Of a compressed file only.

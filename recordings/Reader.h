@@ -43,7 +43,7 @@ public:
     /// From now on next answers Step::pending in place of waiting for a live recording; every record that has come
     /// whole has been handed out before. await is what waits. See Input::tellBeforeWaiting.
     void tellBeforeWaiting() { m_input->tellBeforeWaiting(); }
-    void await(std::chrono::milliseconds patience) const { m_input->await(patience); }
+    void await(std::chrono::milliseconds patience) { m_input->await(patience); }
 
     /// Where the record that was read last stands: its line in a CSV, its number in a binary file, from 1.
     std::uint64_t place() const { return m_records->place(); }

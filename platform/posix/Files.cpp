@@ -91,7 +91,7 @@ std::ptrdiff_t File::read(char* into, std::size_t room) noexcept
     }
 }
 
-bool File::isReadable(std::chrono::milliseconds patience) const noexcept
+std::optional<bool> File::isReadable(std::chrono::milliseconds patience) const noexcept
 {
     constexpr std::chrono::milliseconds kMost(std::numeric_limits<int>::max());
     struct pollfd asked = {m_descriptor, POLLIN, 0};

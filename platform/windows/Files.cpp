@@ -88,18 +88,26 @@ std::ptrdiff_t File::read(char* into, std::size_t room) noexcept
     return got < 0 && errno == EPIPE ? 0 : got; // the other end of a pipe closed it: the end
 }
 
-bool File::isReadable(std::chrono::milliseconds patience) const noexcept
+// Windows answers about a pipe, but does not wait for one.
+std::optional<bool> File::isReadable(std::chrono::milliseconds patience) const noexcept
 {
+    constexpr std::chrono::milliseconds kBetweenQuestions(10);
     const HANDLE handle = handleOf(m_descriptor);
-    DWORD ahead = 0;
-    if (patience.count() > 0 || GetFileType(handle) == FILE_TYPE_DISK) {
+    if (GetFileType(handle) == FILE_TYPE_DISK) {
         return true;
     }
-    // What cannot be asked, a console for example, is taken to make its reader wait.
-    if (PeekNamedPipe(handle, nullptr, 0, nullptr, &ahead, nullptr) == 0) {
-        return GetLastError() == ERROR_BROKEN_PIPE; // at its end
+    for (;;) {
+        DWORD ahead = 0;
+        if (PeekNamedPipe(handle, nullptr, 0, nullptr, &ahead, nullptr) == 0) {
+            return GetLastError() == ERROR_BROKEN_PIPE ? std::optional(true) : std::nullopt; // at its end, or no pipe
+        }
+        if (ahead > 0 || patience.count() <= 0) {
+            return ahead > 0;
+        }
+        const std::chrono::milliseconds step = std::min(patience, kBetweenQuestions);
+        Sleep(static_cast<DWORD>(step.count()));
+        patience -= step;
     }
-    return ahead > 0;
 }
 
 bool File::write(std::string_view bytes) noexcept

@@ -252,7 +252,7 @@ TEST(PosixPipe, isReadOnAfterASignal)
         std::this_thread::sleep_for(20ms);
         ::pthread_kill(reader, SIGUSR1);
     });
-    EXPECT_FALSE(pipe.out.isReadable(60s));
+    EXPECT_EQ(pipe.out.isReadable(60s), false);
     once.join();
 }
 

@@ -8,8 +8,10 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <random>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -298,32 +300,48 @@ constexpr std::chrono::milliseconds kAtOnce{0};
 TEST(Readable, isAPipeThatHoldsBytesOrHasNoWriter)
 {
     Pipe pipe;
-    EXPECT_FALSE(pipe.out.isReadable(kAtOnce));
+    EXPECT_EQ(pipe.out.isReadable(kAtOnce), false);
     EXPECT_TRUE(pipe.in.write("ab"));
-    EXPECT_TRUE(pipe.out.isReadable(kAtOnce));
+    EXPECT_EQ(pipe.out.isReadable(kAtOnce), true);
     char bytes[2];
     EXPECT_EQ(pipe.out.read(bytes, 1), 1);
-    EXPECT_TRUE(pipe.out.isReadable(kAtOnce)) << "one is left";
+    EXPECT_EQ(pipe.out.isReadable(kAtOnce), true) << "one is left";
     EXPECT_EQ(pipe.out.read(bytes, 1), 1);
-    EXPECT_FALSE(pipe.out.isReadable(kAtOnce));
+    EXPECT_EQ(pipe.out.isReadable(kAtOnce), false);
     pipe.in.close();
-    EXPECT_TRUE(pipe.out.isReadable(kAtOnce)) << "at its end";
+    EXPECT_EQ(pipe.out.isReadable(kAtOnce), true) << "at its end";
     EXPECT_EQ(pipe.out.read(bytes, 1), 0);
 }
 
 TEST_F(OpenFiles, areReadableAtTheirEndToo)
 {
     write("a", "");
-    EXPECT_TRUE(openAnyForReading(path("a")).isReadable(kAtOnce));
+    EXPECT_EQ(openAnyForReading(path("a")).isReadable(kAtOnce), true);
 }
 
-#ifndef _WIN32 // where a pipe cannot be waited for
 TEST(Readable, isWaitedForAsLongAsAsked)
 {
-    const Pipe pipe;
+    Pipe pipe;
     const auto begun = std::chrono::steady_clock::now();
-    EXPECT_FALSE(pipe.out.isReadable(std::chrono::milliseconds(30)));
+    EXPECT_EQ(pipe.out.isReadable(std::chrono::milliseconds(30)), false);
     EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(30));
+
+    std::thread writer([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        EXPECT_TRUE(pipe.in.write("a"));
+    });
+    EXPECT_EQ(pipe.out.isReadable(std::chrono::minutes(1)), true);
+    writer.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(30)) << "only until bytes come";
+}
+
+#ifdef _WIN32
+TEST(Readable, isNotKnownOfADeviceWhichIsNotWaitedForEither)
+{
+    const File device = openAnyForReading("NUL");
+    EXPECT_TRUE(device);
+    EXPECT_EQ(device.isReadable(kAtOnce), std::nullopt);
+    EXPECT_EQ(device.isReadable(std::chrono::hours(1)), std::nullopt);
 }
 #endif
 

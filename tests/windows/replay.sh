@@ -2,6 +2,7 @@
 # Replays of shipped recordings and simulations by the Windows program.
 #   replay.sh PREFIX KOR_EXE NAME NATIVE_BUILD LIMIT   like the native program's, and within LIMIT degrees of the truth
 #   replay.sh PREFIX KOR_EXE --several                 two recordings side by side, names beyond ASCII
+#   replay.sh PREFIX KOR_EXE --piped                   a recording from standard input, plain and compressed
 #   replay.sh PREFIX KOR_EXE --simulated NATIVE_BUILD  simulations of every sensor, byte for byte the native program's
 #   replay.sh PREFIX KOR_EXE --shipped                 the shipped recordings made again, byte for byte
 set -euo pipefail
@@ -29,6 +30,21 @@ if [ "$name" = --several ]; then
     [ "${#made[@]}" -eq 2 ] || { echo "made ${made[*]}"; exit 1; }
     for file in "${made[@]}"; do
         cmp "$work/alone.csv" "$file"
+    done
+    exit 0
+fi
+
+# Under Wine such a pipe cannot be asked for what it holds, like a console under Windows.
+if [ "$name" = --piped ]; then
+    source=$root/data/polarizer
+    arguments=(replay --prm "$source" --id 1005)
+    silently "${windows_kor[@]}" "${arguments[@]}" "$source/polarizer.csv" -o "$work/file.csv"
+    gzip -nc "$source/polarizer.csv" >"$work/packed"
+    for recording in "$source/polarizer.csv" "$source/polarizer.korraw" "$work/packed"; do
+        cat "$recording" | timeout 60 "${windows_kor[@]}" "${arguments[@]}" - -o "$work/pipe.csv" >"$work/log" 2>&1 ||
+            { cat "$work/log"; echo "failed, or did not end: $recording from a pipe"; exit 1; }
+        cmp "$work/file.csv" "$work/pipe.csv"
+        rm "$work/pipe.csv"
     done
     exit 0
 fi
