@@ -106,7 +106,13 @@ TEST(PipelineTest, aFastStageWaitsForASlowOne)
     Source source(kBlocks, 100);
     std::atomic<int> finished{0};
     std::atomic<int> most{0};
+    const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(30);
     Pipeline pipeline(kBlocks, {source.stage(), {true, [&](std::size_t) {
+                                                     // However long the system takes to let the first stage run.
+                                                     while (finished == 0 && source.filled() < 2 &&
+                                                            std::chrono::steady_clock::now() < patience) {
+                                                         std::this_thread::yield();
+                                                     }
                                                      std::this_thread::sleep_for(std::chrono::microseconds(50));
                                                      most = std::max(most.load(), source.filled() - finished.load());
                                                      ++finished;

@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <atomic>
+#include <chrono>
 #include <thread>
 
 #include <tlhelp32.h>
@@ -104,10 +105,13 @@ TEST(WindowsLoading, startsNoThread)
     }
     // The count does see a thread when there is one more.
     std::atomic<bool> done{false};
-    std::thread more([&done] { done.wait(false); });
+    std::thread more([&done] {
+        while (!done) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
     EXPECT_EQ(threads(), before + 1);
     done = true;
-    done.notify_one();
     more.join();
 }
 
