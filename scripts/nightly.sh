@@ -10,11 +10,11 @@ Runs, on a build of the preset dev: every 32-bit pattern of a level reading thro
 in order and in jumps; parameter files of every mount mode cut at every byte, against the C library's formatted input;
 the comparisons with the independent implementation and the plain transcription, with seeds that the date gives; and all
 memory, system calls and places that can fail (tests/faults/faults.py). Then the unit tests with the checks of the C and C++
-libraries (preset checked), and the hardening of an optimised build and of its packages (preset release-tests); clang-tidy on
-the tool as well, and the manual with its warnings and links.
+libraries (preset checked), and the hardening of an optimised build and of its packages (preset release-tests); all tests of
+the Windows build under Wine (preset mingw); clang-tidy on the tool as well, and the manual with its warnings and links.
 
 With PART/PARTS, for example 1/100, only that part of the level readings. All of them take about half an hour of a processor,
-the two builds half an hour more. Needs the packages that check.sh installs. The exit status is 1 when something differs.
+the three builds three quarters of an hour more. Needs the packages that check.sh installs. The exit status is 1 when something differs.
 END_OF_USAGE
 }
 refuse() { echo "nightly.sh: $*" >&2; usage >&2; exit 64; }
@@ -85,6 +85,11 @@ tail -n 5 "$log" | grep 'tests passed'
 step "hardening of an optimised build and its packages"
 quietly ctest --preset release-tests -R '^(hardening|packages)\.' -j "$processors"
 tail -n 5 "$log" | grep 'tests passed'
+step "Windows build under Wine, all tests"
+quietly cmake --preset mingw -DKORINTERFACE_TESTS_SMOKE=OFF -DKORINTERFACE_JOIN=ON
+quietly cmake --build --preset mingw
+quietly ctest --preset mingw -j "$processors"
+grep 'tests passed' "$log"
 step "clang-tidy, on the tool as well"
 quietly scripts/tidy.sh
 step "manual: warnings, links, search"
