@@ -13,8 +13,8 @@ memory, system calls and places that can fail (tests/faults/faults.py). Then the
 libraries (preset checked), and the hardening of an optimised build and of its packages (preset release-tests); all tests of
 the Windows build under Wine (preset mingw); clang-tidy on the tool as well, and the manual with its warnings and links.
 
-With PART/PARTS, for example 1/100, only that part of the level readings. All of them take about half an hour of a processor,
-the three builds three quarters of an hour more. Needs the packages that check.sh installs. The exit status is 1 when something differs.
+With PART/PARTS, for example 1/100, only that part of the level readings. An hour and a quarter of a processor in all, of which
+the builds are half. Needs the packages that check.sh installs. The exit status is 1 when something differs.
 END_OF_USAGE
 }
 refuse() { echo "nightly.sh: $*" >&2; usage >&2; exit 64; }
@@ -39,6 +39,16 @@ log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 quietly() { "$@" >"$log" 2>&1 || { tail -n 50 "$log"; echo "failed: $*" >&2; exit 1; }; }
 step() { printf '%s (after %d s)\n' "$*" "$SECONDS"; }
+# A preset, with options of its configuration.
+built() {
+    quietly cmake --preset "$@"
+    quietly cmake --build --preset "$1"
+}
+# A preset, with options that choose among its tests.
+tested() {
+    quietly ctest --preset "$@" -j "$processors"
+    grep 'tests passed' "$log"
+}
 
 step "build"
 quietly cmake --preset dev
@@ -73,23 +83,18 @@ tail -n 1 "$log"
 
 for preset in checked release-tests; do
     step "build of the preset $preset"
-    quietly cmake --preset "$preset"
-    quietly cmake --build --preset "$preset"
+    built "$preset"
 done
 step "unit tests with the libraries' checks"
 commands=build/checked/compile_commands.json
 grep -q -- '-D_FORTIFY_SOURCE=3' "$commands" && ! grep -q -- '-D_FORTIFY_SOURCE=[^3]' "$commands" ||
     { echo "failed: the preset checked has another level of checks" >&2; exit 1; }
-quietly ctest --preset checked -L unit -j "$processors"
-grep 'tests passed' "$log"
+tested checked -L unit
 step "hardening of an optimised build and its packages"
-quietly ctest --preset release-tests -R '^(hardening|packages)\.' -j "$processors"
-grep 'tests passed' "$log"
+tested release-tests -R '^(hardening|packages)\.'
 step "Windows build under Wine, all tests"
-quietly cmake --preset mingw -DKORINTERFACE_TESTS_SMOKE=OFF -DKORINTERFACE_JOIN=ON
-quietly cmake --build --preset mingw
-quietly ctest --preset mingw -j "$processors"
-grep 'tests passed' "$log"
+built mingw -DKORINTERFACE_TESTS_SMOKE=OFF -DKORINTERFACE_JOIN=ON
+tested mingw
 step "clang-tidy, on the tool as well"
 quietly scripts/tidy.sh
 step "manual: warnings, links, search"
