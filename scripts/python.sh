@@ -60,9 +60,9 @@ all | --wheel)
     step "auditwheel"
     auditwheel repair --wheel-dir build/wheel/repaired build/wheel/korinterface-*.whl
     auditwheel show build/wheel/repaired/*.whl
-    pip install --quiet --no-deps --force-reinstall build/wheel/repaired/*.whl
     ;;&
 all)
+    pip install --quiet --no-deps --force-reinstall build/wheel/repaired/*.whl
     step "mypy"
     mypy --strict python/korinterface
     "$python" -m mypy.stubtest --concise --ignore-positional-only --allowlist python/stubtest.txt korinterface._core
