@@ -80,7 +80,7 @@ private:
     bool m_begun = false; ///< the compression is known
     bool m_live;          ///< no regular file
     bool m_mustWait = false;
-    bool m_awaited = false; ///< since the last read that had to wait
+    bool m_awaited = false; ///< and nothing has been asked or read since
     std::optional<platform::EndingSignalsAreNoted> m_signalsAreNoted;
 
     /// Of a compressed file only.
